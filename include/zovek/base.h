@@ -1,0 +1,50 @@
+/* What every header of Zovek shares: linkage, version, sample formats.
+ *
+ * Sample formats
+ *   16-bit sample  int16_t, full scale +32767 / -32768
+ *   32-bit sample  int32_t, the same signal left-justified: a 16-bit sample v is v * 65536,
+ *                  and the upper half of a 32-bit sample is its 16-bit value
+ *   8-bit sample   uint8_t, 128 is zero
+ *
+ * Objects are records with open fields, in the order given, followed by nothing. Construct(null)
+ * takes the record from the library's heap, Construct(p) builds it in the caller's memory; either
+ * returns the object, or null when its memory can't be had. Destruct(self, flags) gives back all
+ * that the object owns, and with bit 0 of flags the record as well; a null self does nothing.
+ * Setters clamp, compare and re-derive at once; a setter that can't get its memory leaves the object
+ * as it was. Process calls never allocate. One object serves one thread at a time. */
+#ifndef ZOVEK_BASE_H
+#define ZOVEK_BASE_H
+#include <stdint.h>
+
+#define ZV_VERSION_MAJOR 1
+#define ZV_VERSION_MINOR 0
+#define ZV_VERSION_PATCH 0
+
+#ifdef __cplusplus
+#define ZV_BEGIN extern "C" {
+#define ZV_END   }
+#else
+#define ZV_BEGIN
+#define ZV_END
+#endif
+
+/* ZV_BUILDING is defined while the library itself is compiled, ZV_STATIC for users of libzovek.a on
+ * Windows. On i386 a foreign caller may keep the stack at 4 bytes, so exports realign it. */
+#if defined(_WIN32) && defined(ZV_STATIC)
+#define ZV_VISIBLE
+#elif defined(_WIN32) && defined(ZV_BUILDING)
+#define ZV_VISIBLE __declspec(dllexport)
+#elif defined(_WIN32)
+#define ZV_VISIBLE __declspec(dllimport)
+#elif defined(__GNUC__)
+#define ZV_VISIBLE __attribute__((visibility("default")))
+#else
+#define ZV_VISIBLE
+#endif
+#if defined(__i386__) && defined(ZV_BUILDING)
+#define ZV_API ZV_VISIBLE __attribute__((force_align_arg_pointer))
+#else
+#define ZV_API ZV_VISIBLE
+#endif
+
+#endif

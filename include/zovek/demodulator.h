@@ -1,0 +1,136 @@
+/* The receiver: 16-bit real samples of a last intermediate frequency in, 16-bit stereo audio out.
+ *
+ *   copy -> mixer -> low-pass, every D-th -> detector -> DC blocker -> zeros between, low-pass -> stereo
+ *   |------------ Fs -----------------|------- Fs / D ----------|----------- Fs * U / D ------------|
+ *
+ * Fs = sampling_rate, D = iq_decimation, U = audio_upsample. One Process call takes N samples, makes n = N / D
+ * detector samples and writes F = n * U stereo frames.
+ *
+ * Set a new object up in this order: IQDecimation and AudioUpsample; SamplingRate with force 1 (it tells the
+ * members their rates); BufferSize; the filter lengths; Mode, then PostMixerCutOff (it looks at the mode), in
+ * FM AudioFilterCutOff besides; LocalFrequency and the open fields. */
+#ifndef ZOVEK_DEMODULATOR_H
+#define ZOVEK_DEMODULATOR_H
+#include <zovek/agc.h>
+#include <zovek/delay_line.h>
+#include <zovek/fir.h>
+
+ZV_BEGIN
+enum ZVDemodMode {
+    ZVDemodMode_AM     = 0, /* envelope, both channels alike */
+    ZVDemodMode_SyncAM = 1, /* a phase-locked loop turns the carrier onto one axis, which is the audio */
+    ZVDemodMode_ISB    = 2, /* phasing method: lower sideband left, upper sideband right */
+    ZVDemodMode_SSB    = 3, /* Weaver's method: local_frequency + f comes out at offset + sign * f */
+    ZVDemodMode_FM     = 4  /* discriminator: arctangent of the cross product of successive samples */
+};
+
+typedef struct ZVDemodulator ZVDemodulator;
+/* A client's hook, run inside Process on the caller's thread. i and q are the working data, count of each, and
+ * may be changed in place. A hook calls no setter of the object. */
+typedef void (*ZVDemodulatorHook)(void *context, ZVDemodulator *self, int32_t count, void *i, void *q);
+
+/* "open": the client writes the field, there is no setter. "result": Process writes it. */
+struct ZVDemodulator {
+    ZVDemodulatorHook mixed_callback;    /* open; after the mixer: N 16-bit samples; null: no call */
+    void             *mixed_context;     /* open; its first argument */
+    ZVDemodulatorHook filtered_callback; /* open; after the decimating filters: n 32-bit samples */
+    void             *filtered_context;  /* open; its first argument */
+    /* The members, which follow by value below. The client reaches them through these pointers. */
+    ZVFIR       *post_mixer_filter_i; /* ZVFIR1632 low-pass at Fs, 31 taps, post_mixer_cutoff */
+    ZVFIR       *post_mixer_filter_q; /* its twin */
+    ZVAGC       *iq_agc;              /* gain control of the I/Q pair */
+    ZVFIR       *isb_filter;          /* ZVFIR1632 Hilbert transformer, 31 taps */
+    ZVDelayLine *isb_delay;           /* ZVDelayLine32, half the taps of isb_filter, rounded down */
+    ZVFIR       *noise_filter;        /* ZVFIR1616 high-pass at Fs / D, 31 taps, 5000 Hz (lowered for good by
+                                         a rate that can't hold it) */
+    int32_t     *detector_output;     /* n detector samples; an area inside work_buffer */
+    ZVFIR       *audio_filter_1;      /* ZVFIR1632 low-pass at Fs * U / D, 31 taps, 3000 Hz; left or only */
+    ZVFIR       *audio_filter_2;      /* its twin; right channel of independent sideband */
+    ZVAGC       *audio_agc_1;         /* target_level 600000000 in 32-bit units */
+    ZVAGC       *audio_agc_2;         /* built alike; no mode runs it */
+    uint8_t  overload;              /* result; 1 if a sample of the last block was <= -32000 or >= 32000 */
+    uint8_t  iq_agc_enabled;        /* open; not 0 runs iq_agc (never in FM); 0 at first */
+    uint8_t  mode;                  /* ZVDemodMode; 0 at first */
+    uint8_t  noise_measure_enabled; /* open; not 0 measures noise_level in FM; 0 at first */
+    uint8_t  audio_agc_enabled;     /* open; not 0 runs audio_agc_1 (never in ISB); 0 at first */
+    int32_t  buffer_size;           /* input samples a Process call takes at most; 1024 at first */
+    int32_t  sampling_rate;         /* Fs, Hz, at least 1; 44100 at first */
+    int32_t  local_frequency;       /* mixer, whole Hz, 0 to Fs; 11025 at first */
+    float    post_mixer_cutoff;     /* Hz; 3000 at first */
+    uint32_t iq_decimation;         /* D, at least 1; 2 at first */
+    float    iq_agc_level;          /* open; target of iq_agc, 10^(level / 10) of full scale; -10 at first */
+    int32_t  sideband_sign;         /* open; SSB: +1 upright, -1 inverted; 1 at first */
+    int32_t  sideband_offset;       /* open; SSB: second oscillator, whole Hz; 800 at first */
+    int32_t  noise_level;           /* result; FM: smoothed magnitude above noise_filter, 16-bit units */
+    uint32_t audio_upsample;        /* U, at least 1; 2 at first */
+    float    dc_cutoff;             /* open; corner of the DC blocker, Hz; 5 at first */
+    float    audio_gain;            /* open; used where the audio AGC doesn't run; 1 at first */
+    float    volume;                /* open; output gain; 0.5 at first */
+    uint32_t work_bytes;            /* capacity of work_buffer */
+    uint32_t oscillator_bytes;      /* capacity of oscillator_table */
+    void    *work_buffer;           /* owned: the input copy (N 16-bit samples), then detector_output */
+    int32_t *oscillator_table;      /* owned: Fs pairs (c, s), one cycle; c[k] = 2147483600 cos(2 pi k / Fs),
+                                       s[k] = -2147483600 sin(2 pi k / Fs), rounded */
+    int32_t  oscillator_phase;      /* mixer's place in the table */
+    double   carrier_phase;         /* synchronous AM: loop phase, radians, -pi < phase <= pi */
+    double   carrier_frequency;     /* synchronous AM: phase step, radians a detector sample */
+    double   carrier_error;         /* synchronous AM: last phase error, half the sine of twice the angle */
+    int32_t  sideband_phase;        /* SSB: second oscillator's place in the table */
+    int32_t  previous_i;            /* FM: the sample before */
+    int32_t  previous_q;
+    int32_t  dc_input_1;            /* DC blocker: previous input; in ISB the left one */
+    int32_t  dc_input_2;            /* ISB: previous right input */
+    int32_t  dc_output_1;           /* DC blocker: previous output; in ISB the right one */
+    int32_t  dc_output_2;           /* ISB: previous left output */
+    ZVFIR       post_mixer_filter_i_object;
+    ZVFIR       post_mixer_filter_q_object;
+    ZVAGC       iq_agc_object;
+    ZVFIR       isb_filter_object;
+    ZVDelayLine isb_delay_object;
+    ZVFIR       noise_filter_object;
+    ZVFIR       audio_filter_1_object;
+    ZVFIR       audio_filter_2_object;
+    ZVAGC       audio_agc_1_object;
+    ZVAGC       audio_agc_2_object;
+};
+
+/* A null self takes the record from the heap. Returns self, or null when memory can't be had. */
+ZV_API ZVDemodulator *ZVDemodulator16_Construct(ZVDemodulator *self);
+/* Bit 0 of flags frees the record as well. A null self does nothing. */
+ZV_API void ZVDemodulator_Destruct(ZVDemodulator *self, uint32_t flags);
+
+/* Input samples that one Process call can take, D to as many as memory holds; sizes all members. An unchanged
+ * size with force 0 does nothing. */
+ZV_API void ZVDemodulator_BufferSize(ZVDemodulator *self, int32_t samples, int32_t force);
+/* Fs in whole Hz, at least 1: builds the oscillator table (8 bytes a Hz), sets oscillator_phase to 0 and tells
+ * the members their rates. An unchanged rate with force 0 does nothing. */
+ZV_API void ZVDemodulator_SamplingRate(ZVDemodulator *self, int32_t rate, int32_t force);
+/* D and U; 0 becomes 1. A new value sizes the members again; SamplingRate with force 1 must follow. */
+ZV_API void ZVDemodulator_IQDecimation(ZVDemodulator *self, uint32_t factor);
+ZV_API void ZVDemodulator_AudioUpsample(ZVDemodulator *self, uint32_t factor);
+/* 0 to Fs. The oscillator's phase goes on without a jump. */
+ZV_API void ZVDemodulator_LocalFrequency(ZVDemodulator *self, int32_t hz);
+/* ZVDemodMode. Each detector keeps its state while another mode runs. */
+ZV_API void ZVDemodulator_Mode(ZVDemodulator *self, uint8_t mode);
+/* Hands post_mixer_cutoff to both post-mixer filters; for clients that wrote the field. */
+ZV_API void ZVDemodulator_DemodFiltersUpdate(ZVDemodulator *self);
+/* Sets post_mixer_cutoff; the audio cut-off follows it in modes 0 to 2, becomes 2 * sideband_offset in mode 3
+ * and stays in mode 4. */
+ZV_API void ZVDemodulator_PostMixerCutOff(ZVDemodulator *self, float hz);
+ZV_API void ZVDemodulator_PostMixerLength(ZVDemodulator *self, int32_t taps);
+ZV_API void ZVDemodulator_AudioFilterCutOff(ZVDemodulator *self, float hz);
+ZV_API void ZVDemodulator_AudioFilterLength(ZVDemodulator *self, int32_t taps);
+/* Length of isb_filter; isb_delay follows with half of it. */
+ZV_API void ZVDemodulator_ISBFilterLength(ZVDemodulator *self, int32_t taps);
+
+/* One block: N = length / step samples in[0], in[step], ... (D to buffer_size of them, best a multiple of D;
+ * a remainder is lost to the filters), F frames left, right, left, right to out. in is not changed. */
+ZV_API void ZVDemodulator16_Process_StereoOut_16_16(ZVDemodulator *self, const int16_t *in, int16_t *out,
+                                                    uint32_t length, uint32_t step);
+/* Data of a stage as last written, good until the next change of layout; null for any other index.
+ * 0 input copy (16-bit, N)   1 mixer I, 2 mixer Q (16-bit, N)   3 filtered I, 4 filtered Q (32-bit, n, after
+ * iq_agc)   5 Hilbert output, 6 delayed Q (32-bit, n)   7 audio filter input (16-bit, F)
+ * 8 audio filter output (32-bit, F, after audio_agc_1) */
+ZV_API void *ZVDemodulator16_TestPoint(ZVDemodulator *self, int32_t index);
+ZV_END
+#endif

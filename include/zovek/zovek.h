@@ -1,0 +1,13 @@
+/* All of Zovek. Each family's header can be included alone as well. */
+#ifndef ZOVEK_ZOVEK_H
+#define ZOVEK_ZOVEK_H
+#include <zovek/agc.h>
+#include <zovek/arithmetic.h>
+#include <zovek/base.h>
+#include <zovek/cpu.h>
+#include <zovek/delay_line.h>
+#include <zovek/demodulator.h>
+#include <zovek/fir.h>
+#include <zovek/memory.h>
+#include <zovek/notch_filter.h>
+#endif

@@ -1,0 +1,31 @@
+// Real arithmetic by name. Between loads and stores a real computation runs in extended precision (80 bits);
+// it is rounded where a field or a named argument has float or double width.
+#pragma once
+#include <cmath>
+#include <cstdint>
+#include <numbers>
+#include "core/fixed.h"
+
+namespace zv {
+using extended = long double;
+
+constexpr extended pi = std::numbers::pi_v<extended>;
+
+// To nearest, ties to even. A value out of the range, or not a number, gives the most negative one.
+inline int64_t to_nearest64(extended x) { return llrintl(x); }
+inline int32_t to_nearest32(extended x)
+{
+    const int64_t r = llrintl(x);
+    return r == int32_t(r) ? int32_t(r) : INT32_MIN;
+}
+inline int16_t to_nearest16(extended x)
+{
+    const int64_t r = llrintl(x);
+    return r == int16_t(r) ? int16_t(r) : INT16_MIN;
+}
+
+// To nearest through an integer of twice the width, then saturated. A value that the wider integer can't hold
+// gives the most negative value there, and so here.
+inline int16_t saturated16(extended x) { return sat16(to_nearest32(x)); }
+inline int32_t saturated32(extended x) { return sat32(to_nearest64(x)); }
+} // namespace zv

@@ -1,0 +1,8 @@
+// What kernels for an instruction set share.
+#pragma once
+#include <cstdint>
+
+// The instruction set of one function or lambda. An attribute and not a flag of the file: an inline helper
+// compiled for a wider set could otherwise be merged by the linker into code for older processors.
+#define ZV_TARGET(set) __attribute__((target(set)))
+#define ZV_INLINE      inline __attribute__((always_inline))

@@ -1,0 +1,35 @@
+// The platform layer on Linux. An arena is the C library's heap: its areas carry a header of their own, so no
+// two of them touch.
+#include <malloc.h>
+#include <stdlib.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+#include "platform/platform.h"
+
+namespace zv::platform {
+static char arena_handle; // the C library's heap is always there; its handle need only not be null
+
+void* arena_create() { return &arena_handle; }
+void* arena_take(void*, size_t bytes) { return malloc(bytes); }
+size_t arena_size(void*, void* area) { return malloc_usable_size(area); }
+void arena_give(void*, void* area) { free(area); }
+void arena_destroy(void*) {}
+
+void pause()
+{
+    const timespec one_ms = {.tv_sec = 0, .tv_nsec = 1'000'000};
+    nanosleep(&one_ms, nullptr);
+}
+
+uint32_t thread_identity() { return static_cast<uint32_t>(syscall(SYS_gettid)); }
+
+uint64_t counter()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC_RAW, &now);
+    return uint64_t(now.tv_sec) * counter_rate() + uint64_t(now.tv_nsec);
+}
+
+uint64_t counter_rate() { return 1'000'000'000; }
+} // namespace zv::platform
