@@ -35,13 +35,13 @@ struct Leaf {
 };
 struct Leaves {
     bool has_cpuid;
-    Leaf vendor;            // leaf 0
-    Leaf signature;         // leaf 1
-    uint32_t highest;       // leaf 0x80000000, A
-    Leaf extended;          // leaf 0x80000001
-    Leaf brand[3];          // leaves 0x80000002 to 0x80000004
-    Leaf features7;         // leaf 7, subleaf 0; zeros where leaf 0 doesn't reach it
-    uint64_t saved_states;  // XCR0: register states that the operating system saves; 0 if it can't be read
+    Leaf vendor;           // leaf 0
+    Leaf signature;        // leaf 1
+    uint32_t highest;      // leaf 0x80000000, A
+    Leaf extended;         // leaf 0x80000001
+    Leaf brand[3];         // leaves 0x80000002 to 0x80000004
+    Leaf features7;        // leaf 7, subleaf 0; zeros where leaf 0 doesn't reach it
+    uint64_t saved_states; // XCR0: register states that the operating system saves; 0 if it can't be read
 };
 
 // The first half: asks the processor.

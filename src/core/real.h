@@ -1,10 +1,10 @@
 // Real arithmetic by name. Between loads and stores a real computation runs in extended precision (80 bits);
 // it is rounded where a field or a named argument has float or double width.
 #pragma once
+#include "core/fixed.h"
 #include <cmath>
 #include <cstdint>
 #include <numbers>
-#include "core/fixed.h"
 
 namespace zv {
 using extended = long double;

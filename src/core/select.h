@@ -1,9 +1,9 @@
 // A choice of kernel as a table: rows are searched in order, the first that applies to the processor record and
 // has an entry in the wanted column wins.
 #pragma once
+#include "core/cpu.h"
 #include <cstddef>
 #include <cstdint>
-#include "core/cpu.h"
 
 namespace zv {
 // When a row applies: on one of the classification codes, or with all the feature bits and all the wider sets.

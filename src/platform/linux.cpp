@@ -1,11 +1,11 @@
 // The platform layer on Linux. An arena is the C library's heap: its areas carry a header of their own, so no
 // two of them touch.
+#include "platform/platform.h"
 #include <malloc.h>
 #include <stdlib.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
-#include "platform/platform.h"
 
 namespace zv::platform {
 static char arena_handle; // the C library's heap is always there; its handle need only not be null
