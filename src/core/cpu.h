@@ -50,4 +50,10 @@ Leaves read_processor();
 void decide(const Leaves& leaves, ZVCPUInfo& record);
 // The wider sets that the answers and the saved states allow.
 uint32_t decide_wider_sets(const Leaves& leaves);
+
+// Load notifications, of processes and, where the system tells, of threads. The first attach fills the record
+// and wider_sets; nothing has to be undone at the last detach.
+extern int32_t load_count;
+void attach();
+void detach();
 } // namespace zv

@@ -1,0 +1,27 @@
+// Double-word fill on extended MMX (movntq, sfence), as AMD families 6 and 15 have it.
+#include "core/memory_kernels.h"
+#include "core/simd.h"
+#include <mmintrin.h>
+
+namespace zv::memory {
+// In assembler, since from intrinsics an x86-64 compiler makes SSE2 instructions.
+ZV_TARGET("mmx") static ZV_INLINE void store_past_caches(DWord* out, __m64 pair)
+{
+    asm volatile("movntq %1, %0" : "=m"(*reinterpret_cast<__m64*>(out)) : "y"(pair));
+}
+
+// Runs of 64, 32, 16 and 8 bytes, then the odd element.
+ZV_TARGET("mmx") void fill_past_caches(DWord* out, DWord value, uint32_t count)
+{
+    const __m64 pair = {static_cast<int>(value), static_cast<int>(value)};
+    const auto store = [&](uint32_t pairs) ZV_TARGET("mmx") {
+        for (uint32_t n = 0; n < pairs; n++, out += 2) store_past_caches(out, pair);
+    };
+    for (uint32_t left = count; left >= 16; left -= 16) store(8);
+    if (count & 8) store(4);
+    if (count & 4) store(2);
+    if (count & 2) store(1);
+    if (count & 1) *out = value;
+    asm volatile("sfence\n\temms" ::: "memory");
+}
+} // namespace zv::memory
