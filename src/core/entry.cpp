@@ -16,23 +16,11 @@ void attach()
     load_count++;
 }
 
-void detach()
-{
-    load_count--;
-}
+void detach() { load_count--; }
 
 // Ahead of a program's own constructors, which may already build objects.
-__attribute__((constructor(101))) static void load()
-{
-    attach();
-}
-__attribute__((destructor(101))) static void unload()
-{
-    detach();
-}
+__attribute__((constructor(101))) static void load() { attach(); }
+__attribute__((destructor(101))) static void unload() { detach(); }
 } // namespace zv
 
-ZVCPUInfo* _CPU()
-{
-    return &zv::record;
-}
+ZVCPUInfo* _CPU() { return &zv::record; }

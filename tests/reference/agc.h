@@ -5,10 +5,7 @@
 
 namespace reference {
 // exp(-2 pi f / rate), the exponent rounded to float: one-pole coefficient of corner f
-inline real one_pole(real f, real rate)
-{
-    return exp_float(to_float(-2 * pi * f / rate));
-}
+inline real one_pole(real f, real rate) { return exp_float(to_float(-2 * pi * f / rate)); }
 
 struct Agc {
     double gain_fall_rate = 0.0001, gain_rise_rate = 0.0001;

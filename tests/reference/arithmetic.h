@@ -21,20 +21,11 @@ inline real exp_double(double x)
     const real less_one = std::expm1(f * std::numbers::ln2_v<real>); // 2^f - 1, exact near f = 0
     return std::isnan(t) ? t : std::ldexp(add_toward_zero(less_one, 1), int(n));
 }
-inline real exp_float(float x)
-{
-    return exp_double(x);
-}
+inline real exp_float(float x) { return exp_double(x); }
 
 // log10(x) = log10(2) log2(x)
-inline real log10(real x)
-{
-    return std::log2(x) * (std::numbers::ln2_v<real> / std::numbers::ln10_v<real>);
-}
-inline int32_t log10_rounded(real x)
-{
-    return plain<int32_t>(log10(x));
-}
+inline real log10(real x) { return std::log2(x) * (std::numbers::ln2_v<real> / std::numbers::ln10_v<real>); }
+inline int32_t log10_rounded(real x) { return plain<int32_t>(log10(x)); }
 
 // sqrt(i^2 + q^2), no saturation: above 32767 comes -32768
 inline int16_t magnitude(int16_t i, int16_t q)

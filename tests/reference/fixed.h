@@ -45,14 +45,8 @@ Int saturate(real v)
 }
 
 // A 32-bit sample carries the 16-bit one in its upper half.
-inline int32_t left_justified(int16_t v)
-{
-    return int32_t(v) * 65536;
-}
-inline int16_t top16(int32_t v)
-{
-    return int16_t(v >> 16);
-}
+inline int32_t left_justified(int16_t v) { return int32_t(v) * 65536; }
+inline int16_t top16(int32_t v) { return int16_t(v >> 16); }
 
 // Sample k of a stream; k < 0 lies in the past, and before that is silence.
 template <class Sample>

@@ -1,0 +1,65 @@
+#!/usr/bin/python3
+"""The built shared library from outside: its names, its dependencies, its headers.
+
+Reads the folder of the build from ZOVEK_BUILD."""
+import os
+import pathlib
+import re
+import subprocess
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
+LIBRARY = BUILD / "libzovek.so.1"
+HEADERS = sorted((ROOT / "include/zovek").glob("*.h"))
+
+
+def output(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+def exported():
+    lines = output("nm", "-D", "--defined-only", LIBRARY).splitlines()
+    return {line.split()[2].split("@")[0] for line in lines if line.split()[1] != "A"}
+
+
+def declared():
+    text = " ".join(re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S) for header in HEADERS)
+    return set(re.findall(r"^ZV_API [^;(]*?(\w+)\(", text.replace(" ZV_API", "\nZV_API"), flags=re.M))
+
+
+def mapped():
+    return set(re.findall(r"^    (\w+);$", (ROOT / "src/zovek.map").read_text(), flags=re.M))
+
+
+class Library(unittest.TestCase):
+    def test_the_map_has_207_names(self):
+        self.assertEqual(len(mapped()), 207)
+
+    def test_exports_what_the_headers_declare_and_the_map_lists(self):
+        self.assertEqual(exported(), declared())
+        self.assertLessEqual(exported(), mapped())
+
+    def test_depends_on_the_c_and_mathematics_libraries_alone(self):
+        needed = set(re.findall(r"NEEDED.*\[(.*?)\]", output("readelf", "-d", LIBRARY)))
+        if os.environ.get("ZOVEK_SANITIZE"):
+            self.skipTest("sanitizers bring libraries of their own")
+        self.assertLessEqual(needed, {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2"})
+        self.assertIn("libzovek.so.1", output("readelf", "-d", LIBRARY))
+
+    def test_each_header_compiles_alone_as_c99_and_as_cpp20(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for header in HEADERS:
+                for language, standard in (("c", "c99"), ("c++", "c++20")):
+                    source = pathlib.Path(folder) / f"one.{language[0]}"
+                    source.write_text(f"#include <zovek/{header.name}>\n")
+                    flags = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only", f"-I{ROOT / 'include'}"]
+                    compiler = "cc" if language == "c" else "c++"
+                    run = subprocess.run([compiler, f"-std={standard}", "-x", language, *flags, source],
+                                         capture_output=True, text=True)
+                    self.assertEqual(run.returncode, 0, f"{header.name} as {standard}: {run.stderr}")
+
+
+if __name__ == "__main__":
+    unittest.main()
