@@ -27,6 +27,8 @@ constexpr Row rows[] = {
     {on(amd_f6, amd_f15), fill_past_caches},
     {otherwise, fill<DWord>},
 };
+
+FillDWord fill_for_processor() { return select(rows, &Row::fill, *_CPU()); }
 } // namespace zv::memory
 
 using namespace zv;
@@ -77,7 +79,7 @@ void* MemorySet_Word(void* destination, uint32_t value, uint32_t count)
 
 void* MemorySet_DWord(void* destination, uint32_t value, uint32_t count)
 {
-    select(memory::rows, &memory::Row::fill, *_CPU())(static_cast<memory::DWord*>(destination), value, count);
+    memory::fill_for_processor()(static_cast<memory::DWord*>(destination), value, count);
     return destination;
 }
 

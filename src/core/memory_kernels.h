@@ -11,4 +11,6 @@ using FillDWord = void (*)(DWord* out, DWord value, uint32_t count);
 
 // Extended MMX: stores that don't fill the caches, ordered before what follows.
 void fill_past_caches(DWord* out, DWord value, uint32_t count);
+// The form for the processor as its record stands now.
+FillDWord fill_for_processor();
 } // namespace zv::memory
