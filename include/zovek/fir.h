@@ -55,7 +55,7 @@ ZV_API void ZVFIR_Destruct(ZVFIR *self, uint32_t flags);
  * design leaves it in place, so a cut-off can move while the stream runs. */
 ZV_API void ZVFIR_TapsNum(ZVFIR *self, int32_t taps);      /* >= 3; an even count goes up by one */
 ZV_API void ZVFIR_BufferSize(ZVFIR *self, int32_t samples); /* >= 1; the taps stay */
-ZV_API void ZVFIR_FIRType(ZVFIR *self, int32_t type);      /* 0 to 6; any other designs nothing */
+ZV_API void ZVFIR_FIRType(ZVFIR *self, int32_t type);      /* 0 to 6; any other is ignored */
 /* 2 Hz to sampling_rate / 2; a low cut-off not below it moves to 1 Hz below. */
 ZV_API void ZVFIR_CutOffHigh(ZVFIR *self, float hz);
 /* 1 Hz to sampling_rate / 2 - 1; a high cut-off not above it moves to 1 Hz above. */
