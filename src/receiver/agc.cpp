@@ -2,10 +2,10 @@
 // follower (one-pole low-pass of |x|), the magnitude of a pair, or the root mean square of a buffer.
 //
 // gain and envelope are rounded to double at each update, so a stream gives the same result in any pieces.
-#include <zovek/agc.h>
-#include <zovek/arithmetic.h>
 #include "core/frame.h"
 #include "core/real.h"
+#include <zovek/agc.h>
+#include <zovek/arithmetic.h>
 
 namespace zv::agc {
 // The gain and the rule that moves it, on locals.

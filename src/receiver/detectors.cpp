@@ -1,0 +1,123 @@
+// The five detectors: filtered I and Q (Q31) to detector samples (Q31) at the rate Fs / D.
+#include "core/frame.h"
+#include "receiver/demodulator.h"
+#include <algorithm>
+
+namespace zv::demodulator {
+// Envelope: d = sqrt(I^2 + Q^2) / sqrt(2), so that a full-scale pair fits.
+void detect_envelope(const Detection& block)
+{
+    for (int32_t k = 0; k < block.count; ++k) {
+        const extended i = block.i[k], q = block.q[k];
+        block.out[k] = to_nearest32(0.7071067811865476 * sqrtl(i * i + q * q));
+    }
+}
+
+// Synchronous AM: a second-order phase-locked loop (F. M. Gardner, Phaselock Techniques) turns I + jQ by the
+// phase A so that the carrier comes to lie on X, which is the audio.
+//
+//   R + jX = (I + jQ) exp(jA)      d = sqrt(2) X
+//   e = R X / (R^2 + X^2)          half the sine of twice the angle; keeps its value while there's no signal
+//   B = B + 2.5e-5 e               phase step, within 15 cycles a sample
+//   A = A + B + 0.01 e             kept within -pi < A <= pi
+//
+// A, B and e are rounded to double at each sample.
+void detect_synchronous(ZVDemodulator* self, const Detection& block)
+{
+    const extended limit = 30 * pi * self->sampling_rate / self->iq_decimation;
+    double phase = self->carrier_phase, frequency = self->carrier_frequency, error = self->carrier_error;
+    for (int32_t k = 0; k < block.count; ++k) {
+        const extended i = block.i[k], q = block.q[k];
+        const extended c = cosl(phase), s = sinl(phase);
+        const extended r = i * c - q * s, x = i * s + q * c;
+        const extended power = r * r + x * x;
+        block.out[k] = saturated32(1.4142135623730951 * x);
+        if (power > 0) error = static_cast<double>(r * x / power);
+        frequency = static_cast<double>(std::clamp(frequency + extended(0.000025f) * error, -limit, limit));
+        extended turned = extended(phase) + frequency + extended(0.01f) * error;
+        if (turned > pi)
+            turned -= 2 * pi;
+        else if (turned <= -pi)
+            turned += 2 * pi;
+        phase = static_cast<double>(turned);
+    }
+    self->carrier_phase = phase;
+    self->carrier_frequency = frequency;
+    self->carrier_error = error;
+}
+
+// Single sideband by Weaver's method (D. K. Weaver, A Third Method of Generation and Detection of Single-
+// Sideband Signals, 1956): the real part of (I + j sign Q) turned by a second oscillator of sideband_offset Hz.
+void detect_weaver(ZVDemodulator* self, const Detection& block)
+{
+    const auto* table = reinterpret_cast<const oscillator::Turn*>(self->oscillator_table);
+    const int32_t sign = self->sideband_sign;
+    oscillator::Phase phase(self->sideband_phase, int64_t(self->sideband_offset) * self->iq_decimation,
+                            self->sampling_rate);
+    for (int32_t k = 0; k < block.count; ++k, phase.advance()) {
+        const oscillator::Turn turn = table[phase.place()];
+        block.out[k] = wrap_add(q31_mul(block.i[k], turn.c), q31_mul(wrap_mul(sign, block.q[k]), turn.s));
+    }
+    self->sideband_phase = phase.place();
+}
+
+// Frequency discriminator: with I', Q' the sample before,
+//
+//   y = I Q' - Q I'    p = I^2 + Q^2    d = atan2(y, p) * -2^31 / (2 pi)
+//
+// p is this sample's power and not the dot product, so a turn by v gives arctan(sin v), v to first order.
+void detect_frequency(ZVDemodulator* self, const Detection& block)
+{
+    constexpr float scale = -341782624.0f; // -2^31 / (2 pi)
+    int32_t previous_i = self->previous_i, previous_q = self->previous_q;
+    for (int32_t k = 0; k < block.count; ++k) {
+        const int32_t i = block.i[k], q = block.q[k];
+        const int32_t y = wrap_sub(high_mul(i, previous_q), high_mul(q, previous_i));
+        const int32_t p = wrap_add(high_mul(i, i), high_mul(q, q));
+        block.out[k] = to_nearest32(atan2l(y, p) * scale);
+        previous_i = i;
+        previous_q = q;
+    }
+    self->previous_i = previous_i;
+    self->previous_q = previous_q;
+}
+
+void measure_noise(ZVDemodulator* self, const Detection& block)
+{
+    auto* noise = static_cast<int16_t*>(self->noise_filter->out_buffer);
+    const auto* upper_halves = reinterpret_cast<const int16_t*>(block.out) + 1;
+    ZVFIR1616_Process_16_16(self->noise_filter, noise, upper_halves, 2 * block.count, 2, 1);
+    const extended a = one_pole(*self, 1);
+    extended level = self->noise_level;
+    for (int32_t k = 0; k < block.count; ++k) level = a * level + (1 - a) * std::abs(int32_t(noise[k]));
+    self->noise_level = to_nearest32(level);
+}
+
+// Independent sidebands by the phasing method: H is the Hilbert transform of I, P is Q delayed alike. P + H
+// holds what lies below the local frequency, P - H what lies above.
+void detect_sidebands(ZVDemodulator* self, const Detection& block)
+{
+    const int32_t n = block.count, upsample = static_cast<int32_t>(self->audio_upsample);
+    auto* h = static_cast<int32_t*>(self->isb_filter->out_buffer);
+    auto* p = static_cast<int32_t*>(self->isb_delay->output_area);
+    ZVFIR1632_Process_32_32(self->isb_filter, h, block.i, n, 1, 1);
+    MemoryCopy(self->isb_delay->input_position, block.q, static_cast<uint32_t>(n) * sizeof(int32_t));
+    ZVDelayLine32_Process(self->isb_delay, p, static_cast<uint32_t>(n));
+
+    auto* left = static_cast<int16_t*>(self->audio_filter_1->history_write);
+    auto* right = static_cast<int16_t*>(self->audio_filter_2->history_write);
+    silence(left, size_t(n) * self->audio_upsample);
+    silence(right, size_t(n) * self->audio_upsample);
+    DcBlocker lower(*self, self->dc_input_1, self->dc_output_2);
+    DcBlocker upper(*self, self->dc_input_2, self->dc_output_1);
+    for (int32_t k = 0; k < n; ++k, left += upsample, right += upsample) {
+        const int64_t sum = int64_t(p[k]) + h[k], difference = int64_t(p[k]) - h[k];
+        *left = lower.step(sum, to_nearest32(sum));
+        *right = upper.step(difference, to_nearest32(difference));
+    }
+    self->dc_input_1 = lower.previous;
+    self->dc_input_2 = upper.previous;
+    self->dc_output_1 = to_nearest32(upper.y);
+    self->dc_output_2 = to_nearest32(lower.y);
+}
+} // namespace zv::demodulator
