@@ -25,8 +25,8 @@ def exported():
 
 
 def declared():
-    text = " ".join(re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S) for header in HEADERS)
-    return set(re.findall(r"^ZV_API [^;(]*?(\w+)\(", text.replace(" ZV_API", "\nZV_API"), flags=re.M))
+    text = "\n".join(re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S) for header in HEADERS)
+    return set(re.findall(r"^ZV_API [^;(]*?(\w+)\(", text, flags=re.M))
 
 
 def mapped():
