@@ -114,7 +114,8 @@ TEST(Processor, WithoutCpuidIsUnknown)
 TEST(Processor, FeatureBit9OfTheFirstK5MovesToBit13)
 {
     EXPECT_EQ(decided(leaves_of("AuthenticAMD", 0x500, 0x0201)).features, 0x2001u);
-    EXPECT_EQ(decided(leaves_of("AuthenticAMD", 0x50F, 0x0001)).features, 0x0001u) << "nothing to move";
+    EXPECT_EQ(decided(leaves_of("AuthenticAMD", 0x50F, 0x0201)).features, 0x2001u) << "any stepping";
+    EXPECT_EQ(decided(leaves_of("AuthenticAMD", 0x500, 0x0001)).features, 0x0001u) << "nothing to move";
     EXPECT_EQ(decided(leaves_of("AuthenticAMD", 0x510, 0x0201)).features, 0x0201u);
     EXPECT_EQ(decided(leaves_of("GenuineIntel", 0x500, 0x0201)).features, 0x0201u);
 }

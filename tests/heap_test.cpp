@@ -69,7 +69,7 @@ TEST_F(Heap, TakesTheBestFit)
     EXPECT_EQ(MemoryAlloc(0), static_cast<char*>(p[4]) + 256);
     EXPECT_EQ(MemoryAlloc(100), p[6]);
 
-    void* large = MemoryAlloc(8000); // a newer pool with a large free block
+    void* large = MemoryAlloc(6000); // a newer pool with a large free block
     ASSERT_NE(newest_pool()->first_block->next, nullptr);
     EXPECT_EQ(MemoryAlloc(448), p[0]);
     EXPECT_TRUE(heap_is_sound());

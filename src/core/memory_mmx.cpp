@@ -13,7 +13,7 @@ ZV_TARGET("mmx") static ZV_INLINE void store_past_caches(DWord* out, __m64 pair)
 // Runs of 64, 32, 16 and 8 bytes, then the odd element.
 ZV_TARGET("mmx") void fill_past_caches(DWord* out, DWord value, uint32_t count)
 {
-    const __m64 pair = {static_cast<int>(value), static_cast<int>(value)};
+    const __m64 pair = _mm_set1_pi32(static_cast<int>(value));
     const auto store = [&](uint32_t pairs) ZV_TARGET("mmx") {
         for (uint32_t n = 0; n < pairs; n++, out += 2) store_past_caches(out, pair);
     };
