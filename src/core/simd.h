@@ -6,3 +6,10 @@
 // compiled for a wider set could otherwise be merged by the linker into code for older processors.
 #define ZV_TARGET(set) __attribute__((target(set)))
 #define ZV_INLINE      inline __attribute__((always_inline))
+
+namespace zv {
+// Leaves the floating-point unit usable at the end of a scope that ran MMX code.
+struct MmxScope {
+    ~MmxScope() { asm volatile("emms" ::: "memory"); }
+};
+} // namespace zv

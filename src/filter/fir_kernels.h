@@ -59,8 +59,55 @@ ZV_INLINE void convolve2(ZVFIR* self, int32_t* out, int32_t count, int32_t phase
     run<int32_t, int32_t>(self, out, count, 1, each);
 }
 
-void fir1616_scalar(ZVFIR*, void*, int32_t, int32_t);
-void fir1632_scalar(ZVFIR*, void*, int32_t, int32_t);
-void fir3232_exact(ZVFIR*, void*, int32_t, int32_t);
-void process2_exact(ZVFIR*, int32_t*, int32_t, int32_t);
+// clang-format off
+void fir1616_scalar(ZVFIR*, void*, int32_t, int32_t); void fir1632_scalar(ZVFIR*, void*, int32_t, int32_t);
+void fir1616_mmx4(ZVFIR*, void*, int32_t, int32_t);   void fir1632_mmx4(ZVFIR*, void*, int32_t, int32_t);
+void fir1616_mmx8(ZVFIR*, void*, int32_t, int32_t);
+void fir1616_mmx16(ZVFIR*, void*, int32_t, int32_t);  void fir1632_mmx16(ZVFIR*, void*, int32_t, int32_t);
+void fir1616_sse2(ZVFIR*, void*, int32_t, int32_t);   void fir1632_sse2(ZVFIR*, void*, int32_t, int32_t);
+void fir1616_avx2(ZVFIR*, void*, int32_t, int32_t);   void fir1632_avx2(ZVFIR*, void*, int32_t, int32_t);
+void fir1616_avx512(ZVFIR*, void*, int32_t, int32_t); void fir1632_avx512(ZVFIR*, void*, int32_t, int32_t);
+void fir1616_vnni(ZVFIR*, void*, int32_t, int32_t);   void fir1632_vnni(ZVFIR*, void*, int32_t, int32_t);
+
+void fir3232_exact(ZVFIR*, void*, int32_t, int32_t);        void process2_exact(ZVFIR*, int32_t*, int32_t, int32_t);
+void fir3232_high_shift(ZVFIR*, void*, int32_t, int32_t);   void process2_high(ZVFIR*, int32_t*, int32_t, int32_t);
+void fir3232_high_shuffle(ZVFIR*, void*, int32_t, int32_t);
+void fir3232_high_unpack(ZVFIR*, void*, int32_t, int32_t);
+void fir3232_high_avx2(ZVFIR*, void*, int32_t, int32_t);
+void fir3232_high_avx512(ZVFIR*, void*, int32_t, int32_t);
+void fir3232_high_vnni(ZVFIR*, void*, int32_t, int32_t);
+
+// All kernels of the three kinds. What one needs beyond the base set: feature bits of the record and wider sets.
+enum class Form { to16, to32, exact, high };
+struct NamedKernel {
+    const char* name;
+    Form form;
+    Kernel run;
+    uint32_t features = 0, sets = 0;
+};
+inline constexpr NamedKernel all_kernels[] = {
+    {"fir1616_scalar", Form::to16, fir1616_scalar},
+    {"fir1616_mmx4",   Form::to16, fir1616_mmx4,   mmx},
+    {"fir1616_mmx8",   Form::to16, fir1616_mmx8,   mmx},
+    {"fir1616_mmx16",  Form::to16, fir1616_mmx16,  mmx},
+    {"fir1616_sse2",   Form::to16, fir1616_sse2,   sse2},
+    {"fir1616_avx2",   Form::to16, fir1616_avx2,   sse2, avx2},
+    {"fir1616_avx512", Form::to16, fir1616_avx512, sse2, avx512},
+    {"fir1616_vnni",   Form::to16, fir1616_vnni,   sse2, avx512vnni},
+    {"fir1632_scalar", Form::to32, fir1632_scalar},
+    {"fir1632_mmx4",   Form::to32, fir1632_mmx4,   mmx},
+    {"fir1632_mmx16",  Form::to32, fir1632_mmx16,  mmx},
+    {"fir1632_sse2",   Form::to32, fir1632_sse2,   sse2},
+    {"fir1632_avx2",   Form::to32, fir1632_avx2,   sse2, avx2},
+    {"fir1632_avx512", Form::to32, fir1632_avx512, sse2, avx512},
+    {"fir1632_vnni",   Form::to32, fir1632_vnni,   sse2, avx512vnni},
+    {"fir3232_exact",        Form::exact, fir3232_exact},
+    {"fir3232_high_shift",   Form::high,  fir3232_high_shift,   mmx},
+    {"fir3232_high_shuffle", Form::high,  fir3232_high_shuffle, mmx | 1u << 25}, // SSE brings extended MMX
+    {"fir3232_high_unpack",  Form::high,  fir3232_high_unpack,  mmx},
+    {"fir3232_high_avx2",    Form::high,  fir3232_high_avx2,    mmx, avx2},
+    {"fir3232_high_avx512",  Form::high,  fir3232_high_avx512,  mmx, avx512},
+    {"fir3232_high_vnni",    Form::high,  fir3232_high_vnni,    mmx, avx512vnni},
+};
+// clang-format on
 } // namespace zv::fir
