@@ -87,16 +87,12 @@ static bool set_rate(ZVDemodulator* self, int32_t rate)
     return true;
 }
 
-// The count that ZVFIR_TapsNum makes of taps.
-static int32_t odd_taps(int32_t taps) { return std::max(taps, 3) | 1; }
-
 static bool set_isb_length(ZVDemodulator* self, int32_t taps)
 {
     ZVFIR* const filter = self->isb_filter;
     ZVDelayLine* const line = self->isb_delay;
-    taps = odd_taps(taps);
     if (!fir::reserve(filter, taps, filter->buffer_size) ||
-        !delay_line::reserve(line, line->buffer_size, taps >> 1))
+        !delay_line::reserve(line, line->buffer_size, std::max(taps, 3) >> 1))
         return false;
     ZVFIR_TapsNum(filter, taps);
     ZVDelayLine_Delay(line, filter->taps_count >> 1);
@@ -107,7 +103,7 @@ static bool set_isb_length(ZVDemodulator* self, int32_t taps)
 static void set_lengths(ZVDemodulator* self, Pair pair, int32_t taps)
 {
     for (const Filter& f : pair)
-        if (!fir::reserve(self->*f.pointer, odd_taps(taps), (self->*f.pointer)->buffer_size)) return;
+        if (!fir::reserve(self->*f.pointer, taps, (self->*f.pointer)->buffer_size)) return;
     for (const Filter& f : pair) ZVFIR_TapsNum(self->*f.pointer, taps);
 }
 

@@ -24,13 +24,11 @@ struct Agc {
     void mono(std::vector<Sample>& buffer, size_t step = 1)
     {
         const real a = one_pole(envelope_cutoff, sampling_rate);
-        real level = envelope; // extended for the length of the call
         for (size_t k = 0; k < buffer.size(); k += step) {
-            level = std::max(a * level + (1 - a) * std::fabs(real(buffer[k])), real(1));
-            update(level);
+            envelope = to_double(std::max(a * envelope + (1 - a) * std::fabs(real(buffer[k])), real(1)));
+            update(envelope);
             apply(buffer[k]);
         }
-        envelope = to_double(level);
     }
     void mono16(std::vector<int16_t>& buffer, size_t step = 1) { mono(buffer, step); }
     void mono32(std::vector<int32_t>& buffer, size_t step = 1) { mono(buffer, step); }

@@ -259,7 +259,7 @@ private:
             if (power > 0) carrier_error = to_double(R * X / power);
             carrier_frequency =
                 to_double(std::clamp(carrier_frequency + real(0.000025F) * carrier_error, -limit, limit));
-            real phase = carrier_phase + (carrier_frequency + real(0.01F) * carrier_error);
+            real phase = carrier_phase + real(carrier_frequency) + real(0.01F) * carrier_error;
             if (phase > pi)
                 phase -= 2 * pi;
             else if (phase <= -pi)
