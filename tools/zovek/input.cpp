@@ -1,0 +1,296 @@
+#include "input.h"
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <fcntl.h>
+#include <sndfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+#include "command.h"
+#include "stop.h"
+#include "text.h"
+
+namespace client {
+namespace {
+constexpr int64_t endless = int64_t(1) << 50; // bytes that a stream is said to have: more than any has
+
+// A descriptor of the program's own, or standard input.
+class Descriptor {
+public:
+    explicit Descriptor(const std::string& path) : fd_(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY))
+    {
+        if (fd_ < 0) throw Failure(path, std::strerror(errno));
+        struct stat info;
+        if (fstat(fd_, &info) == 0 && S_ISDIR(info.st_mode)) throw Failure(path, std::strerror(EISDIR));
+        seekable_ = S_ISREG(info.st_mode) && lseek(fd_, 0, SEEK_CUR) == 0;
+    }
+    Descriptor(const Descriptor&) = delete;
+    ~Descriptor()
+    {
+        if (fd_ != STDIN_FILENO) close(fd_);
+    }
+
+    bool seekable() const { return seekable_; }
+    void seek(int64_t position) const { lseek(fd_, position, SEEK_SET); }
+
+    // Reads on until bytes are there, the stream ends, or a stop is asked for.
+    int64_t read(char* to, int64_t bytes)
+    {
+        int64_t got = 0;
+        while (got < bytes && !stop_signal()) {
+            const ssize_t piece = ::read(fd_, to + got, static_cast<size_t>(bytes - got));
+            if (piece < 0 && errno == EINTR) continue;
+            if (piece < 0) error_ = errno;
+            if (piece <= 0) break;
+            got += piece;
+        }
+        return got;
+    }
+    // errno of a read that failed, or 0.
+    int error() const { return error_; }
+
+private:
+    int fd_;
+    bool seekable_ = false;
+    int error_ = 0;
+};
+
+uint32_t little32(const char* bytes)
+{
+    uint32_t value = 0;
+    for (int k = 3; k >= 0; --k) value = value << 8 | static_cast<unsigned char>(bytes[k]);
+    return value;
+}
+
+// A file or a pipe as libsndfile wants it: with positions. A pipe keeps its first bytes, so that headers can be
+// read twice; a position beyond what has come is remembered, and reads there give nothing, which ends the
+// search for chunks behind the samples. The length is said to be endless, so that libsndfile believes the
+// header's frames, and a stream that is shorter shows itself when it ends.
+class Stream {
+public:
+    explicit Stream(const std::string& path) : source(path)
+    {
+        free_wav_of_its_length();
+        position_ = 0;
+    }
+
+    static SF_VIRTUAL_IO* functions()
+    {
+        static SF_VIRTUAL_IO table = {
+            [](void*) -> sf_count_t { return endless; },
+            [](sf_count_t offset, int whence, void* self) { return of(self).seek(offset, whence); },
+            [](void* to, sf_count_t bytes, void* self) { return of(self).read(static_cast<char*>(to), bytes); },
+            [](const void*, sf_count_t, void*) -> sf_count_t { return 0; },
+            [](void* self) -> sf_count_t { return of(self).position_; },
+        };
+        return &table;
+    }
+
+    Descriptor source;
+
+private:
+    static constexpr int64_t kept = 1 << 16; // bytes; headers are shorter
+    static Stream& of(void* self) { return *static_cast<Stream*>(self); }
+
+    int64_t seek(int64_t offset, int whence)
+    {
+        const int64_t from = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? position_ : endless;
+        return position_ = std::max<int64_t>(from + offset, 0);
+    }
+
+    int64_t read(char* to, int64_t bytes)
+    {
+        if (position_ > filled_ && position_ <= kept) fill(position_ - filled_);
+        int64_t got = 0;
+        if (position_ < int64_t(head_.size())) {
+            got = std::min(bytes, int64_t(head_.size()) - position_);
+            std::memcpy(to, head_.data() + position_, static_cast<size_t>(got));
+            position_ += got;
+        }
+        if (got == bytes || !source_is_there()) return got;
+        const int64_t fresh = source.read(to + got, bytes - got);
+        keep(to + got, fresh);
+        position_ += fresh;
+        return got + fresh;
+    }
+
+    // Brings the source to the position; false on a pipe that is elsewhere.
+    bool source_is_there()
+    {
+        if (position_ != filled_ && source.seekable()) source.seek(filled_ = position_);
+        return position_ == filled_;
+    }
+
+    // Takes bytes from the source into the head.
+    void fill(int64_t bytes)
+    {
+        std::vector<char> piece(static_cast<size_t>(bytes));
+        keep(piece.data(), source.read(piece.data(), bytes));
+    }
+
+    void keep(const char* bytes, int64_t count)
+    {
+        if (filled_ == int64_t(head_.size()))
+            head_.append(bytes, static_cast<size_t>(std::clamp<int64_t>(kept - filled_, 0, count)));
+        filled_ += count;
+    }
+
+    // A WAV file written into a pipe tells a length near 2^31 or 2^32 for "to the end". A RIFF length of 8 and a
+    // data length of 0, which libsndfile takes for a file that was never closed, frees it from that limit.
+    void free_wav_of_its_length()
+    {
+        fill(12);
+        if (head_.size() < 12 || head_.compare(0, 4, "RIFF") || head_.compare(8, 4, "WAVE")) return;
+        for (size_t chunk = 12; chunk + 8 < kept;) {
+            if (chunk + 8 > head_.size()) fill(int64_t(chunk + 8 - head_.size()));
+            if (chunk + 8 > head_.size()) return;
+            const uint32_t bytes = little32(&head_[chunk + 4]);
+            if (head_.compare(chunk, 4, "data") == 0) {
+                if ((bytes & 0x7fffffff) < 0x7ffff000) return;
+                std::memcpy(&head_[4], "\x08\0\0\0", 4);
+                std::memcpy(&head_[chunk + 4], "\0\0\0\0", 4);
+                return;
+            }
+            chunk += 8 + size_t(bytes) + (bytes & 1);
+        }
+    }
+
+    std::string head_;     // the first bytes, at most kept
+    int64_t filled_ = 0;   // the source's own position
+    int64_t position_ = 0; // libsndfile's
+};
+
+// Samples as libsndfile gives them, 16 and 32 bits left-justified or reals of full scale 1, to 16 bits.
+int16_t narrow(int16_t sample) { return sample; }
+int16_t narrow(int32_t sample) { return int16_t(std::min<int64_t>((int64_t(sample) + 0x8000) >> 16, INT16_MAX)); }
+int16_t narrow(float sample)
+{
+    if (std::isnan(sample)) return 0;
+    return int16_t(std::nearbyint(std::clamp(double(sample) * 32768, -32768.0, 32767.0)));
+}
+
+sf_count_t read_frames(SNDFILE* file, int16_t* to, sf_count_t frames) { return sf_readf_short(file, to, frames); }
+sf_count_t read_frames(SNDFILE* file, int32_t* to, sf_count_t frames) { return sf_readf_int(file, to, frames); }
+sf_count_t read_frames(SNDFILE* file, float* to, sf_count_t frames) { return sf_readf_float(file, to, frames); }
+
+// A file of samples of one of the three types that libsndfile gives.
+template <class Sample>
+class SoundFile : public Input {
+public:
+    SoundFile(std::unique_ptr<Stream> stream, SNDFILE* file) : stream_(std::move(stream)), file_(file, sf_close) {}
+
+    size_t read(int16_t* samples, size_t frames) override
+    {
+        const size_t piece = 4096;
+        std::vector<Sample> block(piece * size_t(channels));
+        size_t got = 0;
+        while (got < frames) {
+            const sf_count_t wanted = sf_count_t(std::min(piece, frames - got));
+            const sf_count_t count = read_frames(file_.get(), block.data(), wanted);
+            for (sf_count_t k = 0; k < count * channels; ++k) *samples++ = narrow(block[size_t(k)]);
+            got += size_t(count);
+            if (count < wanted) break;
+        }
+        if (const int error = stream_->source.error()) throw Failure(name, std::strerror(error));
+        taken += int64_t(got);
+        return got;
+    }
+
+private:
+    std::unique_ptr<Stream> stream_;
+    std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file_;
+};
+
+class RawInput : public Input {
+public:
+    explicit RawInput(const std::string& path) : source_(path) {}
+
+    size_t read(int16_t* samples, size_t frames) override
+    {
+        const size_t frame = 2 * size_t(channels);
+        const auto bytes = size_t(source_.read(reinterpret_cast<char*>(samples), int64_t(frames * frame)));
+        if (source_.error()) throw Failure(name, std::strerror(source_.error()));
+        cut = bytes % frame != 0 && !stop_signal();
+        if constexpr (std::endian::native == std::endian::big)
+            for (size_t k = 0; k < bytes / 2; ++k) samples[k] = int16_t(__builtin_bswap16(uint16_t(samples[k])));
+        taken += int64_t(bytes / frame);
+        return bytes / frame;
+    }
+
+private:
+    Descriptor source_;
+};
+
+std::unique_ptr<Input> open_sound_file(const std::string& path, const std::string& name)
+{
+    auto stream = std::make_unique<Stream>(path);
+    SF_INFO info = {};
+    SNDFILE* file = sf_open_virtual(Stream::functions(), SFM_READ, &info, stream.get());
+    if (const int error = stream->source.error()) throw Failure(name, std::strerror(error));
+    if (!file) throw Failure(name, "not an audio file (raw samples need -t raw -r RATE)");
+    std::unique_ptr<Input> input;
+    switch (info.format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_24:
+    case SF_FORMAT_PCM_32: input = std::make_unique<SoundFile<int32_t>>(std::move(stream), file); break;
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+    case SF_FORMAT_PCM_16:
+    case SF_FORMAT_ULAW:
+    case SF_FORMAT_ALAW: input = std::make_unique<SoundFile<int16_t>>(std::move(stream), file); break;
+    default: input = std::make_unique<SoundFile<float>>(std::move(stream), file);
+    }
+    input->rate = info.samplerate;
+    input->channels = info.channels;
+    if (info.frames < endless / 64) input->announced = info.frames; // else a guess from the endless length
+    return input;
+}
+} // namespace
+
+void add_input_options(CLI::App& app, InputOptions& options)
+{
+    app.add_option("INPUT", options.path, "recording: WAV, RF64, FLAC, AU or raw; - is standard input")
+        ->capture_default_str();
+    app.add_option("-t,--type", options.type, "auto, or raw: signed 16-bit little-endian without a header")
+        ->check(CLI::IsMember({"auto", "raw"}))
+        ->capture_default_str();
+    app.add_option_function<std::string>(
+           "-r,--rate",
+           [&options](const std::string& text) {
+               const auto rate = parse_quantity(text);
+               if (!rate || *rate < 1 || *rate > INT32_MAX || *rate != std::floor(*rate))
+                   throw CLI::ValidationError("--rate", "'" + text + "' is not a rate in whole Hz");
+               options.rate = int32_t(*rate);
+           },
+           "sampling rate of raw input, Hz; takes k and M: 48k")
+        ->type_name("RATE");
+    app.add_option("--channels", options.channels, "channels of raw input")->check(CLI::Range(1, 1024));
+    app.add_option("--channel", options.channel, "the channel to take, 1 is the first")->check(CLI::Range(1, 1024));
+}
+
+std::unique_ptr<Input> Input::open(const InputOptions& options)
+{
+    const bool raw = options.type == "raw";
+    if (raw && !options.rate) throw WrongUsage("raw input needs its sampling rate: -r RATE");
+    if (!raw && options.rate) throw WrongUsage("-r is for raw input: -t raw");
+    const std::string name = options.path == "-" ? "standard input" : options.path;
+    std::unique_ptr<Input> input;
+    if (raw) {
+        input = std::make_unique<RawInput>(options.path);
+        input->rate = options.rate;
+        input->channels = options.channels;
+    } else input = open_sound_file(options.path, name);
+    input->name = name;
+    if (options.channel > input->channels)
+        throw Failure(name, "has " + std::to_string(input->channels) + " channel(s), not " +
+                                std::to_string(options.channel));
+    if (!options.channel && input->channels > 1)
+        say(name + ": " + std::to_string(input->channels) + " channels, taking the first (see --channel)");
+    input->channel = std::max(options.channel - 1, 0);
+    return input;
+}
+} // namespace client

@@ -1,0 +1,48 @@
+// Recordings and live streams as 16-bit samples: the one way by which signals come into the client.
+//
+// Files are WAV, RF64, FLAC, AU and whatever else libsndfile knows, from a file or a pipe, or raw signed 16-bit
+// little-endian samples. Other sample formats become 16-bit at this door: wider integers are rounded to
+// nearest, reals are scaled by 32768, and both saturate.
+#pragma once
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace client {
+struct InputOptions {
+    std::string path = "-";  // - is standard input
+    std::string type = "auto"; // auto: told by the content; raw
+    int32_t rate = 0;        // Hz; of raw input
+    int32_t channels = 1;    // of raw input
+    int32_t channel = 0;     // 1 is the first; 0: not chosen, the first is taken
+};
+
+// INPUT, -t, -r, --channels and --channel.
+void add_input_options(CLI::App& app, InputOptions& options);
+
+class Input {
+public:
+    // Opens and reads as far as the header. Fails with the reason.
+    static std::unique_ptr<Input> open(const InputOptions& options);
+    virtual ~Input() = default;
+
+    // Reads interleaved samples; waits until all frames are there. Fewer come at the end only: of the signal, or
+    // because a stop was asked for.
+    virtual size_t read(int16_t* samples, size_t frames) = 0;
+
+    std::string name;       // for messages
+    int32_t rate = 0;       // Hz
+    int32_t channels = 1;
+    int32_t channel = 0;    // offset of the chosen channel in a frame
+    int64_t announced = -1; // frames that the header tells of; -1: to the end of the stream
+    int64_t taken = 0;      // frames read so far
+    bool cut = false;       // the end came in the middle of a frame
+
+    // After the end: the stream stopped before the length that its header tells of.
+    bool truncated() const { return cut || taken < announced; }
+};
+} // namespace client

@@ -1,0 +1,53 @@
+// The frequency plan of a reception: from the recording's rate and the user's wishes to every setting of the
+// demodulator. Pure arithmetic; docs/receive.md tells the thoughts behind it.
+#pragma once
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace client {
+enum class Mode { am, sam, isb, usb, lsb, fm };
+constexpr const char* mode_names[] = {"am", "sam", "isb", "usb", "lsb", "fm"};
+
+// What the user asks for. Frequencies in Hz; what isn't there is chosen by the plan.
+struct Wishes {
+    Mode mode = Mode::am;
+    std::optional<double> frequency;    // carrier or suppressed carrier in the recording; Fs / 4
+    std::optional<double> bandwidth;    // of the whole station; in usb and lsb of the sideband
+    std::optional<double> audio_cutoff;
+    std::optional<int32_t> taps;        // of the post-mixer filters
+    std::optional<double> offset;       // usb, lsb: the middle of the sideband, seen from the carrier
+    std::optional<double> audio_rate;   // at least this
+};
+
+struct Plan {
+    int32_t rate;          // Fs
+    uint32_t decimation;   // D
+    uint32_t upsample;     // U
+    int32_t block;         // samples of a Process call, a multiple of D
+    uint8_t mode;          // ZVDemodMode
+    int32_t sideband_sign; // SSB: +1 upper, -1 lower
+    int32_t offset;        // SSB: second oscillator, Hz
+    int32_t station;       // carrier in the recording, Hz
+    int32_t mixer;         // Hz
+    double cutoff;         // post-mixer filters, Hz
+    double audio_cutoff;   // audio filters, Hz
+    int32_t taps, audio_taps, hilbert_taps, noise_taps;
+    double audio_gain;     // brings a station at the target level to full scale
+    bool narrowed;         // the band's edge left less than the wanted bandwidth
+
+    double detector_rate() const { return double(rate) / decimation; }
+    double audio_rate() const { return double(rate) * upsample / decimation; }
+    // Group delay of all filters, in frames of audio.
+    double delay() const;
+};
+
+// Level at which a station's peaks stand behind the post-mixer filters, as a fraction of full scale: -6 dB on
+// the power scale of the I/Q gain control.
+constexpr double target_level_db = -6;
+
+// Fails with the reason if the station can't be received from a recording of this rate.
+Plan make_plan(int32_t rate, const Wishes& wishes);
+// The plan in lines of arithmetic.
+std::string explain(const Plan& plan);
+} // namespace client

@@ -1,0 +1,54 @@
+#include "text.h"
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+
+namespace client {
+std::optional<double> parse_quantity(const std::string& text)
+{
+    double value = 0;
+    const char* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, value, std::chars_format::general);
+    if (error != std::errc() || !std::isfinite(value)) return {};
+    if (rest == end) return value;
+    if (rest + 1 == end && (*rest == 'k' || *rest == 'K')) return value * 1e3;
+    if (rest + 1 == end && *rest == 'M') return value * 1e6;
+    return {};
+}
+
+std::string number(double value)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.9g", value);
+    return text;
+}
+
+// A string literal: quotes, backslashes and control characters escaped, all other bytes as they are.
+static std::string quoted(const std::string& text)
+{
+    std::string result = "\"";
+    for (const char c : text) {
+        char escape[8];
+        if (c == '"' || c == '\\') (result += '\\') += c;
+        else if (static_cast<unsigned char>(c) < 0x20) {
+            std::snprintf(escape, sizeof escape, "\\u%04x", c);
+            result += escape;
+        } else result += c;
+    }
+    return result + '"';
+}
+
+JsonObject& JsonObject::raw(const char* name, const std::string& value)
+{
+    if (!members_.empty()) members_ += ", ";
+    members_ += quoted(name) + ": " + value;
+    return *this;
+}
+
+JsonObject& JsonObject::add(const char* name, const std::string& text) { return raw(name, quoted(text)); }
+
+JsonObject& JsonObject::add(const char* name, double value)
+{
+    return raw(name, std::isfinite(value) ? number(value) : "null");
+}
+} // namespace client

@@ -1,0 +1,30 @@
+// Numbers as users write them, and JSON as programs read it.
+#pragma once
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace client {
+// A finite decimal number with an optional suffix k (1000) or M (1000000): "14.25k" is 14250. Nothing for
+// any other text.
+std::optional<double> parse_quantity(const std::string& text);
+
+// The shortest decimal form that reads as the number to 9 digits: 14250, 0.35.
+std::string number(double value);
+
+// One JSON object on one line, built member by member.
+class JsonObject {
+public:
+    JsonObject& add(const char* name, const std::string& text);
+    JsonObject& add(const char* name, const char* text) { return add(name, std::string(text)); }
+    JsonObject& add(const char* name, double value); // null where JSON has no such number
+    JsonObject& add(const char* name, int64_t value) { return raw(name, std::to_string(value)); }
+    JsonObject& add(const char* name, bool value) { return raw(name, value ? "true" : "false"); }
+    JsonObject& add(const char* name, const JsonObject& object) { return raw(name, object.text()); }
+    std::string text() const { return "{" + members_ + "}"; }
+
+private:
+    JsonObject& raw(const char* name, const std::string& value);
+    std::string members_;
+};
+} // namespace client
