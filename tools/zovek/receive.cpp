@@ -87,21 +87,26 @@ public:
         radio_->iq_agc_level = float(level);
         agc->gain = peak > 0 ? std::min(full_scale * std::pow(10, level / 10) / peak, 10000.0) : 1;
         agc->gain_fall_rate = share_for(level_db ? 0.3 : 0.002, plan_.detector_rate());
-        agc->gain_rise_rate = share_for(level_db ? 0.3 : 500, plan_.detector_rate());
+        agc->gain_rise_rate = level_db ? share_for(0.3, plan_.detector_rate()) : 0;
     }
 
     // Detector samples of a block of so many samples, padded as receive does.
     int32_t detected(size_t count) const { return int32_t((count + plan_.decimation - 1) / plan_.decimation); }
 
-    // Largest magnitude of I + jQ in the last block, 32-bit units.
-    double peak(size_t count)
+    // The peak that the station may come to, 32-bit units, by what the last block adds to that guess: a carrier's
+    // peaks are at most twice its mean; speech grows to about three times what its first second shows.
+    double expected_peak(double so_far, size_t count) const
     {
         const auto* i = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_.get(), 3));
         const auto* q = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_.get(), 4));
-        double largest = 0;
-        for (int32_t k = 0; k < detected(count); ++k)
-            largest = std::max(largest, double(i[k]) * i[k] + double(q[k]) * q[k]);
-        return std::sqrt(largest);
+        double peak = 0, sum = 0;
+        for (int32_t k = 0; k < detected(count); ++k) {
+            const double magnitude = std::hypot(i[k], q[k]);
+            peak = std::max(peak, magnitude);
+            sum += magnitude;
+        }
+        const bool carrier = plan_.mode == ZVDemodMode_AM || plan_.mode == ZVDemodMode_SyncAM;
+        return std::max(so_far, carrier ? std::max(peak, 2.2 * sum / detected(count)) : 3 * peak);
     }
 
     // Receives one block of frames with channels samples each, count at most plan.block; what is missing to a
@@ -237,7 +242,7 @@ private:
             for (from_head_ = 0; from_head_ < head_.size();) {
                 const size_t count = next(band);
                 radio_.receive(band, count, input_->channels, input_->channel);
-                if (measure) peak = std::max(peak, radio_.peak(count));
+                if (measure) peak = radio_.expected_peak(peak, count);
                 else carrier_.follow(radio_, plan_.detector_rate(), radio_.detected(count));
             }
             if (measure && !options_.gain && plan_.mode != ZVDemodMode_FM) radio_.hold_level(peak, options_.iq_agc);
