@@ -1,0 +1,69 @@
+// The choice of kernels by processor, stated a second time, as names.
+#include "filter/fir_kernels.h"
+#include "support/processors.h"
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+constexpr uint32_t mmx = 1 << 23, sse2 = 1 << 26, neither = 0, all = ~0u;
+constexpr uint32_t avx2 = 1, avx512 = 2, vnni = 4;
+
+struct FirChoice {
+    uint32_t classification, features, sets;
+    const char *k1616, *k1632, *k3232, *process2;
+};
+
+// clang-format off
+constexpr FirChoice fir_choices[] = {
+    // listed codes: whatever the features and the wider sets
+    {0x20005001, all,        all,                    "scalar", "scalar", "exact",        "high"},
+    {0x20005001, neither,    0,                      "scalar", "scalar", "exact",        "exact"},
+    {0x20006000, all,        all,                    "mmx4",   "mmx4",   "high_shift",   "high"},
+    {0x20006001, mmx,        0,                      "mmx4",   "mmx4",   "high_shift",   "high"},
+    {0x20006002, neither,    0,                      "mmx4",   "mmx4",   "high_shift",   "exact"},
+    {0x20007000, mmx,        0,                      "mmx16",  "mmx16",  "high_shuffle", "high"},
+    {0x20008000, all,        all,                    "mmx16",  "mmx16",  "high_shuffle", "high"},
+    // then the features, even for codes that come further down
+    {0x10000000, mmx | sse2, 0,                      "sse2",   "sse2",   "high_unpack",  "high"},
+    {0,          mmx | sse2, avx2,                   "avx2",   "avx2",   "high_avx2",    "high"},
+    {0,          mmx | sse2, avx2 | avx512,          "avx512", "avx512", "high_avx512",  "high"},
+    {0x30005000, mmx | sse2, avx2 | avx512 | vnni,   "vnni",   "vnni",   "high_vnni",    "high"},
+    {0,          sse2,       avx2,                   "avx2",   "avx2",   "exact",        "exact"},
+    {0,          mmx,        avx2,                   "mmx8",   "mmx4",   "high_avx2",    "high"},
+    {0x30005001, mmx,        0,                      "mmx8",   "mmx4",   "high_unpack",  "high"},
+    {0x20006003, mmx,        0,                      "mmx8",   "mmx4",   "high_unpack",  "high"},
+    // then the rest
+    {0x30004002, neither,    all,                    "scalar", "scalar", "exact",        "exact"},
+    {0,          ~mmx & ~sse2, all,                  "scalar", "scalar", "exact",        "exact"},
+};
+// clang-format on
+
+std::string name_of(zv::fir::Kernel kernel)
+{
+    const auto* found = std::find_if(std::begin(zv::fir::all_kernels), std::end(zv::fir::all_kernels),
+                                     [=](const auto& named) { return named.run == kernel; });
+    return found == std::end(zv::fir::all_kernels) ? "none" : found->name;
+}
+
+TEST(Select, FirKernels)
+{
+    using Construct = ZVFIR* (*)(ZVFIR*);
+    for (const FirChoice& row : fir_choices) {
+        SCOPED_TRACE(testing::Message()
+                     << std::hex << row.classification << ' ' << row.features << ' ' << row.sets);
+        const test::OnProcessor as(row.classification, row.features, row.sets);
+        const auto chosen = [](Construct construct) {
+            ZVFIR fir;
+            construct(&fir);
+            ZVFIR_Destruct(&fir, 0);
+            return name_of(fir.kernel);
+        };
+        EXPECT_EQ(chosen(ZVFIR1616_Construct), std::string("fir1616_") + row.k1616);
+        EXPECT_EQ(chosen(ZVFIR1632_Construct), std::string("fir1632_") + row.k1632);
+        EXPECT_EQ(chosen(ZVFIR3232_Construct), std::string("fir3232_") + row.k3232);
+        const bool exact = std::string(row.process2) == "exact";
+        EXPECT_EQ(zv::fir::process2(), exact ? zv::fir::process2_exact : zv::fir::process2_high);
+    }
+}
+} // namespace

@@ -1,0 +1,33 @@
+// Another processor for a scope: the open record and the wider sets, put back at its end.
+#pragma once
+#include "core/cpu.h"
+
+namespace test {
+class OnProcessor {
+public:
+    OnProcessor(uint32_t classification, uint32_t features, uint32_t sets = 0)
+        : record_(*_CPU()), sets_(zv::wider_sets)
+    {
+        _CPU()->classification = classification;
+        _CPU()->features = features;
+        zv::wider_sets = sets;
+    }
+    ~OnProcessor()
+    {
+        *_CPU() = record_;
+        zv::wider_sets = sets_;
+    }
+    OnProcessor(const OnProcessor&) = delete;
+    OnProcessor& operator=(const OnProcessor&) = delete;
+
+private:
+    ZVCPUInfo record_;
+    uint32_t sets_;
+};
+
+// Whether this machine has all these feature bits and wider sets.
+inline bool runs_here(uint32_t features, uint32_t sets = 0)
+{
+    return (_CPU()->features & features) == features && (zv::wider_sets & sets) == sets;
+}
+} // namespace test
