@@ -57,31 +57,35 @@ protected:
         return true;
     }
 
+    void expect_settings(const reference::FirSettings& model) const
+    {
+        ASSERT_EQ(fir.taps_count, model.taps_count);
+        EXPECT_EQ(fir.buffer_size, model.buffer_size);
+        EXPECT_EQ(fir.fir_type, model.fir_type);
+        EXPECT_EQ(fir.cut_off_high, model.cut_off_high);
+        EXPECT_EQ(fir.cut_off_low, model.cut_off_low);
+        EXPECT_EQ(fir.sampling_rate, model.sampling_rate);
+        EXPECT_EQ(taps(), quantised(model.designed()));
+    }
+
     ZVFIR fir;
 };
 
 TEST_P(Fir, StartsAsADelayOf15Samples)
 {
-    EXPECT_EQ(fir.cut_off_high, 3000);
-    EXPECT_EQ(fir.cut_off_low, 1000);
-    EXPECT_EQ(fir.sampling_rate, 11025);
-    EXPECT_EQ(fir.buffer_size, 1024);
-    EXPECT_EQ(fir.fir_type, 0);
-    EXPECT_EQ(fir.taps_count, 31);
+    expect_settings({});
     EXPECT_EQ(fir.storage_bytes, GetParam().storage_bytes);
-    std::vector<double> impulse(31);
-    impulse[15] = 1;
-    EXPECT_EQ(taps(), quantised(impulse));
     EXPECT_TRUE(history_is_silent());
     // design | taps | history | output, each at 64 bytes
+    const auto width = ptrdiff_t(GetParam().tap);
     const auto at = [&](const void* p) {
         return static_cast<const char*>(p) - static_cast<const char*>(fir.storage);
     };
     EXPECT_EQ(reinterpret_cast<uintptr_t>(fir.storage) % 64, 0u);
     EXPECT_EQ(at(fir.taps), 256);
-    EXPECT_EQ(at(fir.history), 256 + ptrdiff_t(31 * GetParam().tap + 63) / 64 * 64);
-    EXPECT_EQ(at(fir.history_write) - at(fir.history), ptrdiff_t(30 * GetParam().tap));
-    EXPECT_EQ(at(fir.out_buffer), at(fir.history) + ptrdiff_t((30 + 1024) * GetParam().tap + 63) / 64 * 64);
+    EXPECT_EQ(at(fir.history), 256 + (31 * width + 63) / 64 * 64);
+    EXPECT_EQ(at(fir.history_write) - at(fir.history), 30 * width);
+    EXPECT_EQ(at(fir.out_buffer), at(fir.history) + ((30 + 1024) * width + 63) / 64 * 64);
 }
 
 // Setters in turn, each against the model of the clamps, and the taps against the designs in plain form.
@@ -99,31 +103,15 @@ TEST_P(Fir, SettersClampGiveWayAndRedesign)
     for (const auto& [setter, value] : steps) {
         SCOPED_TRACE(testing::Message() << "setter " << setter << " to " << value);
         mark_history();
-        switch (setter) {
-        case taps_num:
-            ZVFIR_TapsNum(&fir, int32_t(value)), model.set_taps(int32_t(value));
-            break;
-        case type:
-            ZVFIR_FIRType(&fir, int32_t(value));
-            if (value >= 0 && value <= 6) model.set_type(int32_t(value)); // any other is ignored
-            break;
-        case high:
-            ZVFIR_CutOffHigh(&fir, value), model.set_cut_off_high(value);
-            break;
-        case low:
-            ZVFIR_CutOffLow(&fir, value), model.set_cut_off_low(value);
-            break;
-        case rate:
-            ZVFIR_SamplingRate(&fir, value), model.set_sampling_rate(value);
-            break;
-        }
+        const auto whole = int32_t(value);
+        if (setter == taps_num) ZVFIR_TapsNum(&fir, whole), model.set_taps(whole);
+        if (setter == type) ZVFIR_FIRType(&fir, whole);
+        if (setter == type && whole >= 0 && whole <= 6) model.set_type(whole); // any other is ignored
+        if (setter == high) ZVFIR_CutOffHigh(&fir, value), model.set_cut_off_high(value);
+        if (setter == low) ZVFIR_CutOffLow(&fir, value), model.set_cut_off_low(value);
+        if (setter == rate) ZVFIR_SamplingRate(&fir, value), model.set_sampling_rate(value);
         EXPECT_EQ(history_is_marked(), setter != taps_num);
-        ASSERT_EQ(fir.taps_count, model.taps_count);
-        EXPECT_EQ(fir.fir_type, model.fir_type);
-        EXPECT_EQ(fir.cut_off_high, model.cut_off_high);
-        EXPECT_EQ(fir.cut_off_low, model.cut_off_low);
-        EXPECT_EQ(fir.sampling_rate, model.sampling_rate);
-        EXPECT_EQ(taps(), quantised(model.designed()));
+        expect_settings(model);
     }
 }
 
@@ -184,6 +172,7 @@ TEST_P(Fir, SurvivesRefusal)
     ZVFIR_TapsNum(&fir, INT32_MAX), ZVFIR_BufferSize(&fir, INT32_MAX); // larger than any block
     EXPECT_EQ(std::memcmp(&fir, &record, sizeof fir), 0);
     EXPECT_TRUE(zv::fir::reserve(&fir, 401, 4096));
+    EXPECT_EQ(fir.taps, static_cast<char*>(fir.storage) + 256); // the present layout, wherever the block is
     EXPECT_EQ(fir.taps_count, 31);
     EXPECT_EQ(taps(), before);
     EXPECT_TRUE(history_is_marked());
@@ -198,31 +187,34 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Fir, testing::ValuesIn(kinds),
 
 TEST(FirDesign, WorkedTapValues)
 {
-    // centre three of 63 taps at 11025 Hz between 1000 and 3000 Hz
     const struct {
-        int32_t type, before, centre, after;
-    } rows16[] = {{1, 10286, 17832, 10286}, {2, 5604, -26823, 5604}, {3, 4682, 11888, 4682},
-                  {4, -4682, 20879, -4682}, {5, -20811, 0, 20811},   {6, 520, 520, 520}},
-      rows32[] = {{1, 674139441, 1168706014, 674139441}, {5, -1363903970, 0, 1363903970}};
-    ZVFIR narrow, wide;
-    ZVFIR1632_Construct(&narrow), ZVFIR3232_Construct(&wide);
-    ZVFIR_TapsNum(&narrow, 63), ZVFIR_TapsNum(&wide, 63);
-    for (const auto& row : rows16) {
-        ZVFIR_FIRType(&narrow, row.type);
-        const auto* t = static_cast<const int16_t*>(narrow.taps) + 31;
-        EXPECT_TRUE(t[-1] == row.before && t[0] == row.centre && t[1] == row.after) << row.type;
+        ZVFIR* (*construct)(ZVFIR*);
+        int32_t taps, type, first; // of those compared
+        std::vector<int32_t> values;
+    } rows[] = {
+        {ZVFIR1632_Construct, 63, 1, 30, {10286, 17832, 10286}},
+        {ZVFIR1632_Construct, 63, 2, 30, {5604, -26823, 5604}},
+        {ZVFIR1632_Construct, 63, 3, 30, {4682, 11888, 4682}},
+        {ZVFIR1632_Construct, 63, 4, 30, {-4682, 20879, -4682}},
+        {ZVFIR1632_Construct, 63, 5, 30, {-20811, 0, 20811}},
+        {ZVFIR1632_Construct, 63, 6, 30, {520, 520, 520}},
+        {ZVFIR1632_Construct, 31, 1, 14, {10145, 17831}},
+        {ZVFIR1632_Construct, 31, 5, 30, {111}},
+        {ZVFIR3232_Construct, 63, 1, 30, {674139441, 1168706014, 674139441}},
+        {ZVFIR3232_Construct, 63, 5, 30, {-1363903970, 0, 1363903970}},
+    };
+    for (const auto& row : rows) {
+        ZVFIR* fir = row.construct(nullptr);
+        ZVFIR_TapsNum(fir, row.taps), ZVFIR_FIRType(fir, row.type);
+        for (size_t k = 0; k < row.values.size(); ++k) {
+            const size_t t = size_t(row.first) + k;
+            const bool narrow = row.construct == ZVFIR1632_Construct;
+            EXPECT_EQ(narrow ? static_cast<int16_t*>(fir->taps)[t] : static_cast<int32_t*>(fir->taps)[t],
+                      row.values[k])
+                << "type " << row.type;
+        }
+        ZVFIR_Destruct(fir, 1);
     }
-    for (const auto& row : rows32) {
-        ZVFIR_FIRType(&wide, row.type);
-        const auto* t = static_cast<const int32_t*>(wide.taps) + 31;
-        EXPECT_TRUE(t[-1] == row.before && t[0] == row.centre && t[1] == row.after) << row.type;
-    }
-    ZVFIR_TapsNum(&narrow, 31), ZVFIR_FIRType(&narrow, 1);
-    const auto* t = static_cast<const int16_t*>(narrow.taps);
-    EXPECT_TRUE(t[15] == 17831 && t[14] == 10145);
-    ZVFIR_FIRType(&narrow, 5);
-    EXPECT_TRUE(t[0] == -111 && t[30] == 111);
-    ZVFIR_Destruct(&narrow, 0), ZVFIR_Destruct(&wide, 0);
 }
 
 // ---- Streams ----
@@ -230,59 +222,61 @@ template <class Out, class In>
 using Process = void (*)(ZVFIR*, Out*, const In*, int32_t, int32_t, int32_t);
 
 // A stream cut into calls, every step-th element of an interleaved buffer, against the plain sum over the samples
-// taken; then the same results left in the filter's own output, and over their input where that may be.
-template <class Tap, class Out, class In, class Store, class Reference, class Load>
+// taken; then the last block's results left in the filter's own output, and results over their input.
+template <class Tap, class Out, class In, class Store, class Reference, class Narrow>
 void check_stream(ZVFIR* (*construct)(ZVFIR*), Process<Out, In> process, bool rounds_up, Store store,
-                  Reference reference, Load result)
+                  Reference reference, Narrow narrow)
 {
-    for (const int32_t step : {1, 2, 3})
-        for (const int32_t decimation : {1, 2, 5}) {
-            SCOPED_TRACE(testing::Message() << "step " << step << ", decimation " << decimation);
-            ZVFIR* fir = construct(nullptr);
-            ZVFIR_TapsNum(fir, 15), ZVFIR_BufferSize(fir, 30);
-            const auto taps = noise<Tap>(15, 5);
-            std::copy(taps.begin(), taps.end(), static_cast<Tap*>(fir->taps));
-            const auto in = noise<In>(size_t(600 * step), 6);
-            std::vector<Tap> taken;
-            std::vector<Out> out(600), wanted;
-            size_t results = 0, at = 0;
-            for (const int32_t samples : {30, 10, 150, 70, 300}) {
-                const int32_t length = rounds_up ? (samples - 1) * step + 1 : samples * step + step - 1;
-                process(fir, &out[results], &in[at], length, step, decimation);
-                for (int32_t k = 0; k < samples; ++k) taken.push_back(store(in[at + size_t(k * step)]));
-                at += size_t(samples * step), results += size_t(samples / decimation);
-                process(fir, &out[results], &in[at], 0, step, decimation); // nothing to take
-            }
-            out.resize(results);
-            for (const auto v : reference(taps, taken, decimation, std::vector<Tap>{}))
-                wanted.push_back(result(v));
-            EXPECT_TRUE(same(out, wanted));
+    for (const auto& [step, decimation] : {std::pair{1, 1}, {1, 2}, {2, 1}, {3, 5}}) {
+        SCOPED_TRACE(testing::Message() << "step " << step << ", decimation " << decimation);
+        ZVFIR* fir = construct(nullptr);
+        ZVFIR_TapsNum(fir, 15), ZVFIR_BufferSize(fir, 30);
+        const auto taps = noise<Tap>(15, 5);
+        std::copy(taps.begin(), taps.end(), static_cast<Tap*>(fir->taps));
+        const auto in = noise<In>(size_t(600 * step), 6);
+        std::vector<Tap> taken;
+        const auto take = [&](size_t at, int32_t samples) {
+            for (int32_t k = 0; k < samples; ++k) taken.push_back(store(in[at + size_t(k * step)]));
+        };
+        const auto results = [&, by = decimation] { return reference(taps, taken, by, std::vector<Tap>{}); };
+        const auto narrowed = [&] {
+            std::vector<Out> all;
+            for (const auto v : results()) all.push_back(narrow(v));
+            return all;
+        };
 
-            // blocks of 30 and 10 samples: the own output holds the kernel's results of the last
-            process(fir, nullptr, in.data(), 40 * step, step, decimation);
-            std::vector<Tap> last = taken;
-            for (size_t k = 0; k < 40; ++k) last.push_back(store(in[k * size_t(step)]));
-            const auto all = reference(taps, last, decimation, std::vector<Tap>{});
-            using Result = typename decltype(all)::value_type;
-            const auto* own = static_cast<const Result*>(fir->out_buffer);
-            const auto tail = size_t(10 / decimation);
-            EXPECT_TRUE(same(std::vector<Result>(own, own + tail),
-                             std::vector<Result>(all.end() - ptrdiff_t(tail), all.end())));
-
-            if constexpr (std::is_same_v<Out, In>)
-                if (step == 1 && decimation == 1) {
-                    ZVFIR_BufferSize(fir, 31); // silence
-                    auto place = in;
-                    process(fir, place.data(), place.data(), 600, 1, 1);
-                    std::vector<Tap> stored;
-                    for (const In v : in) stored.push_back(store(v));
-                    std::vector<Out> over;
-                    for (const auto v : reference(taps, stored, 1, std::vector<Tap>{}))
-                        over.push_back(result(v));
-                    EXPECT_TRUE(same(place, over));
-                }
-            ZVFIR_Destruct(fir, 1);
+        std::vector<Out> out(600);
+        size_t at = 0;
+        for (const int32_t samples : {30, 10, 150, 70, 300}) {
+            Out* to = &out[at / size_t(step * decimation)];
+            const int32_t length = rounds_up ? (samples - 1) * step + 1 : samples * step + step - 1;
+            process(fir, to, &in[at], length, step, decimation);
+            process(fir, to, &in[at], 0, step, decimation); // nothing to take
+            take(at, samples);
+            at += size_t(samples * step);
         }
+        out.resize(size_t(560 / decimation));
+        EXPECT_TRUE(same(out, narrowed()));
+
+        process(fir, nullptr, in.data(), 40 * step, step, decimation); // blocks of 30 and 10 samples
+        take(0, 40);
+        const auto all = results();
+        auto last = all;
+        last.erase(last.begin(), last.end() - 10 / decimation);
+        const auto* own = static_cast<decltype(all.data())>(fir->out_buffer);
+        EXPECT_TRUE(same({own, own + last.size()}, last));
+
+        if constexpr (std::is_same_v<Out, In>)
+            if (step == 1 && decimation == 1) {
+                auto place = in;
+                process(fir, place.data(), place.data(), 600, 1, 1);
+                take(0, 600);
+                auto over = narrowed();
+                over.erase(over.begin(), over.end() - 600);
+                EXPECT_TRUE(same(place, over));
+            }
+        ZVFIR_Destruct(fir, 1);
+    }
 }
 
 TEST(FirStreams, EqualThePlainSumHoweverTheyAreCut)
