@@ -12,12 +12,6 @@ static uint64_t load64(const uint8_t* bytes)
     return word;
 }
 
-template <class Element>
-static void fill(Element* out, Element value, uint32_t count)
-{
-    for (uint32_t n = 0; n < count; n++) out[n] = value;
-}
-
 struct Row {
     When when;
     FillDWord fill;
@@ -25,7 +19,7 @@ struct Row {
 
 constexpr Row rows[] = {
     {on(amd_f6, amd_f15), fill_past_caches},
-    {otherwise, fill<DWord>},
+    {otherwise, fill_words},
 };
 
 FillDWord fill_for_processor() { return select(rows, &Row::fill, *_CPU()); }
@@ -73,7 +67,8 @@ void* MemorySet_Byte(void* destination, uint32_t value, uint32_t count)
 
 void* MemorySet_Word(void* destination, uint32_t value, uint32_t count)
 {
-    memory::fill(static_cast<memory::Word*>(destination), static_cast<memory::Word>(value), count);
+    auto* out = static_cast<memory::Word*>(destination);
+    for (uint32_t n = 0; n < count; n++) out[n] = static_cast<memory::Word>(value);
     return destination;
 }
 
