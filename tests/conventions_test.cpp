@@ -32,6 +32,7 @@ const std::vector<Family> families = {
     FAMILY(ZVNotchFilter2_Construct, ZVNotchFilter2_Destruct),
     FAMILY(ZVAGC_Construct, ZVAGC_Destruct),
     FAMILY(ZVDemodulator16_Construct, ZVDemodulator_Destruct),
+    FAMILY(ZVDynamicPixMap_Construct, ZVDynamicPixMap_Destruct),
 };
 
 class Conventions : public testing::TestWithParam<Family> {

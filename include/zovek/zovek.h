@@ -4,10 +4,12 @@
 #include <zovek/agc.h>
 #include <zovek/arithmetic.h>
 #include <zovek/base.h>
+#include <zovek/color.h>
 #include <zovek/cpu.h>
 #include <zovek/delay_line.h>
 #include <zovek/demodulator.h>
 #include <zovek/fir.h>
 #include <zovek/memory.h>
 #include <zovek/notch_filter.h>
+#include <zovek/pixmap.h>
 #endif
