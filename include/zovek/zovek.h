@@ -12,4 +12,5 @@
 #include <zovek/memory.h>
 #include <zovek/notch_filter.h>
 #include <zovek/pixmap.h>
+#include <zovek/resampler.h>
 #endif
