@@ -33,6 +33,7 @@ const std::vector<Family> families = {
     FAMILY(ZVAGC_Construct, ZVAGC_Destruct),
     FAMILY(ZVDemodulator16_Construct, ZVDemodulator_Destruct),
     FAMILY(ZVDynamicPixMap_Construct, ZVDynamicPixMap_Destruct),
+    FAMILY(ZVResampler32_Construct, ZVResampler32_Destruct),
 };
 
 class Conventions : public testing::TestWithParam<Family> {

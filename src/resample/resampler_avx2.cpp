@@ -13,18 +13,25 @@ ZV_TARGET("avx2") static ZV_INLINE __m256i load(const void* from)
     return _mm256_loadu_si256(static_cast<const __m256i*>(from));
 }
 
-// Where the rows and spans of the next Outputs outputs begin. Those past the end repeat the last one.
-template <int32_t Outputs, class Sample>
+// Where the spans and rows of the next outputs begin, eight at once as ahead() tells them: samples from the start
+// of the samples, and taps from that of a table with rows stride apart. What lies past the end repeats the first.
 struct Group {
-    const Sample *x[Outputs], *row[Outputs];
+    alignas(32) int32_t span[8], row[8];
 
-    ZV_INLINE Group(const Tables& t, const Sample* taps, ptrdiff_t stride, int32_t outputs, Position& at)
+    ZV_TARGET("avx2") ZV_INLINE Group(const Tables& t, Position at, int32_t stride, int32_t outputs)
     {
-        const auto* samples = static_cast<const Sample*>(t.samples) + t.lead;
-        for (int32_t k = 0; k < Outputs; ++k) {
-            x[k] = samples + at.sample;
-            row[k] = taps + at.phase * stride;
-            if (outputs >= Outputs || k + 1 < outputs) step(t, at);
+        const __m256i over = _mm256_set1_epi32(t.over);
+        const __m256i phase = _mm256_add_epi32(load(t.lane_phase), _mm256_set1_epi32(at.phase));
+        const __m256i stays = _mm256_cmpgt_epi32(over, phase); // -1 where there is no wrap
+        const __m256i first = _mm256_set1_epi32(at.sample + t.lead + 1);
+        const __m256i starts = _mm256_add_epi32(load(t.lane_samples), _mm256_add_epi32(first, stays));
+        const __m256i wrapped = _mm256_sub_epi32(phase, _mm256_andnot_si256(stays, over));
+        _mm256_store_si256(reinterpret_cast<__m256i*>(span), starts);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(row),
+                           _mm256_mullo_epi32(wrapped, _mm256_set1_epi32(stride)));
+        for (int32_t k = outputs; k < 8; ++k) {
+            span[k] = span[0];
+            row[k] = row[0];
         }
     }
 };
@@ -73,17 +80,20 @@ static ZV_INLINE void narrow_pieces(const Tables& t, int32_t* out, int32_t outpu
 {
     const __m128i bits = _mm_cvtsi32_si128(t.piece_bits);
     const __m256i over = _mm256_set1_epi32(t.over);
-    for (; outputs > 0; outputs -= 8, out += 8) {
-        const Group<8, int16_t> group(t, t.row_pieces, ptrdiff_t(Pieces) * t.row_taps, outputs, at);
+    const auto* x = static_cast<const int16_t*>(t.samples);
+    for (; outputs > 0; outputs -= 8, out += 8, at = ahead(t, at, 8)) {
+        const Group group(t, at, Pieces * t.row_taps, outputs);
         __m256i sums[Pieces];
+#pragma GCC unroll 3
         for (int32_t p = 0; p < Pieces; ++p) {
+            const int16_t* taps = t.row_pieces + p * t.row_taps;
             __m256i v[8];
             for (int32_t k = 0; k < 8; ++k)
-                v[k] = _mm256_madd_epi16(load(group.x[k]), load(group.row[k] + p * t.row_taps));
+                v[k] = _mm256_madd_epi16(load(x + group.span[k]), load(taps + group.row[k]));
             for (int32_t n = 16; n < t.row_taps; n += 16)
                 for (int32_t k = 0; k < 8; ++k)
-                    v[k] = _mm256_add_epi32(v[k], _mm256_madd_epi16(load(group.x[k] + n),
-                                                                    load(group.row[k] + p * t.row_taps + n)));
+                    v[k] = _mm256_add_epi32(
+                        v[k], _mm256_madd_epi16(load(x + group.span[k] + n), load(taps + group.row[k] + n)));
             sums[p] = sum_across(v);
         }
         const __m256i y = put_together(sums, bits, over);
@@ -102,15 +112,31 @@ ZV_TARGET("avx2") void narrow_avx2(const Tables& t, int32_t* out, int32_t output
         narrow_pieces<3>(t, out, outputs, at);
 }
 
+// 16 samples a pass. Packing works in halves of a register, so the quarters are put in order afterwards.
+ZV_TARGET("avx2") bool pack_avx2(int16_t* to, const int32_t* from, int32_t count)
+{
+    int32_t k = 0;
+    __m256i bits = _mm256_setzero_si256();
+    for (; k + 16 <= count; k += 16) {
+        const __m256i a = load(from + k), b = load(from + k + 8);
+        bits = _mm256_or_si256(bits, _mm256_or_si256(a, b));
+        const __m256i upper = _mm256_packs_epi32(_mm256_srai_epi32(a, 16), _mm256_srai_epi32(b, 16));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to + k), _mm256_permute4x64_epi64(upper, 0xD8));
+    }
+    const bool exact = _mm256_testz_si256(bits, _mm256_set1_epi32(0xFFFF));
+    return pack_scalar(to + k, from + k, count - k) && exact;
+}
+
 // Exact 64-bit sums: the multiplication takes the even lanes, a shift brings the odd ones there.
 ZV_TARGET("avx2") void wide_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at)
 {
-    for (; outputs > 0; outputs -= 4, out += 4) {
-        const Group<4, int32_t> group(t, t.rows, t.row_taps, outputs, at);
+    const auto* samples = static_cast<const int32_t*>(t.samples);
+    for (; outputs > 0; outputs -= 4, out += 4, at = ahead(t, at, 4)) {
+        const Group group(t, at, t.row_taps, outputs);
         __m256i v[4] = {};
         for (int32_t n = 0; n < t.row_taps; n += 8)
             for (int32_t k = 0; k < 4; ++k) {
-                const __m256i x = load(group.x[k] + n), taps = load(group.row[k] + n);
+                const __m256i x = load(samples + group.span[k] + n), taps = load(t.rows + group.row[k] + n);
                 const __m256i odd = _mm256_mul_epi32(_mm256_srli_epi64(x, 32), _mm256_srli_epi64(taps, 32));
                 v[k] = _mm256_add_epi64(v[k], _mm256_add_epi64(_mm256_mul_epi32(x, taps), odd));
             }

@@ -1,6 +1,6 @@
 // Resampling of 16-bit samples on AVX-512 with VNNI: lanes are sixteen consecutive outputs, so nothing is summed
-// across. Their spans lie in one window of 32 samples, and the same permutation spreads the window to the lanes
-// for every pair of taps, the window moving on by two samples.
+// across. Their spans begin in one window of 32 samples, or in up to four when decimating, and the same
+// permutation spreads the window to the lanes for every pair of taps, the window moving on by two samples.
 #if defined(__x86_64__) || defined(__i386__)
 #include "resample/resampler_kernels.h"
 #include <algorithm>
@@ -24,23 +24,42 @@ ZV_VNNI static ZV_INLINE __m256i put_together(const __m256i (&sums)[Pieces], __m
     return _mm512_cvtsepi64_epi32(_mm512_srai_epi64(sum, 15));
 }
 
-// Reads up to 31 samples behind a span, and begins up to 15 outputs early where that puts the table's loads on
+// Windows that the first pair of all lanes can lie in: the last lane begins lane_samples[15] or one more behind the
+// first.
+constexpr int32_t max_windows = (lane_reach * (lanes - 1) + 2 + 31) / 32;
+ZV_INLINE int32_t windows_of(const Tables& t)
+{
+    return (t.lane_samples[lanes - 1] + (t.over > 1) + 1) / 32 + 1;
+}
+
+// The pair of samples of each lane. Word k of spread is the place of a sample from x on; the permutation takes it
+// modulo 32, and masks[i] has the words in the window i.
+template <bool OneWindow>
+ZV_VNNI static ZV_INLINE __m512i pairs_of(const int16_t* x, __m512i spread, const __mmask32* masks,
+                                          int32_t windows)
+{
+    __m512i pair = _mm512_permutexvar_epi16(spread, _mm512_loadu_si512(x));
+    if constexpr (!OneWindow)
+        for (int32_t i = 1; i < windows; ++i)
+            pair = _mm512_mask_permutexvar_epi16(pair, masks[i], spread, _mm512_loadu_si512(x + 32 * i));
+    return pair;
+}
+
+// Reads up to four windows behind a span, and begins up to 15 outputs early where that puts the table's loads on
 // whole lines; what comes of it is masked.
-template <int32_t Pieces>
-ZV_VNNI static ZV_INLINE void narrow_lanes(const Tables& t, int32_t* out, int32_t outputs, Position at)
+template <int32_t Pieces, bool OneWindow>
+ZV_VNNI static void narrow_lanes(const Tables& t, int32_t* out, int32_t outputs, Position at)
 {
     const __m128i bits = _mm_cvtsi32_si128(t.piece_bits);
     const __m512i over32 = _mm512_set1_epi32(t.over), over64 = _mm512_set1_epi64(t.over);
     const __m512i lane_samples = _mm512_load_si512(t.lane_samples);
     const __m512i lane_phase = _mm512_load_si512(t.lane_phase);
     const int32_t pairs = (t.taps + 1) / 2, stride = 2 * t.lane_stride, piece_stride = pairs * stride;
-    const int64_t pace = int64_t(lanes) * (int64_t(t.step_samples) * t.over + t.step_phase);
-    const auto pace_samples = static_cast<int32_t>(pace / t.over),
-               pace_phase = static_cast<int32_t>(pace % t.over);
     const int32_t pace_entry = lanes % t.over;
+    const int32_t windows = windows_of(t);
 
     auto entry = static_cast<int32_t>(int64_t(at.phase) * t.inverse % t.over);
-    int32_t early = t.over % lanes == 0 ? entry % lanes : 0;
+    const int32_t early = t.over % lanes == 0 ? entry % lanes : 0;
     entry -= early;
     at.sample -= t.lane_samples[early];
     at.phase -= t.lane_phase[early];
@@ -58,10 +77,15 @@ ZV_VNNI static ZV_INLINE void narrow_lanes(const Tables& t, int32_t* out, int32_
         const __m512i spread = _mm512_add_epi32(_mm512_or_si512(first, _mm512_slli_epi32(first, 16)),
                                                 _mm512_set1_epi32(0x10000));
         const int16_t *x = samples + at.sample, *taps = t.lane_pieces + 2 * ptrdiff_t(entry);
+        __mmask32 masks[max_windows];
+        if constexpr (!OneWindow)
+            for (int32_t i = 1; i < windows; ++i)
+                masks[i] =
+                    _mm512_cmpeq_epi16_mask(_mm512_srli_epi16(spread, 5), _mm512_set1_epi16(int16_t(i)));
         __m512i sums[Pieces];
         for (__m512i& sum : sums) sum = _mm512_setzero_si512();
         for (int32_t j = 0; j < pairs; ++j, x += 2, taps += stride) {
-            const __m512i pair = _mm512_permutexvar_epi16(spread, _mm512_loadu_si512(x));
+            const __m512i pair = pairs_of<OneWindow>(x, spread, masks, windows);
             for (int32_t p = 0; p < Pieces; ++p)
                 sums[p] = _mm512_dpwssd_epi32(sums[p], pair,
                                               _mm512_loadu_si512(taps + p * ptrdiff_t(piece_stride)));
@@ -74,16 +98,11 @@ ZV_VNNI static ZV_INLINE void narrow_lanes(const Tables& t, int32_t* out, int32_
         }
         const __m512i y = _mm512_inserti64x4(_mm512_castsi256_si512(put_together(low, bits, over64)),
                                              put_together(high, bits, over64), 1);
-        const uint32_t until = (1u << std::min(outputs - done, lanes)) - 1,
-                       from = done < 0 ? ~0u << early : ~0u;
+        const uint32_t until = (1u << std::min(outputs - done, lanes)) - 1;
+        const uint32_t from = done < 0 ? ~0u << early : ~0u;
         _mm512_mask_storeu_epi32(out + done, static_cast<__mmask16>(until & from), y);
 
-        at.sample += pace_samples;
-        at.phase += pace_phase;
-        if (at.phase >= t.over) {
-            at.phase -= t.over;
-            ++at.sample;
-        }
+        at = ahead(t, ahead(t, at, lanes / 2), lanes / 2);
         entry += pace_entry;
         if (entry >= t.over) entry -= t.over;
     }
@@ -91,10 +110,9 @@ ZV_VNNI static ZV_INLINE void narrow_lanes(const Tables& t, int32_t* out, int32_
 
 ZV_VNNI void narrow_lanes_avx512(const Tables& t, int32_t* out, int32_t outputs, Position at)
 {
-    if (t.pieces == 2)
-        narrow_lanes<2>(t, out, outputs, at);
-    else
-        narrow_lanes<3>(t, out, outputs, at);
+    constexpr Kernel kernels[2][2] = {{narrow_lanes<2, false>, narrow_lanes<2, true>},
+                                      {narrow_lanes<3, false>, narrow_lanes<3, true>}};
+    kernels[t.pieces - 2][windows_of(t) == 1](t, out, outputs, at);
 }
 } // namespace zv::resampler
 #endif

@@ -24,42 +24,44 @@ struct Position {
 
 // Converts `outputs` outputs from at on, reading t.samples and writing out.
 using Kernel = void (*)(const Tables& t, int32_t* out, int32_t outputs, Position at);
+// Copies the upper halves; true if the lower halves are all 0, so that nothing is lost.
+using Pack = bool (*)(int16_t* to, const int32_t* from, int32_t count);
 
-inline constexpr int32_t front_samples = 32; // readable in front of t.samples, any value
-inline constexpr int32_t back_samples = 64;  // zeros behind the last new sample
-inline constexpr int32_t lanes = 16;         // outputs of one step of a lane kernel
+inline constexpr int32_t front_samples = 128; // readable in front of t.samples, any value
+inline constexpr int32_t back_samples = 160;  // zeros behind the last new sample
+inline constexpr int32_t lanes = 16;          // outputs of one step of a lane kernel
+inline constexpr int32_t lane_reach = 8;      // largest under / over of a lane kernel
 
 struct Tables {
     Kernel wide; // 32-bit samples, from rows; null where the tables have no room: the plain loop serves
     Kernel
         narrow; // 16-bit samples, from row_pieces or lane_pieces; null where that has no room or isn't exact
+    Pack pack;  // samples for narrow
     int32_t over;
-    int32_t step_samples, step_phase; // under / over and under mod over: from an output to the next
-    int32_t lead;                     // 0 or 1
-    int32_t taps;                     // of the longest row
-    int32_t row_taps;                 // stride of rows, taps up to a multiple of 16: zeros fill up
-    int32_t* rows;                    // [over][row_taps], Q31
-    int16_t* row_pieces;              // [over][pieces][row_taps]; tap = sum of piece k * 2^(k * piece_bits)
-    int32_t pieces, piece_bits;       // 2 or 3, low ones of piece_bits bits
+    int32_t lead;               // 0 or 1
+    int32_t taps;               // of the longest row
+    int32_t row_taps;           // stride of rows, taps up to a multiple of 16: zeros fill up
+    int32_t* rows;              // [over][row_taps], Q31
+    int16_t* row_pieces;        // [over][pieces][row_taps]; tap = sum of piece k * 2^(k * piece_bits)
+    int32_t pieces, piece_bits; // 2 or 3, low ones of piece_bits bits
     // Lane kernels: outputs in the order of the stream. Entry i belongs to the phase i * under mod over, and the
     // first lanes - 1 follow once more, so that a load at any i stays in the row.
     int16_t* lane_pieces; // [pieces][pairs of taps][lane_stride][2]
     int32_t lane_stride;  // entries of a row, in pairs
     int32_t inverse;      // under * inverse = 1 modulo over: entry of a phase
-    // Of lane k: k * under / over and k * under mod over.
+    // k outputs on: k * under / over and k * under mod over.
     alignas(64) int32_t lane_samples[lanes];
     alignas(64) int32_t lane_phase[lanes];
     void* samples; // history and block as a kernel wants them, int32_t or int16_t
 };
 
-// Steps to the next output.
-ZV_INLINE void step(const Tables& t, Position& at)
+// The position k outputs on, k below lanes. Positions of a group don't wait for each other, and no branch is
+// taken, which nothing could predict.
+ZV_INLINE Position ahead(const Tables& t, Position at, int32_t k)
 {
-    at.sample += t.step_samples;
-    at.phase += t.step_phase;
-    if (at.phase < t.over) return;
-    at.phase -= t.over;
-    ++at.sample;
+    const int32_t past = at.phase + t.lane_phase[k] - t.over;
+    const bool wraps = past >= 0;
+    return {at.sample + t.lane_samples[k] + wraps, wraps ? past : past + t.over};
 }
 
 // A sum of Q31 x Q31 times over: floor(sum * over / 2^31) of the exact product, saturated. The product has 95
@@ -70,12 +72,14 @@ ZV_INLINE int32_t scaled(int64_t sum, int32_t over)
     return sat32(high * over + ((low * over) >> 31));
 }
 
+bool pack_scalar(int16_t* to, const int32_t* from, int32_t count);
 void wide_scalar(const Tables& t, int32_t* out, int32_t outputs, Position at);
 #if defined(__x86_64__) || defined(__i386__)
+bool pack_avx2(int16_t* to, const int32_t* from, int32_t count);
 void wide_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at);
 void narrow_sse2(const Tables& t, int32_t* out, int32_t outputs, Position at);
 void narrow_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at);
-// For over and under without a common factor, under at most 2 * over.
+// For over and under without a common factor, under at most lane_reach * over.
 void narrow_lanes_avx512(const Tables& t, int32_t* out, int32_t outputs, Position at);
 #endif
 } // namespace zv::resampler

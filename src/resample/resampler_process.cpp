@@ -22,7 +22,7 @@ static void plain(const ZVResampler32* self, int32_t* out, int32_t outputs, int3
 
 void wide_scalar(const Tables& t, int32_t* out, int32_t outputs, Position at)
 {
-    for (int32_t i = 0; i < outputs; ++i, step(t, at)) {
+    for (int32_t i = 0; i < outputs; ++i, at = ahead(t, at, 1)) {
         const int32_t* x = static_cast<const int32_t*>(t.samples) + at.sample + t.lead;
         const int32_t* row = t.rows + ptrdiff_t(at.phase) * t.row_taps;
         uint64_t sum = 0;
@@ -31,8 +31,7 @@ void wide_scalar(const Tables& t, int32_t* out, int32_t outputs, Position at)
     }
 }
 
-// The upper halves; true if the lower halves are all 0, so that nothing is lost.
-static bool pack(int16_t* to, const int32_t* from, int32_t count)
+bool pack_scalar(int16_t* to, const int32_t* from, int32_t count)
 {
     int32_t bits = 0;
     for (int32_t k = 0; k < count; ++k) {
@@ -49,7 +48,7 @@ static void convert(ZVResampler32* self, int32_t* out, int32_t outputs, int32_t 
     if (!t.wide) return plain(self, out, outputs, samples);
     const Position at = {self->phase / self->over, self->phase % self->over};
     auto* narrow = static_cast<int16_t*>(t.samples);
-    if (t.narrow && outputs >= worth_packing && pack(narrow, self->input_area, samples)) {
+    if (t.narrow && outputs >= worth_packing && t.pack(narrow, self->input_area, samples)) {
         silence(narrow + samples, back_samples);
         return t.narrow(t, out, outputs, at);
     }

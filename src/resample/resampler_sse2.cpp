@@ -22,11 +22,11 @@ ZV_TARGET("sse2") void narrow_sse2(const Tables& t, int32_t* out, int32_t output
         const int32_t whole = std::min(outputs, 4);
         const int16_t *x[4], *row[4];
         for (int32_t k = 0; k < 4; ++k) {
-            x[k] = samples + at.sample;
-            row[k] = t.row_pieces + ptrdiff_t(at.phase) * t.pieces * t.row_taps;
-            if (k + 1 < whole) step(t, at); // lanes past the end repeat the last output
+            const Position lane = ahead(t, at, k < whole ? k : 0); // what lies past the end repeats the first
+            x[k] = samples + lane.sample;
+            row[k] = t.row_pieces + ptrdiff_t(lane.phase) * t.pieces * t.row_taps;
         }
-        step(t, at);
+        at = ahead(t, at, 4);
         int64_t sums[4] = {};
         for (int32_t p = t.pieces - 1; p >= 0; --p) {
             __m128i sum[4] = {};

@@ -9,24 +9,25 @@ namespace zv::resampler {
 struct Row {
     When when;
     Kernel narrow_lanes, narrow, wide;
+    Pack pack;
 };
 
 // All kernels of a column, and all columns where they apply, give the same bits.
 // clang-format off
 constexpr Row rows[] = {
-    // processor                         lanes                 16-bit samples  32-bit samples
+    // processor                            lanes                16-bit samples  32-bit       to 16 bits
 #if defined(__x86_64__) || defined(__i386__)
-    {has(sse2, avx2 | avx512 | avx512vnni), narrow_lanes_avx512, nullptr,     nullptr},
-    {has(sse2, avx2),                    nullptr,              narrow_avx2,    wide_avx2},
-    {has(sse2),                          nullptr,              narrow_sse2,    nullptr},
+    {has(sse2, avx2 | avx512 | avx512vnni), narrow_lanes_avx512, nullptr,        nullptr,     nullptr},
+    {has(sse2, avx2),                       nullptr,             narrow_avx2,    wide_avx2,   pack_avx2},
+    {has(sse2),                             nullptr,             narrow_sse2,    nullptr,     nullptr},
 #endif
-    {otherwise,                          nullptr,              nullptr,        wide_scalar},
+    {otherwise,                             nullptr,             nullptr,        wide_scalar, pack_scalar},
 };
 // clang-format on
 
 uint32_t private_bytes(uint64_t capacity)
 {
-    constexpr uint64_t least = 8192, most = 1 << 24;
+    constexpr uint64_t least = 16384, most = 1 << 24;
     return static_cast<uint32_t>(std::min(capacity + least, most));
 }
 
@@ -57,7 +58,7 @@ static void fill_rows(Tables& t, const int32_t* prototype, int32_t count)
     std::fill_n(t.rows, size_t(t.over) * size_t(t.row_taps), 0);
     for (int32_t tap = 0; tap < count; ++tap) {
         if (prototype[tap] == 0) continue;
-        const int32_t place = tap / t.over + (tap % t.over != 0); // (k + lead) of tap = (k + lead) * over - r
+        const int32_t place = tap / t.over + (tap % t.over != 0); // k + lead
         const int32_t phase = static_cast<int32_t>(int64_t(place) * t.over - tap);
         t.rows[size_t(phase) * size_t(t.row_taps) + size_t(place - t.lead)] = prototype[tap];
     }
@@ -134,17 +135,18 @@ static int32_t pairs_of(const Tables& t) { return (t.taps + 1) / 2; }
 static void fill_lane_pieces(Tables& t)
 {
     const int32_t pairs = pairs_of(t);
+    const auto pair_row = [&](int32_t piece, int32_t pair) {
+        return (size_t(piece) * size_t(pairs) + size_t(pair)) * size_t(t.lane_stride) * 2;
+    };
     Position at = {0, 0};
-    for (int32_t entry = 0; entry < t.lane_stride; ++entry, step(t, at)) {
+    for (int32_t entry = 0; entry < t.lane_stride; ++entry, at = ahead(t, at, 1)) {
         if (entry < t.over && at.phase == 1 % t.over) t.inverse = entry;
         for (int32_t k = 0; k < 2 * pairs; ++k) {
             int32_t piece[Cut::most];
             Cut{t.pieces, t.piece_bits}(t.rows[size_t(at.phase) * size_t(t.row_taps) + size_t(k)], piece);
             for (int32_t p = 0; p < t.pieces; ++p)
-                t.lane_pieces[((size_t(p) * size_t(pairs) + size_t(k / 2)) * size_t(t.lane_stride) +
-                               size_t(entry)) *
-                                  2 +
-                              size_t(k % 2)] = static_cast<int16_t>(piece[p]);
+                t.lane_pieces[pair_row(p, k / 2) + 2 * size_t(entry) + size_t(k % 2)] =
+                    static_cast<int16_t>(piece[p]);
         }
     }
 }
@@ -155,9 +157,10 @@ void build_tables(ZVResampler32* self)
     Carver room = {uintptr_t(start), uintptr_t(start + private_bytes(self->work_block_bytes))};
     Tables& t = *room.take<Tables>(1);
     const int32_t over = self->over, under = self->under, count = self->taps_count;
-    t = {.over = over, .step_samples = under / over, .step_phase = under % over};
+    t = {.over = over};
     for (int32_t k = 0; k < lanes; ++k) {
-        t.lane_samples[k] = static_cast<int32_t>(int64_t(k) * under / over);
+        constexpr int64_t beyond = 1 << 30; // further than any block, and sums with it stay in 32 bits
+        t.lane_samples[k] = static_cast<int32_t>(std::min(int64_t(k) * under / over, beyond));
         t.lane_phase[k] = static_cast<int32_t>(int64_t(k) * under % over);
     }
 
@@ -175,9 +178,10 @@ void build_tables(ZVResampler32* self)
     t.samples = area + front_samples;
     fill_rows(t, prototype, count);
     t.wide = select(rows, &Row::wide, *_CPU());
+    t.pack = select(rows, &Row::pack, *_CPU());
 
     const Kernel by_rows = select(rows, &Row::narrow, *_CPU());
-    const Kernel by_lanes = std::gcd(over, under) == 1 && under <= 2 * int64_t(over)
+    const Kernel by_lanes = std::gcd(over, under) == 1 && under <= lane_reach * int64_t(over)
                                 ? select(rows, &Row::narrow_lanes, *_CPU())
                                 : nullptr;
     if ((!by_rows && !by_lanes) || !find_cut(t)) return;
