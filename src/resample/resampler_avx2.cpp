@@ -127,28 +127,32 @@ ZV_TARGET("avx2") bool pack_avx2(int16_t* to, const int32_t* from, int32_t count
     return pack_scalar(to + k, from + k, count - k) && exact;
 }
 
-// Exact 64-bit sums: the multiplication takes the even lanes, a shift brings the odd ones there.
-ZV_TARGET("avx2") void wide_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at)
+// Four sums of 64 bits, of which lane k is that of the span and row k of a group, from first on. The multiplication
+// takes the even lanes, a shift brings the odd ones there.
+ZV_TARGET("avx2") static ZV_INLINE __m256i four_sums(const Tables& t, const Group& group, int32_t first)
 {
     const auto* samples = static_cast<const int32_t*>(t.samples);
-    for (; outputs > 0; outputs -= 4, out += 4, at = ahead(t, at, 4)) {
+    __m256i v[4] = {};
+    for (int32_t n = 0; n < t.row_taps; n += 8)
+        for (int32_t k = 0; k < 4; ++k) {
+            const __m256i x = load(samples + group.span[first + k] + n);
+            const __m256i taps = load(t.rows + group.row[first + k] + n);
+            const __m256i odd = _mm256_mul_epi32(_mm256_srli_epi64(x, 32), _mm256_srli_epi64(taps, 32));
+            v[k] = _mm256_add_epi64(v[k], _mm256_add_epi64(_mm256_mul_epi32(x, taps), odd));
+        }
+    const __m256i ab = _mm256_add_epi64(_mm256_unpacklo_epi64(v[0], v[1]), _mm256_unpackhi_epi64(v[0], v[1]));
+    const __m256i cd = _mm256_add_epi64(_mm256_unpacklo_epi64(v[2], v[3]), _mm256_unpackhi_epi64(v[2], v[3]));
+    return _mm256_add_epi64(_mm256_permute2x128_si256(ab, cd, 0x20), _mm256_permute2x128_si256(ab, cd, 0x31));
+}
+
+ZV_TARGET("avx2") void wide_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at)
+{
+    for (; outputs > 0; outputs -= 8, out += 8, at = ahead(t, at, 8)) {
         const Group group(t, at, t.row_taps, outputs);
-        __m256i v[4] = {};
-        for (int32_t n = 0; n < t.row_taps; n += 8)
-            for (int32_t k = 0; k < 4; ++k) {
-                const __m256i x = load(samples + group.span[k] + n), taps = load(t.rows + group.row[k] + n);
-                const __m256i odd = _mm256_mul_epi32(_mm256_srli_epi64(x, 32), _mm256_srli_epi64(taps, 32));
-                v[k] = _mm256_add_epi64(v[k], _mm256_add_epi64(_mm256_mul_epi32(x, taps), odd));
-            }
-        const __m256i ab =
-            _mm256_add_epi64(_mm256_unpacklo_epi64(v[0], v[1]), _mm256_unpackhi_epi64(v[0], v[1]));
-        const __m256i cd =
-            _mm256_add_epi64(_mm256_unpacklo_epi64(v[2], v[3]), _mm256_unpackhi_epi64(v[2], v[3]));
-        alignas(32) int64_t sums[4];
-        _mm256_store_si256(reinterpret_cast<__m256i*>(sums),
-                           _mm256_add_epi64(_mm256_permute2x128_si256(ab, cd, 0x20),
-                                            _mm256_permute2x128_si256(ab, cd, 0x31)));
-        for (int32_t k = 0; k < std::min(outputs, 4); ++k) out[k] = scaled(sums[k], t.over);
+        alignas(32) int64_t sums[8];
+        for (int32_t first = 0; first < std::min(outputs, 8); first += 4)
+            _mm256_store_si256(reinterpret_cast<__m256i*>(sums + first), four_sums(t, group, first));
+        for (int32_t k = 0; k < std::min(outputs, 8); ++k) out[k] = scaled(sums[k], t.over);
     }
 }
 } // namespace zv::resampler
