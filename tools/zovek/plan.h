@@ -21,10 +21,12 @@ struct Wishes {
 };
 
 struct Plan {
-    int32_t rate;          // Fs
+    int32_t rate;          // of the recording
+    int32_t stuffing;      // 1, or the demodulator gets each sample with stuffing - 1 zeros: Fs = rate * stuffing
     uint32_t decimation;   // D
     uint32_t upsample;     // U
-    int32_t block;         // samples of a Process call, a multiple of D
+    int32_t keep;          // every keep-th frame is written
+    int32_t block;         // samples of the recording in a Process call; times stuffing a multiple of D
     uint8_t mode;          // ZVDemodMode
     int32_t sideband_sign; // SSB: +1 upper, -1 lower
     int32_t offset;        // SSB: second oscillator, Hz
@@ -33,17 +35,19 @@ struct Plan {
     double cutoff;         // post-mixer filters, Hz
     double audio_cutoff;   // audio filters, Hz
     int32_t taps, audio_taps, hilbert_taps, noise_taps;
-    double audio_gain;     // brings a station at the target level to full scale
+    double audio_gain;     // brings the largest expected audio to full scale
+    double carrier_lift;   // synchronous AM: carrier over sidebands
     bool narrowed;         // the band's edge left less than the wanted bandwidth
 
-    double detector_rate() const { return double(rate) / decimation; }
-    double audio_rate() const { return double(rate) * upsample / decimation; }
-    // Group delay of all filters, in frames of audio.
-    double delay() const;
+    double detector_rate() const { return double(rate) * stuffing / decimation; }
+    double filter_rate() const { return detector_rate() * upsample; } // of the audio filters
+    double audio_rate() const { return filter_rate() / keep; }        // as written
+    // Group delay of all filters, in samples at filter_rate.
+    int64_t delay() const;
 };
 
-// Level at which a station's peaks stand behind the post-mixer filters, as a fraction of full scale: -6 dB on
-// the power scale of the I/Q gain control.
+// Level of a station's peaks behind the post-mixer filters, in dB of full scale on the power scale of the I/Q
+// gain control: a quarter of full scale.
 constexpr double target_level_db = -6;
 
 // Fails with the reason if the station can't be received from a recording of this rate.
