@@ -23,7 +23,7 @@ struct Row {
 constexpr Row rows[] = {
     //                   sign  bandwidth  cut-off  transition  detector  audio
     {ZVDemodMode_AM,        1,      9000,    0.50,      0.167,     1.75,     0},
-    {ZVDemodMode_SyncAM,    1,      6000,    0.50,      0.125,     1.30,     0},
+    {ZVDemodMode_SyncAM,    1,      5600,    0.50,      0.065,     1.05,     0},
     {ZVDemodMode_ISB,       1,      5600,    0.50,      0.125,     2.00,     0},
     {ZVDemodMode_SSB,       1,      2400,    0.56,      0.250,     4.00,     0},
     {ZVDemodMode_SSB,      -1,      2400,    0.56,      0.250,     4.00,     0},
@@ -111,9 +111,11 @@ Plan make_plan(int32_t rate, const Wishes& wishes)
     plan.audio_cutoff = wishes.audio_cutoff.value_or(row.audio_cutoff > 0 ? row.audio_cutoff
                                                      : ssb                ? 2.0 * plan.offset
                                                                           : plan.cutoff);
-    const double least = std::max(row.detector_rate * width, ssb ? 4.0 * plan.offset : 8000.0);
+    const double least = std::max(row.detector_rate * width, ssb ? 4.0 * plan.offset : 0.0);
     if (wishes.audio_rate) choose_rates(plan, least, *wishes.audio_rate, 16);
-    else choose_rates(plan, least, std::min<double>(std::max(12000.0, 2.2 * plan.audio_cutoff), rate), 1);
+    else // the carrier loop is as fast as its rate, and better slow
+        choose_rates(plan, least, std::min<double>(std::max(12000.0, 2.2 * plan.audio_cutoff), rate),
+                     row.mode == ZVDemodMode_SyncAM ? 2 : 1);
 
     plan.taps = wishes.taps.value_or(taps_for(double(rate) * plan.stuffing, row.transition * width));
     plan.audio_taps = taps_for(plan.filter_rate(), audio_transition);

@@ -99,7 +99,7 @@ void Receiver::measure(int32_t count, const int32_t* i, const int32_t* q)
 // with the loop's frequency, else the carrier would come out of it late.
 void Receiver::raise_carrier(int32_t count, int32_t* i, int32_t* q)
 {
-    constexpr double corner = 6; // Hz
+    constexpr double corner = 10; // Hz
     const double share = 1 - std::exp(-2 * M_PI * corner / plan_.detector_rate());
     const double sidebands = 1 / plan_.carrier_lift;
     const std::complex<double> turn = std::polar(1.0, 2 * M_PI * carrier_offset_ / plan_.detector_rate());
