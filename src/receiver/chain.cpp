@@ -3,7 +3,7 @@
 // DC blocker into that of the audio filter.
 #include "core/blocks.h"
 #include "core/frame.h"
-#include "receiver/demodulator.h"
+#include "receiver/demodulator_kernels.h"
 
 namespace zv::demodulator {
 // The input copy, and whether a sample came near full scale.
@@ -24,6 +24,14 @@ static void mix(ZVDemodulator* self, int32_t count)
     auto* q = static_cast<int16_t*>(self->post_mixer_filter_q->history_write);
     const auto* table = reinterpret_cast<const oscillator::Turn*>(self->oscillator_table);
     oscillator::Phase phase(self->oscillator_phase, self->local_frequency, self->sampling_rate);
+    oscillator::Run* const run = oscillator_run(self);
+    if (run->continues(phase, self->sampling_rate)) {
+        const auto piece = [=](const oscillator::Halves& turns, int32_t first, int32_t n) {
+            kernels().mix(turns, x + first, i + first, q + first, n);
+        };
+        self->oscillator_phase = run->walk(count, piece);
+        return;
+    }
     for (int32_t k = 0; k < count; ++k, phase.advance()) {
         const oscillator::Turn turn = table[phase.place()];
         i[k] = static_cast<int16_t>(q31_mul(x[k], turn.c));
@@ -63,15 +71,6 @@ static extended output_gain(const ZVDemodulator* self, extended gain)
     return gain * self->volume * self->audio_upsample / 65536;
 }
 
-static void write_frames(int16_t* out, const int32_t* left, const int32_t* right, int32_t frames,
-                         extended gain)
-{
-    for (int32_t j = 0; j < frames; ++j) {
-        out[2 * j] = saturated16(left[j] * gain);
-        out[2 * j + 1] = saturated16(right[j] * gain);
-    }
-}
-
 static void process(ZVDemodulator* self, const int16_t* in, int16_t* out, int32_t samples, int32_t step)
 {
     const auto n = static_cast<int32_t>(uint32_t(samples) / self->iq_decimation);
@@ -106,8 +105,8 @@ static void process(ZVDemodulator* self, const int16_t* in, int16_t* out, int32_
         detect_sidebands(self, block);
         run(self->audio_filter_1, frames, 1);
         run(self->audio_filter_2, frames, 1);
-        write_frames(out, audio, static_cast<int32_t*>(self->audio_filter_2->out_buffer), frames,
-                     output_gain(self, self->audio_gain));
+        kernels().frames(out, audio, static_cast<int32_t*>(self->audio_filter_2->out_buffer), frames,
+                         output_gain(self, self->audio_gain));
         return;
     case ZVDemodMode_SSB:
         detect_weaver(self, block);
@@ -120,8 +119,8 @@ static void process(ZVDemodulator* self, const int16_t* in, int16_t* out, int32_
     block_dc(self, n);
     run(self->audio_filter_1, frames, 1);
     if (self->audio_agc_enabled) ZVAGC_Process_Mono32(self->audio_agc_1, audio, frames, 1);
-    write_frames(out, audio, audio, frames,
-                 output_gain(self, self->audio_agc_enabled ? 1 : gain * self->audio_gain));
+    kernels().frames(out, audio, audio, frames,
+                     output_gain(self, self->audio_agc_enabled ? 1 : gain * self->audio_gain));
 }
 } // namespace zv::demodulator
 

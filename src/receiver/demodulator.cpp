@@ -68,14 +68,24 @@ static bool resize(ZVDemodulator* self, int32_t size, uint32_t decimation, uint3
     return true;
 }
 
+// Tells the private table the frequency that the mixer goes on with.
+static void tune(ZVDemodulator* self)
+{
+    const oscillator::Phase phase(self->oscillator_phase, self->local_frequency, self->sampling_rate);
+    oscillator_run(self)->build(reinterpret_cast<const oscillator::Turn*>(self->oscillator_table), phase,
+                                self->sampling_rate);
+}
+
 // Builds the oscillator and tells the members their rates.
 static bool set_rate(ZVDemodulator* self, int32_t rate)
 {
-    if (!grow(self->oscillator_table, self->oscillator_bytes, sizeof(oscillator::Turn) * uint64_t(rate)))
+    const uint64_t bytes = sizeof(oscillator::Turn) * uint64_t(rate);
+    if (!grow(self->oscillator_table, self->oscillator_bytes, bytes, sizeof(oscillator::Run) + 64))
         return false;
     self->sampling_rate = rate;
     oscillator::fill(reinterpret_cast<oscillator::Turn*>(self->oscillator_table), rate);
     self->oscillator_phase = 0;
+    tune(self);
 
     const auto detector_rate = static_cast<float>(extended(rate) / self->iq_decimation);
     const auto audio_rate = static_cast<float>(extended(detector_rate) * self->audio_upsample);
@@ -195,6 +205,7 @@ void ZVDemodulator_AudioUpsample(ZVDemodulator* self, uint32_t factor)
 void ZVDemodulator_LocalFrequency(ZVDemodulator* self, int32_t hz)
 {
     self->local_frequency = hz;
+    tune(self);
     ZVDemodulator_DemodFiltersUpdate(self);
 }
 

@@ -6,6 +6,13 @@
 #include <zovek/demodulator.h>
 
 namespace zv::demodulator {
+// The oscillator's private table, at a whole 64 bytes behind the recorded capacity of the public one.
+inline oscillator::Run* oscillator_run(const ZVDemodulator* self)
+{
+    return reinterpret_cast<oscillator::Run*>(reinterpret_cast<char*>(self->oscillator_table) +
+                                              (uint64_t(self->oscillator_bytes) + 63) / 64 * 64);
+}
+
 // One-pole coefficient exp(-2 pi corner / rate) at the detector's rate.
 inline extended one_pole(const ZVDemodulator& self, extended corner)
 {

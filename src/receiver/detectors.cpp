@@ -1,17 +1,11 @@
 // The five detectors: filtered I and Q (Q31) to detector samples (Q31) at the rate Fs / D.
 #include "core/frame.h"
-#include "receiver/demodulator.h"
+#include "receiver/demodulator_kernels.h"
 #include <algorithm>
 
 namespace zv::demodulator {
 // Envelope: d = sqrt(I^2 + Q^2) / sqrt(2), so that a full-scale pair fits.
-void detect_envelope(const Detection& block)
-{
-    for (int32_t k = 0; k < block.count; ++k) {
-        const extended i = block.i[k], q = block.q[k];
-        block.out[k] = to_nearest32(0.7071067811865476 * sqrtl(i * i + q * q));
-    }
-}
+void detect_envelope(const Detection& block) { kernels().envelope(block); }
 
 // Synchronous AM: a second-order phase-locked loop (F. M. Gardner, Phaselock Techniques) turns I + jQ by the
 // phase A so that the carrier comes to lie on X, which is the audio.
@@ -68,18 +62,9 @@ void detect_weaver(ZVDemodulator* self, const Detection& block)
 // p is this sample's power and not the dot product, so a turn by v gives arctan(sin v), v to first order.
 void detect_frequency(ZVDemodulator* self, const Detection& block)
 {
-    constexpr float scale = -341782624.0f; // -2^31 / (2 pi)
-    int32_t previous_i = self->previous_i, previous_q = self->previous_q;
-    for (int32_t k = 0; k < block.count; ++k) {
-        const int32_t i = block.i[k], q = block.q[k];
-        const int32_t y = wrap_sub(high_mul(i, previous_q), high_mul(q, previous_i));
-        const int32_t p = wrap_add(high_mul(i, i), high_mul(q, q));
-        block.out[k] = to_nearest32(atan2l(y, p) * scale);
-        previous_i = i;
-        previous_q = q;
-    }
-    self->previous_i = previous_i;
-    self->previous_q = previous_q;
+    kernels().frequency(block, self->previous_i, self->previous_q);
+    self->previous_i = block.i[block.count - 1];
+    self->previous_q = block.q[block.count - 1];
 }
 
 void measure_noise(ZVDemodulator* self, const Detection& block)

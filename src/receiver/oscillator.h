@@ -2,7 +2,9 @@
 // is exact for ever.
 #pragma once
 #include "core/real.h"
+#include <algorithm>
 #include <cstdint>
+#include <numeric>
 
 namespace zv::oscillator {
 // A unit vector turned clockwise, exp(-j 2 pi k / Fs), scaled by 2147483600 (below 2^31, so that no product
@@ -33,10 +35,63 @@ public:
         if (step_ < 0) step_ += cycle;
     }
     int32_t place() const { return place_; }
+    int32_t step() const { return step_; }
     void advance()
     {
         const int64_t next = int64_t(place_) + step_;
         place_ = static_cast<int32_t>(next < cycle_ ? next : next % cycle_);
+    }
+};
+
+// Turns in the order in which a mixer meets them, in halves: c = c_high * 65536 + c_low + 32768, s likewise, so
+// that all factors are 16 bits wide.
+struct Halves {
+    const int16_t *c_high, *c_low, *s_high, *s_low;
+    Halves from(int32_t k) const { return {c_high + k, c_low + k, s_high + k, s_low + k}; }
+};
+
+// The turns of a frequency from one phase on, until they repeat after Fs / gcd(Fs, frequency) samples: a private
+// table behind the oscillator's own, so that most frequencies need no walk through the long one. A frequency
+// with a longer period has none.
+class Run {
+    static constexpr int32_t room = 16384;
+    int32_t step_, cycle_;  // the frequency, and Fs
+    int32_t phase_, index_; // the next sample's place in the long table, and here
+    int32_t length_;        // whole periods; 0: none
+    alignas(64) int16_t halves_[4][room];
+
+public:
+    void build(const Turn* table, Phase phase, int32_t cycle)
+    {
+        const int32_t period = cycle / std::gcd(cycle, phase.step());
+        step_ = phase.step();
+        cycle_ = cycle;
+        phase_ = phase.place();
+        index_ = 0;
+        length_ = room / period * period;
+        for (int32_t k = 0; k < length_; ++k, phase.advance()) {
+            const Turn turn = table[phase.place()];
+            halves_[0][k] = top16(turn.c);
+            halves_[1][k] = static_cast<int16_t>((turn.c & 0xFFFF) - 32768);
+            halves_[2][k] = top16(turn.s);
+            halves_[3][k] = static_cast<int16_t>((turn.s & 0xFFFF) - 32768);
+        }
+    }
+    // Whether the next sample of this phase is the next one here.
+    bool continues(const Phase& phase, int32_t cycle) const
+    {
+        return length_ != 0 && phase.step() == step_ && phase.place() == phase_ && cycle == cycle_;
+    }
+    // Calls mix(turns, first, n) for pieces of count samples; gives the place after them.
+    template <class Mix>
+    int32_t walk(int32_t count, Mix mix)
+    {
+        for (int32_t first = 0, n; first < count; first += n) {
+            n = std::min(count - first, length_ - index_);
+            mix(Halves{halves_[0], halves_[1], halves_[2], halves_[3]}.from(index_), first, n);
+            index_ = (index_ + n) % length_;
+        }
+        return phase_ = static_cast<int32_t>((phase_ + int64_t(step_) * count) % cycle_);
     }
 };
 } // namespace zv::oscillator

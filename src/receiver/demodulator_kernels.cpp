@@ -1,0 +1,228 @@
+// Detectors, mixer and output in blocks that the compiler turns into vector code, once for each instruction set.
+//
+// Real stages run in double, where the plain form has extended precision. The two can only round to different
+// integers where a value lies next to a tie, so such values are worked out again in the plain form.
+#include "receiver/demodulator_kernels.h"
+#include "core/simd.h"
+#include <bit>
+#include <cfloat>
+#include <cmath>
+
+namespace zv::demodulator {
+// ---- The plain forms ----
+
+static int32_t magnitude(int32_t i, int32_t q)
+{
+    const extended re = i, im = q;
+    return to_nearest32(0.7071067811865476 * sqrtl(re * re + im * im));
+}
+
+constexpr float radians_to_q31 = -341782624.0f; // -2^31 / (2 pi)
+static int32_t turned_angle(int32_t y, int32_t p) { return to_nearest32(atan2l(y, p) * radians_to_q31); }
+
+// y = I Q' - Q I' and p = I^2 + Q^2, upper halves, modulo 2^32.
+static ZV_INLINE int32_t cross(int32_t i, int32_t q, int32_t previous_i, int32_t previous_q)
+{
+    return wrap_sub(high_mul(i, previous_q), high_mul(q, previous_i));
+}
+static ZV_INLINE int32_t power(int32_t i, int32_t q) { return wrap_add(high_mul(i, i), high_mul(q, q)); }
+
+static void envelope_plain(const Detection& block)
+{
+    for (int32_t k = 0; k < block.count; ++k) block.out[k] = magnitude(block.i[k], block.q[k]);
+}
+
+static void frequency_plain(const Detection& block, int32_t previous_i, int32_t previous_q)
+{
+    for (int32_t k = 0; k < block.count; ++k) {
+        const int32_t i = block.i[k], q = block.q[k];
+        block.out[k] = turned_angle(cross(i, q, previous_i, previous_q), power(i, q));
+        previous_i = i;
+        previous_q = q;
+    }
+}
+
+static void frames_plain(int16_t* out, const int32_t* left, const int32_t* right, int32_t count,
+                         extended gain)
+{
+    for (int32_t j = 0; j < count; ++j) {
+        out[2 * j] = saturated16(left[j] * gain);
+        out[2 * j + 1] = saturated16(right[j] * gain);
+    }
+}
+
+// x * c >> 31 from the halves of c, without a factor wider than 16 bits.
+static ZV_INLINE int16_t q31_mul_halves(int16_t x, int16_t high, int16_t low)
+{
+    const int32_t carry = (int32_t(x) * low + int32_t(x) * 32768) >> 16;
+    return static_cast<int16_t>((int32_t(x) * high + carry) >> 15);
+}
+
+static ZV_INLINE void mix(const oscillator::Halves& turns, const int16_t* x, int16_t* __restrict i,
+                          int16_t* __restrict q, int32_t count)
+{
+    for (int32_t k = 0; k < count; ++k) {
+        i[k] = q31_mul_halves(x[k], turns.c_high[k], turns.c_low[k]);
+        q[k] = q31_mul_halves(x[k], turns.s_high[k], turns.s_low[k]);
+    }
+}
+
+static void mix_plain(const oscillator::Halves& turns, const int16_t* x, int16_t* i, int16_t* q,
+                      int32_t count)
+{
+    mix(turns, x, i, q, count);
+}
+
+// ---- The forms in double ----
+
+constexpr int32_t lanes = 64; // values that are worked on together
+
+// To nearest, ties to even, for values within 2^51: adding 1.5 * 2^52 leaves no room for a fraction.
+static ZV_INLINE double nearest(double v) { return v + 0x1.8p52 - 0x1.8p52; }
+
+// All bits set if v lies so near a tie that double and extended might round it apart. Values up to 2^31 are off
+// by less than 2^-19.5: a few roundings of half a unit, 2^-23 each.
+static ZV_INLINE int64_t doubtful(double v)
+{
+    return -int64_t(std::fabs(std::fabs(v - nearest(v)) - 0.5) < 0x1p-18);
+}
+
+// Rounds v to out; lanes in doubt take exact(k).
+template <class Exact>
+static ZV_INLINE void round_lanes(int32_t* out, const double* v, int32_t count, Exact exact)
+{
+    int64_t doubt = 0;
+    for (int32_t k = 0; k < lanes; ++k) doubt |= doubtful(v[k]);
+    for (int32_t k = 0; k < count; ++k) {
+        const double r = nearest(v[k]);
+        out[k] = static_cast<int32_t>(r < 0x1p31 ? r : -0x1p31);
+    }
+    if (doubt)
+        for (int32_t k = 0; k < count; ++k)
+            if (doubtful(v[k])) out[k] = exact(k);
+}
+
+static ZV_INLINE void envelope(const Detection& block)
+{
+    for (int32_t first = 0; first < block.count; first += lanes) {
+        const int32_t n = std::min(block.count - first, lanes);
+        const int32_t *in_i = block.i + first, *in_q = block.q + first;
+        double v[lanes] = {};
+        for (int32_t k = 0; k < n; ++k) {
+            const double i = in_i[k], q = in_q[k];
+            v[k] = 0.7071067811865476 * std::sqrt(i * i + q * q);
+        }
+        round_lanes(block.out + first, v, n, [=](int32_t k) { return magnitude(in_i[k], in_q[k]); });
+    }
+}
+
+// atan2(y, p) for p >= 0, not both 0, to 2^-51. The quotient of the smaller by the larger is brought below
+// tan(pi / 8) by atan(a / b) = pi/4 + atan((a - b) / (a + b)). The polynomial is the best one in t^2 for
+// atan(t) / t there (relative error 2^-59).
+static ZV_INLINE double arctangent(double y, double p)
+{
+    constexpr double tan_pi_8 = 0.41421356237309503, pi_2 = std::numbers::pi / 2, pi_4 = std::numbers::pi / 4;
+    const double a = std::fabs(y), low = a < p ? a : p, high = a < p ? p : a;
+    const bool far = low > tan_pi_8 * high;
+    const double t = (far ? low - high : low) / (far ? low + high : high), u = t * t, u2 = u * u,
+                 u4 = u2 * u2;
+    const double s0 = (1.0 + u * -0.3333333333333312) + u2 * (0.19999999999940893 + u * -0.14285714279250245);
+    const double s1 = (0.11111110744919658 + u * -0.09090896809064027) +
+                      u2 * (0.07692045330902225 + u * -0.06662951813629191);
+    const double s2 = (0.05846878297330872 + u * -0.05035102456601552) +
+                      u2 * (0.03796525745386593 + u * -0.017805397205419446);
+    const double near = t * (s0 + u4 * (s1 + u4 * s2));
+    const double octant = far ? pi_4 + near : near, quadrant = a < p ? octant : pi_2 - octant;
+    return std::copysign(quadrant, y);
+}
+
+static ZV_INLINE void frequency(const Detection& block, int32_t previous_i, int32_t previous_q)
+{
+    // The sample before stands in front of the block's own.
+    int32_t i[lanes + 1], q[lanes + 1], y[lanes], p[lanes];
+    i[0] = previous_i;
+    q[0] = previous_q;
+    for (int32_t first = 0; first < block.count; first += lanes) {
+        const int32_t n = std::min(block.count - first, lanes);
+        std::copy_n(block.i + first, n, i + 1);
+        std::copy_n(block.q + first, n, q + 1);
+        double v[lanes] = {};
+        for (int32_t k = 0; k < n; ++k) {
+            y[k] = cross(i[k + 1], q[k + 1], i[k], q[k]);
+            p[k] = power(i[k + 1], q[k + 1]);
+        }
+        for (int32_t k = 0; k < n; ++k) {
+            // Nothing gives 0, and a power past the range, which has wrapped, a tie: in doubt.
+            const double at_least_1 = (y[k] | p[k]) == 0 ? 1.0 : p[k];
+            const double angle = arctangent(y[k], at_least_1) * radians_to_q31;
+            v[k] = p[k] < 0 ? 0.5 : angle;
+        }
+        round_lanes(block.out + first, v, n, [&](int32_t k) { return turned_angle(y[k], p[k]); });
+        i[0] = i[n];
+        q[0] = q[n];
+    }
+}
+
+// A value that 32 bits can't hold gives the most negative one, and that saturates below.
+static ZV_INLINE int16_t to_16(double v)
+{
+    const double r = nearest(v), limited = r < -32768 ? -32768 : r > 32767 ? 32767 : r;
+    return static_cast<int16_t>(static_cast<int32_t>(r < 0x1p31 ? limited : -32768));
+}
+
+static ZV_INLINE void frames(int16_t* out, const int32_t* left, const int32_t* right, int32_t count,
+                             extended gain)
+{
+    const double g = static_cast<double>(gain);
+    for (; count > 0; count -= lanes, left += lanes, right += lanes, out += 2 * lanes) {
+        const int32_t n = std::min(count, lanes);
+        int64_t doubt = 0;
+        for (int32_t j = 0; j < n; ++j) {
+            const double l = left[j] * g, r = right[j] * g;
+            doubt |= doubtful(l) | doubtful(r);
+            out[2 * j] = to_16(l);
+            out[2 * j + 1] = to_16(r);
+        }
+        if (doubt) frames_plain(out, left, right, n, gain);
+    }
+}
+
+// ---- The sets ----
+
+// The same loops for one instruction set.
+#define ZV_KERNELS(set, attribute)                                                                           \
+    attribute static void mix_##set(const oscillator::Halves& turns, const int16_t* x, int16_t* i,           \
+                                    int16_t* q, int32_t count)                                               \
+    {                                                                                                        \
+        mix(turns, x, i, q, count);                                                                          \
+    }                                                                                                        \
+    attribute static void envelope_##set(const Detection& block) { envelope(block); }                        \
+    attribute static void frequency_##set(const Detection& block, int32_t previous_i, int32_t previous_q)    \
+    {                                                                                                        \
+        frequency(block, previous_i, previous_q);                                                            \
+    }                                                                                                        \
+    attribute static void frames_##set(int16_t* out, const int32_t* left, const int32_t* right,              \
+                                       int32_t count, extended gain)                                         \
+    {                                                                                                        \
+        frames(out, left, right, count, gain);                                                               \
+    }                                                                                                        \
+    static constexpr Kernels set = {#set, mix_##set, envelope_##set, frequency_##set, frames_##set};
+
+static constexpr Kernels plain = {"plain", mix_plain, envelope_plain, frequency_plain, frames_plain};
+#if FLT_EVAL_METHOD == 0 // not on x87 registers, which keep more than a double
+ZV_KERNELS(double_avx512, ZV_TARGET("avx512f,avx512bw,avx512dq,avx512vl,fma,prefer-vector-width=512"))
+ZV_KERNELS(double_avx2, ZV_TARGET("avx2,fma"))
+ZV_KERNELS(double_sse2, )
+static constexpr Row rows[] = {
+    {has(0, avx512), &double_avx512},
+    {has(0, avx2), &double_avx2},
+    {has(sse2), &double_sse2},
+    {otherwise, &plain},
+};
+#else
+static constexpr Row rows[] = {{otherwise, &plain}};
+#endif
+
+std::span<const Row> kernel_rows() { return rows; }
+const Kernels& kernels() { return *select(rows, &Row::kernels, *_CPU()); }
+} // namespace zv::demodulator

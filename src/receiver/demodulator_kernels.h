@@ -1,0 +1,31 @@
+// The demodulator's inner loops that have forms for wide registers. All rows give the same bits.
+#pragma once
+#include "core/real.h"
+#include "core/select.h"
+#include "receiver/demodulator.h"
+#include "receiver/oscillator.h"
+#include <span>
+
+namespace zv::demodulator {
+struct Kernels {
+    const char* name;
+    // count samples x times the oscillator's turns, as Q31 products rounded toward minus infinity.
+    void (*mix)(const oscillator::Halves& turns, const int16_t* x, int16_t* i, int16_t* q, int32_t count);
+    // The detectors of modes 0 and 4.
+    void (*envelope)(const Detection& block);
+    void (*frequency)(const Detection& block, int32_t previous_i, int32_t previous_q);
+    // Samples times gain, rounded to integers and saturated to 16 bits, as left and right in turn. left may be
+    // right.
+    void (*frames)(int16_t* out, const int32_t* left, const int32_t* right, int32_t count, extended gain);
+};
+struct Row {
+    When when;
+    const Kernels* kernels;
+};
+
+// Best first; the last row is the plain form in extended precision, which no processor gets that has double
+// registers.
+std::span<const Row> kernel_rows();
+// The choice for the processor record as it stands.
+const Kernels& kernels();
+} // namespace zv::demodulator
