@@ -23,21 +23,15 @@ static void mix(ZVDemodulator* self, int32_t count)
     auto* i = static_cast<int16_t*>(self->post_mixer_filter_i->history_write);
     auto* q = static_cast<int16_t*>(self->post_mixer_filter_q->history_write);
     const auto* table = reinterpret_cast<const oscillator::Turn*>(self->oscillator_table);
-    oscillator::Phase phase(self->oscillator_phase, self->local_frequency, self->sampling_rate);
-    oscillator::Run* const run = oscillator_run(self);
-    if (run->continues(phase, self->sampling_rate)) {
-        const auto piece = [=](const oscillator::Halves& turns, int32_t first, int32_t n) {
-            kernels().mix(turns, x + first, i + first, q + first, n);
-        };
-        self->oscillator_phase = run->walk(count, piece);
-        return;
-    }
-    for (int32_t k = 0; k < count; ++k, phase.advance()) {
-        const oscillator::Turn turn = table[phase.place()];
-        i[k] = static_cast<int16_t>(q31_mul(x[k], turn.c));
-        q[k] = static_cast<int16_t>(q31_mul(x[k], turn.s));
-    }
-    self->oscillator_phase = phase.place();
+    const oscillator::Phase phase(self->oscillator_phase, self->local_frequency, self->sampling_rate);
+    const Kernels& kernel = kernels();
+    if (oscillator::Run* const run = oscillator_run(self); run->continues(phase))
+        run->walk(count, [&](const oscillator::Halves& turns, int32_t first, int32_t n) {
+            kernel.mix(turns, x + first, i + first, q + first, n);
+        });
+    else
+        kernel.turn(table, phase, x, i, q, count);
+    self->oscillator_phase = phase.after(count).place();
 }
 
 static void run(ZVFIR* filter, int32_t count, int32_t decimation)

@@ -72,8 +72,7 @@ static bool resize(ZVDemodulator* self, int32_t size, uint32_t decimation, uint3
 static void tune(ZVDemodulator* self)
 {
     const oscillator::Phase phase(self->oscillator_phase, self->local_frequency, self->sampling_rate);
-    oscillator_run(self)->build(reinterpret_cast<const oscillator::Turn*>(self->oscillator_table), phase,
-                                self->sampling_rate);
+    oscillator_run(self)->build(reinterpret_cast<const oscillator::Turn*>(self->oscillator_table), phase);
 }
 
 // Builds the oscillator and tells the members their rates.

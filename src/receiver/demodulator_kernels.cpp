@@ -73,6 +73,17 @@ static void mix_plain(const oscillator::Halves& turns, const int16_t* x, int16_t
     mix(turns, x, i, q, count);
 }
 
+static void turn_plain(const oscillator::Turn* table, const oscillator::Phase& from, const int16_t* x,
+                       int16_t* i, int16_t* q, int32_t count)
+{
+    oscillator::Phase phase = from;
+    for (int32_t k = 0; k < count; ++k, phase.advance()) {
+        const oscillator::Turn turn = table[phase.place()];
+        i[k] = static_cast<int16_t>(q31_mul(x[k], turn.c));
+        q[k] = static_cast<int16_t>(q31_mul(x[k], turn.s));
+    }
+}
+
 // ---- The forms in double ----
 
 constexpr int32_t lanes = 64; // values that are worked on together
@@ -100,6 +111,70 @@ static ZV_INLINE void round_lanes(int32_t* out, const double* v, int32_t count, 
     if (doubt)
         for (int32_t k = 0; k < count; ++k)
             if (doubtful(v[k])) out[k] = exact(k);
+}
+
+// Unit vectors exp(-j w k), k = 0 to lanes - 1, built by doubling: the second half is the first, turned.
+struct Fan {
+    double c[lanes], s[lanes];
+    explicit Fan(double w)
+    {
+        c[0] = 1;
+        s[0] = 0;
+        for (int32_t half = 1; half < lanes; half *= 2) {
+            const double ch = std::cos(w * half), sh = -std::sin(w * half);
+            for (int32_t k = 0; k < half; ++k) {
+                c[half + k] = c[k] * ch - s[k] * sh;
+                s[half + k] = c[k] * sh + s[k] * ch;
+            }
+        }
+    }
+};
+
+// floor(z), and whether z is so near a whole number that the table's rounding may lie between: the table is off
+// by half a unit of 2^31, which a sample carries to 2^-17, and its angle by less than 2^-38 up to the longest
+// table that comes here; the vectors by less than 2^-40.
+constexpr int32_t longest_turned = 1 << 24;
+static ZV_INLINE double below(double z)
+{
+    const double r = nearest(z);
+    return r > z ? r - 1 : r;
+}
+static ZV_INLINE bool near_whole(double z) { return std::fabs(z - nearest(z)) < 0x1p-16; }
+
+// The oscillator as a turning vector instead of a walk through a table that no cache holds. The table decides
+// where the two might differ.
+static ZV_INLINE void turn(const oscillator::Turn* table, const oscillator::Phase& phase, const int16_t* x,
+                           int16_t* __restrict i, int16_t* __restrict q, int32_t count)
+{
+    constexpr int32_t reach = 1024 * lanes; // turns from one true angle
+    constexpr double scale = double(oscillator::scale) / 0x1p31;
+    const int32_t cycle = phase.cycle();
+    if (cycle > longest_turned || phase.place() >= cycle) return turn_plain(table, phase, x, i, q, count);
+    const double unit = 2 * std::numbers::pi / cycle, w = unit * phase.step();
+    const Fan fan(w);
+    const double step_c = std::cos(w * lanes), step_s = -std::sin(w * lanes);
+    double c = 0, s = 0;
+    for (int32_t first = 0; first < count; first += lanes) {
+        if (first % reach == 0) {
+            const double angle = unit * phase.after(first).place();
+            c = std::cos(angle) * scale;
+            s = -std::sin(angle) * scale;
+        }
+        const int32_t n = std::min(count - first, lanes);
+        const int16_t* const in = x + first;
+        int64_t doubt = 0;
+        for (int32_t k = 0; k < n; ++k) {
+            const double zi = in[k] * (c * fan.c[k] - s * fan.s[k]),
+                         zq = in[k] * (c * fan.s[k] + s * fan.c[k]);
+            i[first + k] = static_cast<int16_t>(static_cast<int32_t>(below(zi)));
+            q[first + k] = static_cast<int16_t>(static_cast<int32_t>(below(zq)));
+            doubt |= -int64_t(near_whole(zi)) | -int64_t(near_whole(zq));
+        }
+        if (doubt) turn_plain(table, phase.after(first), in, i + first, q + first, n);
+        const double turned = c * step_c - s * step_s;
+        s = c * step_s + s * step_c;
+        c = turned;
+    }
 }
 
 static ZV_INLINE void envelope(const Detection& block)
@@ -196,6 +271,11 @@ static ZV_INLINE void frames(int16_t* out, const int32_t* left, const int32_t* r
     {                                                                                                        \
         mix(turns, x, i, q, count);                                                                          \
     }                                                                                                        \
+    attribute static void turn_##set(const oscillator::Turn* table, const oscillator::Phase& phase,          \
+                                     const int16_t* x, int16_t* i, int16_t* q, int32_t count)                \
+    {                                                                                                        \
+        turn(table, phase, x, i, q, count);                                                                  \
+    }                                                                                                        \
     attribute static void envelope_##set(const Detection& block) { envelope(block); }                        \
     attribute static void frequency_##set(const Detection& block, int32_t previous_i, int32_t previous_q)    \
     {                                                                                                        \
@@ -206,9 +286,11 @@ static ZV_INLINE void frames(int16_t* out, const int32_t* left, const int32_t* r
     {                                                                                                        \
         frames(out, left, right, count, gain);                                                               \
     }                                                                                                        \
-    static constexpr Kernels set = {#set, mix_##set, envelope_##set, frequency_##set, frames_##set};
+    static constexpr Kernels set = {#set,           mix_##set,       turn_##set,                             \
+                                    envelope_##set, frequency_##set, frames_##set};
 
-static constexpr Kernels plain = {"plain", mix_plain, envelope_plain, frequency_plain, frames_plain};
+static constexpr Kernels plain = {"plain",        mix_plain,       turn_plain,
+                                  envelope_plain, frequency_plain, frames_plain};
 #if FLT_EVAL_METHOD == 0 // not on x87 registers, which keep more than a double
 ZV_KERNELS(double_avx512, ZV_TARGET("avx512f,avx512bw,avx512dq,avx512vl,fma,prefer-vector-width=512"))
 ZV_KERNELS(double_avx2, ZV_TARGET("avx2,fma"))

@@ -11,6 +11,9 @@ struct Kernels {
     const char* name;
     // count samples x times the oscillator's turns, as Q31 products rounded toward minus infinity.
     void (*mix)(const oscillator::Halves& turns, const int16_t* x, int16_t* i, int16_t* q, int32_t count);
+    // The same for any frequency, by the long table: count turns from phase on.
+    void (*turn)(const oscillator::Turn* table, const oscillator::Phase& phase, const int16_t* x, int16_t* i,
+                 int16_t* q, int32_t count);
     // The detectors of modes 0 and 4.
     void (*envelope)(const Detection& block);
     void (*frequency)(const Detection& block, int32_t previous_i, int32_t previous_q);

@@ -34,12 +34,21 @@ public:
         step_ = static_cast<int32_t>(hz % cycle);
         if (step_ < 0) step_ += cycle;
     }
+    bool operator==(const Phase&) const = default;
     int32_t place() const { return place_; }
     int32_t step() const { return step_; }
+    int32_t cycle() const { return cycle_; }
     void advance()
     {
         const int64_t next = int64_t(place_) + step_;
         place_ = static_cast<int32_t>(next < cycle_ ? next : next % cycle_);
+    }
+    // The phase count samples later.
+    Phase after(int64_t count) const
+    {
+        Phase later = *this;
+        later.place_ = static_cast<int32_t>((place_ + step_ * count) % cycle_);
+        return later;
     }
 };
 
@@ -55,18 +64,16 @@ struct Halves {
 // with a longer period has none.
 class Run {
     static constexpr int32_t room = 16384;
-    int32_t step_, cycle_;  // the frequency, and Fs
-    int32_t phase_, index_; // the next sample's place in the long table, and here
-    int32_t length_;        // whole periods; 0: none
+    Phase phase_;    // of the next sample
+    int32_t index_;  // its place here
+    int32_t length_; // whole periods; 0: none
     alignas(64) int16_t halves_[4][room];
 
 public:
-    void build(const Turn* table, Phase phase, int32_t cycle)
+    void build(const Turn* table, Phase phase)
     {
-        const int32_t period = cycle / std::gcd(cycle, phase.step());
-        step_ = phase.step();
-        cycle_ = cycle;
-        phase_ = phase.place();
+        const int32_t period = phase.cycle() / std::gcd(phase.cycle(), phase.step());
+        phase_ = phase;
         index_ = 0;
         length_ = room / period * period;
         for (int32_t k = 0; k < length_; ++k, phase.advance()) {
@@ -78,20 +85,17 @@ public:
         }
     }
     // Whether the next sample of this phase is the next one here.
-    bool continues(const Phase& phase, int32_t cycle) const
-    {
-        return length_ != 0 && phase.step() == step_ && phase.place() == phase_ && cycle == cycle_;
-    }
-    // Calls mix(turns, first, n) for pieces of count samples; gives the place after them.
+    bool continues(const Phase& phase) const { return length_ != 0 && phase == phase_; }
+    // Calls mix(turns, first, n) for pieces of count samples.
     template <class Mix>
-    int32_t walk(int32_t count, Mix mix)
+    void walk(int32_t count, Mix mix)
     {
         for (int32_t first = 0, n; first < count; first += n) {
             n = std::min(count - first, length_ - index_);
             mix(Halves{halves_[0], halves_[1], halves_[2], halves_[3]}.from(index_), first, n);
             index_ = (index_ + n) % length_;
         }
-        return phase_ = static_cast<int32_t>((phase_ + int64_t(step_) * count) % cycle_);
+        phase_ = phase_.after(count);
     }
 };
 } // namespace zv::oscillator
