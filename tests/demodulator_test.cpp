@@ -158,12 +158,15 @@ TEST_P(Model, GivesTheSameBits)
                 double(d.overload),    double(d.noise_level), double(d.oscillator_phase),
                 double(d.previous_i),  double(d.previous_q),  double(d.sideband_phase),
                 double(d.dc_input_1),  double(d.dc_input_2),  double(d.dc_output_1),
-                double(d.dc_output_2), d.carrier_phase,       d.carrier_frequency,
-                d.carrier_error,       iq_agc.gain,           audio_agc.gain,
+                double(d.dc_output_2), iq_agc.gain,           audio_agc.gain,
                 audio_agc.envelope};
         };
         ASSERT_TRUE(same(state(object.record, *object->iq_agc, *object->audio_agc_1),
                          state(model, model.iq_agc, model.audio_agc_1)));
+        // The loop's sine and cosine may differ from the model's in the last of 64 bits.
+        ASSERT_NEAR(object->carrier_phase, model.carrier_phase, 1e-14);
+        ASSERT_NEAR(object->carrier_frequency, model.carrier_frequency, 1e-16);
+        ASSERT_NEAR(object->carrier_error, model.carrier_error, 1e-14);
         first += count;
     }
 }

@@ -264,8 +264,8 @@ static ZV_INLINE void frames(int16_t* out, const int32_t* left, const int32_t* r
 
 // ---- The sets ----
 
-// The same loops for one instruction set.
-#define ZV_KERNELS(set, attribute)                                                                           \
+// The same loops for one instruction set, with its form of the carrier loop.
+#define ZV_KERNELS(set, synchronous, attribute)                                                              \
     attribute static void mix_##set(const oscillator::Halves& turns, const int16_t* x, int16_t* i,           \
                                     int16_t* q, int32_t count)                                               \
     {                                                                                                        \
@@ -286,15 +286,16 @@ static ZV_INLINE void frames(int16_t* out, const int32_t* left, const int32_t* r
     {                                                                                                        \
         frames(out, left, right, count, gain);                                                               \
     }                                                                                                        \
-    static constexpr Kernels set = {#set,           mix_##set,       turn_##set,                             \
-                                    envelope_##set, frequency_##set, frames_##set};
+    static constexpr Kernels set = {#set,        mix_##set,   turn_##set, envelope_##set, frequency_##set,   \
+                                    synchronous, frames_##set};
 
-static constexpr Kernels plain = {"plain",        mix_plain,       turn_plain,
-                                  envelope_plain, frequency_plain, frames_plain};
+static constexpr Kernels plain = {"plain",         mix_plain,         turn_plain,  envelope_plain,
+                                  frequency_plain, synchronous_plain, frames_plain};
 #if FLT_EVAL_METHOD == 0 // not on x87 registers, which keep more than a double
-ZV_KERNELS(double_avx512, ZV_TARGET("avx512f,avx512bw,avx512dq,avx512vl,fma,prefer-vector-width=512"))
-ZV_KERNELS(double_avx2, ZV_TARGET("avx2,fma"))
-ZV_KERNELS(double_sse2, )
+ZV_KERNELS(double_avx512, synchronous_fma,
+           ZV_TARGET("avx512f,avx512bw,avx512dq,avx512vl,fma,prefer-vector-width=512"))
+ZV_KERNELS(double_avx2, synchronous_fma, ZV_TARGET("avx2,fma"))
+ZV_KERNELS(double_sse2, synchronous_plain, )
 static constexpr Row rows[] = {
     {has(0, avx512), &double_avx512},
     {has(0, avx2), &double_avx2},

@@ -7,6 +7,12 @@
 #include <span>
 
 namespace zv::demodulator {
+// The state of the synchronous detector, and the largest phase step.
+struct CarrierLoop {
+    double phase, frequency, error;
+    extended limit;
+};
+
 struct Kernels {
     const char* name;
     // count samples x times the oscillator's turns, as Q31 products rounded toward minus infinity.
@@ -17,10 +23,15 @@ struct Kernels {
     // The detectors of modes 0 and 4.
     void (*envelope)(const Detection& block);
     void (*frequency)(const Detection& block, int32_t previous_i, int32_t previous_q);
+    // The detector of mode 1; sine and cosine may differ in the last bits of their 64.
+    void (*synchronous)(CarrierLoop& loop, const Detection& block);
     // Samples times gain, rounded to integers and saturated to 16 bits, as left and right in turn. left may be
     // right.
     void (*frames)(int16_t* out, const int32_t* left, const int32_t* right, int32_t count, extended gain);
 };
+void synchronous_plain(CarrierLoop& loop, const Detection& block);
+void synchronous_fma(CarrierLoop& loop, const Detection& block);
+
 struct Row {
     When when;
     const Kernels* kernels;

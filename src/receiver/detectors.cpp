@@ -7,37 +7,15 @@ namespace zv::demodulator {
 // Envelope: d = sqrt(I^2 + Q^2) / sqrt(2), so that a full-scale pair fits.
 void detect_envelope(const Detection& block) { kernels().envelope(block); }
 
-// Synchronous AM: a second-order phase-locked loop (F. M. Gardner, Phaselock Techniques) turns I + jQ by the
-// phase A so that the carrier comes to lie on X, which is the audio.
-//
-//   R + jX = (I + jQ) exp(jA)      d = sqrt(2) X
-//   e = R X / (R^2 + X^2)          half the sine of twice the angle; keeps its value while there's no signal
-//   B = B + 2.5e-5 e               phase step, within 15 cycles a sample
-//   A = A + B + 0.01 e             kept within -pi < A <= pi
-//
-// A, B and e are rounded to double at each sample.
+// Synchronous AM. The step limit is 15 cycles a detector sample, in radians a second.
 void detect_synchronous(ZVDemodulator* self, const Detection& block)
 {
-    const extended limit = 30 * pi * self->sampling_rate / self->iq_decimation;
-    double phase = self->carrier_phase, frequency = self->carrier_frequency, error = self->carrier_error;
-    for (int32_t k = 0; k < block.count; ++k) {
-        const extended i = block.i[k], q = block.q[k];
-        const extended c = cosl(phase), s = sinl(phase);
-        const extended r = i * c - q * s, x = i * s + q * c;
-        const extended power = r * r + x * x;
-        block.out[k] = saturated32(1.4142135623730951 * x);
-        if (power > 0) error = static_cast<double>(r * x / power);
-        frequency = static_cast<double>(std::clamp(frequency + extended(0.000025f) * error, -limit, limit));
-        extended turned = extended(phase) + frequency + extended(0.01f) * error;
-        if (turned > pi)
-            turned -= 2 * pi;
-        else if (turned <= -pi)
-            turned += 2 * pi;
-        phase = static_cast<double>(turned);
-    }
-    self->carrier_phase = phase;
-    self->carrier_frequency = frequency;
-    self->carrier_error = error;
+    CarrierLoop loop = {self->carrier_phase, self->carrier_frequency, self->carrier_error,
+                        30 * pi * self->sampling_rate / self->iq_decimation};
+    kernels().synchronous(loop, block);
+    self->carrier_phase = loop.phase;
+    self->carrier_frequency = loop.frequency;
+    self->carrier_error = loop.error;
 }
 
 // Single sideband by Weaver's method (D. K. Weaver, A Third Method of Generation and Detection of Single-

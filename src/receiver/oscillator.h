@@ -28,6 +28,7 @@ class Phase {
     int32_t place_, step_, cycle_;
 
 public:
+    Phase() = default;
     // hz may be anything; a place past the cycle, left from a longer table, is read once as it is.
     Phase(int32_t place, int64_t hz, int32_t cycle) : place_(place), cycle_(cycle)
     {
