@@ -30,10 +30,13 @@ const std::vector<Family> families = {
     FAMILY(ZVDelayLine16_Construct, ZVDelayLine_Destruct),
     FAMILY(ZVDelayLine32_Construct, ZVDelayLine_Destruct),
     FAMILY(ZVNotchFilter2_Construct, ZVNotchFilter2_Destruct),
+    FAMILY(ZVLMS1616_Construct, ZVLMS_Destruct),
     FAMILY(ZVAGC_Construct, ZVAGC_Destruct),
     FAMILY(ZVDemodulator16_Construct, ZVDemodulator_Destruct),
     FAMILY(ZVDynamicPixMap_Construct, ZVDynamicPixMap_Destruct),
     FAMILY(ZVResampler32_Construct, ZVResampler32_Destruct),
+    FAMILY(ZVPitchShift1616_Construct, ZVPitchShift_Destruct),
+    FAMILY(ZVThreadExclusion_Construct, ZVThreadExclusion_Destruct),
 };
 
 class Conventions : public testing::TestWithParam<Family> {
