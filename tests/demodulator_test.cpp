@@ -374,18 +374,6 @@ TEST(Demodulator, SynchronousLoopLocks)
     EXPECT_EQ(d->carrier_error, error); // no signal, no new error
 }
 
-TEST(Demodulator, DiscriminatorMeasuresFrequency)
-{
-    Object d;
-    ZVDemodulator_Mode(d.get(), ZVDemodMode_FM);
-    ZVDemodulator_PostMixerCutOff(d.get(), 8000);
-    for (int pass = 0; pass < 2; ++pass)
-        d.process(tone(1000, 11025 + 441, 44100, 20000)); // a whole 10 cycles
-    const double v = 2 * std::numbers::pi * 441 * 2 / 44100;
-    for (int k = 0; k < 500; ++k)
-        ASSERT_NEAR(d->detector_output[k], std::atan(std::sin(v)) * 341782624, 1e6) << k;
-}
-
 // ---- Pieces, memory, the system ----
 
 TEST(Demodulator, AnyCutOfAStreamGivesTheSameStream)

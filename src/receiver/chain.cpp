@@ -4,6 +4,7 @@
 #include "core/blocks.h"
 #include "core/frame.h"
 #include "receiver/demodulator_kernels.h"
+#include <iterator>
 
 namespace zv::demodulator {
 // The input copy, and whether a sample came near full scale.
@@ -128,26 +129,14 @@ void ZVDemodulator16_Process_StereoOut_16_16(ZVDemodulator* self, const int16_t*
 
 void* ZVDemodulator16_TestPoint(ZVDemodulator* self, int32_t index)
 {
-    switch (index) {
-    case 0:
-        return self->work_buffer;
-    case 1:
-        return self->post_mixer_filter_i->history_write;
-    case 2:
-        return self->post_mixer_filter_q->history_write;
-    case 3:
-        return self->post_mixer_filter_i->out_buffer;
-    case 4:
-        return self->post_mixer_filter_q->out_buffer;
-    case 5:
-        return self->isb_filter->out_buffer;
-    case 6:
-        return self->isb_delay->output_area;
-    case 7:
-        return self->audio_filter_1->history_write;
-    case 8:
-        return self->audio_filter_1->out_buffer;
-    default:
-        return nullptr;
-    }
+    void* const stages[] = {self->work_buffer,
+                            self->post_mixer_filter_i->history_write,
+                            self->post_mixer_filter_q->history_write,
+                            self->post_mixer_filter_i->out_buffer,
+                            self->post_mixer_filter_q->out_buffer,
+                            self->isb_filter->out_buffer,
+                            self->isb_delay->output_area,
+                            self->audio_filter_1->history_write,
+                            self->audio_filter_1->out_buffer};
+    return index >= 0 && index < int32_t(std::size(stages)) ? stages[index] : nullptr;
 }

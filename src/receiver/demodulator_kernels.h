@@ -1,4 +1,5 @@
-// The demodulator's inner loops that have forms for wide registers. All rows give the same bits.
+// The demodulator's inner loops that have forms for wide registers. All rows give the same bits,
+// but for what is said at synchronous.
 #pragma once
 #include "core/real.h"
 #include "core/select.h"
@@ -23,7 +24,8 @@ struct Kernels {
     // The detectors of modes 0 and 4.
     void (*envelope)(const Detection& block);
     void (*frequency)(const Detection& block, int32_t previous_i, int32_t previous_q);
-    // The detector of mode 1; sine and cosine may differ in the last bits of their 64.
+    // The detector of mode 1. Sine and cosine may differ in the last of their 64 bits, and what follows from them
+    // next to a tie.
     void (*synchronous)(CarrierLoop& loop, const Detection& block);
     // Samples times gain, rounded to integers and saturated to 16 bits, as left and right in turn. left may be
     // right.
@@ -37,8 +39,7 @@ struct Row {
     const Kernels* kernels;
 };
 
-// Best first; the last row is the plain form in extended precision, which no processor gets that has double
-// registers.
+// Best first. The last row is the plain form in extended precision, for x87.
 std::span<const Row> kernel_rows();
 // The choice for the processor record as it stands.
 const Kernels& kernels();
