@@ -37,7 +37,7 @@ ZVAGC* process_mono(ZVAGC* self, Sample* buffer, int32_t length, int32_t step)
     Gain gain(*self);
     double envelope = self->envelope;
     for (int64_t k = 0; k < length; k += step) {
-        envelope = static_cast<double>(at_least_1(a * envelope + (1 - a) * fabsl(buffer[k])));
+        envelope = static_cast<double>(at_least_1(a * envelope + (1 - a) * fabsl(extended(buffer[k]))));
         gain.update(envelope);
         buffer[k] = gain.apply(buffer[k]);
     }
