@@ -37,6 +37,9 @@ const std::vector<Family> families = {
     FAMILY(ZVResampler32_Construct, ZVResampler32_Destruct),
     FAMILY(ZVPitchShift1616_Construct, ZVPitchShift_Destruct),
     FAMILY(ZVThreadExclusion_Construct, ZVThreadExclusion_Destruct),
+    FAMILY(ZVFSKCorrDemod16_Construct, ZVFSKCorrDemod_Destruct),
+    FAMILY(ZVFSKDelayDemod16_Construct, ZVFSKDelayDemod_Destruct),
+    FAMILY(ZVDataFormatter2_Construct, ZVDataFormatter2_Destruct),
 };
 
 class Conventions : public testing::TestWithParam<Family> {

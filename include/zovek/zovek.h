@@ -6,10 +6,13 @@
 #include <zovek/base.h>
 #include <zovek/color.h>
 #include <zovek/cpu.h>
+#include <zovek/data_formatter.h>
 #include <zovek/delay_line.h>
 #include <zovek/demodulator.h>
 #include <zovek/fir.h>
 #include <zovek/lms.h>
+#include <zovek/fsk_corr_demod.h>
+#include <zovek/fsk_delay_demod.h>
 #include <zovek/memory.h>
 #include <zovek/notch_filter.h>
 #include <zovek/pixmap.h>
