@@ -10,13 +10,13 @@
 #include <zovek/delay_line.h>
 #include <zovek/demodulator.h>
 #include <zovek/fir.h>
-#include <zovek/lms.h>
 #include <zovek/fsk_corr_demod.h>
 #include <zovek/fsk_delay_demod.h>
+#include <zovek/lms.h>
 #include <zovek/memory.h>
 #include <zovek/notch_filter.h>
+#include <zovek/pitch_shift.h>
 #include <zovek/pixmap.h>
 #include <zovek/resampler.h>
-#include <zovek/pitch_shift.h>
 #include <zovek/thread_exclusion.h>
 #endif
