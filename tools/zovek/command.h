@@ -11,7 +11,7 @@ using Run = std::function<int()>;
 
 struct Command {
     const char* name;
-    const char* help;     // one line
+    const char* help;      // one line
     Run (*add)(CLI::App&); // adds the command's options, and returns what runs
 };
 

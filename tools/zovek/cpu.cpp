@@ -2,12 +2,12 @@
 //
 // The library exports no names of kernels, so the choice stands here a second time, in the words and the order
 // of its documentation.
+#include "command.h"
+#include "text.h"
 #include <cstdio>
 #include <string>
 #include <vector>
 #include <zovek/cpu.h>
-#include "command.h"
-#include "text.h"
 
 namespace client {
 namespace {
@@ -36,15 +36,21 @@ struct FirKernels {
 FirKernels fir_kernels(const ZVCPUInfo& cpu, const WiderSets& wider)
 {
     const std::string exact = ", exact form", high = ", high-half form";
-    const std::string widest = wider.vnni ? "AVX-512 VNNI" : wider.avx512 ? "AVX-512" : wider.avx2 ? "AVX2" : "";
+    const std::string widest = wider.vnni     ? "AVX-512 VNNI"
+                               : wider.avx512 ? "AVX-512"
+                               : wider.avx2   ? "AVX2"
+                                              : "";
     const bool sse2 = cpu.features & ZV_CPU_SSE2, mmx = cpu.features & ZV_CPU_MMX;
     switch (cpu.classification) {
-    case 0x20005001: return {"scalar", "scalar", "scalar" + exact}; // AMD K5
-    case 0x20006000: // AMD family 5, models 6 to 9
+    case 0x20005001:
+        return {"scalar", "scalar", "scalar" + exact}; // AMD K5
+    case 0x20006000:                                   // AMD family 5, models 6 to 9
     case 0x20006001:
-    case 0x20006002: return {"MMX, 4 taps a pass", "MMX, 4 taps a pass", "MMX by shift and pack" + high};
+    case 0x20006002:
+        return {"MMX, 4 taps a pass", "MMX, 4 taps a pass", "MMX by shift and pack" + high};
     case 0x20007000: // AMD family 6, family 15
-    case 0x20008000: return {"MMX, 16 taps a pass", "MMX, 16, 8 and 4 taps a pass", "MMX by word shuffle" + high};
+    case 0x20008000:
+        return {"MMX, 16 taps a pass", "MMX, 16, 8 and 4 taps a pass", "MMX by word shuffle" + high};
     }
     FirKernels kernels = {"scalar", "scalar", "scalar" + exact};
     if (mmx) kernels = {"MMX, 8 taps a pass", "MMX, 4 taps a pass", "MMX by word unpack" + high};

@@ -1,4 +1,7 @@
 #include "input.h"
+#include "command.h"
+#include "stop.h"
+#include "text.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <bit>
@@ -11,9 +14,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
-#include "command.h"
-#include "stop.h"
-#include "text.h"
 
 namespace client {
 namespace {
@@ -22,7 +22,8 @@ constexpr int64_t endless = int64_t(1) << 50; // bytes that a stream is said to 
 // A descriptor of the program's own, or standard input.
 class Descriptor {
 public:
-    explicit Descriptor(const std::string& path) : fd_(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY))
+    explicit Descriptor(const std::string& path)
+        : fd_(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY))
     {
         if (fd_ < 0) throw Failure(path, std::strerror(errno));
         struct stat info;
@@ -84,7 +85,9 @@ public:
         static SF_VIRTUAL_IO table = {
             [](void*) -> sf_count_t { return endless; },
             [](sf_count_t offset, int whence, void* self) { return of(self).seek(offset, whence); },
-            [](void* to, sf_count_t bytes, void* self) { return of(self).read(static_cast<char*>(to), bytes); },
+            [](void* to, sf_count_t bytes, void* self) {
+                return of(self).read(static_cast<char*>(to), bytes);
+            },
             [](const void*, sf_count_t, void*) -> sf_count_t { return 0; },
             [](void* self) -> sf_count_t { return of(self).position_; },
         };
@@ -167,22 +170,37 @@ private:
 
 // Samples as libsndfile gives them, 16 and 32 bits left-justified or reals of full scale 1, to 16 bits.
 int16_t narrow(int16_t sample) { return sample; }
-int16_t narrow(int32_t sample) { return int16_t(std::min<int64_t>((int64_t(sample) + 0x8000) >> 16, INT16_MAX)); }
+int16_t narrow(int32_t sample)
+{
+    return int16_t(std::min<int64_t>((int64_t(sample) + 0x8000) >> 16, INT16_MAX));
+}
 int16_t narrow(float sample)
 {
     if (std::isnan(sample)) return 0;
     return int16_t(std::nearbyint(std::clamp(double(sample) * 32768, -32768.0, 32767.0)));
 }
 
-sf_count_t read_frames(SNDFILE* file, int16_t* to, sf_count_t frames) { return sf_readf_short(file, to, frames); }
-sf_count_t read_frames(SNDFILE* file, int32_t* to, sf_count_t frames) { return sf_readf_int(file, to, frames); }
-sf_count_t read_frames(SNDFILE* file, float* to, sf_count_t frames) { return sf_readf_float(file, to, frames); }
+sf_count_t read_frames(SNDFILE* file, int16_t* to, sf_count_t frames)
+{
+    return sf_readf_short(file, to, frames);
+}
+sf_count_t read_frames(SNDFILE* file, int32_t* to, sf_count_t frames)
+{
+    return sf_readf_int(file, to, frames);
+}
+sf_count_t read_frames(SNDFILE* file, float* to, sf_count_t frames)
+{
+    return sf_readf_float(file, to, frames);
+}
 
 // A file of samples of one of the three types that libsndfile gives.
 template <class Sample>
 class SoundFile : public Input {
 public:
-    SoundFile(std::unique_ptr<Stream> stream, SNDFILE* file) : stream_(std::move(stream)), file_(file, sf_close) {}
+    SoundFile(std::unique_ptr<Stream> stream, SNDFILE* file)
+        : stream_(std::move(stream)), file_(file, sf_close)
+    {
+    }
 
     size_t read(int16_t* samples, size_t frames) override
     {
@@ -215,9 +233,10 @@ public:
         const size_t frame = 2 * size_t(channels);
         const auto bytes = size_t(source_.read(reinterpret_cast<char*>(samples), int64_t(frames * frame)));
         if (source_.error()) throw Failure(name, std::strerror(source_.error()));
-        cut = bytes % frame != 0 && !stop_signal();
+        cut = cut || (bytes % frame != 0 && !stop_signal());
         if constexpr (std::endian::native == std::endian::big)
-            for (size_t k = 0; k < bytes / 2; ++k) samples[k] = int16_t(__builtin_bswap16(uint16_t(samples[k])));
+            for (size_t k = 0; k < bytes / 2; ++k)
+                samples[k] = int16_t(__builtin_bswap16(uint16_t(samples[k])));
         taken += int64_t(bytes / frame);
         return bytes / frame;
     }
@@ -236,13 +255,18 @@ std::unique_ptr<Input> open_sound_file(const std::string& path, const std::strin
     std::unique_ptr<Input> input;
     switch (info.format & SF_FORMAT_SUBMASK) {
     case SF_FORMAT_PCM_24:
-    case SF_FORMAT_PCM_32: input = std::make_unique<SoundFile<int32_t>>(std::move(stream), file); break;
+    case SF_FORMAT_PCM_32:
+        input = std::make_unique<SoundFile<int32_t>>(std::move(stream), file);
+        break;
     case SF_FORMAT_PCM_S8:
     case SF_FORMAT_PCM_U8:
     case SF_FORMAT_PCM_16:
     case SF_FORMAT_ULAW:
-    case SF_FORMAT_ALAW: input = std::make_unique<SoundFile<int16_t>>(std::move(stream), file); break;
-    default: input = std::make_unique<SoundFile<float>>(std::move(stream), file);
+    case SF_FORMAT_ALAW:
+        input = std::make_unique<SoundFile<int16_t>>(std::move(stream), file);
+        break;
+    default:
+        input = std::make_unique<SoundFile<float>>(std::move(stream), file);
     }
     input->rate = info.samplerate;
     input->channels = info.channels;
@@ -269,7 +293,8 @@ void add_input_options(CLI::App& app, InputOptions& options)
            "sampling rate of raw input, Hz; takes k and M: 48k")
         ->type_name("RATE");
     app.add_option("--channels", options.channels, "channels of raw input")->check(CLI::Range(1, 1024));
-    app.add_option("--channel", options.channel, "the channel to take, 1 is the first")->check(CLI::Range(1, 1024));
+    app.add_option("--channel", options.channel, "the channel to take, 1 is the first")
+        ->check(CLI::Range(1, 1024));
 }
 
 std::unique_ptr<Input> Input::open(const InputOptions& options)
@@ -283,7 +308,8 @@ std::unique_ptr<Input> Input::open(const InputOptions& options)
         input = std::make_unique<RawInput>(options.path);
         input->rate = options.rate;
         input->channels = options.channels;
-    } else input = open_sound_file(options.path, name);
+    } else
+        input = open_sound_file(options.path, name);
     input->name = name;
     if (options.channel > input->channels)
         throw Failure(name, "has " + std::to_string(input->channels) + " channel(s), not " +

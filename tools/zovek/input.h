@@ -14,11 +14,11 @@ class App;
 
 namespace client {
 struct InputOptions {
-    std::string path = "-";  // - is standard input
+    std::string path = "-";    // - is standard input
     std::string type = "auto"; // auto: told by the content; raw
-    int32_t rate = 0;        // Hz; of raw input
-    int32_t channels = 1;    // of raw input
-    int32_t channel = 0;     // 1 is the first; 0: not chosen, the first is taken
+    int32_t rate = 0;          // Hz; of raw input
+    int32_t channels = 1;      // of raw input
+    int32_t channel = 0;       // 1 is the first; 0: not chosen, the first is taken
 };
 
 // INPUT, -t, -r, --channels and --channel.
@@ -34,8 +34,8 @@ public:
     // because a stop was asked for.
     virtual size_t read(int16_t* samples, size_t frames) = 0;
 
-    std::string name;       // for messages
-    int32_t rate = 0;       // Hz
+    std::string name; // for messages
+    int32_t rate = 0; // Hz
     int32_t channels = 1;
     int32_t channel = 0;    // offset of the chosen channel in a frame
     int64_t announced = -1; // frames that the header tells of; -1: to the end of the stream

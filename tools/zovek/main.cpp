@@ -1,9 +1,9 @@
 // zovek: signal processing for radio receivers on the command line. Each command is a row of the table.
+#include "command.h"
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 #include <zovek/base.h>
-#include "command.h"
 
 using namespace client;
 
@@ -43,7 +43,8 @@ static int run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    std::signal(SIGPIPE, SIG_DFL); // a reader that has gone ends the program quietly, whatever the parent does
+    std::signal(SIGPIPE,
+                SIG_DFL); // a reader that has gone ends the program quietly, whatever the parent does
     try {
         return run(argc, argv);
     } catch (const WrongUsage& error) {

@@ -1,4 +1,5 @@
 #include "output.h"
+#include "command.h"
 #include <CLI/CLI.hpp>
 #include <bit>
 #include <cerrno>
@@ -8,7 +9,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
-#include "command.h"
 
 namespace client {
 namespace {
@@ -34,8 +34,10 @@ void add_output_options(CLI::App& app, OutputOptions& options)
 }
 
 Output::Output(const OutputOptions& options, int32_t rate, int32_t channels)
-    : name_(options.path), wav_(options.type.empty() ? !ends_with(options.path, ".raw") : options.type == "wav"),
-      rate_(rate), channels_(channels)
+    : name_(options.path),
+      wav_(options.type.empty() ? !ends_with(options.path, ".raw") : options.type == "wav"),
+      rate_(rate),
+      channels_(channels)
 {
     struct stat info;
     const bool exists = options.path != "-" && stat(options.path.c_str(), &info) == 0;

@@ -13,8 +13,8 @@ class App;
 
 namespace client {
 struct OutputOptions {
-    std::string path = "-";  // - is standard output
-    std::string type;        // wav or raw; empty: raw if the name ends in .raw, else wav
+    std::string path = "-"; // - is standard output
+    std::string type;       // wav or raw; empty: raw if the name ends in .raw, else wav
 };
 
 // -o and --output-type.

@@ -1,9 +1,9 @@
 #include "plan.h"
+#include "command.h"
+#include "text.h"
 #include <algorithm>
 #include <cmath>
 #include <zovek/demodulator.h>
-#include "command.h"
-#include "text.h"
 
 namespace client {
 namespace {
@@ -86,33 +86,39 @@ Plan make_plan(int32_t rate, const Wishes& wishes)
     const bool ssb = row.mode == ZVDemodMode_SSB;
     const double band = rate / 2.0;
     Plan plan = {.rate = rate, .mode = row.mode, .sideband_sign = row.sign};
-    if (rate < 1000) throw Failure("the recording", "a rate of " + hz(rate) + " leaves no room for a station");
+    if (rate < 1000)
+        throw Failure("the recording", "a rate of " + hz(rate) + " leaves no room for a station");
     if (rate > 100'000'000) throw Failure("the recording", "a rate of " + hz(rate) + " is beyond 100 MHz");
 
-    const double frequency = wishes.frequency.value_or(rate / 4);
+    const int32_t frequency = wishes.frequency.value_or(rate / 4);
     if (frequency > band)
         throw Failure("frequency " + hz(frequency), "the recording's band ends at " + hz(band));
-    plan.station = int32_t(frequency);
+    plan.station = frequency;
 
     // The station lies between the edges of the recording's band, seen from the mixer.
     double width = wishes.bandwidth.value_or(row.bandwidth);
     if (ssb) {
-        const double middle = width >= 1000 ? lowest_audio + width / 2 : std::max(800.0, width / 2);
-        plan.offset = int32_t(std::lround(wishes.offset.value_or(middle)));
+        // A band that ends within the sideband leaves its lower part.
+        const double reach = (row.sign > 0 ? band - frequency : frequency) - lowest_audio;
+        const double kept = std::min(width, std::max(reach, 0.0));
+        const double middle = width < 1000 ? std::max(800.0, width / 2) : lowest_audio + kept / 2;
+        plan.offset = wishes.offset.value_or(int32_t(std::lround(middle)));
     }
     plan.mixer = plan.station + plan.sideband_sign * plan.offset;
     const double room = 2 * std::min<double>(plan.mixer, band - plan.mixer);
     plan.narrowed = width > room;
-    width = std::min(width, room);
+    plan.width = width = std::min(width, room);
     if (width < 50)
-        throw Failure("frequency " + hz(frequency), "the station would reach beyond the band of 0 to " + hz(band));
+        throw Failure("frequency " + hz(frequency),
+                      "the station would reach beyond the band of 0 to " + hz(band));
 
     plan.cutoff = row.cutoff * width;
     plan.audio_cutoff = wishes.audio_cutoff.value_or(row.audio_cutoff > 0 ? row.audio_cutoff
                                                      : ssb                ? 2.0 * plan.offset
                                                                           : plan.cutoff);
     const double least = std::max(row.detector_rate * width, ssb ? 4.0 * plan.offset : 0.0);
-    if (wishes.audio_rate) choose_rates(plan, least, *wishes.audio_rate, 16);
+    if (wishes.audio_rate)
+        choose_rates(plan, least, *wishes.audio_rate, 16);
     else // the carrier loop is as fast as its rate, and better slow
         choose_rates(plan, least, std::min<double>(std::max(12000.0, 2.2 * plan.audio_cutoff), rate),
                      row.mode == ZVDemodMode_SyncAM ? 2 : 1);
@@ -129,10 +135,18 @@ Plan make_plan(int32_t rate, const Wishes& wishes)
     const double target = std::pow(10, target_level_db / 10);
     plan.carrier_lift = plan.mode == ZVDemodMode_SyncAM ? 4 : 1;
     switch (plan.mode) {
-    case ZVDemodMode_AM: plan.audio_gain = std::sqrt(2) / target; break;
-    case ZVDemodMode_SyncAM: plan.audio_gain = std::sqrt(0.5) / target; break;
-    case ZVDemodMode_ISB: plan.audio_gain = 1 / target; break;
-    case ZVDemodMode_SSB: plan.audio_gain = 2 / target; break;
+    case ZVDemodMode_AM:
+        plan.audio_gain = std::sqrt(2) / target;
+        break;
+    case ZVDemodMode_SyncAM:
+        plan.audio_gain = std::sqrt(0.5) / target;
+        break;
+    case ZVDemodMode_ISB:
+        plan.audio_gain = 1 / target;
+        break;
+    case ZVDemodMode_SSB:
+        plan.audio_gain = 2 / target;
+        break;
     case ZVDemodMode_FM:
         plan.audio_gain = plan.detector_rate() / std::max(width / 2 - plan.audio_cutoff, width / 4);
     }
@@ -147,8 +161,8 @@ std::string explain(const Plan& plan)
     if (ssb) text += (plan.sideband_sign > 0 ? " + " : " - ") + number(plan.offset) + " = " + hz(plan.mixer);
     text += "; low-pass " + hz(plan.cutoff) + ", " + number(plan.taps | 1) + " taps at " + number(plan.rate) +
             factor(" x ", plan.stuffing) + " Hz";
-    text += "; detector at " + number(plan.rate) + factor(" x ", plan.stuffing) + factor(" / ", plan.decimation) +
-            " = " + hz(plan.detector_rate());
+    text += "; detector at " + number(plan.rate) + factor(" x ", plan.stuffing) +
+            factor(" / ", plan.decimation) + " = " + hz(plan.detector_rate());
     if (plan.mode == ZVDemodMode_ISB) text += "; Hilbert " + number(plan.hilbert_taps) + " taps";
     if (ssb) text += "; second oscillator " + hz(plan.offset);
     text += "; audio low-pass " + hz(plan.audio_cutoff) + ", " + number(plan.audio_taps) + " taps";

@@ -12,17 +12,17 @@ constexpr const char* mode_names[] = {"am", "sam", "isb", "usb", "lsb", "fm"};
 // What the user asks for. Frequencies in Hz; what isn't there is chosen by the plan.
 struct Wishes {
     Mode mode = Mode::am;
-    std::optional<double> frequency;    // carrier or suppressed carrier in the recording; Fs / 4
-    std::optional<double> bandwidth;    // of the whole station; in usb and lsb of the sideband
+    std::optional<int32_t> frequency; // carrier or suppressed carrier in the recording; Fs / 4
+    std::optional<double> bandwidth;  // of the whole station; in usb and lsb of the sideband
     std::optional<double> audio_cutoff;
-    std::optional<int32_t> taps;        // of the post-mixer filters
-    std::optional<double> offset;       // usb, lsb: the middle of the sideband, seen from the carrier
-    std::optional<double> audio_rate;   // at least this
+    std::optional<int32_t> taps;      // of the post-mixer filters
+    std::optional<int32_t> offset;    // usb, lsb: the middle of the sideband, seen from the carrier
+    std::optional<double> audio_rate; // at least this
 };
 
 struct Plan {
-    int32_t rate;          // of the recording
-    int32_t stuffing;      // 1, or the demodulator gets each sample with stuffing - 1 zeros: Fs = rate * stuffing
+    int32_t rate;     // of the recording
+    int32_t stuffing; // 1, or the demodulator gets each sample with stuffing - 1 zeros: Fs = rate * stuffing
     uint32_t decimation;   // D
     uint32_t upsample;     // U
     int32_t keep;          // every keep-th frame is written
@@ -32,12 +32,13 @@ struct Plan {
     int32_t offset;        // SSB: second oscillator, Hz
     int32_t station;       // carrier in the recording, Hz
     int32_t mixer;         // Hz
+    double width;          // of the station, Hz
     double cutoff;         // post-mixer filters, Hz
     double audio_cutoff;   // audio filters, Hz
     int32_t taps, audio_taps, hilbert_taps, noise_taps;
-    double audio_gain;     // brings the largest expected audio to full scale
-    double carrier_lift;   // synchronous AM: carrier over sidebands
-    bool narrowed;         // the band's edge left less than the wanted bandwidth
+    double audio_gain;   // brings the largest expected audio to full scale
+    double carrier_lift; // synchronous AM: carrier over sidebands
+    bool narrowed;       // the band's edge left less than the wanted bandwidth
 
     double detector_rate() const { return double(rate) * stuffing / decimation; }
     double filter_rate() const { return detector_rate() * upsample; } // of the audio filters

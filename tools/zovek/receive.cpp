@@ -3,6 +3,12 @@
 // The first second of the band passes the receiver three times: to measure the station's level, to let the
 // carrier loop and the DC blocker settle, and to be heard. Audio stands where it stood in the recording: the
 // filters' delay is dropped at the start and made up with silence behind the end.
+#include "command.h"
+#include "input.h"
+#include "output.h"
+#include "receiver.h"
+#include "stop.h"
+#include "text.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
@@ -10,12 +16,6 @@
 #include <cstdlib>
 #include <unistd.h>
 #include <vector>
-#include "command.h"
-#include "input.h"
-#include "output.h"
-#include "receiver.h"
-#include "stop.h"
-#include "text.h"
 
 namespace client {
 namespace {
@@ -30,7 +30,10 @@ struct Options {
 // Times the work, and shows it while it goes on if a person looks.
 class Clock {
 public:
-    double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count(); }
+    double seconds() const
+    {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    }
 
     void show(double received)
     {
@@ -53,12 +56,14 @@ private:
 class Reception {
 public:
     explicit Reception(const Options& options)
-        : options_(options), input_(Input::open(options.input)), plan_(make_plan(input_->rate, options.wishes)),
+        : options_(options),
+          input_(Input::open(options.input)),
+          plan_(make_plan(input_->rate, options.wishes)),
           radio_(plan_, options.level)
     {
         if (options.verbose) say("receive: " + explain(plan_));
-        if (plan_.narrowed && options.wishes.bandwidth)
-            say("receive: the edge of the band leaves less than " + number(*options.wishes.bandwidth) + " Hz");
+        if (plan_.narrowed && !options.json)
+            say("receive: the band's edge leaves " + number(plan_.width) + " Hz of the station");
     }
 
     int run()
@@ -79,13 +84,14 @@ public:
             hear(head_.data(), count, output);
             clock.show(heard_ / double(plan_.rate));
         }
+        const Receiver::Readings readings = radio_.readings();
         // Silence behind the end brings out what still is in the filters.
         const std::vector<int16_t> silence(block);
         while (written_ < frames_of(heard_)) write(radio_.receive(silence.data(), block, 1, 0), output);
         const double seconds = clock.seconds();
         clock.clear();
         output.finish();
-        summarise(output, seconds);
+        summarise(output, seconds, readings);
         return stop_signal() ? 128 + stop_signal() : 0;
     }
 
@@ -113,7 +119,7 @@ private:
         output.write(left_.data(), left_.size());
     }
 
-    void summarise(const Output& output, double seconds) const
+    void summarise(const Output& output, double seconds, const Receiver::Readings& readings) const
     {
         const double duration = heard_ / double(plan_.rate), speed = seconds > 0 ? duration / seconds : 0;
         const bool sam = plan_.mode == ZVDemodMode_SyncAM, fm = plan_.mode == ZVDemodMode_FM;
@@ -122,21 +128,26 @@ private:
             summary.add("file", output.name()).add("mode", mode_names[int(options_.wishes.mode)]);
             summary.add("frequency", int64_t(plan_.station)).add("samples", heard_).add("seconds", duration);
             summary.add("times_real_time", speed).add("overloads", overloads_);
-            if (sam) summary.add("locked", radio_.carrier_locked()).add("carrier_offset", radio_.carrier_offset());
-            if (fm) summary.add("noise_level", int64_t(radio_.noise_level()));
+            if (sam)
+                summary.add("locked", readings.carrier_locked).add("carrier_offset", readings.carrier_offset);
+            if (fm) summary.add("noise_level", int64_t(readings.noise_level));
             summary.add("input_rate", int64_t(plan_.rate)).add("detector_rate", plan_.detector_rate());
             summary.add("output_rate", plan_.audio_rate()).add("output_frames", written_);
             summary.add("truncated", input_->truncated()).add("stopped", stop_signal() != 0);
             std::fprintf(stderr, "%s\n", summary.text().c_str());
             return;
         }
-        if (stop_signal()) say("receive: stopped, the audio up to here is kept");
-        else if (input_->truncated()) say(input_->name + ": truncated, the audio ends where it does");
+        if (stop_signal())
+            say("receive: stopped, the audio up to here is kept");
+        else if (input_->truncated())
+            say(input_->name + ": truncated, the audio ends where it does");
         std::string line = number(heard_) + " samples, " + decimals(duration) + " s, " + decimals(speed) +
                            " x real time, audio at " + number(plan_.audio_rate()) + " Hz to " + output.name();
         if (overloads_) line += ", " + std::to_string(overloads_) + " overloaded blocks";
-        if (sam) line += radio_.carrier_locked() ? ", carrier " + decimals(radio_.carrier_offset()) + " Hz off" : ", no carrier";
-        if (fm) line += ", noise level " + std::to_string(radio_.noise_level());
+        if (sam)
+            line += readings.carrier_locked ? ", carrier " + decimals(readings.carrier_offset) + " Hz off"
+                                            : ", no carrier";
+        if (fm) line += ", noise level " + std::to_string(readings.noise_level);
         say("receive: " + line);
     }
 
@@ -151,24 +162,25 @@ private:
     const std::unique_ptr<Input> input_;
     const Plan plan_;
     Receiver radio_;
-    std::vector<int16_t> head_;            // the first second, later a block
-    int64_t heard_ = 0, written_ = 0;      // samples of the band, frames of audio
-    int64_t overloads_ = 0;                // blocks
+    std::vector<int16_t> head_;       // the first second, later a block
+    int64_t heard_ = 0, written_ = 0; // samples of the band, frames of audio
+    int64_t overloads_ = 0;           // blocks
     std::vector<int16_t> left_;
 };
 
 // An option with a quantity between two bounds, both included; the value of an absent one stays as it is.
 template <class Number>
-CLI::Option* add_quantity(CLI::App& app, const char* names, std::optional<Number>& value, double least, double most,
-                          const std::string& help)
+CLI::Option* add_quantity(CLI::App& app, const char* names, std::optional<Number>& value, double least,
+                          double most, const std::string& help)
 {
     const auto read = [&value, names, least, most](const std::string& text) {
         const auto quantity = parse_quantity(text);
-        const bool whole = std::is_floating_point_v<Number> || (quantity && *quantity == std::floor(*quantity));
+        const bool whole =
+            std::is_floating_point_v<Number> || (quantity && *quantity == std::floor(*quantity));
         if (!quantity || !whole || *quantity < least || *quantity > most)
             throw CLI::ValidationError(names, "'" + text + "' is not a " +
-                                                  (std::is_floating_point_v<Number> ? "" : "whole ") + "number from " +
-                                                  number(least) + " to " + number(most));
+                                                  (std::is_floating_point_v<Number> ? "" : "whole ") +
+                                                  "number from " + number(least) + " to " + number(most));
         value = Number(*quantity);
     };
     return app.add_option_function<std::string>(names, read, help);
@@ -191,19 +203,26 @@ Run add_receive(CLI::App& app)
         ->check(CLI::IsMember(std::vector<std::string>(std::begin(mode_names), std::end(mode_names))))
         ->required();
     constexpr double top = 1e9; // Hz, beyond any recording
-    add_quantity(app, "-f,--frequency", wishes.frequency, 0, top,
-                 "the station's carrier in the recording, whole Hz; takes k and M; a quarter of the rate if left out");
-    add_quantity(app, "-b,--bandwidth", wishes.bandwidth, 50, top, "Hz; of the whole station, in usb and lsb of the sideband");
+    add_quantity(
+        app, "-f,--frequency", wishes.frequency, 0, top,
+        "the station's carrier in the recording, whole Hz; takes k and M; a quarter of the rate if left out");
+    add_quantity(app, "-b,--bandwidth", wishes.bandwidth, 50, top,
+                 "Hz; of the whole station, in usb and lsb of the sideband");
     add_quantity(app, "--audio-cutoff", wishes.audio_cutoff, 50, top, "upper end of the audio, Hz");
     add_quantity(app, "--taps", wishes.taps, 3, 1 << 20, "length of the filters behind the mixer");
-    add_quantity(app, "--offset", wishes.offset, 50, 1e6, "usb, lsb: the sideband's middle from the carrier, Hz");
-    add_quantity(app, "--audio-rate", wishes.audio_rate, 1, top, "least rate of the audio, Hz; the nearest Fs x U / D above");
+    add_quantity(app, "--offset", wishes.offset, 50, 1e6,
+                 "usb, lsb: the sideband's middle from the carrier, Hz");
+    add_quantity(app, "--audio-rate", wishes.audio_rate, 1, top,
+                 "least rate of the audio, Hz; the nearest Fs x U / D above");
     app.add_flag("--agc", options->level.agc, "keep the audio at one loudness (not in isb)");
-    add_quantity(app, "--iq-agc", options->level.iq_agc, -60, 0, "follow fading before the detector (not in fm); level in dB of full scale")
+    add_quantity(app, "--iq-agc", options->level.iq_agc, -60, 0,
+                 "follow fading before the detector (not in fm); level in dB of full scale")
         ->expected(0, 1)
         ->default_str("-6");
-    add_quantity(app, "--gain", options->level.gain, 0, 1e6, "fixed audio gain instead of one found in the first second");
-    add_quantity(app, "--volume", options->level.volume, 0, 100, "output gain; peaks come to this part of full scale (0.5)");
+    add_quantity(app, "--gain", options->level.gain, 0, 1e6,
+                 "fixed audio gain instead of one found in the first second");
+    add_quantity(app, "--volume", options->level.volume, 0, 100,
+                 "output gain; peaks come to this part of full scale (0.5)");
     app.add_flag("--json", options->json, "summary as JSON on standard error");
     app.add_flag("-v,--verbose", options->verbose, "tell the frequency plan");
     return [options] {

@@ -16,8 +16,9 @@ double share_for(double seconds, double rate) { return 1 - std::exp(-1 / (second
 } // namespace
 
 Receiver::Receiver(const Plan& plan, const Level& level)
-    : plan_(plan), level_(level),
-      radio_(ZVDemodulator16_Construct(nullptr), [](ZVDemodulator* radio) { ZVDemodulator_Destruct(radio, 1); })
+    : plan_(plan), level_(level), radio_(ZVDemodulator16_Construct(nullptr), [](ZVDemodulator* radio) {
+          ZVDemodulator_Destruct(radio, 1);
+      })
 {
     ZVDemodulator* radio = radio_.get();
     if (!radio) throw std::bad_alloc();
@@ -40,7 +41,8 @@ Receiver::Receiver(const Plan& plan, const Level& level)
     if (radio->sampling_rate != rate || radio->buffer_size != block ||
         radio->post_mixer_filter_i->taps_count != (plan.taps | 1) ||
         radio->post_mixer_filter_q->taps_count != (plan.taps | 1) ||
-        radio->audio_filter_1->taps_count != plan.audio_taps || radio->audio_filter_2->taps_count != plan.audio_taps ||
+        radio->audio_filter_1->taps_count != plan.audio_taps ||
+        radio->audio_filter_2->taps_count != plan.audio_taps ||
         radio->isb_filter->taps_count != plan.hilbert_taps)
         throw std::bad_alloc();
 
@@ -72,9 +74,11 @@ void Receiver::prepare(void* self, ZVDemodulator* radio, int32_t count, void* i_
     auto* receiver = static_cast<Receiver*>(self);
     if (receiver->measuring_) receiver->measure(count, i, q);
     if (radio->mode == ZVDemodMode_SyncAM) receiver->raise_carrier(count, i, q);
-    if (radio->mode == ZVDemodMode_FM) // a limiter: the discriminator's products keep 32 bits of a weak station too
+    if (radio->mode ==
+        ZVDemodMode_FM) // a limiter: the discriminator's products keep 32 bits of a weak station too
         for (int32_t k = 0; k < count; ++k) {
-            const double magnitude = std::hypot(i[k], q[k]), gain = magnitude > 0 ? full_scale / 2 / magnitude : 0;
+            const double magnitude = std::hypot(i[k], q[k]),
+                         gain = magnitude > 0 ? full_scale / 2 / magnitude : 0;
             i[k] = int32_t(i[k] * gain);
             q[k] = int32_t(q[k] * gain);
         }
@@ -121,6 +125,7 @@ void Receiver::settle(const std::vector<int16_t>& band, int32_t channels, int32_
         for (size_t at = 0; at < frames; at += block)
             receive(band.data() + at * size_t(channels), std::min(block, frames - at), channels, channel);
         if (measuring_) hold_level();
+        carrier_offset_ = loop_offset();
     }
     next_ = plan_.delay();
 }
@@ -139,7 +144,8 @@ void Receiver::hold_level()
     agc->gain_rise_rate = level_.iq_agc ? share_for(0.5, rate) : 0;
 }
 
-const std::vector<int16_t>& Receiver::receive(const int16_t* band, size_t count, int32_t channels, int32_t channel)
+const std::vector<int16_t>& Receiver::receive(const int16_t* band, size_t count, int32_t channels,
+                                              int32_t channel)
 {
     const size_t d = plan_.decimation, u = plan_.upsample, zeros = size_t(plan_.stuffing);
     const size_t whole = (count * zeros + d - 1) / d * d;
@@ -151,8 +157,8 @@ const std::vector<int16_t>& Receiver::receive(const int16_t* band, size_t count,
     const size_t frames = whole / d * u;
     audio_.resize(2 * frames);
     const uint32_t step = as_it_is ? uint32_t(channels) : 1;
-    ZVDemodulator16_Process_StereoOut_16_16(radio_.get(), as_it_is ? band + channel : band_.data(), audio_.data(),
-                                            uint32_t(whole) * step, step);
+    ZVDemodulator16_Process_StereoOut_16_16(radio_.get(), as_it_is ? band + channel : band_.data(),
+                                            audio_.data(), uint32_t(whole) * step, step);
     if (plan_.mode == ZVDemodMode_SyncAM) follow_carrier(int32_t(whole / d));
 
     size_t kept = 0;
@@ -163,6 +169,7 @@ const std::vector<int16_t>& Receiver::receive(const int16_t* band, size_t count,
     return audio_;
 }
 
+// Smoothed values for the summary and for raise_carrier.
 void Receiver::follow_carrier(int32_t count)
 {
     const auto* i = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_.get(), 3));
@@ -174,7 +181,12 @@ void Receiver::follow_carrier(int32_t count)
     }
     const double share = 1 - std::exp(-count / (carrier_seconds * plan_.detector_rate()));
     if (power > 0) carrier_coherence_ += share * (on_axis / power - carrier_coherence_);
-    // The loop turns the other way.
-    carrier_offset_ += share * (-radio_->carrier_frequency * plan_.detector_rate() / (2 * M_PI) - carrier_offset_);
+    carrier_offset_ += share * (loop_offset() - carrier_offset_);
+}
+
+// The loop turns the other way.
+double Receiver::loop_offset() const
+{
+    return -radio_->carrier_frequency * plan_.detector_rate() / (2 * M_PI);
 }
 } // namespace client

@@ -1,13 +1,13 @@
 // The library's demodulator as a plan sets it up, with what the client does between its filters and its
 // detector.
 #pragma once
+#include "plan.h"
 #include <complex>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <vector>
 #include <zovek/demodulator.h>
-#include "plan.h"
 
 namespace client {
 // How the audio's level is made.
@@ -31,10 +31,14 @@ public:
     // the audio, left, right, left, right, with the delay of the filters taken off the start.
     const std::vector<int16_t>& receive(const int16_t* band, size_t count, int32_t channels, int32_t channel);
 
-    bool overload() const { return radio_->overload; }
-    int32_t noise_level() const { return radio_->noise_level; }      // FM: 16-bit units above 5000 Hz
-    double carrier_offset() const { return carrier_offset_; }        // synchronous AM: Hz from the mixer
-    bool carrier_locked() const { return carrier_coherence_ > 0.75; }
+    // What the detector tells of the station, by the blocks so far.
+    struct Readings {
+        int32_t noise_level;   // FM: 16-bit units above 5000 Hz
+        bool carrier_locked;   // synchronous AM
+        double carrier_offset; // synchronous AM: Hz from the mixer
+    };
+    Readings readings() const { return {radio_->noise_level, carrier_coherence_ > 0.75, carrier_offset_}; }
+    bool overload() const { return radio_->overload; } // of the last block
 
 private:
     static void prepare(void* self, ZVDemodulator* radio, int32_t count, void* i, void* q);
@@ -42,17 +46,19 @@ private:
     void raise_carrier(int32_t count, int32_t* i, int32_t* q);
     void hold_level();
     void follow_carrier(int32_t count);
+    double loop_offset() const; // Hz
 
     const Plan plan_;
     const Level level_;
     std::unique_ptr<ZVDemodulator, void (*)(ZVDemodulator*)> radio_;
-    std::vector<int16_t> band_;      // one channel, with zeros as the plan wants them
+    std::vector<int16_t> band_; // one channel, with zeros as the plan wants them
     std::vector<int16_t> audio_;
-    int64_t next_ = 0;               // frame of the demodulator's output, seen from the next block, to be kept
+    int64_t next_ = 0; // frame of the demodulator's output, seen from the next block, to be kept
     bool measuring_ = false;
-    double expected_peak_ = 0;       // 32-bit units
-    std::complex<double> carrier_;   // synchronous AM: the carrier, 32-bit units
-    double carrier_coherence_ = 0.5; // share of the station's power on the carrier's axis: 1 in lock, 1/2 without
-    double carrier_offset_ = 0;      // Hz
+    double expected_peak_ = 0;     // 32-bit units
+    std::complex<double> carrier_; // synchronous AM: the carrier, 32-bit units
+    double carrier_coherence_ =
+        0.5;                    // share of the station's power on the carrier's axis: 1 in lock, 1/2 without
+    double carrier_offset_ = 0; // Hz
 };
 } // namespace client

@@ -29,11 +29,13 @@ static std::string quoted(const std::string& text)
     std::string result = "\"";
     for (const char c : text) {
         char escape[8];
-        if (c == '"' || c == '\\') (result += '\\') += c;
+        if (c == '"' || c == '\\')
+            (result += '\\') += c;
         else if (static_cast<unsigned char>(c) < 0x20) {
             std::snprintf(escape, sizeof escape, "\\u%04x", c);
             result += escape;
-        } else result += c;
+        } else
+            result += c;
     }
     return result + '"';
 }

@@ -1,0 +1,264 @@
+#!/usr/bin/python3
+"""Runs the client as users and scripts do: files and pipes of all formats, wrong options, ends in the middle.
+
+    golden.py CLIENT    the program to test
+"""
+import cmath
+import json
+import math
+import os
+import random
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import wave
+
+CLIENT = sys.argv.pop(1)
+RATE = 24000  # Hz, of the recordings made here
+
+
+def run(*arguments, data=b"", **options):
+    return subprocess.run([CLIENT, *map(str, arguments)], input=data, capture_output=True, timeout=60, **options)
+
+
+def chunk(name, data, size=None):
+    return name + struct.pack("<I", len(data) if size is None else size) + data
+
+
+def wav(data, code=1, bits=16, channels=1, rate=RATE, size=None, before=b""):
+    """A WAV file. size is the length that its header tells of."""
+    frame = channels * bits // 8
+    body = b"WAVE" + chunk(b"fmt ", struct.pack("<HHIIHH", code, channels, rate, rate * frame, frame, bits))
+    return chunk(b"RIFF", body + before + chunk(b"data", data, size), size)
+
+
+def pack(form, values):
+    return struct.pack(f"<{len(values)}{form}", *values)
+
+
+def s24(values):
+    return b"".join(struct.pack("<i", value)[:3] for value in values)
+
+
+def au(values):
+    return b".snd" + struct.pack(">5I", 24, 2 * len(values), 3, RATE, 1) + struct.pack(f">{len(values)}h", *values)
+
+
+def tones(*parts, seconds=1.5, noise=1):
+    """Sum of (Hz, amplitude) in 16 bits, with noise of a few units."""
+    dice = random.Random(1)
+    return [round(sum(a * math.cos(2 * math.pi * f * k / RATE) for f, a in parts) + dice.gauss(0, noise))
+            for k in range(int(seconds * RATE))]
+
+
+def am(carrier, level, tone=1000):
+    return tones((carrier, level), (carrier - tone, level / 4), (carrier + tone, level / 4))
+
+
+def fm(carrier, deviation, tone=1000):
+    return [round(8000 * math.cos(2 * math.pi * carrier * k / RATE + deviation / tone * math.sin(
+        2 * math.pi * tone * k / RATE))) for k in range(int(1.5 * RATE))]
+
+
+def tone_of(audio, rate, hz):
+    """Complex amplitude of a tone, and the amplitude of all that isn't in it. The ends are left out."""
+    first = rate // 10
+    audio = audio[first:first + (len(audio) - 2 * first) // (rate // 100) * (rate // 100)]
+    mean = sum(audio) / len(audio)
+    found = 2 / len(audio) * sum((v - mean) * cmath.exp(-2j * math.pi * hz * (k + first) / rate)
+                                 for k, v in enumerate(audio))
+    power = sum((v - mean) ** 2 for v in audio) / len(audio)
+    return found, math.sqrt(max(2 * power - abs(found) ** 2, 1e-3))
+
+
+def receive(signal16, *arguments):
+    """Left channel, right channel, summary."""
+    done = run("receive", "-t", "raw", "-r", RATE, "--output-type", "raw", "--json", *arguments,
+               data=pack("h", signal16))
+    assert done.returncode == 0, done.stderr
+    audio = struct.unpack(f"<{len(done.stdout) // 2}h", done.stdout)
+    return audio[::2], audio[1::2], json.loads(done.stderr)
+
+
+BAND = am(6000, 8000)
+PLAIN = wav(pack("h", BAND))
+
+
+class Client(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        os.chdir(self.folder.name)
+        self.addCleanup(os.chdir, "/")
+
+    def one_line(self, done, status, *words):
+        text = done.stderr.decode()
+        self.assertEqual((done.returncode, text.count("\n"), done.stdout), (status, 1, b""), text)
+        self.assertTrue(text.startswith("zovek: "), text)
+        for word in words:
+            self.assertIn(word, text)
+
+    def test_wrong_usage(self):
+        for line in ("", "tune", "receive", "receive -M cw", "receive -M am -f nan", "receive -M am -f -5",
+                     "receive -M am -f 1.5", "receive -M am -f 3x", "receive -M am --taps 2", "receive -M am --taps 3.5",
+                     "receive -M am --taps 1e9", "receive -M am --volume inf", "receive -M am --channel 0",
+                     "receive -M am -t raw", "receive -M am -r 48k", "receive -M am -t raw -r 0", "receive -M am --nothing",
+                     "receive -M am --offset 1500", "receive -M isb --agc", "receive -M fm --iq-agc",
+                     "receive -M usb --gain 1 --agc", "receive -M am -o x.wav --output-type mp3", "cpu extra"):
+            with self.subTest(line):
+                self.one_line(run(*line.split(), data=PLAIN), 2, "--help")
+
+    def test_what_cannot_be_done(self):
+        for data, line, why in ((PLAIN, "-f 12001", "12000"), (PLAIN, "-M usb -f 11.8k", "beyond"), (PLAIN, "-M lsb -f 0", "beyond"),
+                                (PLAIN, "missing.wav", "No such file"), (PLAIN, "/", "directory"),
+                                (b"no sound", "", "not an audio file"), (b"", "", "not an audio file"),
+                                (PLAIN[:20], "", "not an audio file"), (PLAIN, "--channel 2", "1 channel"),
+                                (PLAIN, "-o none/x.wav", "none/x.wav: No such file"), (PLAIN, "-o /dev/full", "space"),
+                                (PLAIN, "--audio-rate 1M", "384000 Hz")):
+            with self.subTest(line or data[:8]):
+                mode = [] if "-M" in line else ["-M", "am"]
+                self.one_line(run("receive", *mode, *line.split(), data=data), 1, why)
+        self.assertEqual(os.listdir(), [])
+
+    def test_same_samples_same_audio(self):
+        """However 16-bit samples come in, the same bytes go out."""
+        other = [0] * len(BAND)
+        pair = [v for both in zip(other, BAND) for v in both]
+        note = chunk(b"LIST", b"INFO" + bytes(3000))
+        expected = run("receive", "-M", "am", "-f", "6k", "--output-type", "raw", data=PLAIN).stdout
+        self.assertEqual(len(expected), 4 * 12000 * 3 // 2)
+        for name, data, line in (
+                ("24 bits", wav(s24([256 * v for v in BAND]), bits=24), ""),
+                ("32 bits", wav(pack("i", [65536 * v for v in BAND]), bits=32), ""),
+                ("float", wav(pack("f", [v / 32768 for v in BAND]), 3, 32), ""),
+                ("double", wav(pack("d", [v / 32768 for v in BAND]), 3, 64), ""),
+                ("AU", au(BAND), ""), ("raw", pack("h", BAND), "-t raw -r 24k"), ("raw", pack("h", BAND), "-t raw -r 0.024M"),
+                ("second channel", wav(pack("h", pair), channels=2), "--channel 2"),
+                ("second raw channel", pack("h", pair), "-t raw -r 24k --channels 2 --channel 2"),
+                ("a chunk before", wav(pack("h", BAND), before=note), ""),
+                ("to the end", wav(pack("h", BAND), size=0x7ffff000), ""),
+                ("to the end, unsigned", wav(pack("h", BAND), size=0xffffffff, before=note), "")):
+            with open("band", "wb") as file:
+                file.write(data)
+            for path in ("band", "-"):
+                with self.subTest(f"{name} from {path}"):
+                    done = run("receive", path, "-M", "am", "-f", "6000", "--output-type", "raw", "--json", *line.split(),
+                               data=data)
+                    self.assertTrue(done.stdout == expected, done.stderr)
+                    self.assertFalse(json.loads(done.stderr)["truncated"])
+
+    def test_other_formats_are_rounded_and_saturated(self):
+        wide = [(0x7fffff, 32767), (0x7fff7f, 32767), (127, 0), (128, 1), (-128, 0), (-129, -1), (-0x800000, -32768)]
+        real = [(2, 32767), (-3, -32768), (math.nan, 0), (1, 32767), (0.6 / 32768, 1), (-0.4 / 32768, 0)]
+        for name, form, code, bits, pairs in (("24", s24, 1, 24, wide), ("float", lambda v: pack("f", v), 3, 32, real),
+                                              ("u8", bytes, 1, 8, [(v, 256 * (v - 128)) for v in (0, 1, 128, 200, 255)])):
+            with self.subTest(name):
+                dice = random.Random(2)
+                drawn = [dice.choice(pairs) for _ in range(9000)]
+                outputs = [run("receive", "-M", "usb", "-f", "3k", "--gain", "1", "--output-type", "raw", data=data).stdout
+                           for data in (wav(form([a for a, b in drawn]), code, bits), wav(pack("h", [b for a, b in drawn])))]
+                self.assertTrue(outputs[0] == outputs[1] and len(outputs[0]) == 18000)
+
+    def test_outputs(self):
+        """A file, a file that is replaced, a pipe and raw hold the same audio; only the file knows its length."""
+        with open("old.wav", "wb") as file:
+            file.write(b"old")
+        os.symlink("old.wav", "link.wav")
+        for path in ("new.wav", "link.wav", "new.raw"):
+            self.assertEqual(run("receive", "-M", "am", "-o", path, data=PLAIN).stdout, b"")
+        pipe = run("receive", "-M", "am", data=PLAIN).stdout
+        self.assertEqual(struct.unpack("<4sI4s", pipe[:12]), (b"RIFF", 0x7ffff024, b"WAVE"))
+        self.assertEqual(struct.unpack("<4sI", pipe[36:44]), (b"data", 0x7ffff000))
+        for path in ("new.wav", "link.wav"):
+            with wave.open(path) as file:
+                self.assertEqual(file.getparams()[:4], (2, 2, 12000, 18000))
+                self.assertTrue(file.readframes(18000) == pipe[44:])
+        with open("new.raw", "rb") as file:
+            self.assertTrue(file.read() == pipe[44:])
+        mono = run("receive", "-M", "am", "--mono", "--output-type", "raw", data=PLAIN).stdout
+        self.assertTrue(mono == b"".join(pipe[k:k + 2] for k in range(44, len(pipe), 4)))
+        self.assertTrue(os.path.islink("link.wav"))
+        self.assertEqual(sorted(os.listdir()), ["link.wav", "new.raw", "new.wav", "old.wav"])
+
+    def test_length_of_the_audio(self):
+        for samples in (0, 1, 2, 3, 8191, 8193, 24001, 36000):
+            for mode, rate in (("am", "12k"), ("isb", "12k"), ("sam", "9k"), ("fm", "40k")):
+                with self.subTest(f"{samples} {mode}"):
+                    _, _, summary = receive(BAND[:samples], "-M", mode, "--audio-rate", rate)
+                    self.assertEqual(summary["samples"], samples)
+                    self.assertAlmostEqual(summary["output_frames"], samples * summary["output_rate"] / RATE, delta=0.51)
+                    self.assertGreaterEqual(summary["output_rate"], float(rate[:-1]) * 1000)
+
+    def test_truncated(self):
+        for name, data, samples in (("WAV", PLAIN[:-10001], len(BAND) - 5001), ("AU", au(BAND)[:-2000], len(BAND) - 1000),
+                                    ("header alone", PLAIN[:44], 0), ("raw", pack("h", BAND[:500]) + b"x", 500)):
+            with self.subTest(name):
+                raw = "-t raw -r 24k".split() if name == "raw" else []
+                done = run("receive", "-M", "am", "-o", "x.wav", *raw, data=data)
+                self.assertIn(b"truncated", done.stderr)
+                self.assertIn(f"{samples} samples".encode(), done.stderr)
+                with wave.open("x.wav") as file:
+                    self.assertEqual((done.returncode, file.getnframes()), (0, (samples + 1) // 2))
+
+    def test_broken_pipe_is_quiet(self):
+        done = subprocess.run(f"'{CLIENT}' receive -M am -t raw -r 24k /dev/zero | head -c 100 | wc -c; echo ${{PIPESTATUS[0]}}",
+                              shell=True, executable="/bin/bash", capture_output=True, timeout=60)
+        self.assertEqual((done.stdout.split(), done.stderr), ([b"100", b"141"], b""))
+
+    def test_stopped_by_the_user(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            with subprocess.Popen([CLIENT, "receive", "-M", "am", "-t", "raw", "-r", "24k", "-o", "x.wav"],
+                                  stdin=subprocess.PIPE, stderr=subprocess.PIPE) as client:
+                client.stdin.write(pack("h", BAND))
+                client.stdin.flush()
+                while not any(name.startswith("x.wav.") and os.path.getsize(name) > 80 for name in os.listdir()):
+                    time.sleep(0.01)
+                client.send_signal(number)
+                text = client.stderr.read()
+                self.assertEqual(client.wait(20), 128 + number)
+            self.assertIn(b"stopped", text)
+            with wave.open("x.wav") as file:
+                self.assertGreaterEqual(file.getnframes(), 12000)
+            self.assertEqual(os.listdir(), ["x.wav"])
+
+    def test_every_mode_gives_its_tone(self):
+        """A tone of 1 kHz comes out clean, in time with the recording, and at the usual level."""
+        upper, lower = [(6000 + 1000, 500)], [(6000 - 1000, 500)]
+        for mode, band, channel in (("am", am(6000, 8000), 0), ("am", am(6000, 80), 0), ("sam", am(6000, 8000), 0),
+                                    ("sam", am(6007, 800), 0), ("usb", tones(*upper, (5200, 5000)), 0),
+                                    ("lsb", tones(*lower, (7500, 5000)), 0), ("isb", tones(*upper), 1),
+                                    ("isb", tones(*lower), 0), ("fm", fm(6000, 3000), 0)):
+            with self.subTest(f"{mode} {band[:3]}"):
+                *channels, summary = receive(band, "-M", mode, "-f", "6k")
+                tone, rest = tone_of(channels[channel], round(summary["output_rate"]), 1000)
+                self.assertGreater(20 * math.log10(abs(tone) / rest), 25 if band[0] < 200 else 32)
+                self.assertTrue(1000 < abs(tone) < 30000, abs(tone))
+                if mode == "isb":
+                    opposite, _ = tone_of(channels[1 - channel], 12000, 1000)
+                    self.assertGreater(20 * math.log10(abs(tone) / abs(opposite)), 40)
+                if mode in ("am", "sam"): # either sign of a synchronous detector
+                    late = math.degrees(cmath.phase(tone if mode == "am" else tone * tone)) / (1 if mode == "am" else 2)
+                    self.assertLess(abs(late), 16) # half a frame is 15 degrees
+
+    def test_summary_of_modes(self):
+        for offset in (-12, 0, 7):
+            _, _, summary = receive(am(6000 + offset, 4000), "-M", "sam", "-f", "6k")
+            self.assertTrue(summary["locked"])
+            self.assertAlmostEqual(summary["carrier_offset"], offset, delta=0.5)
+        noise = tones(noise=1000)
+        self.assertFalse(receive(noise, "-M", "sam")[2]["locked"])
+        self.assertGreater(receive(noise, "-M", "fm")[2]["noise_level"], 20 * receive(fm(6000, 3000), "-M", "fm")[2]["noise_level"])
+        self.assertEqual([receive([v, 0] * 9000, "-M", "am")[2]["overloads"] > 0 for v in (31999, -32000)], [False, True])
+
+    def test_cpu(self):
+        record = json.loads(run("cpu", "--json").stdout)
+        self.assertEqual(set(record["kernels"]), {"ZVFIR1616", "ZVFIR1632", "ZVFIR3232", "ZVFIR3232_Process2", "MemorySet_DWord"})
+        self.assertIn(record["brand"], run("cpu").stdout.decode())
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=1)

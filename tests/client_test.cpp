@@ -1,0 +1,88 @@
+// The client's pure parts: numbers as users write them, and the frequency plan of each mode.
+#include "../tools/zovek/command.h"
+#include "../tools/zovek/plan.h"
+#include "../tools/zovek/text.h"
+#include <cmath>
+#include <gtest/gtest.h>
+#include <zovek/demodulator.h>
+
+using namespace client;
+
+TEST(Quantity, TakesDecimalsAndSuffixes)
+{
+    const std::pair<const char*, double> good[] = {
+        {"48k", 48e3}, {"14.25k", 14250}, {"2.4M", 2.4e6}, {"1e3", 1000}, {"-6", -6}, {"0", 0}, {".5K", 500}};
+    for (const auto& [text, value] : good)
+        EXPECT_DOUBLE_EQ(parse_quantity(text).value_or(NAN), value) << text;
+    for (const char* text :
+         {"", "k", "nan", "inf", "-inf", "1e999", "48 k", "48kk", "4m", "0x10", "1,5", "+1"})
+        EXPECT_FALSE(parse_quantity(text)) << text;
+}
+
+TEST(Json, EscapesWhatItMust)
+{
+    JsonObject object;
+    object.add("a\"b", "x\\y\n")
+        .add("n", 0.25)
+        .add("i", int64_t(-3))
+        .add("none", std::nan(""))
+        .add("yes", true);
+    EXPECT_EQ(object.text(), R"({"a\"b": "x\\y\u000a", "n": 0.25, "i": -3, "none": null, "yes": true})");
+}
+
+// At every rate and in every mode: filters within their rates, no alias of what the post-mixer filter passes,
+// blocks that no call refuses.
+TEST(Plan, HoldsTogetherAtEveryRate)
+{
+    for (const int32_t rate : {8000, 11025, 12000, 44100, 48000, 96000, 192000, 250001, 2400000, 10000000})
+        for (const Mode mode : {Mode::am, Mode::sam, Mode::isb, Mode::usb, Mode::lsb, Mode::fm})
+            for (const double least : {0.0, 44100.0}) {
+                SCOPED_TRACE(std::to_string(rate) + " " + mode_names[int(mode)]);
+                Wishes wishes = {.mode = mode};
+                if (least > 0) wishes.audio_rate = least;
+                const Plan plan = make_plan(rate, wishes);
+                const double fs = double(rate) * plan.stuffing, transition = 5.5 * fs / plan.taps;
+                EXPECT_EQ(plan.station, rate / 4);
+                EXPECT_TRUE(plan.mixer > 0 && plan.mixer < rate / 2);
+                EXPECT_EQ(int64_t(plan.block) * plan.stuffing % plan.decimation, 0);
+                EXPECT_GE(plan.block, 8192);
+                EXPECT_GE(plan.audio_rate(),
+                          std::max(least, std::min<double>(rate, 2.2 * plan.audio_cutoff)));
+                EXPECT_LE(plan.audio_rate(), std::max(1.5 * least, 16000.0));
+                EXPECT_LT(plan.cutoff + transition / 2,
+                          plan.decimation > 1 ? plan.detector_rate() / 2 : fs / 2);
+                // Images of the zeros between samples lie beyond the audio filter.
+                if (plan.upsample > 1) {
+                    EXPECT_LT(plan.audio_cutoff, plan.detector_rate() - plan.cutoff - std::abs(plan.offset));
+                }
+                if (plan.mode == ZVDemodMode_SSB) {
+                    EXPECT_LT(plan.offset + plan.cutoff + transition / 2, plan.detector_rate() / 2);
+                }
+                if (mode == Mode::isb) {
+                    EXPECT_GT(plan.hilbert_taps, plan.detector_rate() / 62);
+                }
+                EXPECT_GT(plan.audio_gain, 0);
+                EXPECT_LT(plan.delay(), plan.filter_rate() / 5);
+            }
+}
+
+TEST(Plan, PlacesTheSideband)
+{
+    const auto plan = [](Mode mode, int32_t frequency, std::optional<double> bandwidth = {}) {
+        return make_plan(48000, {.mode = mode, .frequency = frequency, .bandwidth = bandwidth});
+    };
+    const Plan usb = plan(Mode::usb, 12000), lsb = plan(Mode::lsb, 12000), cw = plan(Mode::usb, 12000, 500);
+    EXPECT_EQ(usb.mixer, 13500); // 300 to 2700 Hz beside the carrier
+    EXPECT_EQ(lsb.mixer, 10500);
+    EXPECT_EQ(usb.sideband_sign, -lsb.sideband_sign);
+    EXPECT_EQ(usb.audio_cutoff, 3000);
+    EXPECT_EQ(cw.mixer, 12800);
+    EXPECT_LT(cw.cutoff, 300);
+    const Plan edge = plan(Mode::usb, 22000); // 22300 to 24000 Hz is left
+    EXPECT_EQ(edge.mixer, 23150);
+    EXPECT_TRUE(edge.narrowed);
+    for (const auto& [mode, frequency] :
+         {std::pair(Mode::usb, 23990), {Mode::lsb, 310}, {Mode::am, 5}, {Mode::fm, 24001}})
+        EXPECT_THROW(plan(mode, frequency), Failure);
+    EXPECT_THROW(make_plan(48000, {.audio_rate = 4e6}), Failure);
+}
