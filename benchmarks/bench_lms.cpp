@@ -1,5 +1,6 @@
-// LMS filter: samples a second by taps, signal and processor class, beside the obvious loop in C compiled for this
-// machine. Blocks of 4096. Quiet signals have many samples of 0, at which coefficients meet rounding ties.
+// LMS filter: samples a second by taps, signal and processor class, beside the obvious loop in C compiled for
+// this machine. Blocks of 4096. Quiet signals have many samples of 0, at which coefficients meet rounding
+// ties.
 #include "filter/lms_kernels.h"
 #include "obvious_lms.h"
 #include "support/processors.h"

@@ -1,5 +1,5 @@
-/* The LMS predictor as one would write it: block behind the history, sum, error, update of 16-bit coefficients in
- * double, history moved on. The work is that of ZVLMS1616. */
+/* The LMS predictor as one would write it: block behind the history, sum, error, update of 16-bit
+ * coefficients in double, history moved on. The work is that of ZVLMS1616. */
 #include "obvious_lms.h"
 #include <math.h>
 #include <string.h>

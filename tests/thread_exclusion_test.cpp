@@ -1,4 +1,5 @@
-// The recursive lock: counting on one thread, waiting on another, and exclusion under a storm of short entries.
+// The recursive lock: counting on one thread, waiting on another, and exclusion under a storm of short
+// entries.
 #include <atomic>
 #include <chrono>
 #include <gtest/gtest.h>
@@ -52,9 +53,9 @@ TEST_F(ThreadExclusion, WhatStoodInTheMemoryIsNoOwner)
     EXPECT_NE(reused.owner_thread, identity);
 }
 
-// The dangerous moment is when a thread has won the lock and not yet put its name there, and the holder before
-// enters again: it must not take itself for nested. Short entries meet it many times a second. Nested ones come
-// second, because a lock that fails the first round would hang in them.
+// The dangerous moment is when a thread has won the lock and not yet put its name there, and the holder
+// before enters again: it must not take itself for nested. Short entries meet it many times a second. Nested
+// ones come second, because a lock that fails the first round would hang in them.
 TEST_F(ThreadExclusion, NoTwoThreadsAreEverInside)
 {
     for (const bool nested : {false, true}) {

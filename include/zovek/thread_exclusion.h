@@ -1,6 +1,6 @@
-/* Thread exclusion: a small recursive lock, for a client that sets an object's parameters on one thread and runs
- * it on another. No system object stands behind it: a thread that waits tries again every millisecond, and
- * which of several waiting threads comes first is open. */
+/* Thread exclusion: a small recursive lock, for a client that sets an object's parameters on one thread and
+ * runs it on another. No system object stands behind it: a thread that waits tries again every millisecond,
+ * and which of several waiting threads comes first is open. */
 #ifndef ZOVEK_THREAD_EXCLUSION_H
 #define ZOVEK_THREAD_EXCLUSION_H
 #include <zovek/base.h>

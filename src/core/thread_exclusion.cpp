@@ -1,6 +1,6 @@
-// Recursive lock on two words. owner_thread holds a thread's identity only while that thread holds the lock, and
-// only that thread writes it there. So a thread that finds itself named is inside, whatever others do meanwhile,
-// and everyone else has to take the count from 0 to 1.
+// Recursive lock on two words. owner_thread holds a thread's identity only while that thread holds the lock,
+// and only that thread writes it there. So a thread that finds itself named is inside, whatever others do
+// meanwhile, and everyone else has to take the count from 0 to 1.
 #include "core/frame.h"
 #include "platform/platform.h"
 #include <atomic>

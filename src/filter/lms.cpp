@@ -1,5 +1,5 @@
-// LMS adaptive filter: object, streams, choice of kernel. History, input block, output and coefficients share one
-// block, and a window is a place in history and input that moves on by one sample.
+// LMS adaptive filter: object, streams, choice of kernel. History, input block, output and coefficients share
+// one block, and a window is a place in history and input that moves on by one sample.
 #include "core/blocks.h"
 #include "core/frame.h"
 #include "core/select.h"

@@ -36,7 +36,8 @@ OP bool within(Reals v, double limit) { return _mm512_cmp_pd_mask(v, all(limit),
 OP Words products(Words a, Words b) { return _mm512_madd_epi16(a, b); }
 OP Words add(Words a, Words b) { return _mm512_add_epi32(a, b); }
 
-// Upper halves of 64-bit lanes are 0 in sum, so the last step but one leaves the whole sum in every lower half.
+// Upper halves of 64-bit lanes are 0 in sum, so the last step but one leaves the whole sum in every lower
+// half.
 OP Errors errors(int32_t x, Words sum)
 {
     sum = add(sum, _mm512_shuffle_i64x2(sum, sum, 0b01'00'11'10));

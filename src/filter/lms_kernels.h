@@ -1,5 +1,5 @@
-// The frame of an LMS kernel, and the kernels. A kernel takes count samples at input_write to out and then moves
-// the history on. Only the sum of a window is their own; all store the same values to the bit.
+// The frame of an LMS kernel, and the kernels. A kernel takes count samples at input_write to out and then
+// moves the history on. Only the sum of a window is their own; all store the same values to the bit.
 #pragma once
 #include "core/real.h"
 #include "core/simd.h"
@@ -10,8 +10,8 @@
 namespace zv::lms {
 using Kernel = void (*)(ZVLMS1616* self, int16_t* out, uint32_t count);
 
-// The kernel in use. Starts at the chooser, which puts the kernel for the processor record in its place and goes
-// on there; threads that race through it store the same.
+// The kernel in use. Starts at the chooser, which puts the kernel for the processor record in its place and
+// goes on there; threads that race through it store the same.
 extern std::atomic<Kernel> lms_kernel;
 void choose(ZVLMS1616* self, int16_t* out, uint32_t count);
 
@@ -92,15 +92,17 @@ struct WideTables {
 constexpr uint64_t wide_tables_bytes(uint64_t taps) { return (3 * padded(taps) + piece) * sizeof(double); }
 WideTables wide_tables(const ZVLMS1616* self);
 
-// Whether doubles do for this call: coefficients kept at most twofold, and the power a whole number, which sums
-// and differences of squares then leave exact.
+// Whether doubles do for this call: coefficients kept at most twofold, and the power a whole number, which
+// sums and differences of squares then leave exact.
 bool wide_fits(const ZVLMS1616* self);
 
-// A coefficient before rounding, worked out in double, is less than 2^-32 off while it is in range: 2^17 (what two
-// terms can reach) times seven roundings of 2^-53. One closer than 2^-30 to a tie, or past the range, is in doubt.
+// A coefficient before rounding, worked out in double, is less than 2^-32 off while it is in range: 2^17
+// (what two terms can reach) times seven roundings of 2^-53. One closer than 2^-30 to a tie, or past the
+// range, is in doubt.
 inline constexpr double sure_fraction = 0.5 - 0x1p-30, sure_reach = 32767.25;
 
-// Works the coefficients in doubt out in extended precision, in tables.next, and returns the sum of the next window.
+// Works the coefficients in doubt out in extended precision, in tables.next, and returns the sum of the next
+// window.
 uint32_t settle(const WideTables& tables, uint32_t taps, const Update& update, const double* window,
                 const int16_t* next_window);
 } // namespace zv::lms

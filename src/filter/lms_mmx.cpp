@@ -1,5 +1,5 @@
-// The sum of a window on MMX, four products a step. Sums wrap at 32 bits as the plain one does, so the order of
-// adding is free.
+// The sum of a window on MMX, four products a step. Sums wrap at 32 bits as the plain one does, so the order
+// of adding is free.
 #include "core/mmx.h"
 #include "filter/lms_kernels.h"
 

@@ -1,5 +1,6 @@
-// LMS on wide vectors of doubles, once for all sets: each lms_<set>.cpp names its operations in a namespace of its
-// own and includes this file there. No include guard, for that reason. What the file must have defined:
+// LMS on wide vectors of doubles, once for all sets: each lms_<set>.cpp names its operations in a namespace
+// of its own and includes this file there. No include guard, for that reason. What the file must have
+// defined:
 //
 //   ZV_WIDE_SET               the set, as a target attribute
 //   Reals, lanes              lanes of double, and how many; + - * work on them
@@ -16,11 +17,12 @@
 //   Errors, errors(x, sum)    x - (s >> 15) in every lane, where s is all 32-bit lanes of sum together
 //   reals(errors), first(errors)
 //
-// The loop works one sample ahead: as it updates the coefficients with sample n it multiplies them with the window
-// of sample n + 1, so each is loaded and stored once a sample. A coefficient is worked out in double, and one that
-// double can't decide in extended precision, so all kernels agree to the bit.
+// The loop works one sample ahead: as it updates the coefficients with sample n it multiplies them with the
+// window of sample n + 1, so each is loaded and stored once a sample. A coefficient is worked out in double,
+// and one that double can't decide in extended precision, so all kernels agree to the bit.
 
-// Adding 1.5 * 2^52 rounds a double to a whole number, ties to even, which stands in the lowest bits of the sum.
+// Adding 1.5 * 2^52 rounds a double to a whole number, ties to even, which stands in the lowest bits of the
+// sum.
 constexpr double to_whole = 0x1.8p52;
 
 // All windows of a piece as doubles. What follows the last one is multiplied by 0, so it must be a number.
@@ -30,8 +32,8 @@ ZV_WIDE_SET void fill_window(const WideTables& tables, const int16_t* h16, uint3
     std::fill_n(tables.window + taps + count - 1, padded(taps) - taps, 0.0);
 }
 
-// Takes count samples, at most a piece, from x; the window of the first is h16. The coefficients are tables.past,
-// before and after.
+// Takes count samples, at most a piece, from x; the window of the first is h16. The coefficients are
+// tables.past, before and after.
 ZV_WIDE_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h16, const int16_t* x,
                            int16_t* out, uint32_t count)
 {
@@ -39,8 +41,8 @@ ZV_WIDE_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h
     const uint32_t taps = self->taps_count, last = (taps - 1) / both * both;
     const extended keep_exactly = 1 - extended(self->leakage), keep_bits = keep_exactly * 0x1p36L;
     const Reals keep = all(static_cast<double>(keep_exactly)), whole = all(to_whole);
-    // keep * c is exact if keep has few bits. Where nothing is added to it, by a sample or an error of 0, a tie is
-    // one for sure.
+    // keep * c is exact if keep has few bits. Where nothing is added to it, by a sample or an error of 0, a
+    // tie is one for sure.
     const bool exact = keep_bits == rintl(keep_bits);
     const Reals sure_sample = all(exact ? 0 : 0.5);
 
@@ -60,12 +62,13 @@ ZV_WIDE_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h
         out[n] = static_cast<int16_t>(self->output_error ? first(error) : x[n] - first(error));
 
         const double *past = tables.past, *window = tables.window + n;
+        double* const next = tables.next;
         const Reals gain = reals(error) * all(scale);
         Reals fraction = {}, reach = {};
         const auto update = [&](Words& sum, uint32_t i, Reals g) ZV_WIDE_SET {
             const Reals sample = load(window + i), value = multiply_add(g, sample, keep * load(past + i));
             const Reals shifted = value + whole, rounded = shifted - whole;
-            store(tables.next + i, rounded);
+            store(next + i, rounded);
             sum = add(sum, products(Words(shifted), samples(h16 + 1 + i)));
             fraction = larger(fraction, unless_equal(value - rounded, sample, sure_sample));
             reach = larger(reach, value);

@@ -1,4 +1,5 @@
-// Pitch shifter: a delay line and a Hilbert transformer side by side, and an oscillator that turns their pair.
+// Pitch shifter: a delay line and a Hilbert transformer side by side, and an oscillator that turns their
+// pair.
 #include "core/blocks.h"
 #include "core/frame.h"
 #include "filter/delay_line.h"

@@ -1,5 +1,5 @@
-// Frequency shift by the phasing method: out = upper half of 2 (H c + D s), with (c, s) the oscillator's place, H the
-// Hilbert filter of the stream and D the stream delayed to its middle.
+// Frequency shift by the phasing method: out = upper half of 2 (H c + D s), with (c, s) the oscillator's
+// place, H the Hilbert filter of the stream and D the stream delayed to its middle.
 #pragma once
 #include "delay_line.h"
 #include "fir.h"
