@@ -48,6 +48,7 @@ TEST(FskCorrDemod, EveryKernelStoresWhatTheModelStores)
         {9600, 300, 1200, 2400, tone(9000, 1200, 9600, 9000)}, // cosines that should be 0
         {48000, 45.45f, 2125, 2295, noise(9000, 2, 100)},
         {8000, 50000, 0, 4000, Signal(5000, -32768)}, // shortest window, magnitudes of full scale
+        {8000, 2000, 0, 4000, noise(5000, 7, 1000)},  // results in halves
         {11025, 1200, -1300, 1e6f, bursts(20000)},
     };
     for (const Named& kernel : kernels) {
@@ -83,6 +84,7 @@ TEST(FskCorrDemod, EveryKernelStoresWhatTheModelStores)
 TEST(FskCorrDemod, WorkedNumbers)
 {
     Demod demod;
+    EXPECT_EQ(demod.kernel, zv::wider_sets & zv::avx2 ? block_avx2 : block_sse2);
     EXPECT_TRUE(same(demod.run({1000, -9, 1000, -9, 1000, -9, 1000, -9, -9}, 2), {0, 4, 14, 33}));
     const struct {
         float rate, bits;

@@ -111,7 +111,7 @@ static ZVDataFormatter2* loop(ZVDataFormatter2* self, const Sample* in, int32_t 
 // ---- Edges by slope. Bit points count from the last edge. ----
 
 // A peak that falls toward the slope: to nearest of (1 - k) peak + k slope, ties to even. The usual case goes in
-// integers, 44 bits of fraction: good to 2^-26, so it holds where the sum is 2^-24 or more from a tie.
+// integers, 44 bits of fraction, good to 2^-26; it holds where the sum is more than 2^-24 from a tie.
 class Decay {
     extended k_;
     int64_t fixed_ = 0;
@@ -126,10 +126,10 @@ public:
     int32_t operator()(int32_t peak, int32_t slope) const
     {
         const int64_t gap = int64_t(slope) - peak;
-        const int64_t change = gap * fixed_ + one / 2;
-        const int64_t rest = change & (one - 1);
-        if (small_ && (gap + (1 << 17)) >> 18 == 0 && rest > near && rest < one - near)
-            return peak + static_cast<int32_t>(change >> 44);
+        if (small_ && (gap + (1 << 17)) >> 18 == 0) {
+            const int64_t change = gap * fixed_ + one / 2, rest = change & (one - 1);
+            if (rest > near && rest < one - near) return peak + static_cast<int32_t>(change >> 44);
+        }
         return to_nearest32((1 - k_) * peak + k_ * slope);
     }
 };

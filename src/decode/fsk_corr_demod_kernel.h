@@ -1,18 +1,18 @@
-// A block of the FSK correlator on vectors of four doubles, the four products of a sample in one. A file for an
-// instruction set includes this one with
-//   KERNEL  the kernel's name
-//   SET     the instruction set, at least SSE2
+// A block of the FSK correlator on vectors of four doubles, the four products of a sample in one. A kernel's file
+// defines SET, its instruction set (at least SSE2), includes this one and calls run(). All of it is internal to that
+// file, because each set compiles its own.
 //
 // The plain form decides wherever the error bound reaches a tie. With u = 2^-53: a factor is along * c +
 // across * s, four factors and three operations, each rounded once, so a product is good to 7 u |x|; the phases,
 // which both forms round in extended precision, add 2^-62 of the largest phase times |x|; a sum adds
-// 2 u (|sum| + |old product| + |x|). A result is good to 2^-35.
+// 2 u (|sum| + |old product| + |x|). A result is good to 2^-34.
 #include "core/simd.h"
 #include "decode/fsk_corr_demod.h"
 #include <algorithm>
 #include <emmintrin.h>
 
 namespace zv::fsk_corr_demod {
+namespace {
 using Quad = double __attribute__((vector_size(32), may_alias));
 using QuadBits = int64_t __attribute__((vector_size(32)));
 using Pair = double __attribute__((vector_size(16), may_alias));
@@ -26,7 +26,7 @@ struct Sums {
     ZV_TARGET(SET) ZV_INLINE bool correlate(float* slots, double x, const Quad& factors, double relative)
     {
         constexpr QuadBits magnitude = QuadBits{} + INT64_MAX;
-        const Quad all_x = Quad{} + x;
+        const Quad all_x = {x, x, x, x};
         const Quad product = factors * all_x, error = Quad(QuadBits(all_x) & magnitude) * relative;
         const Quad old = __builtin_convertvector(*(const Floats*)slots, Quad);
         const Quad sum = v + (product - old);
@@ -60,23 +60,23 @@ struct Sums {
 };
 
 // The results of a group, if none of them comes near a tie.
-ZV_TARGET(SET) static ZV_INLINE bool results(const double* powers, double scale, int16_t* out)
+ZV_TARGET(SET) ZV_INLINE bool results(const double* powers, double scale, int16_t* out)
 {
     alignas(32) double magnitude[2 * Group::size];
     for (int32_t j = 0; j < 2 * Group::size; ++j) magnitude[j] = __builtin_sqrt(powers[j]);
     int32_t sure = 1;
     for (int32_t j = 0; j < Group::size; ++j) {
-        const double up =
-            (magnitude[2 * j] - magnitude[2 * j + 1]) * scale + 32768.5; // floor(up) is 32768 too much
+        // Up by 32768, so that cutting rounds down; that bit goes off again at the end.
+        const double up = (magnitude[2 * j] - magnitude[2 * j + 1]) * scale + 32768.5;
         const auto whole = static_cast<int32_t>(up);
         const double rest = up - whole;
         sure &= (rest > 0x1p-30) & (rest < 1 - 0x1p-30) & (whole < 65536);
-        out[j] = static_cast<int16_t>(whole - 32768);
+        out[j] = static_cast<int16_t>(whole ^ 32768);
     }
     return sure;
 }
 
-ZV_TARGET(SET) void KERNEL(ZVFSKCorrDemod* self, int16_t* out, uint32_t count)
+ZV_TARGET(SET) ZV_INLINE void run(ZVFSKCorrDemod* self, int16_t* out, uint32_t count)
 {
     Block block(self, out, count);
     const Group group(block);
@@ -121,4 +121,5 @@ ZV_TARGET(SET) void KERNEL(ZVFSKCorrDemod* self, int16_t* out, uint32_t count)
     block.slots = slots;
     block.store();
 }
+} // namespace
 } // namespace zv::fsk_corr_demod
