@@ -40,6 +40,8 @@ const std::vector<Family> families = {
     FAMILY(ZVFSKCorrDemod16_Construct, ZVFSKCorrDemod_Destruct),
     FAMILY(ZVFSKDelayDemod16_Construct, ZVFSKDelayDemod_Destruct),
     FAMILY(ZVDataFormatter2_Construct, ZVDataFormatter2_Destruct),
+    FAMILY(ZVToneDetector_Construct, ZVToneDetector_Destruct),
+    FAMILY(ZVToneDetectorCorr16_Construct, ZVToneDetectorCorr_Destruct),
 };
 
 class Conventions : public testing::TestWithParam<Family> {

@@ -19,4 +19,6 @@
 #include <zovek/pixmap.h>
 #include <zovek/resampler.h>
 #include <zovek/thread_exclusion.h>
+#include <zovek/tone_detector.h>
+#include <zovek/tone_detector_corr.h>
 #endif

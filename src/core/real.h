@@ -11,6 +11,20 @@ using extended = long double;
 
 constexpr extended pi = std::numbers::pi_v<extended>;
 
+// Rounded to the width of a field by way of memory, so that x87 code keeps no spare bits.
+inline double as_double(extended x)
+{
+    auto field = static_cast<double>(x);
+    asm("" : "+m"(field));
+    return field;
+}
+inline float as_float(extended x)
+{
+    auto field = static_cast<float>(x);
+    asm("" : "+m"(field));
+    return field;
+}
+
 // To nearest, ties to even. A value out of the range, or not a number, gives the most negative one.
 inline int64_t to_nearest64(extended x) { return llrintl(x); }
 inline int32_t to_nearest32(extended x)

@@ -1,0 +1,201 @@
+// Correlating tone detector: object, table, and one block's road through correlator and low-pass.
+#include "core/blocks.h"
+#include "core/frame.h"
+#include "core/real.h"
+#include "core/select.h"
+#include "decode/tone_detector_corr_kernels.h"
+#include "filter/fir.h"
+#include <algorithm>
+#include <bit>
+#include <zovek/tone_detector_corr.h>
+
+namespace zv::tone_detector_corr {
+// ---- The choice ----
+struct Row {
+    When when;
+    Correlator plain, groups;
+};
+// clang-format off
+static constexpr Row rows[] = {
+    // processor                       side by side  in groups
+    {on(amd_f5m6, amd_f5m8, amd_f5m9), plain_scalar, groups_mmx},
+    {has(mmx, avx512vnni),             nullptr,      groups_vnni},
+    {has(mmx, avx512),                 nullptr,      groups_avx512},
+    {has(mmx, avx2),                   nullptr,      groups_avx2},
+    {has(mmx),                         nullptr,      groups_mmx},
+    {otherwise,                        plain_scalar, groups_scalar},
+};
+// clang-format on
+
+Correlator correlator_for(Layout layout)
+{
+    return select(rows, layout == Layout::plain ? &Row::plain : &Row::groups, *_CPU());
+}
+
+// The first entry of a table side by side is the scale (cos 0), that of a table in groups is 0 (sin 0). Only
+// windows above 131067 samples have a scale that rounds to 0, and then all entries are 0.
+static Layout layout_of(const int16_t* table) { return table[0] != 0 ? Layout::plain : Layout::groups; }
+
+// ---- Table and buffer ----
+static uint32_t positions_of(float tone_length, float sampling_rate)
+{
+    const int32_t rounded = to_nearest32(extended(tone_length) * sampling_rate + 0.5L);
+    return std::max(static_cast<uint32_t>(rounded), 4u);
+}
+
+static void place(ZVToneDetectorCorr* self) { self->input_write = self->buffer + (self->tone_samples - 1); }
+
+// Makes table and buffer hold these sizes; what stands in them stays. False and no change if they can't.
+static bool ensure(ZVToneDetectorCorr* self, uint32_t positions, uint32_t block)
+{
+    if (positions > self->table_capacity) {
+        const uint64_t bytes = 8 * uint64_t(positions);
+        void* table =
+            bytes <= UINT32_MAX ? MemoryReAlloc(self->table, static_cast<uint32_t>(bytes)) : nullptr;
+        if (!table) return false;
+        self->table = static_cast<int16_t*>(table);
+        self->table_capacity = positions;
+    }
+    const uint64_t bytes = sizeof(int16_t) * (uint64_t(block) + positions + slack);
+    void* buffer = bytes <= UINT32_MAX ? MemoryReAlloc(self->buffer, static_cast<uint32_t>(bytes)) : nullptr;
+    if (!buffer) return false;
+    self->buffer = static_cast<int16_t*>(buffer);
+    place(self);
+    return true;
+}
+
+static void resize(ZVToneDetectorCorr* self)
+{
+    if (ensure(self, self->tone_samples, self->buffer_size)) place(self);
+}
+
+// Positions side by side, zeros up to a whole group.
+static void fill(int16_t* table, uint32_t positions, extended step)
+{
+    const extended scale = 2 * 32767.0L / positions;
+    extended phase = 0;
+    for (uint32_t i = 0; i < positions; ++i, phase += step) {
+        table[2 * i] = to_nearest16(scale * cosl(phase));
+        table[2 * i + 1] = to_nearest16(scale * sinl(phase));
+    }
+    silence(table + 2 * size_t(positions), 2 * (-positions % 4));
+}
+
+static void bring_into_groups(int16_t* table, uint32_t positions)
+{
+    for (int16_t* group = table; group < table + 2 * size_t(positions); group += 8) {
+        int16_t pairs[8];
+        std::copy_n(group, 8, pairs);
+        for (int i = 0; i < 4; ++i) {
+            group[i] = pairs[2 * i + 1];
+            group[i + 4] = pairs[2 * i];
+        }
+    }
+}
+
+static void rebuild(ZVToneDetectorCorr* self)
+{
+    const uint32_t positions = positions_of(self->tone_length, self->sampling_rate);
+    if (!ensure(self, positions, self->buffer_size)) return;
+    const bool new_length = change(self->tone_samples, positions);
+    fill(self->table, positions, 2 * pi * self->tone_frequency / self->sampling_rate);
+    if (_CPU()->features & mmx) bring_into_groups(self->table, positions);
+    self->resize(self);
+    if (new_length) silence(self->buffer, positions - 1);
+}
+
+static void block(ZVToneDetectorCorr* self, int16_t* out, uint32_t count)
+{
+    if (count == 0) count = self->buffer_size;
+    ZVFIR* const filter = self->filter;
+    correlator_for(layout_of(self->table))(self->table, self->tone_samples, self->buffer,
+                                           static_cast<int16_t*>(filter->history_write), count);
+    MemoryCopy(self->buffer, self->buffer + count, (self->tone_samples - 1) * uint32_t(sizeof(int16_t)));
+    filter->kernel(filter, out, static_cast<int32_t>(count), 1);
+}
+
+static bool build(ZVToneDetectorCorr* self)
+{
+    *self = {.kernel = block,
+             .buffer_size = 512,
+             .tone_samples = 1, // no window yet
+             .sampling_rate = 22050,
+             .tone_length = 0.0001f,
+             .tone_frequency = 1200,
+             .rebuild = rebuild,
+             .resize = resize};
+    self->filter = ZVFIR1616_Construct(nullptr);
+    if (!self->filter) return false;
+    ZVFIR_FIRType(self->filter, 1);
+    ZVFIR_SamplingRate(self->filter, self->sampling_rate);
+    rebuild(self);
+    return self->buffer != nullptr;
+}
+
+static bool same_bits(float a, float b) { return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b); }
+} // namespace zv::tone_detector_corr
+
+using namespace zv;
+using namespace zv::tone_detector_corr;
+
+ZVToneDetectorCorr* ZVToneDetectorCorr16_Construct(ZVToneDetectorCorr* self)
+{
+    return construct(self, build, ZVToneDetectorCorr_Destruct);
+}
+
+void ZVToneDetectorCorr_Destruct(ZVToneDetectorCorr* self, uint32_t flags)
+{
+    if (!self) return;
+    MemoryFree(self->buffer);
+    MemoryFree(self->table);
+    ZVFIR_Destruct(self->filter, 1);
+    dismiss(self, flags);
+}
+
+void ZVToneDetectorCorr_BufferSize(ZVToneDetectorCorr* self, uint32_t samples)
+{
+    if (samples == self->buffer_size || !ensure(self, self->tone_samples, samples)) return;
+    if (!fir::reserve(self->filter, self->filter->taps_count, static_cast<int32_t>(samples))) return;
+    self->buffer_size = samples;
+    self->resize(self);
+    ZVFIR_BufferSize(self->filter, static_cast<int32_t>(samples));
+}
+
+void ZVToneDetectorCorr_SamplingRate(ZVToneDetectorCorr* self, float hz)
+{
+    if (same_bits(hz, self->sampling_rate)) return;
+    if (!ensure(self, positions_of(self->tone_length, hz), self->buffer_size)) return;
+    self->sampling_rate = hz;
+    self->rebuild(self);
+    ZVFIR_SamplingRate(self->filter, hz);
+}
+
+void ZVToneDetectorCorr_ToneLength(ZVToneDetectorCorr* self, float seconds)
+{
+    if (same_bits(seconds, self->tone_length)) return;
+    if (!ensure(self, positions_of(seconds, self->sampling_rate), self->buffer_size)) return;
+    self->tone_length = seconds;
+    self->rebuild(self);
+}
+
+void ZVToneDetectorCorr_ToneFrequency(ZVToneDetectorCorr* self, float hz)
+{
+    if (same_bits(hz, self->tone_frequency)) return;
+    self->tone_frequency = hz;
+    self->rebuild(self);
+    ZVFIR_CutOffHigh(self->filter, 0.5f * hz);
+}
+
+void ZVToneDetectorCorr16_Process_16_16(ZVToneDetectorCorr* self, const int16_t* in, int16_t* out,
+                                        uint32_t length, uint32_t step)
+{
+    for (uint32_t samples = length / step; samples > 0;) {
+        const uint32_t count = std::min(samples, self->buffer_size);
+        gather(self->input_write, in, static_cast<int32_t>(count), static_cast<int32_t>(step));
+        self->kernel(self, out, count);
+        if (!out) return;
+        out += count;
+        in += size_t(count) * step;
+        samples -= count;
+    }
+}

@@ -1,0 +1,69 @@
+// Tone correlation on wide vectors, once for all sets: each tone_detector_corr_<set>.cpp names its operations in
+// a namespace of its own and includes this file there. No include guard, for that reason. What the file must
+// have defined:
+//
+//   ZV_WIDE_SET     the set, as a target attribute
+//   Vector          lanes of 32 bits
+//   lanes           how many
+//   unroll          vectors of results at a time
+//   load(p)         2 * lanes 16-bit values, from any address
+//   all(v)          a 32-bit value in every lane
+//   multiply_add(sum, a, b)   sum + products of 16-bit values, added in pairs
+//   store(to, sine, cosine, odd_sine, odd_cosine)   2 * lanes results of the sums of even and of odd ones
+//
+// Lanes are results, not positions, so no sum runs across lanes: a load at an even offset u from the window of
+// result 2i is the pairs x[2i+u], x[2i+u+1]. With the entries u, u+1 in every lane it goes to the sums of even
+// results, with the entries u-1, u to those of odd results.
+
+// Sums of a vector of results.
+struct Sums {
+    Vector sine, cosine;
+};
+
+ZV_WIDE_SET ZV_INLINE Vector pair(int16_t first, int16_t second)
+{
+    return all(static_cast<int32_t>(uint16_t(first) | uint32_t(uint16_t(second)) << 16));
+}
+
+// Reads 2 * lanes * Vectors samples from each offset up to the number of positions, rounded up to a group.
+template <int Vectors>
+ZV_WIDE_SET void correlate(const int16_t* table, uint32_t groups, const int16_t* x, int16_t* to)
+{
+    Sums even[Vectors] = {}, odd[Vectors] = {};
+    const auto take = [&](Sums(&sums)[Vectors], const int16_t* from, Vector sine, Vector cosine) ZV_WIDE_SET
+        __attribute__((always_inline))
+    {
+#pragma GCC unroll 4
+        for (int v = 0; v < Vectors; ++v) {
+            const Vector samples = load(from + 2 * lanes * v);
+            sums[v].sine = multiply_add(sums[v].sine, samples, sine);
+            sums[v].cosine = multiply_add(sums[v].cosine, samples, cosine);
+        }
+    };
+    int16_t last_sine = 0, last_cosine = 0;
+    for (uint32_t g = 0; g < groups; ++g, x += 4, table += 8) {
+        const int16_t *sine = table, *cosine = table + 4;
+        take(even, x, pair(sine[0], sine[1]), pair(cosine[0], cosine[1]));
+        take(odd, x, pair(last_sine, sine[0]), pair(last_cosine, cosine[0]));
+        take(even, x + 2, pair(sine[2], sine[3]), pair(cosine[2], cosine[3]));
+        take(odd, x + 2, pair(sine[1], sine[2]), pair(cosine[1], cosine[2]));
+        last_sine = sine[3], last_cosine = cosine[3];
+    }
+    take(odd, x, pair(last_sine, 0), pair(last_cosine, 0));
+#pragma GCC unroll 4
+    for (int v = 0; v < Vectors; ++v)
+        store(to + 2 * lanes * v, even[v].sine, even[v].cosine, odd[v].sine, odd[v].cosine);
+}
+
+ZV_WIDE_SET inline void correlate_block(const int16_t* table, uint32_t positions, const int16_t* x,
+                                        int16_t* to, uint32_t count)
+{
+    constexpr uint32_t one = 2 * lanes, whole = one * unroll;
+    const uint32_t groups = (positions + 3) / 4;
+    for (; count >= whole; count -= whole, x += whole, to += whole) correlate<unroll>(table, groups, x, to);
+    for (; count >= one; count -= one, x += one, to += one) correlate<1>(table, groups, x, to);
+    if (count == 0) return;
+    int16_t results[one];
+    correlate<1>(table, groups, x, results);
+    __builtin_memcpy(to, results, count * sizeof *to);
+}
