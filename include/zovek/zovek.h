@@ -9,6 +9,7 @@
 #include <zovek/data_formatter.h>
 #include <zovek/delay_line.h>
 #include <zovek/demodulator.h>
+#include <zovek/extract.h>
 #include <zovek/fir.h>
 #include <zovek/fsk_corr_demod.h>
 #include <zovek/fsk_delay_demod.h>

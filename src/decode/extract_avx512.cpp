@@ -1,0 +1,30 @@
+// Autocorrelation, envelope and frequency on AVX-512.
+#include "core/avx512.h"
+#include "decode/extract_kernels.h"
+#include "decode/extract_loops.h"
+
+#define ZV_WIDE_SET ZV_TARGET("avx512f,avx512bw,avx512dq,avx512vl")
+
+namespace zv::extract {
+namespace {
+using Vector = __m512d;
+constexpr int32_t lanes = 8;
+ZV_WIDE_SET ZV_INLINE Vector widen(const float* p) { return _mm512_cvtps_pd(_mm256_loadu_ps(p)); }
+#include "decode/extract_wide.h"
+} // namespace
+
+ZV_WIDE_SET void correlate_avx512(const float* in, float* out, int32_t length, int32_t lags)
+{
+    correlate(in, out, length, lags);
+}
+
+ZV_WIDE_SET long double amplitude_avx512(const int16_t* in, float* out, uint32_t count)
+{
+    return amplitude_of(in, out, count);
+}
+
+ZV_WIDE_SET void frequencies_avx512(const int16_t* in, float* out, uint32_t count, double scale)
+{
+    frequencies_of(in, out, count, scale);
+}
+} // namespace zv::extract
