@@ -49,18 +49,28 @@ TEST(Plan, HoldsTogetherAtEveryRate)
                 EXPECT_GE(plan.audio_rate(),
                           std::max(least, std::min<double>(rate, 2.2 * plan.audio_cutoff)));
                 EXPECT_LE(plan.audio_rate(), std::max(1.5 * least, 16000.0));
-                EXPECT_LT(plan.cutoff + transition / 2,
-                          plan.decimation > 1 ? plan.detector_rate() / 2 : fs / 2);
+                // What is kept in the end reaches so far from the mixer; what the first filter lets through beyond
+                // must not come down upon it.
+                const double channel = plan.channel_taps ? 5.5 * plan.detector_rate() / plan.channel_taps : 0;
+                const double reach =
+                    channel > 0 ? plan.channel_cutoff + channel / 2 : plan.cutoff + transition / 2;
+                EXPECT_LT(plan.taps, 8000);
+                EXPECT_LT(reach, plan.detector_rate() / 2);
+                if (plan.decimation > 1) {
+                    EXPECT_LE(plan.cutoff + transition / 2, plan.detector_rate() - reach + 1);
+                }
                 // Images of the zeros between samples lie beyond the audio filter.
                 if (plan.upsample > 1) {
-                    EXPECT_LT(plan.audio_cutoff, plan.detector_rate() - plan.cutoff - std::abs(plan.offset));
+                    EXPECT_LT(plan.audio_cutoff, plan.detector_rate() - reach - plan.offset);
                 }
                 if (plan.mode == ZVDemodMode_SSB) {
-                    EXPECT_LT(plan.offset + plan.cutoff + transition / 2, plan.detector_rate() / 2);
+                    EXPECT_LT(plan.offset + reach, plan.detector_rate() / 2);
                 }
                 if (mode == Mode::isb) {
                     EXPECT_GT(plan.hilbert_taps, plan.detector_rate() / 62);
                 }
+                EXPECT_LE(plan.detector_rate(),
+                          std::max(132000.0, rate < 50000 ? 4.0 * rate : 0)); // no needless work
                 EXPECT_GT(plan.audio_gain, 0);
                 EXPECT_LT(plan.delay(), plan.filter_rate() / 5);
             }

@@ -31,6 +31,9 @@ constexpr Row rows[] = {
 };
 // clang-format on
 
+// A filter of more taps than this is cut in two: with 16 bits its taps come close to their rounding, and its stop
+// band rises above -55 dB.
+constexpr int32_t most_exact_taps = 2000;
 constexpr double lowest_audio = 300;     // Hz: lower edge of a sideband of speech
 constexpr double audio_transition = 700; // Hz
 constexpr double lowest_separated = 120; // Hz: ISB keeps its sidebands apart from here on
@@ -45,8 +48,8 @@ std::string hz(double value) { return number(value) + " Hz"; }
 
 // Zeros, D, U and the frames that are kept, so that the detector runs at least_detector_rate at least, and the
 // audio is written at the lowest rate that is at least_audio_rate. A rate in whole Hz is preferred within a tenth,
-// as a file can't tell of another. Among equals D is the largest: what stands behind the filters costs by the
-// detector sample.
+// as a file can't tell of another. Among rates within a hundredth D is the largest: what stands behind the filters
+// costs by the detector sample.
 void choose_rates(Plan& plan, double least_detector_rate, double least_audio_rate, uint32_t most_upsample)
 {
     plan.stuffing = std::clamp(int32_t(std::ceil(least_detector_rate / plan.rate)), 1, 4);
@@ -57,7 +60,7 @@ void choose_rates(Plan& plan, double least_detector_rate, double least_audio_rat
             const int32_t most = int32_t(fs * u / d / least_audio_rate);
             for (int32_t keep = std::max(1, most - 8); keep <= most; ++keep) {
                 const double rate = fs * u / d / keep, cost = rate == std::floor(rate) ? rate : 1.1 * rate;
-                if (best > 0 && cost >= best) continue;
+                if (best > 0 && cost >= 0.99 * best) continue;
                 best = cost;
                 plan.decimation = d;
                 plan.upsample = u;
@@ -76,8 +79,9 @@ void choose_rates(Plan& plan, double least_detector_rate, double least_audio_rat
 int64_t Plan::delay() const
 {
     const double post = (taps | 1) / 2 / (double(rate) * stuffing), audio = audio_taps / 2 / filter_rate();
+    const double channel = channel_taps / 2 / detector_rate();
     const double hilbert = mode == ZVDemodMode_ISB ? hilbert_taps / 2 / detector_rate() : 0;
-    return std::llround((post + hilbert + audio) * filter_rate());
+    return std::llround((post + channel + hilbert + audio) * filter_rate());
 }
 
 Plan make_plan(int32_t rate, const Wishes& wishes)
@@ -116,24 +120,34 @@ Plan make_plan(int32_t rate, const Wishes& wishes)
     plan.audio_cutoff = wishes.audio_cutoff.value_or(row.audio_cutoff > 0 ? row.audio_cutoff
                                                      : ssb                ? 2.0 * plan.offset
                                                                           : plan.cutoff);
-    const double least = std::max(row.detector_rate * width, ssb ? 4.0 * plan.offset : 0.0);
+    const double transition = row.transition * width;
+    const bool two_stages = !wishes.taps && taps_for(rate, transition) > most_exact_taps;
+    double least = std::max(row.detector_rate * width, ssb ? 4.0 * plan.offset : 0.0);
+    if (two_stages) least = std::min<double>(std::max({least, 4 * width, 24000.0}), rate);
     if (wishes.audio_rate)
         choose_rates(plan, least, *wishes.audio_rate, 16);
     else // the carrier loop is as fast as its rate, and better slow
         choose_rates(plan, least, std::min<double>(std::max(12000.0, 2.2 * plan.audio_cutoff), rate),
                      row.mode == ZVDemodMode_SyncAM ? 2 : 1);
 
-    plan.taps = wishes.taps.value_or(taps_for(double(rate) * plan.stuffing, row.transition * width));
+    const double fs = double(rate) * plan.stuffing, edge = plan.cutoff + transition / 2;
+    plan.taps = wishes.taps.value_or(taps_for(fs, transition));
+    if (two_stages) { // the first stage keeps the station free of aliases, the second cuts it out
+        plan.channel_cutoff = plan.cutoff;
+        plan.channel_taps = taps_for(plan.detector_rate(), transition);
+        plan.cutoff = plan.detector_rate() / 2;
+        plan.taps = taps_for(fs, plan.detector_rate() - 2 * edge);
+    }
     plan.audio_taps = taps_for(plan.filter_rate(), audio_transition);
     plan.hilbert_taps = std::max(101, int32_t(2 * plan.detector_rate() / lowest_separated)) | 1;
     plan.noise_taps = taps_for(plan.detector_rate(), 4000);
 
-    // Full scale over the audio's peaks. Carrier and modulation share the peak of an AM station, unless the
-    // carrier fades, for which synchronous AM leaves room. A sideband comes
-    // out of the phasing method at twice its level; speech in it stays a third below the target. An FM station's
-    // deviation is what its bandwidth leaves beside the audio.
+    // Full scale over the audio's peaks. Carrier and modulation share the peak of an AM station, unless the carrier
+    // fades, for which synchronous AM leaves room. A sideband comes out of the phasing method at twice its level,
+    // and speech has the room that receiver.cpp leaves it. An FM station's deviation is what its bandwidth leaves
+    // beside the audio.
     const double target = std::pow(10, target_level_db / 10);
-    plan.carrier_lift = plan.mode == ZVDemodMode_SyncAM ? 4 : 1;
+    plan.carrier_lift = plan.mode == ZVDemodMode_SyncAM ? 5 : 1;
     switch (plan.mode) {
     case ZVDemodMode_AM:
         plan.audio_gain = std::sqrt(2) / target;
@@ -163,6 +177,8 @@ std::string explain(const Plan& plan)
             factor(" x ", plan.stuffing) + " Hz";
     text += "; detector at " + number(plan.rate) + factor(" x ", plan.stuffing) +
             factor(" / ", plan.decimation) + " = " + hz(plan.detector_rate());
+    if (plan.channel_taps)
+        text += "; low-pass " + hz(plan.channel_cutoff) + ", " + number(plan.channel_taps) + " taps";
     if (plan.mode == ZVDemodMode_ISB) text += "; Hilbert " + number(plan.hilbert_taps) + " taps";
     if (ssb) text += "; second oscillator " + hz(plan.offset);
     text += "; audio low-pass " + hz(plan.audio_cutoff) + ", " + number(plan.audio_taps) + " taps";

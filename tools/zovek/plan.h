@@ -35,6 +35,8 @@ struct Plan {
     double width;          // of the station, Hz
     double cutoff;         // post-mixer filters, Hz
     double audio_cutoff;   // audio filters, Hz
+    double channel_cutoff; // channel filter behind the decimation, Hz
+    int32_t channel_taps;  // of the channel filter; 0: the post-mixer filters alone cut the station out
     int32_t taps, audio_taps, hilbert_taps, noise_taps;
     double audio_gain;   // brings the largest expected audio to full scale
     double carrier_lift; // synchronous AM: carrier over sidebands

@@ -46,6 +46,10 @@ Receiver::Receiver(const Plan& plan, const Level& level)
         radio->isb_filter->taps_count != plan.hilbert_taps)
         throw std::bad_alloc();
 
+    if (plan.channel_taps) {
+        channel_i_.emplace(plan.detector_rate(), plan.channel_cutoff, plan.channel_taps);
+        channel_q_ = channel_i_;
+    }
     radio->filtered_callback = prepare;
     radio->filtered_context = this;
     radio->noise_measure_enabled = plan.mode == ZVDemodMode_FM;
@@ -65,13 +69,17 @@ Receiver::Receiver(const Plan& plan, const Level& level)
 void Receiver::prepare(void* self, ZVDemodulator* radio, int32_t count, void* i_data, void* q_data)
 {
     auto *i = static_cast<int32_t*>(i_data), *q = static_cast<int32_t*>(q_data);
+    auto* receiver = static_cast<Receiver*>(self);
     // The mixer rounds down, half a unit of 16 bits on average: in a sideband a faint whistle at the offset.
     constexpr int32_t half = 1 << 15;
     for (int32_t k = 0; k < count; ++k) {
         i[k] += i[k] < INT32_MAX - half ? half : 0;
         q[k] += q[k] < INT32_MAX - half ? half : 0;
     }
-    auto* receiver = static_cast<Receiver*>(self);
+    if (receiver->channel_i_) {
+        receiver->channel_i_->process(i, size_t(count));
+        receiver->channel_q_->process(q, size_t(count));
+    }
     if (receiver->measuring_) receiver->measure(count, i, q);
     if (radio->mode == ZVDemodMode_SyncAM) receiver->raise_carrier(count, i, q);
     if (radio->mode ==

@@ -1,6 +1,7 @@
 // The library's demodulator as a plan sets it up, with what the client does between its filters and its
 // detector.
 #pragma once
+#include "channel.h"
 #include "plan.h"
 #include <complex>
 #include <cstdint>
@@ -51,6 +52,7 @@ private:
     const Plan plan_;
     const Level level_;
     std::unique_ptr<ZVDemodulator, void (*)(ZVDemodulator*)> radio_;
+    std::optional<ChannelFilter> channel_i_, channel_q_;
     std::vector<int16_t> band_; // one channel, with zeros as the plan wants them
     std::vector<int16_t> audio_;
     int64_t next_ = 0; // frame of the demodulator's output, seen from the next block, to be kept
