@@ -10,6 +10,8 @@
 #include <zovek/delay_line.h>
 #include <zovek/demodulator.h>
 #include <zovek/extract.h>
+#include <zovek/fft.h>
+#include <zovek/fft2_float.h>
 #include <zovek/fir.h>
 #include <zovek/fsk_corr_demod.h>
 #include <zovek/fsk_delay_demod.h>

@@ -7,6 +7,13 @@
 #define ZV_TARGET(set) __attribute__((target(set)))
 #define ZV_INLINE      inline __attribute__((always_inline))
 
+// A kernel that clients reach through a record's code pointer realigns the stack on i386, as exports do.
+#if defined(__i386__)
+#define ZV_ENTRY __attribute__((force_align_arg_pointer))
+#else
+#define ZV_ENTRY
+#endif
+
 namespace zv {
 // Leaves the floating-point unit usable at the end of a scope that ran MMX code.
 struct MmxScope {
