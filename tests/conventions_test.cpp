@@ -31,6 +31,8 @@ const std::vector<Family> families = {
     FAMILY(ZVDelayLine32_Construct, ZVDelayLine_Destruct),
     FAMILY(ZVNotchFilter2_Construct, ZVNotchFilter2_Destruct),
     FAMILY(ZVLMS1616_Construct, ZVLMS_Destruct),
+    FAMILY(ZVFFT_Construct, ZVFFT_Destruct),
+    FAMILY(ZVFFT2Float_Construct, ZVFFT_Destruct),
     FAMILY(ZVAGC_Construct, ZVAGC_Destruct),
     FAMILY(ZVDemodulator16_Construct, ZVDemodulator_Destruct),
     FAMILY(ZVDynamicPixMap_Construct, ZVDynamicPixMap_Destruct),

@@ -1,5 +1,6 @@
 // The choice of kernels by processor, stated a second time, as names.
 #include "filter/fir_kernels.h"
+#include "spectrum/fft_kernels.h"
 #include "support/processors.h"
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -64,6 +65,42 @@ TEST(Select, FirKernels)
         EXPECT_EQ(chosen(ZVFIR3232_Construct), std::string("fir3232_") + row.k3232);
         const bool exact = std::string(row.process2) == "exact";
         EXPECT_EQ(zv::fir::process2(), exact ? zv::fir::process2_exact : zv::fir::process2_high);
+    }
+}
+struct FftChoice {
+    uint32_t classification, features, sets;
+    const char *single, *twice;
+};
+
+// clang-format off
+constexpr FftChoice fft_choices[] = {
+    {0x20006001, all,     avx2 | avx512, "3dnow",     "avx512"},
+    {0x20006002, neither, 0,             "3dnow",     "portable"},
+    {0x20007000, neither, 0,             "3dnow_ext", "portable"},
+    {0x20008000, sse2,    0,             "3dnow_ext", "sse2"},
+    {0x20006000, mmx,     avx2 | avx512, "portable",  "portable"},
+    {0x20005001, sse2,    0,             "sse2",      "sse2"},
+    {0x10000000, sse2,    avx2,          "avx2",      "avx2"},
+    {0x20000000, sse2,    avx2 | avx512, "avx512",    "avx512"},
+    {0x10006003, ~sse2,   avx2 | avx512, "portable",  "portable"},
+};
+// clang-format on
+
+TEST(Select, Spectra)
+{
+    for (const FftChoice& row : fft_choices) {
+        SCOPED_TRACE(testing::Message() << std::hex << row.classification << ' ' << row.features);
+        const test::OnProcessor as(row.classification, row.features, row.sets);
+        const zv::fft::Kernel& chosen = zv::fft::choose_float();
+        EXPECT_STREQ(chosen.name, row.single);
+        EXPECT_STREQ(zv::fft::choose_double().name, row.twice);
+        ZVFFT fft;
+        ZVFFT2Float_Construct(&fft);
+        ZVFFT_Destruct(&fft, 0);
+        EXPECT_EQ(fft.compute_16, chosen.real_16);
+        EXPECT_EQ(fft.compute_32, chosen.real_32);
+        EXPECT_EQ(fft.compute_band_16, chosen.band_16);
+        EXPECT_EQ(fft.compute_band_32, chosen.band_32);
     }
 }
 } // namespace
