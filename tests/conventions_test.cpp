@@ -44,6 +44,7 @@ const std::vector<Family> families = {
     FAMILY(ZVDataFormatter2_Construct, ZVDataFormatter2_Destruct),
     FAMILY(ZVToneDetector_Construct, ZVToneDetector_Destruct),
     FAMILY(ZVToneDetectorCorr16_Construct, ZVToneDetectorCorr_Destruct),
+    FAMILY(ZVString_Construct, ZVString_Destruct),
 };
 
 class Conventions : public testing::TestWithParam<Family> {

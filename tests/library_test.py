@@ -48,6 +48,21 @@ class Library(unittest.TestCase):
         self.assertLessEqual(needed, {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2"})
         self.assertIn("libzovek.so.1", output("readelf", "-d", LIBRARY))
 
+    def test_the_current_directory_is_the_systems(self):
+        if os.environ.get("ZOVEK_SANITIZE"):
+            self.skipTest("sanitizers must be loaded first")
+        program = ("import ctypes, os, sys\n"
+                   "class ZVString(ctypes.Structure):\n"
+                   "    _fields_ = [('text', ctypes.c_char_p), ('length', ctypes.c_int32), ('capacity', ctypes.c_uint32)]\n"
+                   "string, library = ctypes.byref(ZVString()), ctypes.CDLL(sys.argv[1])\n"
+                   "library.ZVString_Construct(string)\n"
+                   "library.ZVString_Set_CurrentDirectory(string)\n"
+                   "assert string._obj.text == os.getcwdb() and string._obj.length == len(os.getcwdb())\n")
+        with tempfile.TemporaryDirectory() as folder:
+            deep = pathlib.Path(folder, *["d" * 200] * 15)
+            deep.mkdir(parents=True)
+            subprocess.run(["/usr/bin/python3", "-c", program, LIBRARY.resolve()], cwd=deep, check=True)
+
     def test_each_header_compiles_alone_as_c99_and_as_cpp20(self):
         with tempfile.TemporaryDirectory() as folder:
             for header in HEADERS:

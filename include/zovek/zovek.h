@@ -21,6 +21,7 @@
 #include <zovek/pitch_shift.h>
 #include <zovek/pixmap.h>
 #include <zovek/resampler.h>
+#include <zovek/string.h>
 #include <zovek/text.h>
 #include <zovek/thread_exclusion.h>
 #include <zovek/tone_detector.h>

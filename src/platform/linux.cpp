@@ -3,6 +3,7 @@
 #include "platform/platform.h"
 #include <malloc.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
@@ -32,4 +33,14 @@ uint64_t counter()
 }
 
 uint64_t counter_rate() { return 1'000'000'000; }
+
+uint32_t current_directory(uint32_t size, char* buffer)
+{
+    char* name = getcwd(nullptr, 0); // a name of any length, from malloc
+    if (!name) return 0;
+    const auto need = static_cast<uint32_t>(strlen(name) + 1);
+    if (need <= size) memcpy(buffer, name, need);
+    free(name);
+    return need;
+}
 } // namespace zv::platform

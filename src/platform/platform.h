@@ -28,4 +28,13 @@ uint32_t thread_identity();
 // A counter that never runs backwards, and its ticks a second.
 uint64_t counter();
 uint64_t counter_rate();
+
+// ---- Texts of the system. Each call gives the bytes that the text needs, terminator included, or 0 when it
+// can't be had, and writes the text to buffer if size is at least that. With size 0, buffer may be null. ----
+
+// The name of the current directory.
+uint32_t current_directory(uint32_t size, char* buffer);
+// A value by key and name: the settings that the user or the system keeps for programs. root is one of the keys
+// that are always open (ZV_HKEY_... in zovek/string.h) or what else the system takes for an open key.
+uint32_t registry_value(void* root, const char* subkey, const char* name, uint32_t size, char* buffer);
 } // namespace zv::platform

@@ -2,6 +2,7 @@
 #include "platform/platform.h"
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <malloc.h>
 #include <thread>
 #include <unistd.h>
@@ -9,10 +10,11 @@
 namespace test {
 PlatformCalls platform_calls;
 int pools_left = -1;
+std::deque<std::string> directories;
 } // namespace test
 
 namespace zv::platform {
-using test::platform_calls, test::pools_left;
+using test::directories, test::platform_calls, test::pools_left;
 
 void* arena_create()
 {
@@ -49,4 +51,13 @@ uint64_t counter()
     return static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
 }
 uint64_t counter_rate() { return 1'000'000'000; }
+
+uint32_t current_directory(uint32_t size, char* buffer)
+{
+    if (directories.empty()) return 0;
+    const std::string name = directories.front();
+    if (directories.size() > 1) directories.pop_front();
+    if (name.size() < size) std::memcpy(buffer, name.c_str(), name.size() + 1);
+    return name.empty() ? 0 : uint32_t(name.size() + 1);
+}
 } // namespace zv::platform

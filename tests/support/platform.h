@@ -1,6 +1,8 @@
 // The tests' own platform layer: it counts what the library asks for and refuses on command.
 #pragma once
 #include <cstddef>
+#include <deque>
+#include <string>
 
 namespace test {
 struct PlatformCalls {
@@ -13,6 +15,9 @@ extern PlatformCalls platform_calls;
 
 // Refuses pools (and arenas) after this many more; below 0, never. Blocks that fit in present pools still succeed.
 extern int pools_left;
+
+// What the current directory is at each question; the last one stays. Empty, or an empty name: unknown.
+extern std::deque<std::string> directories;
 
 // For a scope, the heap has no room: each request beyond the present pools' free blocks is refused after
 // `granted` more pools.
