@@ -45,6 +45,7 @@ const std::vector<Family> families = {
     FAMILY(ZVToneDetector_Construct, ZVToneDetector_Destruct),
     FAMILY(ZVToneDetectorCorr16_Construct, ZVToneDetectorCorr_Destruct),
     FAMILY(ZVString_Construct, ZVString_Destruct),
+    FAMILY(ZVStringList_Construct, ZVStringList_Destruct),
 };
 
 class Conventions : public testing::TestWithParam<Family> {

@@ -22,6 +22,7 @@
 #include <zovek/pixmap.h>
 #include <zovek/resampler.h>
 #include <zovek/string.h>
+#include <zovek/string_list.h>
 #include <zovek/text.h>
 #include <zovek/thread_exclusion.h>
 #include <zovek/tone_detector.h>
