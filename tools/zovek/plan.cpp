@@ -24,7 +24,7 @@ constexpr Row rows[] = {
     //                   sign  bandwidth  cut-off  transition  detector  audio
     {ZVDemodMode_AM,        1,      9000,    0.50,      0.167,     1.75,     0},
     {ZVDemodMode_SyncAM,    1,      5600,    0.50,      0.065,     1.05,     0},
-    {ZVDemodMode_ISB,       1,      5400,    0.50,      0.250,     2.00,     0},
+    {ZVDemodMode_ISB,       1,      5400,    0.50,      0.125,     2.00,     0},
     {ZVDemodMode_SSB,       1,      2400,    0.56,      0.250,     4.00,     0},
     {ZVDemodMode_SSB,      -1,      2400,    0.56,      0.250,     4.00,     0},
     {ZVDemodMode_FM,        1,     16000,    0.28,      0.875,     6.00,  3000},
