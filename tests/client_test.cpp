@@ -1,5 +1,5 @@
 // The client's pure parts: numbers as users write them, and the frequency plan of each mode.
-#include "../tools/zovek/command.h"
+#include "../tools/zovek/failure.h"
 #include "../tools/zovek/plan.h"
 #include "../tools/zovek/text.h"
 #include <cmath>

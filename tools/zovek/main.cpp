@@ -43,8 +43,8 @@ static int run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    std::signal(SIGPIPE,
-                SIG_DFL); // a reader that has gone ends the program quietly, whatever the parent does
+    // A reader that has gone ends the program quietly, whatever the parent does with the signal.
+    std::signal(SIGPIPE, SIG_DFL);
     try {
         return run(argc, argv);
     } catch (const WrongUsage& error) {

@@ -1,5 +1,5 @@
 #include "plan.h"
-#include "command.h"
+#include "failure.h"
 #include "text.h"
 #include <algorithm>
 #include <cmath>

@@ -69,10 +69,10 @@ public:
     int run()
     {
         watch_for_stop();
+        Output output(options_.output, int32_t(std::lround(plan_.audio_rate())), options_.mono ? 1 : 2);
         const size_t block = size_t(plan_.block), second = (size_t(plan_.rate) + block - 1) / block * block;
         head_.resize(second * size_t(input_->channels));
         head_.resize(input_->read(head_.data(), second) * size_t(input_->channels));
-        Output output(options_.output, int32_t(std::lround(plan_.audio_rate())), options_.mono ? 1 : 2);
 
         Clock clock;
         radio_.settle(head_, input_->channels, input_->channel);
@@ -141,8 +141,9 @@ private:
             say("receive: stopped, the audio up to here is kept");
         else if (input_->truncated())
             say(input_->name + ": truncated, the audio ends where it does");
-        std::string line = number(heard_) + " samples, " + decimals(duration) + " s, " + decimals(speed) +
-                           " x real time, audio at " + number(plan_.audio_rate()) + " Hz to " + output.name();
+        std::string line = std::to_string(heard_) + " samples, " + decimals(duration) + " s, " +
+                           decimals(speed) + " x real time, audio at " + number(plan_.audio_rate()) +
+                           " Hz to " + output.name();
         if (overloads_) line += ", " + std::to_string(overloads_) + " overloaded blocks";
         if (sam)
             line += readings.carrier_locked ? ", carrier " + decimals(readings.carrier_offset) + " Hz off"

@@ -1,0 +1,16 @@
+// How a command fails.
+#pragma once
+#include <stdexcept>
+#include <string>
+
+namespace client {
+// What can't be done, and why: one line on standard error, exit status 1.
+struct Failure : std::runtime_error {
+    Failure(const std::string& what, const std::string& why) : std::runtime_error(what + ": " + why) {}
+};
+
+// Options that don't go together: one line on standard error, exit status 2.
+struct WrongUsage : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+} // namespace client
