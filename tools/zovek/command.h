@@ -16,6 +16,7 @@ struct Command {
 };
 
 Run add_receive(CLI::App& options);
+Run add_decode(CLI::App& options);
 Run add_cpu(CLI::App& options);
 
 // One line of talk on standard error.

@@ -279,6 +279,11 @@ void add_input_options(CLI::App& app, InputOptions& options)
 {
     app.add_option("INPUT", options.path, "recording: WAV, RF64, FLAC, AU or raw; - is standard input")
         ->capture_default_str();
+    add_format_options(app, options);
+}
+
+void add_format_options(CLI::App& app, InputOptions& options)
+{
     app.add_option("-t,--type", options.type, "auto, or raw: signed 16-bit little-endian without a header")
         ->check(CLI::IsMember({"auto", "raw"}))
         ->capture_default_str();

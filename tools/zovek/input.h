@@ -23,6 +23,8 @@ struct InputOptions {
 
 // INPUT, -t, -r, --channels and --channel.
 void add_input_options(CLI::App& app, InputOptions& options);
+// The same without INPUT.
+void add_format_options(CLI::App& app, InputOptions& options);
 
 class Input {
 public:

@@ -9,6 +9,7 @@ using namespace client;
 
 static const Command commands[] = {
     {"receive", "demodulate one station of a recorded band to audio", add_receive},
+    {"decode", "data, text and tones out of recordings", add_decode},
     {"cpu", "show the processor and the kernels it gets", add_cpu},
 };
 

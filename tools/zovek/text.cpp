@@ -53,4 +53,18 @@ JsonObject& JsonObject::add(const char* name, double value)
 {
     return raw(name, std::isfinite(value) ? number(value) : "null");
 }
+
+JsonObject& JsonObject::add(const char* name, const std::vector<std::string>& texts)
+{
+    std::string list;
+    for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + quoted(text);
+    return raw(name, "[" + list + "]");
+}
+
+JsonObject& JsonObject::append(const JsonObject& object)
+{
+    if (!members_.empty() && !object.members_.empty()) members_ += ", ";
+    members_ += object.members_;
+    return *this;
+}
 } // namespace client

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace client {
 // A finite decimal number with an optional suffix k (1000) or M (1000000): "14.25k" is 14250. Nothing for
@@ -20,7 +21,9 @@ public:
     JsonObject& add(const char* name, double value); // null where JSON has no such number
     JsonObject& add(const char* name, int64_t value) { return raw(name, std::to_string(value)); }
     JsonObject& add(const char* name, bool value) { return raw(name, value ? "true" : "false"); }
+    JsonObject& add(const char* name, const std::vector<std::string>& texts);
     JsonObject& add(const char* name, const JsonObject& object) { return raw(name, object.text()); }
+    JsonObject& append(const JsonObject& object); // its members behind the ones that are there
     std::string text() const { return "{" + members_ + "}"; }
 
 private:

@@ -1,0 +1,54 @@
+// Blocks of the library as decoders use them: owned, and fed with streams.
+#pragma once
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <vector>
+#include <zovek/fir.h>
+#include <zovek/resampler.h>
+
+namespace client::decode {
+template <auto Destruct>
+struct Destructor {
+    template <class Record>
+    void operator()(Record* record) const
+    {
+        Destruct(record, 1);
+    }
+};
+
+// A record of the library's heap that is destructed with its owner.
+template <class Record, auto Destruct>
+using Owned = std::unique_ptr<Record, Destructor<Destruct>>;
+
+// Takes what a constructor of the library gave.
+template <class Block, class Record>
+Block own(Record* record)
+{
+    if (!record) throw std::bad_alloc();
+    return Block(record);
+}
+
+using Fir = Owned<ZVFIR, ZVFIR_Destruct>;
+
+// A filter of 16-bit samples. Designs are those of ZVFIR: 1 low-pass, 2 high-pass, 3 band-pass.
+Fir make_fir(int32_t design, int32_t taps, double rate, double low, double high);
+
+// A stream at another rate.
+class Resampler {
+public:
+    // The rate that comes out is within 1e-5 of the wanted one: see rate().
+    Resampler(double from, double to);
+
+    // The outputs of these samples, until the next call.
+    const std::vector<int16_t>& push(const int16_t* samples, size_t count);
+    double rate() const { return rate_; }
+    // Time that the filter takes, s: an output stands for the input so long before.
+    double delay() const { return delay_; }
+
+private:
+    Owned<ZVResampler32, ZVResampler32_Destruct> resampler_;
+    double rate_, delay_;
+    std::vector<int16_t> out_;
+};
+} // namespace client::decode

@@ -1,0 +1,331 @@
+// zovek decode: data, text and tones out of audio, or out of a station of a recorded band.
+//
+// Each file passes once, and every mode hears all of it. Messages go to standard output as they are found, the
+// figures to standard error.
+#include "command.h"
+#include "decode/decoder.h"
+#include "input.h"
+#include "receiver.h"
+#include "stop.h"
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <map>
+
+namespace client {
+using namespace decode;
+namespace {
+// The modes, family by family.
+constexpr std::vector<DataMode> (*families[])(CLI::App&) = {
+    packet_modes,
+};
+
+struct Options {
+    std::vector<std::string> paths = {"-"};
+    InputOptions input;
+    std::vector<std::string> modes;
+    std::optional<Wishes> station; // set: audio comes from a station of the input
+    bool json = false;
+};
+
+// Audio out of an input: its chosen channel, or what a receiver makes of it.
+class Audio {
+public:
+    Audio(Input& input, const std::optional<Wishes>& station) : input_(input), rate_(input.rate)
+    {
+        block_ = size_t(std::max(input.rate / 10, 256)); // a message waits for 0.1 s at most
+        if (!station) return;
+        plan_ = make_plan(input.rate, *station);
+        radio_ = std::make_unique<Receiver>(*plan_, Level{});
+        rate_ = plan_->audio_rate();
+        block_ = size_t(plan_->block);
+    }
+
+    double rate() const { return rate_; }
+
+    // The next samples; none at the end.
+    const std::vector<int16_t>& next()
+    {
+        const size_t channels = size_t(input_.channels);
+        if (radio_ && !settled_) settle();
+        band_.resize(block_ * channels);
+        const size_t count = head_.empty() ? input_.read(band_.data(), block_) : take_head();
+        audio_.clear();
+        if (!radio_)
+            for (size_t k = 0; k < count; ++k) audio_.push_back(band_[k * channels + size_t(input_.channel)]);
+        else if (count)
+            keep_left(radio_->receive(band_.data(), count, input_.channels, input_.channel));
+        else
+            flush();
+        return audio_;
+    }
+
+private:
+    // The station's level is found in the first second.
+    void settle()
+    {
+        head_.resize((size_t(input_.rate) / block_ + 1) * block_ * size_t(input_.channels));
+        head_.resize(input_.read(head_.data(), head_.size() / size_t(input_.channels)) *
+                     size_t(input_.channels));
+        radio_->settle(head_, input_.channels, input_.channel);
+        settled_ = true;
+    }
+
+    size_t take_head()
+    {
+        const size_t count = std::min(head_.size(), band_.size());
+        std::copy_n(head_.begin(), count, band_.begin());
+        head_.erase(head_.begin(), head_.begin() + ptrdiff_t(count));
+        return count / size_t(input_.channels);
+    }
+
+    void keep_left(const std::vector<int16_t>& stereo)
+    {
+        for (size_t k = 0; k < stereo.size(); k += 2) audio_.push_back(stereo[k]);
+    }
+
+    // Silence behind the end brings out what still is in the receiver's filters.
+    void flush()
+    {
+        const int64_t most = plan_->delay() / plan_->keep;
+        const std::vector<int16_t> silence(block_);
+        if (flushed_ >= most) return;
+        keep_left(radio_->receive(silence.data(), block_, 1, 0));
+        audio_.resize(std::min(audio_.size(), size_t(most - flushed_)));
+        flushed_ += int64_t(audio_.size());
+    }
+
+    Input& input_;
+    double rate_; // Hz
+    std::optional<Plan> plan_;
+    std::unique_ptr<Receiver> radio_;
+    bool settled_ = false;
+    int64_t flushed_ = 0;
+    size_t block_; // frames
+    std::vector<int16_t> head_, band_, audio_;
+};
+
+// What became of a file: a row of the table at the end.
+struct Result {
+    std::string name;
+    std::string trouble;                 // empty: none
+    double duration = 0;                 // s, of the signal
+    double work = 0;                     // s
+    std::map<std::string, int> messages; // by mode
+};
+
+std::string decimals(double value)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f", value);
+    return text;
+}
+
+class Decoding {
+public:
+    Decoding(const Options& options, const std::vector<DataMode>& modes) : options_(options), modes_(modes) {}
+
+    int run()
+    {
+        watch_for_stop();
+        for (const std::string& path : options_.paths) {
+            if (stop_signal()) break;
+            Result& result = results_.emplace_back(Result{.name = path == "-" ? "standard input" : path});
+            const auto start = std::chrono::steady_clock::now();
+            try {
+                decode(path, result);
+            } catch (const Failure& failure) {
+                result.trouble = failure.what();
+            }
+            result.work = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+            if (!result.trouble.empty()) say(result.trouble);
+        }
+        summarise();
+        if (stop_signal()) return 128 + stop_signal();
+        return std::ranges::any_of(results_, [](const Result& result) { return !result.trouble.empty(); });
+    }
+
+private:
+    void decode(const std::string& path, Result& result)
+    {
+        InputOptions opened = options_.input;
+        opened.path = path;
+        const std::unique_ptr<Input> input = Input::open(opened);
+        Audio audio(*input, options_.station);
+        std::vector<std::unique_ptr<Decoder>> decoders;
+        for (const DataMode& mode : modes_)
+            decoders.push_back(mode.make(audio.rate(), [&, name = mode.name](const Message& message) {
+                ++result.messages[name];
+                print(*input, name, message);
+            }));
+        for (;;) {
+            const std::vector<int16_t>& samples = audio.next();
+            result.duration = double(input->taken) / input->rate;
+            if (samples.empty()) break;
+            for (auto& decoder : decoders) decoder->push(samples.data(), samples.size());
+        }
+        for (auto& decoder : decoders) decoder->finish();
+        if (input->truncated() && !stop_signal())
+            result.trouble = input->name + ": truncated, the messages end where it does";
+    }
+
+    void print(const Input& input, const char* mode, const Message& message) const
+    {
+        std::string line = printable(message.text);
+        if (options_.json) {
+            JsonObject object;
+            if (options_.paths.size() > 1) object.add("file", input.name);
+            const double time = std::max(message.time, 0.0);
+            object.add("sample", int64_t(std::llround(time * input.rate)))
+                .add("time", time)
+                .add("mode", mode);
+            if (message.level) object.add("level", std::round(*message.level * 10) / 10);
+            if (message.snr) object.add("snr", std::round(*message.snr * 10) / 10);
+            line = object.add("text", line).append(message.fields).text();
+        } else if (modes_.size() > 1)
+            line = std::string(mode) + ": " + line;
+        std::fprintf(stdout, "%s\n", line.c_str());
+        std::fflush(stdout);
+    }
+
+    static std::string figures(const Result& result)
+    {
+        int total = 0;
+        std::string kinds;
+        for (const auto& [mode, count] : result.messages) {
+            total += count;
+            kinds += (kinds.empty() ? "" : ", ") + mode + " " + std::to_string(count);
+        }
+        return std::to_string(total) + (total == 1 ? " message" : " messages") +
+               (result.messages.size() > 1 ? " (" + kinds + ")" : "") + ", " + decimals(result.duration) +
+               " s, " + decimals(result.work > 0 ? result.duration / result.work : 0) + " x real time";
+    }
+
+    void summarise() const
+    {
+        Result sum;
+        size_t width = 0;
+        for (const Result& result : results_) {
+            width = std::max(width, result.name.size());
+            sum.duration += result.duration;
+            sum.work += result.work;
+            for (const auto& [mode, count] : result.messages) sum.messages[mode] += count;
+        }
+        if (results_.size() > 1)
+            for (const Result& result : results_)
+                say("decode: " + result.name + std::string(width + 2 - result.name.size(), ' ') +
+                    figures(result) + (result.trouble.empty() ? "" : ", damaged"));
+        say("decode: " + figures(sum));
+    }
+
+    const Options& options_;
+    const std::vector<DataMode> modes_;
+    std::vector<Result> results_;
+};
+
+// The modes of these names, in their order; each once.
+std::vector<DataMode> chosen(const std::vector<DataMode>& modes, const std::vector<std::string>& names)
+{
+    std::vector<DataMode> result;
+    for (const DataMode& mode : modes)
+        if (std::ranges::count(names, mode.name)) result.push_back(mode);
+    return result;
+}
+
+// Reads a frequency with k or M; whole Hz where the value is whole.
+template <class Number>
+std::function<void(const std::string&)> frequency_into(const char* option, std::optional<Number>& value)
+{
+    return [option, &value](const std::string& text) {
+        const auto quantity = parse_quantity(text);
+        if (!quantity || *quantity < 0 || *quantity > 1e9)
+            throw CLI::ValidationError(option, "'" + text + "' is not a frequency in Hz");
+        value = Number(*quantity);
+    };
+}
+} // namespace
+
+std::string decode::printable(const std::string& bytes)
+{
+    std::string line;
+    size_t end = bytes.size();
+    while (end > 0 && (bytes[end - 1] == '\n' || bytes[end - 1] == '\r')) --end;
+    const auto byte = [&](size_t k) { return k < end ? uint8_t(bytes[k]) : 0; };
+    for (size_t k = 0; k < end;) {
+        const uint8_t first = byte(k);
+        // UTF-8 as it should be: no overlong forms, surrogates or numbers beyond the last.
+        size_t length = first < 0x80                    ? 1
+                        : first >= 0xc2 && first < 0xe0 ? 2
+                        : first >= 0xe0 && first < 0xf0 ? 3
+                        : first >= 0xf0 && first < 0xf5 ? 4
+                                                        : 0;
+        for (size_t n = 1; n < length; ++n)
+            if ((byte(k + n) & 0xc0) != 0x80) length = 0;
+        if ((first == 0xe0 && byte(k + 1) < 0xa0) || (first == 0xed && byte(k + 1) >= 0xa0) ||
+            (first == 0xf0 && byte(k + 1) < 0x90) || (first == 0xf4 && byte(k + 1) >= 0x90))
+            length = 0;
+        if (first < 0x20 || first == 0x7f || length == 0) {
+            line += "<0x" + hex(bytes.substr(k, 1)) + ">";
+            length = 1;
+        } else
+            line.append(bytes, k, length);
+        k += length;
+    }
+    return line;
+}
+
+std::string decode::hex(const std::string& bytes)
+{
+    std::string digits;
+    for (const char byte : bytes)
+        for (const int shift : {4, 0}) digits += "0123456789abcdef"[uint8_t(byte) >> shift & 15];
+    return digits;
+}
+
+Run add_decode(CLI::App& app)
+{
+    struct Choice {
+        Options options;
+        Wishes station;
+        std::vector<DataMode> modes;
+    };
+    const auto choice = std::make_shared<Choice>();
+    Options& options = choice->options;
+    app.add_option("INPUT", options.paths, "recordings: WAV, RF64, FLAC, AU or raw; - is standard input");
+    add_format_options(app, options.input);
+    CLI::Option* mode = app.add_option("--mode", options.modes, "what to decode; several as a,b");
+    CLI::Option* frequency = app.add_option_function<std::string>(
+        "--if", frequency_into("--if", choice->station.frequency),
+        "demodulate the station at this frequency of the recording first, Hz; takes k and M");
+    app.add_option_function<std::string>(
+           "-M,--demodulate",
+           [&wishes = choice->station](const std::string& name) {
+               wishes.mode = Mode(std::find(std::begin(mode_names), std::end(mode_names), name) - mode_names);
+           },
+           "how the station of --if is modulated")
+        ->check(CLI::IsMember(std::vector<std::string>(std::begin(mode_names), std::end(mode_names))))
+        ->needs(frequency);
+    choice->station.mode = Mode::fm;
+    app.add_option_function<std::string>("-b,--bandwidth", frequency_into("-b", choice->station.bandwidth),
+                                         "of the station of --if, Hz")
+        ->needs(frequency);
+    app.add_flag("--json", options.json, "messages as JSON Lines");
+    std::string list = "Modes:";
+    std::vector<std::string> names;
+    for (const auto family : families)
+        for (DataMode& row : family(app)) {
+            list += "\n  " + std::string(row.name) + std::string(12 - std::string(row.name).size(), ' ') +
+                    row.help;
+            names.push_back(row.name);
+            choice->modes.push_back(std::move(row));
+        }
+    app.footer(list);
+    mode->delimiter(',')->required()->check(CLI::IsMember(names));
+    return [choice, frequency] {
+        Options& options = choice->options;
+        if (*frequency) options.station = choice->station;
+        return Decoding(options, chosen(choice->modes, options.modes)).run();
+    };
+}
+} // namespace client

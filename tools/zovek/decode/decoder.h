@@ -1,0 +1,52 @@
+// Decoders: audio in at any rate, messages out. What the modes of zovek decode have in common.
+//
+// A family of modes is one file: it names its modes in a list, adds the options that they share, and is a row of
+// the table in decode.cpp.
+#pragma once
+#include "text.h"
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace client::decode {
+// What a decoder found.
+struct Message {
+    double time = 0;             // s, from the start of the audio to the start of the message
+    std::string text;            // bytes as sent; made printable on the way out
+    std::optional<double> level; // of the signal, dB: 0 is a sine of full scale
+    std::optional<double> snr;   // dB, in the audio's bandwidth of 3 kHz
+    JsonObject fields;           // what else the mode tells, in the JSON line alone
+};
+
+using Emit = std::function<void(const Message&)>;
+
+// One stream on its way through one mode. A stream cut into pieces anywhere gives the same messages.
+class Decoder {
+public:
+    virtual ~Decoder() = default;
+    virtual void push(const int16_t* samples, size_t count) = 0;
+    virtual void finish() {} // the stream has ended: what still waits comes out
+};
+
+struct DataMode {
+    const char* name;
+    const char* help; // one line
+    // A decoder of audio at a rate in Hz, which calls emit inside push and finish.
+    std::function<std::unique_ptr<Decoder>(double rate, Emit emit)> make;
+};
+
+// Each adds its options to the command, and gives its modes; these read the options when a decoder is made.
+std::vector<DataMode> packet_modes(CLI::App& app);
+
+// Text for one line: control characters as <0x0d>, and so all bytes that are no UTF-8. Line ends at the end go.
+std::string printable(const std::string& bytes);
+// Two digits a byte, lower case.
+std::string hex(const std::string& bytes);
+} // namespace client::decode
