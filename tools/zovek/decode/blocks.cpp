@@ -15,7 +15,7 @@ Fir make_fir(int32_t design, int32_t taps, double rate, double low, double high)
 }
 
 Resampler::Resampler(double from, double to)
-    : resampler_(own<decltype(resampler_)>(ZVResampler32_Construct(nullptr)))
+    : resampler_(own<decltype(resampler_)>(ZVResampler32_Construct(nullptr))), from_(from)
 {
     constexpr uint32_t taps_per_phase = 32;
     ZVResampler32* const resampler = resampler_.get();
@@ -31,5 +31,16 @@ const std::vector<int16_t>& Resampler::push(const int16_t* samples, size_t count
     out_.resize(count * size_t(resampler.over) / size_t(resampler.under) + 2);
     out_.resize(ZVResampler32_ProcessIn_16_16(resampler_.get(), out_.data(), samples, int32_t(count), 1));
     return out_;
+}
+
+const std::vector<int32_t>& Resampler::push32(const int16_t* samples, size_t count)
+{
+    const ZVResampler32& resampler = *resampler_;
+    in32_.resize(count);
+    for (size_t k = 0; k < count; ++k) in32_[k] = samples[k] * 32768;
+    out32_.resize(count * size_t(resampler.over) / size_t(resampler.under) + 2);
+    out32_.resize(
+        ZVResampler32_ProcessIn_32_32(resampler_.get(), out32_.data(), in32_.data(), int32_t(count), 1));
+    return out32_;
 }
 } // namespace client::decode

@@ -42,13 +42,17 @@ public:
 
     // The outputs of these samples, until the next call.
     const std::vector<int16_t>& push(const int16_t* samples, size_t count);
+    // The same, not narrowed: 32-bit samples at half scale, which leaves room for what the filter overshoots.
+    const std::vector<int32_t>& push32(const int16_t* samples, size_t count);
     double rate() const { return rate_; }
+    double input_rate() const { return from_; }
     // Time that the filter takes, s: an output stands for the input so long before.
     double delay() const { return delay_; }
 
 private:
     Owned<ZVResampler32, ZVResampler32_Destruct> resampler_;
-    double rate_, delay_;
+    double from_, rate_, delay_;
     std::vector<int16_t> out_;
+    std::vector<int32_t> in32_, out32_;
 };
 } // namespace client::decode

@@ -321,7 +321,7 @@ Run add_decode(CLI::App& app)
             choice->modes.push_back(std::move(row));
         }
     app.footer(list);
-    mode->delimiter(',')->required()->check(CLI::IsMember(names));
+    mode->delimiter(',')->allow_extra_args(false)->required()->check(CLI::IsMember(names));
     return [choice, frequency] {
         Options& options = choice->options;
         if (*frequency) options.station = choice->station;

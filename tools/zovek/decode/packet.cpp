@@ -1,22 +1,233 @@
-// AX.25 packets.
+// AX.25 packets over audio: 1200 Bd between 1200 and 2200 Hz, as on VHF FM, or 300 Bd between 1600 and 1800 Hz, as
+// through SSB receivers. Every branch hears the signal in another way, and a frame that one of them finds is found.
+#include "command.h"
+#include "decode/afsk.h"
+#include "decode/ax25.h"
 #include "decode/decoder.h"
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <zovek/agc.h>
 
 namespace client::decode {
 namespace {
+// clang-format off
+constexpr Modem vhf = {.baud = 1200, .tone_1 = 1200, .tone_2 = 2200,
+                       .wide = {480, 2920, 67}, .narrow = {1000, 2400, 151}, .delay = 0.45e-3};
+constexpr Modem hf = {.baud = 300, .tone_1 = 1600, .tone_2 = 1800,
+                      .wide = {1350, 2050, 101}, .narrow = {1450, 1950, 151}, .delay = 2.5e-3};
+
+// Slow clock and tracking for weak signals, quick ones for stations off the rules.
+constexpr Branch::Tuning steady = {Rule::sequence, 0.06, 0, {0.01, 0.02}};
+constexpr Branch::Tuning agile = {Rule::sequence, 0.2, 0, {0.03, 0.02}};
+constexpr Branch::Tuning by_level = {Rule::level, 0.2, 0, {}};
+constexpr Branch::Tuning fast = {Rule::sequence, 0.06, 0.012, {0.02, 0.02}};
+constexpr Branch::Tuning slow = {Rule::sequence, 0.06, -0.012, {0.02, 0.02}};
+
+struct Row {
+    Hearing hearing;
+    Branch::Tuning tuning;
+};
+
+// The branches in the order of what they add; --effort tells how many run.
+constexpr Row rows[] = {
+    //copy         band           tilt  off  delay
+    {{Copy::plain,   Width::wide,   0,   0, false}, steady},   // noise
+    {{Copy::clipped, Width::wide,   0,   0, false}, agile},    // clicks of an FM receiver near its threshold
+    {{Copy::plain,   Width::wide,   0,   0, false}, by_level}, // tones far apart in level, or without a steady phase
+    {{Copy::plain,   Width::wide,   0,   0, false}, agile},    // off tune, bit rate off
+    {{Copy::clipped, Width::narrow, 0,   0, false}, steady},   // clicks
+    {{Copy::plain,   Width::wide,   0,   0, false}, fast},
+    {{Copy::plain,   Width::wide,   0,   0, false}, slow},
+    {{Copy::plain,   Width::narrow, 0,   0, false}, steady},   // noise beside the tones
+    {{Copy::plain,   Width::wide,   8,   0, false}, steady},   // de-emphasised
+    {{Copy::plain,   Width::wide,  -8,   0, false}, steady},   // pre-emphasised
+    {{Copy::plain,   Width::wide,   0,  60, false}, agile},
+    {{Copy::plain,   Width::wide,   0, -60, false}, agile},
+    {{Copy::plain,   Width::wide,   8,   0, false}, by_level},
+    {{Copy::plain,   Width::wide,  -8,   0, false}, by_level},
+    {{Copy::clipped, Width::narrow, 8,   0, false}, steady},
+    {{Copy::plain,   Width::wide,   0,   0, true},  by_level}, // level plays no part
+};
+// clang-format on
+
+struct Settings {
+    bool hf = false, repair = false;
+    int effort = 7;
+};
+
+constexpr int block_bits = 24;      // 20 ms at 1200 Bd
+constexpr double same_frame = 0.25; // s: the same frame again so soon is one that another branch found
+
 class Packet : public Decoder {
 public:
-    Packet(double, Emit emit) : emit_(std::move(emit)) {}
-    void push(const int16_t*, size_t) override {}
+    Packet(double rate, const Settings& settings, Emit emit)
+        : modem_(settings.hf ? hf : vhf),
+          repair_(settings.repair),
+          emit_(std::move(emit)),
+          to_modem_(rate, modem_.rate()),
+          agc_(own<decltype(agc_)>(ZVAGC_Construct(nullptr)))
+    {
+        // Half of full scale for the peaks of noise; down at once, up slowly, so that frames aren't torn.
+        agc_->target_level = 0.12 * 2147483648.0;
+        agc_->gain_fall_rate = 1;
+        agc_->gain_rise_rate = 0.05;
+        for (int k = 0; k < settings.effort; ++k) add(rows[k]);
+    }
+
+    void push(const int16_t* samples, size_t count) override
+    {
+        const std::vector<int32_t>& audio = to_modem_.push32(samples, count);
+        waiting_.insert(waiting_.end(), audio.begin(), audio.end());
+        constexpr size_t block = block_bits * bit_samples;
+        size_t at = 0;
+        for (; at + block <= waiting_.size(); at += block) take(&waiting_[at], block);
+        waiting_.erase(waiting_.begin(), waiting_.begin() + ptrdiff_t(at));
+    }
+
+    // Silence brings out what is in the filters and in the sequences.
+    void finish() override
+    {
+        const std::vector<int16_t> silence(size_t(0.2 * to_modem_.input_rate()) +
+                                           3 * block_bits * bit_samples);
+        push(silence.data(), silence.size());
+    }
 
 private:
-    Emit emit_;
+    struct Line {
+        Line(const Front& front, const Modem& modem, const Branch::Tuning& tuning, bool repair,
+             Packet& packet)
+            : deframer(repair),
+              branch(front, modem, tuning, [&front, &packet, this](float soft, int64_t sample) {
+                  if (auto found = deframer.push(soft))
+                      packet.find(*this, std::move(*found),
+                                  double(sample) / packet.modem_.rate() - front.lag());
+              })
+        {
+        }
+        Deframer deframer;
+        Branch branch;
+    };
+    struct Finding {
+        Deframer::Found found;
+        Ax25 fields;
+        double begin, end; // s
+        const Line* line;
+        bool emitted = false;
+    };
+
+    void add(const Row& row)
+    {
+        auto front = std::ranges::find(hearings_, row.hearing);
+        if (front == hearings_.end()) {
+            hearings_.push_back(row.hearing);
+            fronts_.push_back(std::make_unique<Front>(modem_, row.hearing));
+            front = hearings_.end() - 1;
+        }
+        lines_.push_back(std::make_unique<Line>(*fronts_[size_t(front - hearings_.begin())], modem_,
+                                                row.tuning, repair_, *this));
+    }
+
+    void take(int32_t* audio, size_t count)
+    {
+        double power = 0;
+        for (size_t k = 0; k < count; ++k) power += double(audio[k]) * audio[k];
+        powers_.push_back(power / double(count));
+        ZVAGC_ProcessBuffer_Mono32(agc_.get(), audio, int32_t(count), 1);
+        plain_.resize(count);
+        clipped_.resize(count);
+        double sum = 0;
+        for (size_t k = 0; k < count; ++k) {
+            plain_[k] = int16_t(audio[k] >> 17);
+            sum += std::abs(plain_[k]);
+        }
+        const auto mean = int16_t(sum / double(count));
+        for (size_t k = 0; k < count; ++k) clipped_[k] = std::clamp<int16_t>(plain_[k], int16_t(-mean), mean);
+        for (size_t k = 0; k < fronts_.size(); ++k)
+            fronts_[k]->push((hearings_[k].copy == Copy::plain ? plain_ : clipped_).data(), count);
+        for (auto& line : lines_) line->branch.run();
+        std::erase_if(findings_, [this](const Finding& finding) { return finding.end < now() - 1; });
+        if (powers_.size() > 2000) powers_.pop_front(), ++powers_gone_;
+    }
+
+    double now() const { return double(powers_gone_ + int64_t(powers_.size())) * block_bits / modem_.baud; }
+
+    void find(const Line& line, Deframer::Found found, double time)
+    {
+        const auto fields = parse_ax25(found.frame);
+        if (!fields) return;
+        const double end = time - to_modem_.delay(),
+                     begin = end - double(found.end - found.begin) / modem_.baud;
+        const bool clean = found.flipped == 0;
+        bool agreed = clean;
+        for (Finding& earlier : findings_) {
+            if (earlier.found.frame != found.frame || std::fabs(earlier.end - end) > same_frame) continue;
+            if (earlier.emitted) return;
+            if (earlier.line != &line) agreed = true;
+        }
+        Finding& finding = findings_.emplace_back(std::move(found), *fields, begin, end, &line);
+        if (!agreed) return;
+        // Of two readings of one transmission, the first that was sure enough holds.
+        if (!clean && std::ranges::any_of(findings_, [&](const Finding& other) {
+                return other.emitted && other.begin < finding.end - 0.02 && finding.begin < other.end - 0.02;
+            }))
+            return;
+        finding.emitted = true;
+        emit(finding);
+    }
+
+    void emit(const Finding& finding)
+    {
+        const Ax25& fields = finding.fields;
+        Message message{.time = finding.begin, .text = fields.monitor()};
+        const auto block_at = [&](double time) {
+            return std::clamp<int64_t>(int64_t(time * modem_.baud / block_bits) - powers_gone_, 0,
+                                       int64_t(powers_.size()) - 1);
+        };
+        const int64_t first = block_at(finding.begin), last = block_at(finding.end);
+        double power = 0;
+        for (int64_t k = first; k <= last; ++k) power += powers_[size_t(k)];
+        message.level =
+            10 * std::log10(power / double(last - first + 1) / (1073741824.0 * 1073741824.0 / 2) + 1e-12);
+        message.fields.add("source", fields.source)
+            .add("destination", fields.destination)
+            .add("path", fields.path);
+        message.fields.add("kind", fields.kind).add("control", int64_t(fields.control));
+        if (fields.pid >= 0) message.fields.add("pid", int64_t(fields.pid));
+        message.fields.add("info", printable(fields.info)).add("frame", hex(finding.found.frame));
+        if (repair_) message.fields.add("repaired", int64_t(finding.found.flipped));
+        emit_(message);
+    }
+
+    const Modem modem_;
+    const bool repair_;
+    const Emit emit_;
+    Resampler to_modem_;
+    Owned<ZVAGC, ZVAGC_Destruct> agc_;
+    std::vector<int32_t> waiting_; // less than a block
+    std::vector<int16_t> plain_, clipped_;
+    std::vector<Hearing> hearings_; // of the fronts
+    std::vector<std::unique_ptr<Front>> fronts_;
+    std::vector<std::unique_ptr<Line>> lines_;
+    std::deque<Finding> findings_;
+    std::deque<double> powers_; // of the last blocks
+    int64_t powers_gone_ = 0;
 };
 } // namespace
 
-std::vector<DataMode> packet_modes(CLI::App&)
+std::vector<DataMode> packet_modes(CLI::App& app)
 {
-    return {{"packet", "AX.25 packets over AFSK",
-             [](double rate, Emit emit) { return std::make_unique<Packet>(rate, std::move(emit)); }}};
+    const auto settings = std::make_shared<Settings>();
+    constexpr auto most = int(std::size(rows));
+    app.add_flag("--hf", settings->hf, "packet: 300 Bd between 1600 and 1800 Hz");
+    app.add_flag("--repair", settings->repair,
+                 "packet: mend up to three bits of a frame where two branches agree");
+    app.add_option("--effort", settings->effort, "packet: branches that listen, 1 to " + std::to_string(most))
+        ->check(CLI::Range(1, most))
+        ->capture_default_str();
+    return {{"packet", "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)", [settings](double rate, Emit emit) {
+                 return std::make_unique<Packet>(rate, *settings, std::move(emit));
+             }}};
 }
 } // namespace client::decode
