@@ -71,8 +71,9 @@ void Front::correlate(size_t count)
 {
     ZVFSKCorrDemod* const self = correlator_.get();
     for (size_t at = 0; at < count; at += bit_samples) {
-        self->phase_1 = float(std::fmod(omega_[0] * double(position_), 2 * M_PI));
-        self->phase_2 = float(std::fmod(omega_[1] * double(position_), 2 * M_PI));
+        self->phase_1 = float(phase_[0]);
+        self->phase_2 = float(phase_[1]);
+        for (size_t k = 0; k < 2; ++k) phase_[k] = std::remainder(phase_[k] + omega_[k] * bit_samples, 2 * M_PI);
         ZVFSKCorrDemod16_Process_16_16(self, &filtered_[at], &soft_[at], bit_samples, 1);
         for (const float* product = self->window; product < self->window + self->window_length;
              product += 4) {
@@ -87,9 +88,7 @@ Phasor Front::correlation(int tone, int64_t end) const
 {
     const auto &to = sums_[size_t(end) % kept], &from = sums_[size_t(end - bit_samples) % kept];
     const size_t cos = tone == 1 ? 0 : 3, sin = tone == 1 ? 1 : 2;
-    const Phasor against{float(to[cos] - from[cos]), float(from[sin] - to[sin])};
-    const double middle = omega(tone) * double(end - bit_samples / 2);
-    return against * Phasor::turn(std::fmod(middle, 2 * M_PI)) * (2.0f / bit_samples);
+    return Phasor{float(to[cos] - from[cos]), float(from[sin] - to[sin])} * (2.0f / bit_samples);
 }
 
 Branch::Branch(const Front& front, const Modem& modem, const Tuning& tuning, Take take)

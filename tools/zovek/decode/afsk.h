@@ -53,8 +53,8 @@ public:
     const std::vector<int16_t>& soft() const { return soft_; }
     int delay() const { return post_delay; }
 
-    // Correlation with tone 1 or tone 2 over the bit time that ended before sample end, of full amplitude as a sine
-    // has it, with the phase that the sine has in the middle.
+    // Correlation with tone 1 or tone 2 over the bit time that ended before sample end: the amplitude of a sine, and
+    // its phase against the tone's.
     Phasor correlation(int tone, int64_t end) const;
     double omega(int tone) const { return omega_[size_t(tone - 1)]; } // radians a sample
     bool has_correlations() const { return bool(correlator_); }
@@ -70,7 +70,8 @@ private:
     Owned<ZVFSKDelayDemod, ZVFSKDelayDemod_Destruct> discriminator_;
     std::array<double, 2> omega_;
     double lag_;
-    int64_t position_ = 0; // samples so far
+    std::array<double, 2> phase_{}; // of the tones, at the next sample
+    int64_t position_ = 0;          // samples so far
     std::vector<int16_t> filtered_, soft_;
     std::array<double, 4> sum_{};             // of all products so far
     std::vector<std::array<double, 4>> sums_; // before each of the last samples
@@ -107,7 +108,7 @@ private:
     Owned<ZVDataFormatter2, ZVDataFormatter2_Destruct> clock_;
     SequenceDetector sequence_;
     int64_t position_ = 0; // samples so far, as the clock counts
-    int64_t last_end_ = 0; // of the correlations that came last
+    int64_t last_end_ = bit_samples / 2; // of the correlations that came last
     int16_t level_ = 0;    // soft value at the clock's present sample
 };
 } // namespace client::decode
