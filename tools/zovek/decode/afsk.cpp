@@ -73,7 +73,8 @@ void Front::correlate(size_t count)
     for (size_t at = 0; at < count; at += bit_samples) {
         self->phase_1 = float(phase_[0]);
         self->phase_2 = float(phase_[1]);
-        for (size_t k = 0; k < 2; ++k) phase_[k] = std::remainder(phase_[k] + omega_[k] * bit_samples, 2 * M_PI);
+        for (size_t k = 0; k < 2; ++k)
+            phase_[k] = std::remainder(phase_[k] + omega_[k] * bit_samples, 2 * M_PI);
         ZVFSKCorrDemod16_Process_16_16(self, &filtered_[at], &soft_[at], bit_samples, 1);
         for (const float* product = self->window; product < self->window + self->window_length;
              product += 4) {

@@ -107,8 +107,8 @@ private:
     const Take take_;
     Owned<ZVDataFormatter2, ZVDataFormatter2_Destruct> clock_;
     SequenceDetector sequence_;
-    int64_t position_ = 0; // samples so far, as the clock counts
+    int64_t position_ = 0;               // samples so far, as the clock counts
     int64_t last_end_ = bit_samples / 2; // of the correlations that came last
-    int16_t level_ = 0;    // soft value at the clock's present sample
+    int16_t level_ = 0;                  // soft value at the clock's present sample
 };
 } // namespace client::decode

@@ -2,12 +2,18 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 
 namespace client::decode {
 namespace {
 constexpr int least_bytes = 17;  // two addresses, control, check sequence
 constexpr int most_bytes = 1100; // ten addresses, control, pid, 1024 of info and some
 constexpr size_t most_levels = most_bytes * 8 * 6 / 5 + 16;
+constexpr uint8_t flag = 0x7e;
+
+// Repair tries the weakest levels of a frame, this many at most at once.
+constexpr ptrdiff_t weakest = 12;
+constexpr int most_flips = 3;
 
 // CRC-16/X.25: x^16 + x^12 + x^5 + 1, bits reflected. A frame with its check sequence leaves the residue 0xf0b8.
 constexpr auto crc_table = [] {
@@ -21,16 +27,15 @@ constexpr auto crc_table = [] {
 }();
 constexpr uint16_t crc_residue = 0xf0b8;
 
-// The bytes of a frame whose levels stand from the one before its first bit to the last of the closing flag. Empty
+// The bytes of a frame whose levels stand from the one before its first bit to the last of the closing flag. False
 // if the bits aren't a frame with a good check sequence.
-template <class Level>
-bool unstuff(size_t count, Level level, std::string& frame)
+bool unstuff(const std::vector<bool>& levels, std::string& frame)
 {
     frame.clear();
     uint16_t crc = 0xffff;
     unsigned byte = 0, bits = 0, ones = 0;
-    for (size_t k = 1; k + 8 < count; ++k) { // the flag is the last eight
-        const bool bit = level(k) == level(k - 1);
+    for (size_t k = 1; k + 8 < levels.size(); ++k) { // the flag is the last eight
+        const bool bit = levels[k] == levels[k - 1];
         if (!bit && ones == 5) {
             ones = 0;
             continue;
@@ -144,86 +149,61 @@ std::string Ax25::monitor() const
 
 bool Ax25::plausible() const
 {
-    if (kind != "UI" || pid != 0xf0 || info.empty()) return false;
-    return std::ranges::all_of(info, [](char c) {
-        return (c >= ' ' && c != 0x7f) || c == '\r' || c == '\n' || c == 0x1c || c == 0x1d || c == 0x7f;
-    });
+    constexpr uint8_t unshown[] = {'\r', '\n', 0x1c, 0x1d,
+                                   0x7f}; // line ends, and what compressed positions hold
+    return kind == "UI" && pid == 0xf0 && !info.empty() && std::ranges::all_of(info, [&](char c) {
+               return (uint8_t(c) >= ' ' && uint8_t(c) < 0x7f) || std::ranges::count(unshown, uint8_t(c));
+           });
 }
 
 std::optional<Deframer::Found> Deframer::push(float soft)
 {
-    const bool level = soft >= 0, bit = level == level_;
-    level_ = level;
+    const bool level = soft >= 0, bit = level == (soft_.back() >= 0);
     ++position_;
     last_ = uint8_t(last_ >> 1 | (bit ? 0x80 : 0));
-    std::optional<Found> found;
     soft_.push_back(soft);
-    if (last_ == 0x7e) {
-        if (open_) {
-            found = check();
-            if (!found && repair_) found = mend();
-        }
+    std::optional<Found> found;
+    if (last_ == flag) {
+        if (open_ && soft_.size() > least_bytes * 8) found = read();
         open_ = true;
-        soft_.assign(1, soft);
-    } else if (soft_.size() > most_levels || ((last_ & 0xfe) == 0xfe && !repair_)) { // an abort
+    } else {
+        // Seven ones end a frame, but for one that may be mended.
+        const bool abort = (last_ & 0xfe) == 0xfe && !repair_;
+        if (open_ && !abort && soft_.size() <= most_levels) return {};
         open_ = false;
-        soft_.assign(1, soft);
     }
+    soft_.assign(1, soft);
     return found;
 }
 
-std::optional<Deframer::Found> Deframer::check()
+std::optional<Deframer::Found> Deframer::read() const
 {
-    Found found{.flipped = 0, .begin = position_ - int64_t(soft_.size()) + 1, .end = position_};
-    if (soft_.size() < least_bytes * 8 ||
-        !unstuff(
-            soft_.size(), [this](size_t k) { return soft_[k] >= 0; }, found.frame))
-        return {};
-    double sum = 0;
-    for (const float soft : soft_) sum += std::fabs(soft);
-    found.strength = sum / double(soft_.size());
-    return found;
-}
-
-std::optional<Deframer::Found> Deframer::mend()
-{
-    if (soft_.size() < least_bytes * 8) return {};
-    constexpr size_t weakest = 12;
-    std::array<size_t, weakest> weak;
-    std::vector<size_t> order(soft_.size() - 8);
-    for (size_t k = 0; k < order.size(); ++k) order[k] = k;
-    const auto end = order.begin() + weakest;
-    std::partial_sort(order.begin(), end, order.end(),
-                      [this](size_t a, size_t b) { return std::fabs(soft_[a]) < std::fabs(soft_[b]); });
-    std::copy(order.begin(), end, weak.begin());
+    Found found{.begin = position_ - int64_t(soft_.size()) + 1, .end = position_};
     std::vector<bool> levels(soft_.size());
     for (size_t k = 0; k < levels.size(); ++k) levels[k] = soft_[k] >= 0;
-    Found found{.begin = position_ - int64_t(soft_.size()) + 1, .end = position_};
-    const auto fits = [&] {
-        if (!unstuff(
-                levels.size(), [&](size_t k) { return levels[k]; }, found.frame))
-            return false;
-        const auto fields = parse_ax25(found.frame);
-        return fields && fields->plausible();
-    };
-    double sum = 0;
-    for (const float soft : soft_) sum += std::fabs(soft);
-    found.strength = sum / double(soft_.size());
-    for (size_t a = 0; a < weakest; ++a) {
-        levels[weak[a]].flip();
-        found.flipped = 1;
-        if (fits()) return found;
-        levels[weak[a]].flip();
-    }
-    for (size_t a = 0; a < weakest; ++a)
-        for (size_t b = 0; b < a; ++b) {
-            levels[weak[a]].flip();
-            levels[weak[b]].flip();
-            found.flipped = 2;
-            if (fits()) return found;
-            levels[weak[a]].flip();
-            levels[weak[b]].flip();
+    if (unstuff(levels, found.frame)) return found;
+    if (!repair_) return {};
+
+    std::vector<size_t> weak(levels.size() - 8); // the flag is good
+    std::iota(weak.begin(), weak.end(), size_t(0));
+    std::ranges::partial_sort(weak, weak.begin() + weakest, {},
+                              [this](size_t k) { return std::fabs(soft_[k]); });
+    // Flips as many of the levels from first on as are left, in every way.
+    const auto mend = [&](const auto& self, size_t first, int left) -> bool {
+        if (left == 0) {
+            if (!unstuff(levels, found.frame)) return false;
+            const auto fields = parse_ax25(found.frame);
+            return fields && fields->plausible();
         }
+        for (size_t k = first; k < weakest; ++k) {
+            levels[weak[k]].flip();
+            if (self(self, k + 1, left - 1)) return true;
+            levels[weak[k]].flip();
+        }
+        return false;
+    };
+    for (found.flipped = 1; found.flipped <= most_flips; ++found.flipped)
+        if (mend(mend, 0, found.flipped)) return found;
     return {};
 }
 } // namespace client::decode

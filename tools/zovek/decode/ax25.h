@@ -1,8 +1,6 @@
 // AX.25 frames (version 2.2): from the levels of a line to what stands in a frame.
 #pragma once
 #include <cstdint>
-#include <deque>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,25 +27,23 @@ class Deframer {
 public:
     struct Found {
         std::string frame; // without the check sequence
-        int flipped;       // levels that were mended
+        int flipped = 0;   // levels that were mended
         int64_t begin,
-            end; // levels, counted from the first that was pushed: the opening flag's end, the closing flag's
-        double strength; // mean magnitude of the soft values
+            end; // levels since the first that was pushed: behind the opening flag, behind the closing one
     };
+    // Repair flips the weakest levels of a frame with a bad check sequence, and takes what becomes a plausible frame.
     explicit Deframer(bool repair) : repair_(repair) {}
 
-    // Takes the soft value of a bit: its level is its sign. Gives a frame when its closing flag ends.
+    // Takes the soft value of a bit, whose sign is its level. Gives a frame when its closing flag ends.
     std::optional<Found> push(float soft);
 
 private:
-    std::optional<Found> check();
-    std::optional<Found> mend();
+    std::optional<Found> read() const;
 
     const bool repair_;
-    int64_t position_ = 0;
-    uint8_t last_ = 0;        // the last eight data bits, the newest in bit 7
-    bool level_ = false;      // of the last bit
-    bool open_ = false;       // behind a flag
-    std::vector<float> soft_; // of the frame so far, behind the flag, with the level before its first bit
+    int64_t position_ = 0;          // levels so far
+    uint8_t last_ = 0;              // the last eight data bits, the newest highest
+    bool open_ = false;             // behind a flag
+    std::vector<float> soft_ = {0}; // of the frame so far, from the level before its first bit on
 };
 } // namespace client::decode
