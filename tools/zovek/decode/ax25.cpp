@@ -1,11 +1,14 @@
 #include "decode/ax25.h"
+#include "decode/blocks.h"
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <numeric>
+#include <zovek/string.h>
 
 namespace client::decode {
 namespace {
+constexpr size_t address_bytes = 7;
 constexpr int least_bytes = 17;  // two addresses, control, check sequence
 constexpr int most_bytes = 1100; // ten addresses, control, pid, 1024 of info and some
 constexpr size_t most_levels = most_bytes * 8 * 6 / 5 + 16;
@@ -70,14 +73,23 @@ bool address_is_sound(const uint8_t* address)
     return any;
 }
 
-std::string call_sign(const uint8_t* address)
-{
-    std::string text;
-    for (int k = 0; k < 6; ++k)
-        if (address[k] >> 1 != ' ') text += char(address[k] >> 1);
-    const int ssid = address[6] >> 1 & 15;
-    return ssid ? text + "-" + std::to_string(ssid) : text;
-}
+// Writes call signs: the address has its characters shifted, and the SSID as the library takes it.
+class CallSigns {
+public:
+    std::string operator()(const uint8_t* address) const
+    {
+        uint8_t plain[address_bytes];
+        for (size_t k = 0; k < 6; ++k) plain[k] = address[k] >> 1;
+        plain[6] = address[6];
+        ZVString_Truncate(text_.get(), 0);
+        ZVString_Add_AX25CallSign(text_.get(), plain);
+        return text_->text;
+    }
+
+private:
+    const Owned<ZVString, ZVString_Destruct> text_ =
+        own<Owned<ZVString, ZVString_Destruct>>(ZVString_Construct(nullptr));
+};
 
 // Names of control fields, modulo 8.
 std::string kind_of(int control)
@@ -114,25 +126,27 @@ std::string kind_of(int control)
 std::optional<Ax25> parse_ax25(const std::string& frame)
 {
     const auto* bytes = reinterpret_cast<const uint8_t*>(frame.data());
-    constexpr size_t size = 7, most = 10;
+    constexpr size_t most = 10;
+    const CallSigns call_sign;
     size_t count = 0;
     do {
-        if (count == most || (count + 1) * size >= frame.size() || !address_is_sound(bytes + count * size))
+        if (count == most || (count + 1) * address_bytes >= frame.size() ||
+            !address_is_sound(bytes + count * address_bytes))
             return {};
         ++count;
-    } while (!(bytes[count * size - 1] & 1));
+    } while (!(bytes[count * address_bytes - 1] & 1));
     if (count < 2) return {};
 
     Ax25 fields;
     fields.destination = call_sign(bytes);
-    fields.source = call_sign(bytes + size);
+    fields.source = call_sign(bytes + address_bytes);
     size_t repeated = 0;
     for (size_t k = 2; k < count; ++k) {
-        fields.path.push_back(call_sign(bytes + k * size));
-        if (bytes[k * size + 6] & 0x80) repeated = k;
+        fields.path.push_back(call_sign(bytes + k * address_bytes));
+        if (bytes[k * address_bytes + 6] & 0x80) repeated = k;
     }
     if (repeated) fields.path[repeated - 2] += '*';
-    size_t at = count * size;
+    size_t at = count * address_bytes;
     fields.control = bytes[at++];
     fields.kind = kind_of(fields.control);
     if ((fields.kind == "UI" || fields.kind == "I") && at < frame.size()) fields.pid = bytes[at++];
