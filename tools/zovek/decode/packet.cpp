@@ -54,8 +54,11 @@ constexpr Row rows[] = {
 
 struct Settings {
     bool hf = false, repair = false;
-    int effort = 7;
+    std::optional<int> effort;
 };
+
+// 300 Bd cost a quarter of 1200, and their stations are off tune more often than not.
+constexpr int default_effort = 7, default_hf_effort = 12;
 
 constexpr int block_bits = 24;      // 20 ms at 1200 Bd
 constexpr double same_frame = 0.25; // s: the same frame again so soon is one that another branch found
@@ -73,7 +76,8 @@ public:
         agc_->target_level = 0.12 * 2147483648.0;
         agc_->gain_fall_rate = 1;
         agc_->gain_rise_rate = 0.05;
-        for (int k = 0; k < settings.effort; ++k) add(rows[k]);
+        const int effort = settings.effort.value_or(settings.hf ? default_hf_effort : default_effort);
+        for (int k = 0; k < effort; ++k) add(rows[k]);
     }
 
     void push(const int16_t* samples, size_t count) override
@@ -223,9 +227,11 @@ std::vector<DataMode> packet_modes(CLI::App& app)
     app.add_flag("--hf", settings->hf, "packet: 300 Bd between 1600 and 1800 Hz");
     app.add_flag("--repair", settings->repair,
                  "packet: mend up to three bits of a frame where two branches agree");
-    app.add_option("--effort", settings->effort, "packet: branches that listen, 1 to " + std::to_string(most))
-        ->check(CLI::Range(1, most))
-        ->capture_default_str();
+    app.add_option("--effort", settings->effort,
+                   "packet: branches that listen, 1 to " + std::to_string(most) + " (" +
+                       std::to_string(default_effort) + ", with --hf " + std::to_string(default_hf_effort) +
+                       ")")
+        ->check(CLI::Range(1, most));
     return {{"packet", "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)", [settings](double rate, Emit emit) {
                  return std::make_unique<Packet>(rate, *settings, std::move(emit));
              }}};
