@@ -88,7 +88,9 @@ BAND = am(6000, 8000)
 PLAIN = wav(pack("h", BAND))
 
 
-class Client(unittest.TestCase):
+class InFolder(unittest.TestCase):
+    """Runs in an empty folder of its own."""
+
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory()
         self.addCleanup(self.folder.cleanup)
@@ -102,6 +104,8 @@ class Client(unittest.TestCase):
         for word in words:
             self.assertIn(word, text)
 
+
+class Client(InFolder):
     def test_wrong_usage(self):
         for line in ("", "tune", "receive", "receive -M cw", "receive -M am -f nan", "receive -M am -f -5",
                      "receive -M am -f 1.5", "receive -M am -f 3x", "receive -M am --taps 2", "receive -M am --taps 3.5",

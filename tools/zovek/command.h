@@ -17,6 +17,8 @@ struct Command {
 
 Run add_receive(CLI::App& options);
 Run add_decode(CLI::App& options);
+Run add_resample(CLI::App& options);
+Run add_clean(CLI::App& options);
 Run add_cpu(CLI::App& options);
 
 // One line of talk on standard error.

@@ -1,5 +1,6 @@
 #include "input.h"
 #include "command.h"
+#include "options.h"
 #include "stop.h"
 #include "text.h"
 #include <CLI/CLI.hpp>
@@ -251,7 +252,7 @@ std::unique_ptr<Input> open_sound_file(const std::string& path, const std::strin
     SF_INFO info = {};
     SNDFILE* file = sf_open_virtual(Stream::functions(), SFM_READ, &info, stream.get());
     if (const int error = stream->source.error()) throw Failure(name, std::strerror(error));
-    if (!file) throw Failure(name, "not an audio file (raw samples need -t raw -r RATE)");
+    if (!file) throw Failure(name, "not an audio file (raw samples need -t raw and their rate)");
     std::unique_ptr<Input> input;
     switch (info.format & SF_FORMAT_SUBMASK) {
     case SF_FORMAT_PCM_24:
@@ -287,17 +288,9 @@ void add_format_options(CLI::App& app, InputOptions& options)
     app.add_option("-t,--type", options.type, "auto, or raw: signed 16-bit little-endian without a header")
         ->check(CLI::IsMember({"auto", "raw"}))
         ->capture_default_str();
-    app.add_option_function<std::string>(
-           "-r,--rate",
-           [&options](const std::string& text) {
-               const auto rate = parse_quantity(text);
-               if (!rate || *rate < 1 || *rate > INT32_MAX || *rate != std::floor(*rate))
-                   throw CLI::ValidationError("--rate", "'" + text + "' is not a rate in whole Hz");
-               options.rate = int32_t(*rate);
-           },
-           "sampling rate of raw input, Hz; takes k and M: 48k")
-        ->type_name("RATE");
+    add_rate(app, options.rate_names, options.rate, "sampling rate of raw input, Hz; takes k and M: 48k");
     app.add_option("--channels", options.channels, "channels of raw input")->check(CLI::Range(1, 1024));
+    if (options.all_channels) return;
     app.add_option("--channel", options.channel, "the channel to take, 1 is the first")
         ->check(CLI::Range(1, 1024));
 }
@@ -305,8 +298,9 @@ void add_format_options(CLI::App& app, InputOptions& options)
 std::unique_ptr<Input> Input::open(const InputOptions& options)
 {
     const bool raw = options.type == "raw";
-    if (raw && !options.rate) throw WrongUsage("raw input needs its sampling rate: -r RATE");
-    if (!raw && options.rate) throw WrongUsage("-r is for raw input: -t raw");
+    const std::string flag = options.rate_names.substr(0, options.rate_names.find(','));
+    if (raw && !options.rate) throw WrongUsage("raw input needs its sampling rate: " + flag + " RATE");
+    if (!raw && options.rate) throw WrongUsage(flag + " is for raw input: -t raw");
     const std::string name = options.path == "-" ? "standard input" : options.path;
     std::unique_ptr<Input> input;
     if (raw) {
@@ -319,7 +313,7 @@ std::unique_ptr<Input> Input::open(const InputOptions& options)
     if (options.channel > input->channels)
         throw Failure(name, "has " + std::to_string(input->channels) + " channel(s), not " +
                                 std::to_string(options.channel));
-    if (!options.channel && input->channels > 1)
+    if (!options.all_channels && !options.channel && input->channels > 1)
         say(name + ": " + std::to_string(input->channels) + " channels, taking the first (see --channel)");
     input->channel = std::max(options.channel - 1, 0);
     return input;

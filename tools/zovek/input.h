@@ -14,11 +14,13 @@ class App;
 
 namespace client {
 struct InputOptions {
-    std::string path = "-";    // - is standard input
-    std::string type = "auto"; // auto: told by the content; raw
-    int32_t rate = 0;          // Hz; of raw input
-    int32_t channels = 1;      // of raw input
-    int32_t channel = 0;       // 1 is the first; 0: not chosen, the first is taken
+    std::string path = "-";               // - is standard input
+    std::string type = "auto";            // auto: told by the content; raw
+    int32_t rate = 0;                     // Hz; of raw input
+    int32_t channels = 1;                 // of raw input
+    int32_t channel = 0;                  // 1 is the first; 0: not chosen, the first is taken
+    bool all_channels = false;            // none is chosen: --channel isn't offered
+    std::string rate_names = "-r,--rate"; // the options that tell the rate of raw input
 };
 
 // INPUT, -t, -r, --channels and --channel.

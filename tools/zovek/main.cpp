@@ -10,6 +10,8 @@ using namespace client;
 static const Command commands[] = {
     {"receive", "demodulate one station of a recorded band to audio", add_receive},
     {"decode", "data, text and tones out of recordings", add_decode},
+    {"resample", "convert a recording to another sampling rate", add_resample},
+    {"clean", "take noise, whistles and single tones off speech, or shift it", add_clean},
     {"cpu", "show the processor and the kernels it gets", add_cpu},
 };
 

@@ -1,0 +1,300 @@
+// zovek clean: noise, whistles and single tones off speech, and shifts of its pitch, one step after the other.
+//
+// The library's steps wrap where they overshoot, and a turned phase makes peaks of steep edges. So they run at a quarter
+// of the level, and what is above full scale when the level is restored is clipped.
+#include "command.h"
+#include "passage.h"
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <numeric>
+#include <zovek/lms.h>
+#include <zovek/notch_filter.h>
+#include <zovek/pitch_shift.h>
+
+namespace client {
+namespace {
+constexpr int headroom = 4;
+
+enum class Kind { denoise, autonotch, notch, shift };
+
+struct Wish {
+    Kind kind;
+    double hz = 0;    // notch: its centre; shift: whole Hz
+    double width = 0; // notch: Hz
+};
+
+struct Options {
+    InputOptions input;
+    OutputOptions output;
+    std::vector<Wish> notches, shifts; // each in the order given
+    bool denoise = false, autonotch = false, json = false;
+};
+
+// One step of a channel.
+class Step {
+public:
+    virtual ~Step() = default;
+    virtual void run(int16_t* samples, int32_t count) = 0; // in place
+    virtual int32_t delay() const { return 0; }            // samples that it holds back
+};
+
+// How the predictor is set. docs/clean.md tells how these values were found.
+struct Prediction {
+    uint32_t taps, delay; // samples
+    double step, leakage;
+};
+
+uint32_t samples_of(double ms, int32_t rate)
+{
+    return uint32_t(std::clamp<long>(std::lround(ms * 1e-3 * rate), 1, 1024));
+}
+
+// The window ends in the sample itself. Against leakage a component is learnt as far as it stands out of the
+// window's mean energy: what has tones comes through, noise doesn't.
+Prediction denoising(int32_t rate) { return {samples_of(12, rate), 0, 0.2, 16.0 / rate}; }
+
+// The window ends 1 ms early, and the step is so small that speech is over before it is learnt. Coefficients of 16
+// bits would not feel one below 0.0005.
+Prediction notching(int32_t rate) { return {32, samples_of(1, rate), std::max(10.0 / rate, 0.0005), 0}; }
+
+class Predictor : public Step {
+public:
+    Predictor(const Prediction& prediction, bool error)
+    {
+        if (!lms_) throw std::bad_alloc();
+        ZVLMS_BufferSize(lms_.get(), piece);
+        ZVLMS_TapsNum(lms_.get(), prediction.taps);
+        ZVLMS_DelaySize(lms_.get(), prediction.delay);
+        if (lms_->taps_count != prediction.taps || lms_->delay != prediction.delay) throw std::bad_alloc();
+        lms_->step_size = float(prediction.step);
+        lms_->leakage = float(prediction.leakage);
+        lms_->regularisation = 100.0f * float(prediction.taps); // samples of 10: less isn't worth learning
+        lms_->output_error = error;
+    }
+
+    void run(int16_t* samples, int32_t count) override
+    {
+        for (int32_t at = 0; at < count; at += piece) {
+            ZVLMS1616_Process_16_16(lms_.get(), samples + at, samples + at, std::min(piece, count - at), 1);
+            renew_power();
+        }
+    }
+
+private:
+    static constexpr int32_t piece = 64; // samples
+
+    // The running energy is rounded at each sample: after something loud its error would outweigh a quiet signal.
+    void renew_power()
+    {
+        const int32_t taps = int32_t(lms_->taps_count);
+        const int16_t* first = lms_->input_write - (taps + int32_t(lms_->delay) - 1);
+        lms_->power = std::accumulate(first, first + taps - 1, 0.0f,
+                                      [](float sum, int16_t v) { return sum + float(v) * float(v); });
+    }
+
+    struct Free {
+        void operator()(ZVLMS1616* self) const { ZVLMS_Destruct(self, 1); }
+    };
+    const std::unique_ptr<ZVLMS1616, Free> lms_{ZVLMS1616_Construct(nullptr)};
+};
+
+class Notch : public Step {
+public:
+    Notch(const Wish& wish, int32_t rate)
+    {
+        ZVNotchFilter2_Construct(&filter_);
+        filter_.sampling_rate = float(rate);
+        filter_.frequency = float(wish.hz);
+        filter_.bandwidth = float(wish.width);
+    }
+    void run(int16_t* samples, int32_t count) override { ZVNotchFilter2_Process16(&filter_, samples, count); }
+
+private:
+    ZVNotchFilter2 filter_;
+};
+
+class Shifter : public Step {
+public:
+    Shifter(const Wish& wish, int32_t rate)
+    {
+        if (!shifter_) throw std::bad_alloc();
+        const int32_t taps = std::clamp(rate / 40, 31, 4095) | 1; // 25 ms: down to some 110 Hz
+        ZVPitchShift1616_SamplingRate(shifter_.get(), rate);
+        ZVPitchShift1616_TapsNum(shifter_.get(), taps);
+        if (shifter_->table_length != rate || shifter_->taps_count != taps) throw std::bad_alloc();
+        shifter_->shift = int32_t(wish.hz);
+    }
+    void run(int16_t* samples, int32_t count) override
+    {
+        ZVPitchShift1616_Process_16_16(shifter_.get(), samples, samples, count, 1);
+    }
+    int32_t delay() const override { return shifter_->taps_count / 2; }
+
+private:
+    struct Free {
+        void operator()(ZVPitchShift* self) const { ZVPitchShift_Destruct(self, 1); }
+    };
+    const std::unique_ptr<ZVPitchShift, Free> shifter_{ZVPitchShift1616_Construct(nullptr)};
+};
+
+std::unique_ptr<Step> make_step(const Wish& wish, int32_t rate)
+{
+    switch (wish.kind) {
+    case Kind::denoise:
+        return std::make_unique<Predictor>(denoising(rate), false);
+    case Kind::autonotch:
+        return std::make_unique<Predictor>(notching(rate), true);
+    case Kind::notch:
+        return std::make_unique<Notch>(wish, rate);
+    case Kind::shift:
+        return std::make_unique<Shifter>(wish, rate);
+    }
+    return {};
+}
+
+class Chain : public Channel {
+public:
+    Chain(const std::vector<Wish>& wishes, int32_t rate)
+    {
+        for (const Wish& wish : wishes)
+            if (wish.kind != Kind::shift || wish.hz != 0) steps_.push_back(make_step(wish, rate));
+    }
+
+    int64_t delay() const
+    {
+        int64_t samples = 0;
+        for (const auto& step : steps_) samples += step->delay();
+        return samples;
+    }
+
+    void run(const int16_t* in, size_t count, size_t step, std::vector<int16_t>& out) override
+    {
+        out.resize(count);
+        for (size_t k = 0; k < count; ++k) out[k] = int16_t(in[k * step] / headroom);
+        for (const auto& each : steps_) each->run(out.data(), int32_t(count));
+        for (int16_t& v : out) v = int16_t(std::clamp(headroom * v, INT16_MIN, INT16_MAX));
+    }
+
+private:
+    std::vector<std::unique_ptr<Step>> steps_;
+};
+
+std::string described(const Wish& wish)
+{
+    switch (wish.kind) {
+    case Kind::denoise:
+        return "denoise";
+    case Kind::autonotch:
+        return "autonotch";
+    case Kind::notch:
+        return "notch " + number(wish.hz) + " Hz, " + number(wish.width) + " Hz wide";
+    case Kind::shift:
+        return "shift " + number(wish.hz) + " Hz";
+    }
+    return {};
+}
+
+void check(const Wish& wish, const Input& input)
+{
+    const double band = input.rate / 2.0;
+    const std::string ends = "the recording's band ends at " + number(band) + " Hz";
+    if (wish.kind == Kind::notch && (wish.hz <= 0 || wish.hz >= band)) throw Failure(described(wish), ends);
+    if (wish.kind == Kind::notch && wish.width > band / 4)
+        throw Failure(described(wish), "at this rate " + number(band / 4) + " Hz is the widest");
+    if (wish.kind == Kind::shift && std::abs(wish.hz) >= band) throw Failure(described(wish), ends);
+    if (wish.kind == Kind::shift && input.rate > 1 << 24)
+        throw Failure(described(wish), "the rate of the recording is beyond 16.7 MHz");
+}
+
+int run(const Options& options, const std::vector<Wish>& wishes)
+{
+    if (wishes.empty()) throw WrongUsage("nothing to do: --denoise, --autonotch, --notch or --shift");
+    const auto input = Input::open(options.input);
+    std::string steps;
+    for (const Wish& wish : wishes) {
+        check(wish, *input);
+        steps += (steps.empty() ? "" : ", then ") + described(wish);
+    }
+    Passage passage;
+    for (int32_t c = 0; c < input->channels; ++c) {
+        auto chain = std::make_unique<Chain>(wishes, input->rate);
+        passage.delay = chain->delay();
+        passage.channels.push_back(std::move(chain));
+    }
+    Output output(options.output, input->rate, input->channels);
+    const Passed passed = pass("clean", *input, output, passage, options.json);
+    const double delay = double(passage.delay) / input->rate;
+    if (options.json) {
+        JsonObject summary;
+        summary.add("file", output.name()).add("steps", steps).add("channels", int64_t(input->channels));
+        summary.add("output_rate", int64_t(input->rate)).add("delay", delay);
+        passed.add_to(summary);
+        std::fprintf(stderr, "%s\n", summary.text().c_str());
+    } else {
+        say("clean: " + passed.text() + ", " + steps + ", a delay of " +
+            number(std::round(delay * 1e5) / 100) + " ms taken off, to " + output.name());
+    }
+    return status();
+}
+
+// FREQ[:WIDTH]
+Wish notch_of(const std::string& text)
+{
+    const size_t colon = text.find(':');
+    const auto hz = parse_quantity(text.substr(0, colon));
+    const auto width = colon == std::string::npos ? 50 : parse_quantity(text.substr(colon + 1));
+    if (!hz || *hz <= 0 || !width || *width < 1)
+        throw CLI::ValidationError("--notch", "'" + text + "' is not FREQ[:WIDTH] in Hz, 1 Hz wide or more");
+    return {Kind::notch, *hz, *width};
+}
+
+Wish shift_of(const std::string& text)
+{
+    const auto hz = parse_quantity(text);
+    if (!hz || *hz != std::round(*hz) || std::abs(*hz) > 1 << 24)
+        throw CLI::ValidationError("--shift", "'" + text + "' is not a number of whole Hz");
+    return {Kind::shift, *hz};
+}
+
+// An option that may be given any number of times, one value each.
+CLI::Option* add_steps(CLI::App& app, const char* name, const char* value, std::vector<Wish>& wishes,
+                       Wish (*read)(const std::string&), const char* help)
+{
+    const auto all = [&wishes, read](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) wishes.push_back(read(text));
+    };
+    return app.add_option_function<std::vector<std::string>>(name, all, help)
+        ->allow_extra_args(false)
+        ->type_name(value);
+}
+} // namespace
+
+Run add_clean(CLI::App& app)
+{
+    const auto options = std::make_shared<Options>();
+    options->input.all_channels = true;
+    add_input_options(app, options->input);
+    add_output_options(app, options->output);
+    const auto* denoise = app.add_flag("--denoise", options->denoise, "pass what has pitch, lower noise");
+    const auto* autonotch =
+        app.add_flag("--autonotch", options->autonotch, "take whistles off, wherever they are");
+    const auto* notch = add_steps(app, "--notch", "FREQ[:WIDTH]", options->notches, notch_of,
+                                  "take one tone off; Hz, 50 wide if left out; any number of times");
+    const auto* shift = add_steps(app, "--shift", "HZ", options->shifts, shift_of,
+                                  "move all frequencies by so many Hz, up or (negative) down");
+    app.add_flag("--json", options->json, "summary as JSON on standard error");
+    app.footer("Steps run in the order given.");
+    return [options, denoise, autonotch, notch, shift, &app] {
+        std::vector<Wish> wishes;
+        auto next_notch = options->notches.begin(), next_shift = options->shifts.begin();
+        for (const CLI::Option* option : app.parse_order()) {
+            if (option == denoise) wishes.push_back({Kind::denoise});
+            if (option == autonotch) wishes.push_back({Kind::autonotch});
+            if (option == notch) wishes.push_back(*next_notch++);
+            if (option == shift) wishes.push_back(*next_shift++);
+        }
+        return run(*options, wishes);
+    };
+}
+} // namespace client
