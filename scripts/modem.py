@@ -1,0 +1,81 @@
+"""Data signals with a known content, for samples and tests: frames to levels, levels to audio."""
+import re
+
+import numpy as np
+
+
+def crc_x25(data):
+    crc = 0xFFFF
+    for byte in data:
+        crc ^= byte
+        for _ in range(8):
+            crc = crc >> 1 ^ (0x8408 if crc & 1 else 0)
+    return crc ^ 0xFFFF
+
+
+def address(call, last, bit7):
+    """A call sign as AB1CD-7 in seven bytes; bit7 is that of the last byte."""
+    name, _, ssid = call.partition("-")
+    return bytes(ord(c) << 1 for c in name.ljust(6)) + bytes([bit7 << 7 | 0x60 | int(ssid or 0) << 1 | last])
+
+
+def ax25(monitor, control=0x03, pid=0xF0):
+    """A frame without its check sequence from SRC>DST,PATH:INFO, '*' behind the last digipeater used. The info is
+    text or bytes in Latin-1. A pid of None leaves it out."""
+    source, destination, path, info = re.fullmatch(r"([^>]+)>([^,:]+)((?:,[^,:]+)*):(.*)", monitor, re.S).groups()
+    digipeaters = path.split(",")[1:]
+    used = max((k for k, call in enumerate(digipeaters) if call.endswith("*")), default=-1)
+    calls = [(destination, 1), (source, 0)] + [(call.rstrip("*"), k <= used) for k, call in enumerate(digipeaters)]
+    head = b"".join(address(call, k == len(calls) - 1, bit7) for k, (call, bit7) in enumerate(calls))
+    return head + bytes([control]) + (b"" if pid is None else bytes([pid])) + info.encode("latin-1")
+
+
+def hdlc(frame, flags=(40, 4), crc=None):
+    """Data bits of a frame: flags before and behind, check sequence, bit stuffing."""
+    body = frame + (crc_x25(frame) if crc is None else crc).to_bytes(2, "little")
+    bits, ones = [], 0
+    for byte in body:
+        for k in range(8):
+            bit = byte >> k & 1
+            bits.append(bit)
+            ones = ones + 1 if bit else 0
+            if ones == 5:
+                bits.append(0)
+                ones = 0
+    flag = [0, 1, 1, 1, 1, 1, 1, 0]
+    return flag * flags[0] + bits + flag * flags[1]
+
+
+def nrzi(bits, level=1):
+    """Levels of data bits: a 0 changes the level."""
+    levels = []
+    for bit in bits:
+        level = level if bit else 1 - level
+        levels.append(level)
+    return levels
+
+
+def fsk(levels, baud, mark, space, rate, phase=0.0):
+    """Levels as tones in one phase, amplitude 1: mark Hz for 1, space Hz for 0."""
+    count = round(len(levels) / baud * rate)
+    at = np.minimum((np.arange(count) * baud / rate).astype(int), len(levels) - 1)
+    hertz = np.where(np.asarray(levels)[at] == 1, mark, space)
+    return np.sin(phase + 2 * np.pi * np.cumsum(hertz) / rate)
+
+
+def noise(samples, seed, rate, density):
+    """White noise whose power in 3 kHz is density against a sine of amplitude 1."""
+    sigma = np.sqrt(density / 2 * rate / 2 / 3000)
+    return np.random.default_rng(seed).normal(0, sigma, samples)
+
+
+def overs(signals, rate, pause=0.25):
+    """Signals one after the other, with silence around each."""
+    silence = np.zeros(round(pause * rate))
+    return np.concatenate([silence] + [part for signal in signals for part in (signal, silence)])
+
+
+def packet(monitor, rate, hf=False, **frame):
+    """A packet of 1200 Bd or, for short wave, 300 Bd."""
+    levels = nrzi(hdlc(ax25(monitor, **frame)))
+    return fsk(levels, 300, 1600, 1800, rate) if hf else fsk(levels, 1200, 1200, 2200, rate)
