@@ -143,6 +143,20 @@ TEST_F(Heap, ARefusalGivesNullAndChangesNothing)
     MemoryFree(p);
 }
 
+// The block that a walk over all pools and blocks takes for a need: the smallest that holds it, an exact fit at
+// once, the first of equals. Null where a new pool is due.
+const void* walk_for(uint32_t need)
+{
+    const MemoryBlock* best = nullptr;
+    for (const MemoryPool* pool = newest_pool(); pool; pool = pool->next)
+        for (const MemoryBlock* block = pool->first_block; block; block = block->next) {
+            if (block->flags != 0 || block->size < need) continue;
+            if (block->size == need) return block;
+            if (!best || block->size < best->size) best = block;
+        }
+    return best;
+}
+
 // Seeded random work against a plain model of what each block holds; the walker runs after each step.
 TEST_F(Heap, RandomWorkKeepsEveryInvariant)
 {
@@ -156,11 +170,15 @@ TEST_F(Heap, RandomWorkKeepsEveryInvariant)
     const auto intact = [](const Held& h) {
         return std::all_of(h.data, h.data + h.bytes, [&](unsigned char v) { return v == h.mark; });
     };
-    for (int step = 0; step < 4000; ++step) {
-        const uint32_t bytes = random() % 10 == 0 ? random() % 20000 : random() % 600;
+    for (int step = 0; step < 6000; ++step) {
+        const uint32_t most[] = {600, 600, 600, 600,   600,
+                                 600, 600, 600, 20000, step % 500 == 0 ? 900000u : 0};
+        const uint32_t bytes = random() % (most[random() % 10] + 1);
         const size_t pick = held.empty() ? 0 : random() % held.size();
         if (held.empty() || random() % 100 < 45) {
+            const void* wanted = walk_for((bytes + 127) / 64 * 64);
             held.push_back({static_cast<unsigned char*>(MemoryAlloc(bytes)), bytes, uint8_t(random())});
+            ASSERT_TRUE(!wanted || held.back().data - header_bytes == wanted) << "step " << step;
             std::fill_n(held.back().data, bytes, held.back().mark);
         } else if (random() % 3 == 0) {
             Held& h = held[pick];
@@ -170,7 +188,7 @@ TEST_F(Heap, RandomWorkKeepsEveryInvariant)
             std::fill_n(h.data, bytes, h.mark);
         } else {
             ASSERT_TRUE(intact(held[pick]));
-            MemoryFree(held[pick].data);
+            MemoryFree(held[pick].data - 63 + random() % (64 + held[pick].bytes)); // anywhere in the block
             held.erase(held.begin() + ptrdiff_t(pick));
         }
         ASSERT_TRUE(heap_is_sound()) << "step " << step;
@@ -179,6 +197,23 @@ TEST_F(Heap, RandomWorkKeepsEveryInvariant)
     for (const Held& h : held) {
         ASSERT_TRUE(intact(h));
         MemoryFree(h.data);
+    }
+}
+
+// Thousands of pools of all sizes, twice: what was kept of the first time is gone.
+TEST_F(Heap, ManyPoolsComeAndGo)
+{
+    for (const uint32_t seed : {1, 2}) {
+        std::mt19937 random(seed);
+        std::vector<char*> held;
+        for (int k = 0; k < 3000; ++k)
+            held.push_back(static_cast<char*>(MemoryAlloc(random() % (1u << random() % 17))));
+        ASSERT_TRUE(heap_is_sound());
+        std::shuffle(held.begin(), held.end(), random);
+        for (size_t k = 0; k < held.size(); ++k) {
+            MemoryFree(held[k]);
+            ASSERT_TRUE(k % 100 != 0 || heap_is_sound());
+        }
     }
 }
 

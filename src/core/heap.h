@@ -1,6 +1,6 @@
 // The block heap's records, and a walker for tests and debug builds.
 //
-//   pool:  MemoryPool | pad to 64 | block | block | ... | tail < 64 bytes
+//   pool:  MemoryPool | a bit for each 64 bytes | pad to 64 | block | block | ... | tail < 64 bytes
 //   block: header, 64 bytes | data, a multiple of 64 bytes
 //
 // Blocks tile their pool in address order, no two neighbours are both free, and a pool that is wholly free
@@ -17,6 +17,9 @@ struct MemoryPool {
     uint32_t free_bytes;      // sum of the sizes of the free blocks, headers included
     uint32_t total_bytes;     // size of the pool as the system reports it
     MemoryBlock* first_block; // the block with the lowest address
+    uint64_t age;             // of two pools, the newer one has the larger
+    // Bit u: a block starts u * 64 bytes behind first_block.
+    uint64_t* starts() { return reinterpret_cast<uint64_t*>(this + 1); }
 };
 
 struct MemoryBlock {
@@ -31,6 +34,6 @@ inline constexpr uint32_t header_bytes = 64; // of a block; the fields are its b
 
 // The newest pool, null when there are none. Stable only while no other thread uses the heap.
 const MemoryPool* newest_pool();
-// Walks all pools and blocks and checks every invariant. Takes the heap's lock.
+// Walks all pools and blocks and checks every invariant, and that the indices tell the same. Takes the heap's lock.
 bool heap_is_sound();
 } // namespace zv::heap
