@@ -79,3 +79,37 @@ def packet(monitor, rate, hf=False, **frame):
     """A packet of 1200 Bd or, for short wave, 300 Bd."""
     levels = nrzi(hdlc(ax25(monitor, **frame)))
     return fsk(levels, 300, 1600, 1800, rate) if hf else fsk(levels, 1200, 1200, 2200, rate)
+
+
+ITA2 = {"letters": "\0E\nA SIU\rDRJNFCKTZLWHYPQOBG\x0fMXV\x0e", "figures": "\x003\n- '87\r\x054\a,!:(5+)2#6019?&\x0f./=\x0e"}
+FIGURES, LETTERS = 27, 31
+
+
+def ita2(text, unshift=True):
+    """Codes of a text: letters first, and behind a blank again with unshift."""
+    codes, shift = [LETTERS], "letters"
+    for char in text:
+        if char not in ITA2[shift]:
+            shift = "figures" if shift == "letters" else "letters"
+            codes.append(FIGURES if shift == "figures" else LETTERS)
+        codes.append(ITA2[shift].index(char))
+        if char == " " and unshift:
+            shift = "letters"
+    return codes
+
+
+def with_parity(data, bits, odd=False):
+    return [code | (code.bit_count() + odd) % 2 << bits for code in data]
+
+
+def start_stop(codes, bits, stop=1, idle=10):
+    """Levels of half a bit each: a start bit, the bits of a code from the lowest, and the stop."""
+    levels = [1] * 2 * idle
+    for code in codes:
+        levels += [0, 0] + [code >> k // 2 & 1 for k in range(2 * bits)] + [1] * round(2 * stop)
+    return levels + [1] * 2 * idle
+
+
+def keyed(codes, bits, baud, mark, space, rate, stop=1, idle=10):
+    """Audio of characters."""
+    return fsk(start_stop(codes, bits, stop, idle), 2 * baud, mark, space, rate)

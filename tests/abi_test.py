@@ -24,20 +24,25 @@ def layouts():
     return records
 
 
+def check(case, column, *compiler):
+    """The table's offsets and sizes of 64 or 32 bits (column 0 or 1), as static assertions of a C program."""
+    claims = ["#include <stddef.h>", "#include <zovek/zovek.h>"]
+    for record, (sizes, fields) in layouts().items():
+        claims.append(f'_Static_assert(sizeof({record}) == {sizes[column]}, "{record}");')
+        claims += [f'_Static_assert(offsetof({record}, {field}) == {offsets[column]}, "{record}.{field}");'
+                   for field, *offsets in fields]
+    with tempfile.TemporaryDirectory() as folder:
+        source = pathlib.Path(folder, "claims.c")
+        source.write_text("\n".join(claims) + "\n")
+        done = subprocess.run([*compiler, "-std=c11", "-fsyntax-only", f"-I{ROOT / 'include'}", source],
+                              capture_output=True, text=True)
+    case.assertEqual(done.returncode, 0, f"{compiler}: {done.stderr}")
+
+
 class Abi(unittest.TestCase):
     def test_offsets_and_sizes(self):
-        for column, flag in enumerate(("-m64", "-m32")):
-            claims = ["#include <stddef.h>", "#include <zovek/zovek.h>"]
-            for record, (sizes, fields) in layouts().items():
-                claims.append(f'_Static_assert(sizeof({record}) == {sizes[column]}, "{record}");')
-                claims += [f'_Static_assert(offsetof({record}, {field}) == {offsets[column]}, "{record}.{field}");'
-                           for field, *offsets in fields]
-            with tempfile.TemporaryDirectory() as folder:
-                source = pathlib.Path(folder, "claims.c")
-                source.write_text("\n".join(claims) + "\n")
-                done = subprocess.run(["cc", flag, "-std=c11", "-fsyntax-only", f"-I{ROOT / 'include'}", source],
-                                      capture_output=True, text=True)
-            self.assertEqual(done.returncode, 0, f"{flag}: {done.stderr}")
+        check(self, 0, "cc", "-m64")
+        check(self, 1, "cc", "-m32")
 
     def test_the_table_has_every_record_and_every_field_in_order(self):
         for header in (ROOT / "include/zovek").glob("*.h"):

@@ -39,16 +39,18 @@ TEST(Plan, HoldsTogetherAtEveryRate)
             for (const double least : {0.0, 44100.0}) {
                 SCOPED_TRACE(std::to_string(rate) + " " + mode_names[int(mode)]);
                 Wishes wishes = {.mode = mode};
-                if (least > 0) wishes.audio_rate = least;
+                if (least > 0) wishes.audio_rate = int32_t(least);
                 const Plan plan = make_plan(rate, wishes);
                 const double fs = double(rate) * plan.stuffing, transition = 5.5 * fs / plan.taps;
                 EXPECT_EQ(plan.station, rate / 4);
                 EXPECT_TRUE(plan.mixer > 0 && plan.mixer < rate / 2);
                 EXPECT_EQ(int64_t(plan.block) * plan.stuffing % plan.decimation, 0);
                 EXPECT_GE(plan.block, 8192);
-                EXPECT_GE(plan.audio_rate(),
-                          std::max(least, std::min<double>(rate, 2.2 * plan.audio_cutoff)));
-                EXPECT_LE(plan.audio_rate(), std::max(1.5 * least, 16000.0));
+                EXPECT_GE(plan.audio_rate(), std::min<double>(rate, 2.2 * plan.audio_cutoff));
+                if (least > 0)
+                    EXPECT_NEAR(plan.output_rate(), least, 1e-8 * least);
+                else
+                    EXPECT_LE(plan.audio_rate(), 16000.0);
                 // What is kept in the end reaches so far from the mixer; what the first filter lets through beyond
                 // must not come down upon it.
                 const double channel = plan.channel_taps ? 5.5 * plan.detector_rate() / plan.channel_taps : 0;
@@ -95,5 +97,43 @@ TEST(Plan, PlacesTheSideband)
     for (const auto& [mode, frequency] :
          {std::pair(Mode::usb, 23990), {Mode::lsb, 310}, {Mode::am, 5}, {Mode::fm, 24001}})
         EXPECT_THROW(plan(mode, frequency), Failure);
-    EXPECT_THROW(make_plan(48000, {.audio_rate = 4e6}), Failure);
+    const auto around_centre = [](Mode mode, int32_t frequency) {
+        return make_plan(48000, {.mode = mode, .centre = 12000, .frequency = frequency});
+    };
+    EXPECT_EQ(around_centre(Mode::usb, -4000).mixer, 9500);
+    EXPECT_EQ(make_plan(48000, {.centre = 12000}).station, 12000);
+    for (const int32_t frequency : {-12001, 36001, -11990})
+        EXPECT_THROW(around_centre(Mode::am, frequency), Failure);
+}
+
+// Division where it gives the rate, with the settings of old; else the exact ratio, or nearly, from audio that the
+// resampler passes whole. Nothing is left that the output can't carry.
+TEST(Plan, AudioAtTheRateAskedFor)
+{
+    const struct {
+        int32_t rate, asked;
+        Mode mode;
+        bool resampled;
+    } rows[] = {{96000, 48000, Mode::am, false},  {96000, 8000, Mode::am, false},
+                {96000, 44100, Mode::usb, true},  {2400000, 22050, Mode::fm, true},
+                {48000, 44101, Mode::lsb, true},  {44100, 48000, Mode::isb, true},
+                {8000, 1000000, Mode::sam, true}, {96000, 11025, Mode::am, true}};
+    for (const auto& row : rows) {
+        const Plan plan = make_plan(row.rate, {.mode = row.mode, .audio_rate = row.asked});
+        SCOPED_TRACE(explain(plan));
+        EXPECT_DOUBLE_EQ(plan.output_rate(), row.asked);
+        EXPECT_EQ(plan.over != plan.under, row.resampled);
+        EXPECT_LE(plan.audio_cutoff, row.asked / 2.0 - 350);
+        if (plan.over != plan.under) {
+            EXPECT_LE(plan.audio_cutoff + 350, 0.4 * plan.audio_rate() + 1);
+            EXPECT_EQ(plan.resampler_taps(),
+                      int32_t(std::ceil(64 * std::max(1.0, double(plan.under) / plan.over))));
+        }
+    }
+    for (const int32_t prime : {250007, 2400011, 9999991}) {
+        const Plan plan = make_plan(prime, {.mode = Mode::usb, .audio_rate = 44100});
+        EXPECT_NEAR(plan.output_rate() / 44100, 1, 1e-8) << explain(plan);
+        EXPECT_LE(plan.over * plan.resampler_taps(), 1 << 23);
+    }
+    EXPECT_THROW(make_plan(48000, {.audio_rate = INT32_MAX}), Failure);
 }

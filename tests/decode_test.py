@@ -8,12 +8,14 @@ import sys
 import tempfile
 import unittest
 
+import numpy as np
 import soundfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
 sys.path.insert(0, str(ROOT / "scripts"))
 import modem  # noqa: E402
+import tones  # noqa: E402
 
 DATA = pathlib.Path(os.environ.get("ZOVEK_DATA", ROOT.parent / "shared/data"))
 
@@ -36,6 +38,11 @@ class Packets(unittest.TestCase):
         soundfile.write(path, audio, rate)
         return path
 
+    def hear(self, audio, rate, *options):
+        path = pathlib.Path(self.folder.name, "heard.wav")
+        soundfile.write(path, audio, rate)
+        return decode(path, "--mode", "packet", *options)[0]
+
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory()
         self.addCleanup(self.folder.cleanup)
@@ -53,14 +60,71 @@ class Packets(unittest.TestCase):
             lines, _ = decode(ROOT / f"samples/{name}.flac", "--mode", "packet", *options)
             self.assertEqual(lines, (ROOT / f"samples/{name}.txt").read_text().splitlines())
 
+    def test_stations_off_the_rules(self):
+        rows = [(1182, 0, 0.3), (1218, 0, 0.3), (1200, 90, 0.3), (1200, -90, 0.3), (1200, 0, 0.001), (1200, 0, 1)]
+        for baud, offset, level in rows:
+            bits = modem.nrzi(modem.hdlc(modem.ax25(self.TWO)))
+            audio = modem.overs([modem.fsk(bits, baud, 1200 + offset, 2200 + offset, 24000)], 24000)
+            audio = level * np.clip(audio + modem.noise(len(audio), 1, 24000, 0.01), -1, 1)
+            with self.subTest(baud=baud, offset=offset, level=level):
+                self.assertEqual(self.hear(audio, 24000), [self.TWO])
+
+    def test_noise_gives_nothing_and_repair_gives_more(self):
+        sent = [f"QA1AA>BEACON:number {n} of a row of frames in noise" for n in range(25)]
+        audio = modem.overs([modem.packet(text, 12000) for text in sent], 12000)
+        counts = []
+        for options, snr in (([], 8), ([], 3), (["--repair"], 3)):
+            lines = self.hear(audio + modem.noise(len(audio), 2, 12000, 10 ** (-snr / 10)), 12000, *options)
+            self.assertLessEqual(set(lines), set(sent))
+            self.assertEqual(len(set(lines)), len(lines))
+            counts.append(len(lines))
+        self.assertGreaterEqual(counts[0], 22)
+        self.assertGreater(counts[2], counts[1])
+        self.assertEqual(self.hear(modem.noise(60 * 24000, 3, 24000, 0.1), 24000, "--repair", "--effort", 16), [])
+
+    def test_the_same_frame_later_is_another(self):
+        audio = modem.overs([modem.packet(self.TWO, 12000)] * 2, 12000)
+        self.assertEqual(self.hear(audio, 12000, "--effort", 16), [self.TWO] * 2)
+
+    def test_a_station_of_a_band(self):
+        audio = modem.overs([modem.packet(self.TWO, 48000)], 48000, 0.5)
+        band = np.cos(2 * np.pi * np.cumsum(12000 + 3000 * audio) / 48000) + modem.noise(len(audio), 4, 48000, 0.01)
+        line, = self.hear(0.3 * band, 48000, "--if", "12k", "-M", "fm", "--json")
+        self.assertEqual(json.loads(line)["text"], self.TWO)
+        self.assertAlmostEqual(json.loads(line)["time"], 0.5 + 40 * 8 / 1200, delta=0.01)
+
+    def test_a_station_of_an_iq_recording(self):
+        audio = modem.overs([modem.packet(self.TWO, 48000)], 48000, 0.5)
+        band = 0.3 * np.exp(2j * np.pi * np.cumsum(-9000 + 3000 * audio) / 48000)
+        path = pathlib.Path(self.folder.name, "band.wav")
+        soundfile.write(path, np.column_stack((band.real, band.imag)), 48000)
+        (line,), _ = decode(path, "--iq", "--if", "-9k", "--mode", "packet", "--json")
+        self.assertEqual(json.loads(line)["text"], self.TWO)
+        self.assertAlmostEqual(json.loads(line)["sample"], (0.5 + 40 * 8 / 1200) * 48000, delta=480)
+        self.assertEqual(decode(path, "--swap-iq", "--if", "-9k", "--mode", "packet")[0], [])
+
+    def test_messages_come_while_the_stream_goes_on(self):
+        audio = modem.overs([0.3 * modem.packet(self.TWO, 12000)], 12000, 0.5)
+        with subprocess.Popen([BUILD / "zovek", "decode", "-t", "raw", "-r", "12000", "--mode", "packet"],
+                              stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as client:
+            client.stdin.write(np.round(audio * 32767).astype("<i2").tobytes())
+            client.stdin.flush()
+            self.assertEqual(client.stdout.readline().decode().rstrip(), self.TWO)
+            client.stdin.close()
+            self.assertEqual(client.stdout.read(), b"")
+
     def test_json_tells_fields_and_the_raw_frame(self):
-        lines, _ = decode(self.recording(22050, self.ONE), "--mode", "packet", "--json")
-        message = json.loads(lines[0])
-        self.assertEqual(len(lines), 1)
-        self.assertIn(modem.ax25(self.ONE + "\r").hex(), json.dumps(message))
-        self.assertEqual(message["mode"], "packet")
-        self.assertAlmostEqual(message["time"], 0.5, delta=0.4)
-        self.assertIn("QAB1CD-7", json.dumps(message))
+        frame = modem.ax25("QA1AA>QB2BB:caf\xe9 \x1c\t\r", control=0x13)
+        audio = modem.overs([0.1 * modem.fsk(modem.nrzi(modem.hdlc(frame)), 1200, 1200, 2200, 12000)], 12000, 0.5)
+        line, = self.hear(audio, 12000, "--json", "--repair")
+        got = json.loads(line)
+        self.assertAlmostEqual(got["time"], 0.5 + 40 * 8 / 1200, delta=0.005)
+        self.assertAlmostEqual(got["sample"], got["time"] * 12000, delta=1)
+        self.assertAlmostEqual(got["level"], -20, delta=0.5)
+        wanted = {"mode": "packet", "text": "QA1AA>QB2BB:caf<0xe9> <0x1c><0x09>", "source": "QA1AA",
+                  "destination": "QB2BB", "path": [], "kind": "UI", "control": 0x13, "pid": 0xF0,
+                  "info": "caf<0xe9> <0x1c><0x09>", "frame": frame.hex(), "repaired": 0}
+        self.assertEqual({name: got[name] for name in wanted}, wanted)
 
     def test_a_damaged_frame_or_file_costs_itself_alone(self):
         good = self.recording(22050, self.TWO)
@@ -70,7 +134,19 @@ class Packets(unittest.TestCase):
         lines, talk = decode(rubbish, broken, good, "--mode", "packet", status=1)
         self.assertEqual(len(lines), 1)
         self.assertIn("rubbish.wav", talk)
-        decode(good, "--mode", "nosuch", status=2)
+        cut = pathlib.Path(self.folder.name, "cut.flac")
+        cut.write_bytes((ROOT / "samples/packet.flac").read_bytes()[:30000])
+        lines, talk = decode(cut, good, "--mode", "packet")
+        self.assertEqual(lines[:1] + lines[-1:], [(ROOT / "samples/packet.txt").read_text().splitlines()[0], self.TWO])
+        self.assertEqual(talk.count("truncated"), 1)
+        lines, talk = decode(ROOT / "samples/navtex.flac", "--mode", "navtex,rtty", status=1) # at 4 kHz
+        self.assertEqual((len(lines), talk.count("rtty: a tone of 2125 Hz")), (4, 1))
+        with open("/dev/full", "w") as full:
+            run = subprocess.run([BUILD / "zovek", "decode", good, good, "--mode", "packet"], stdout=full, stderr=subprocess.PIPE)
+        self.assertEqual((run.returncode, run.stderr.count(b"No space left")), (1, 1))
+        for wrong in (["--mode", "nosuch"], [], ["--mode", "packet", "-M", "fm"], ["--mode", "packet", "--effort", 0],
+                      ["--mode", "packet", "--if", "x"], ["--mode", "packet", "-r", "8000"]):
+            decode(good, *wrong, status=2)
 
     @unittest.skipUnless(DATA.exists() or os.environ.get("CI"), f"no recordings at {DATA}")
     def test_recordings_of_others(self):
@@ -87,6 +163,133 @@ class Packets(unittest.TestCase):
         for name in ("afsk_iss_44100", "afsk_lorem_11025"):
             lines, _ = decode(DATA / f"offair/{name}.flac", "--mode", "packet")
             self.assertEqual(len(lines), 1, name)
+
+
+class Tones(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+
+    def hear(self, audio, rate, mode, *options, snr=None, level=0.03):
+        """The lines of audio with silence around it and noise snr dB below it in 3 kHz."""
+        audio = modem.overs([audio], rate, 0.7)
+        if snr is not None:
+            audio = audio + modem.noise(len(audio), rate, rate, 10 ** (-snr / 10))
+        path = pathlib.Path(self.folder.name, "heard.wav")
+        soundfile.write(path, level * audio, rate)
+        return decode(path, "--mode", mode, *options)[0]
+
+    def test_samples(self):
+        for name in ("dtmf", "zvei", "selcal", "ctcss"):
+            lines, _ = decode(ROOT / f"samples/{name}.flac", "--mode", name)
+            self.assertEqual(lines, (ROOT / f"samples/{name}.txt").read_text().splitlines())
+
+    def test_keys_long_and_short_weak_and_off_tune(self):
+        keys = tones.KEYS
+        #        rate  SNR  tone  gap   twist   off     level
+        rows = [(8000, 30, 0.050, 0.050, 0.0, 0.000, 0.30), (8000, 5, 0.040, 0.040, 4.0, 0.012, 0.03),
+                (11025, 5, 0.050, 0.050, -5.0, -0.012, 0.03), (44100, 8, 0.100, 0.030, -8.0, 0.000, 0.001),
+                (48000, 5, 0.070, 0.200, 5.0, 0.000, 0.03), (22050, None, 0.040, 0.030, 8.0, -0.015, 0.90),
+                (16000, 10, 0.700, 0.100, 0.0, 0.005, 0.03)]
+        for rate, snr, tone, gap, twist, off, level in rows:
+            with self.subTest(rate=rate, snr=snr, tone=tone, twist=twist):
+                audio = tones.dtmf(keys + "00", rate, tone, gap, twist, off)
+                self.assertEqual(self.hear(audio, rate, "dtmf", snr=snr, level=level), [keys + "00"])
+        halves = np.concatenate([tones.dtmf("12", 8000, gap=0.15), tones.silence(0.25, 8000), tones.dtmf("3", 8000)])
+        self.assertEqual(self.hear(halves, 8000, "dtmf"), ["12", "3"])
+        self.assertEqual(self.hear(halves, 8000, "dtmf", "--pause", 0.5), ["123"])
+        self.assertEqual(self.hear(halves, 8000, "dtmf", "--pause", 0.1), list("123"))
+
+    def test_what_is_no_key(self):
+        rate, key = 8000, {"seconds": 0.1, "rate": 8000}
+        for name, audio in (("one tone", tones.sine(770, **key)), ("low tones", tones.pair(697, 852, **key)),
+                            ("4 % off", tones.dtmf("5", rate, 0.1, off=0.04)), ("15 ms", tones.dtmf("5", rate, 0.015)),
+                            ("twist", tones.dtmf("5", rate, 0.1, twist=20)),
+                            ("chord", tones.pair(770, 1336, **key) + 0.5 * tones.sine(1000, **key))):
+            with self.subTest(name):
+                self.assertEqual(self.hear(audio, rate, "dtmf", snr=30), [])
+
+    def test_five_tones(self):
+        rows = [("zvei1", "11123", 8000, tones.ZVEI1, 0.07, 0), ("zvei1", "90A55", 48000, tones.ZVEI1, 0.07, 3),
+                ("zvei1", "1234567", 11025, tones.ZVEI1, 0.065, 5), ("ccir", "40081", 22050, tones.CCIR, 0.1, 3),
+                ("eia", "77123", 22050, tones.EIA, 0.033, 6), ("zvei1", "1234", 8000, tones.ZVEI1, 0.07, 20),
+                ("zvei1", "12345", 8000, tones.ZVEI1, 0.02, 20), ("zvei1", "12345", 8000, tones.ZVEI1, 0.2, 20)]
+        for name, digits, rate, table, length, snr in rows:
+            with self.subTest(set=name, digits=digits, rate=rate, length=length):
+                lines = self.hear(tones.five_tone(digits, rate, table, length), rate, "zvei", "--set", name, snr=snr)
+                self.assertEqual(lines, [digits] if len(digits) > 4 and abs(length / 0.07 - 1) < 0.6 else [])
+
+    def test_calls_off_tune(self):
+        for code, rate, shift, snr in (("AB-CD", 8000, 0, 20), ("AB-CD", 8000, -45, 0), ("BC-DE", 11025, 45, 0),
+                                       ("AS-BR", 48000, 20, -3), ("RS-PQ", 22050, -45, -3), ("GH-AS", 8000, 33, 0)):
+            with self.subTest(code=code, shift=shift):
+                line, = self.hear(tones.selcal(code, rate, shift), rate, "selcal", "--json", snr=snr)
+                got = json.loads(line)
+                self.assertEqual(got["text"], code)
+                self.assertAlmostEqual(got["shift"], shift, delta=2)
+                self.assertAlmostEqual(got["time"], 0.7, delta=0.1)
+        for name, audio in (("far off", tones.selcal("FG-HJ", 8000, 80)),
+                            ("long", np.concatenate([tones.pair(524.8, 645.7, 2, 8000)] * 2)),
+                            ("one pulse", tones.pair(524.8, 645.7, 1, 8000))):
+            with self.subTest(name):
+                self.assertEqual(self.hear(audio, 8000, "selcal", snr=20), [])
+
+    def test_every_sub_audible_tone(self):
+        table = [67.0, 69.3, 71.9, 74.4, 77.0, 79.7, 82.5, 85.4, 88.5, 91.5, 94.8, 97.4, 100.0, 103.5, 107.2, 110.9, 114.8,
+                 118.8, 123.0, 127.3, 131.8, 136.5, 141.3, 146.2, 151.4, 156.7, 159.8, 162.2, 165.5, 167.9, 171.3, 173.8,
+                 177.3, 179.9, 183.5, 186.2, 189.9, 192.8, 196.6, 199.5, 203.5, 206.5, 210.7, 218.1, 225.7, 229.1, 233.6,
+                 241.8, 250.3, 254.1]
+        for rate, below, sent in ((8000, 14, [*table[::2], None, *table[1::2]]), (22050, 20, [88.5, None, 250.3, 250.3])):
+            over = 3 if below == 14 else 5
+            audio = np.concatenate([tones.ctcss(sent, over, rate, below), tones.silence(6, rate)])
+            lines = [line.split() for line in self.hear(audio, rate, "ctcss", snr=40)]
+            wanted = [f"{tone:.1f}" if tone else "none" for tone in sent] + ["off"]
+            self.assertEqual([state for _, state in lines], wanted)
+            for k, (time, state) in enumerate(lines):
+                self.assertAlmostEqual(float(time), 0.7 + over * k, delta=0.5, msg=state)
+
+    def test_noise_and_speech_are_no_tones(self):
+        noise = modem.noise(40 * 24000, 8, 24000, 0.3)
+        self.assertEqual(self.hear(noise, 24000, "dtmf,zvei,selcal,ctcss", level=0.1), [])
+        for voice in ("fm_speech", "usb_speech", "isb_two_speakers"):
+            lines, _ = decode(ROOT / f"samples/{voice}.ref.flac", "--mode", "dtmf,zvei,selcal,ctcss")
+            self.assertTrue(all(line.endswith((" none", " off")) for line in lines), lines)
+
+    def test_json_tells_each_key(self):
+        line, = self.hear(tones.dtmf("7#", 8000, 0.08, 0.06, 3), 8000, "dtmf", "--json", level=0.1)
+        got = json.loads(line)
+        self.assertEqual((got["text"], [digit["digit"] for digit in got["digits"]]), ("7#", ["7", "#"]))
+        self.assertAlmostEqual(got["level"], -20, delta=1.5)
+        for k, digit in enumerate(got["digits"]):
+            self.assertAlmostEqual(digit["time"], 0.7 + 0.14 * k, delta=0.006)
+            self.assertAlmostEqual(digit["duration"], 0.08, delta=0.008)
+            self.assertAlmostEqual(digit["twist"], 3, delta=0.3)
+        call = json.loads(self.hear(tones.five_tone("11234", 8000), 8000, "zvei", "--json")[0])
+        self.assertEqual((call["text"], call["tones"], call["set"]), ("11234", "1E234", "zvei1"))
+        self.assertAlmostEqual(call["duration"], 0.35, delta=0.01)
+
+    def test_levels(self):
+        rate = 44100
+        audio = np.concatenate([tones.silence(0.3, rate), 0.5 * tones.sine(1000, 1, rate) + 0.1 * tones.sine(1750, 1, rate)])
+        path = pathlib.Path(self.folder.name, "levels.wav")
+        soundfile.write(path, audio, rate)
+        tell = [path, "--mode", "tones", "--freq", "1k,1750,3000"]
+        lines = [[float(value) for value in line.split(",")] for line in decode(*tell)[0]]
+        self.assertEqual([row[0] for row in lines], [round(k / 10, 1) for k in range(13)])
+        self.assertLess(max(max(row[1:]) for row in lines[:3]), -90)
+        for row in lines[5:]:
+            self.assertAlmostEqual(row[1], -6, delta=0.2)
+            self.assertAlmostEqual(row[2], -20, delta=0.3)
+            self.assertLess(row[3], -40)
+        narrow, _ = decode(*tell, "--every", "0.5", "--width", "4", "--json")
+        self.assertEqual([json.loads(line)["time"] for line in narrow], [0, 0.5])
+        last = {row["frequency"]: row["level"] for row in json.loads(narrow[-1])["levels"]}
+        self.assertAlmostEqual(last[1000], -6, delta=0.7)
+        self.assertLess(last[3000], -45)
+        for status, wrong in ((2, ["--mode", "tones"]), (2, ["--mode", "tones", "--freq", "-1"]), (2, [*tell[1:], "--every", 0]),
+                              (1, ["--mode", "tones", "--freq", "30k"]), (1, [*tell[1:], "--width", 20000]),
+                              (2, ["--mode", "zvei", "--set", "nosuch"]), (2, ["--mode", "dtmf", "--pause", -1])):
+            decode(path, *wrong, status=status)
 
 
 if __name__ == "__main__":

@@ -5,13 +5,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <gtest/gtest.h>
+#include <zovek/demodulator.h>
+#if defined(__linux__)
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <zovek/demodulator.h>
+#endif
 
 namespace {
 using test::noise, test::same, test::Signal, test::Signal32, test::tone;
@@ -459,6 +461,7 @@ TEST(Demodulator, RefusedSettersChangeNothing)
     }
 }
 
+#if defined(__linux__)
 // Runs work under a filter that kills the process at any system call but its exit.
 template <class Work>
 int status_without_system_calls(Work work)
@@ -505,4 +508,5 @@ TEST(Demodulator, ProcessAsksTheSystemForNothing)
             << +mode;
     }
 }
+#endif
 } // namespace

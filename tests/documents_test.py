@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""The C programs in the documents compile without a warning, link against the built library and run."""
+"""The C programs in the documents compile without a warning, link against the built library and run; so do the examples
+to listen to."""
 import os
 import pathlib
 import re
@@ -9,6 +10,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
+BITS = os.environ.get("ZOVEK_BITS", "64")
 
 
 class Documents(unittest.TestCase):
@@ -21,13 +23,27 @@ class Documents(unittest.TestCase):
             with self.subTest(path=path.name), tempfile.TemporaryDirectory() as folder:
                 source, program = pathlib.Path(folder, "program.c"), pathlib.Path(folder, "program")
                 source.write_text(code)
-                flags = ["-std=c99", "-Wall", "-Wextra", "-Werror", f"-I{ROOT / 'include'}"]
+                flags = [f"-m{BITS}", "-std=c99", "-Wall", "-Wextra", "-Werror", f"-I{ROOT / 'include'}"]
                 flags += [f"-fsanitize={sanitize}"] if sanitize else []
                 subprocess.run(["cc", *flags, source, "-o", program, f"-L{BUILD}", "-lzovek", f"-Wl,-rpath,{BUILD}"],
                                check=True)
                 done = subprocess.run([program], input=bytes(range(256)) * 64, capture_output=True)
                 self.assertEqual(done.returncode, 0, done.stderr)
                 self.assertTrue(done.stdout)
+
+    @unittest.skipIf(os.environ.get("ZOVEK_CLIENT") == "OFF", "built without the client")
+    def test_examples_to_listen_to(self):
+        client, listen = {**os.environ, "CLIENT": BUILD / "zovek"}, ROOT / "scripts/listen"
+        names = set(re.findall(r"^(\S+):", subprocess.run([listen], check=True, capture_output=True, text=True).stdout, re.M))
+        told = {name for path in ROOT.glob("docs/*.md") for name in re.findall(r"^scripts/listen ([a-z-]+)", path.read_text(), re.M)}
+        self.assertEqual(names, told)
+        for name in names:
+            with self.subTest(name):
+                done = subprocess.run([listen, name], env=client, capture_output=True, text=True)
+                self.assertEqual(done.returncode, 0, done.stderr)
+                a, b = (ROOT.joinpath(path).read_bytes() for path in done.stdout.split())
+                self.assertTrue(len(a) > 100000 < len(b) and a != b)
+        self.assertEqual(subprocess.run([listen, "nosuch"], capture_output=True).returncode, 2)
 
     def test_links_lead_somewhere(self):
         for path in [*ROOT.glob("*.md"), *ROOT.glob("docs/*.md"), *ROOT.glob("samples/*.md")]:

@@ -18,6 +18,9 @@ constexpr uint32_t sse2 = ZV_CPU_SSE2;
 
 bool has_3dnow() { return (_CPU()->extended_features >> 31) != 0; }
 
+// The library has chosen the 3DNow! forms: approximate, and lags from 1 in place of 0.
+bool runs_3dnow() { return amplitude_for_processor() == amplitude_3dnow; }
+
 // All values within so many units in the last place of a float.
 testing::AssertionResult near(const float* got, const Floats& wanted, int ulps)
 {
@@ -126,8 +129,9 @@ TEST(ExtractAmplitude, AConstantEnvelopeIsAHalf)
         Signal iq;
         for (int k = 0; k < count; ++k) iq.insert(iq.end(), {int16_t(i), int16_t(q)});
         long double mean;
-        EXPECT_EQ(run(ExtractAmplitude_16_Float, iq, mean), Floats(size_t(count), .5f));
-        EXPECT_EQ(mean, .5L);
+        const Floats halves(size_t(count), .5f);
+        EXPECT_TRUE(near(run(ExtractAmplitude_16_Float, iq, mean).data(), halves, runs_3dnow() ? 8 : 0));
+        EXPECT_NEAR(double(mean), .5, runs_3dnow() ? 1e-6 : 0);
     }
 }
 
@@ -188,7 +192,7 @@ TEST(Extract, Choice)
     const Floats in = {1, 2, 3, 4};
     Floats out(2), again(2);
     Correlate_Float_Float(in.data(), out.data(), 4, 2);
-    EXPECT_EQ(out, reference::correlate(in, 2));
+    EXPECT_TRUE(near(out.data(), reference::correlate(in, 2, runs_3dnow() ? 1 : 0), runs_3dnow() ? 8 : 0));
     const OnProcessor as(0x20007000, 0);
     Correlate_Float_Float(in.data(), again.data(), 4, 2);
     EXPECT_EQ(again, out);

@@ -11,6 +11,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
+BITS = os.environ.get("ZOVEK_BITS", "64")
 LIBRARY = BUILD / "libzovek.so.1"
 HEADERS = sorted((ROOT / "include/zovek").glob("*.h"))
 
@@ -43,23 +44,27 @@ class Library(unittest.TestCase):
         needed = set(re.findall(r"NEEDED.*\[(.*?)\]", output("readelf", "-d", LIBRARY)))
         if os.environ.get("ZOVEK_SANITIZE"):
             self.skipTest("sanitizers bring libraries of their own")
-        self.assertLessEqual(needed, {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2"})
+        self.assertLessEqual(needed, {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2", "ld-linux.so.2"})
         self.assertIn("libzovek.so.1", output("readelf", "-d", LIBRARY))
 
-    def test_the_current_directory_is_the_systems(self):
-        if os.environ.get("ZOVEK_SANITIZE"):
-            self.skipTest("sanitizers must be loaded first")
-        program = ("import ctypes, os, sys\n"
-                   "class ZVString(ctypes.Structure):\n"
-                   "    _fields_ = [('text', ctypes.c_char_p), ('length', ctypes.c_int32), ('capacity', ctypes.c_uint32)]\n"
-                   "string, library = ctypes.byref(ZVString()), ctypes.CDLL(sys.argv[1])\n"
-                   "library.ZVString_Construct(string)\n"
-                   "library.ZVString_Set_CurrentDirectory(string)\n"
-                   "assert string._obj.text == os.getcwdb() and string._obj.length == len(os.getcwdb())\n")
+    def test_the_system_runs_its_load_and_tells_the_current_directory(self):
+        program = ("#include <string.h>\n#include <unistd.h>\n#include <zovek/zovek.h>\n"
+                   "int main(void) {\n"
+                   "    static char name[8192];\n"
+                   "    ZVString string;\n"
+                   "    ZVString_Construct(&string);\n"
+                   "    ZVString_Set_CurrentDirectory(&string);\n"
+                   "    return _CPU()->timer_frequency == 0 || !getcwd(name, sizeof name) ||\n"
+                   "           strcmp(string.text, name) || string.length != (int32_t)strlen(name);\n}\n")
+        sanitize = os.environ.get("ZOVEK_SANITIZE")
+        flags = [f"-m{BITS}", f"-I{ROOT / 'include'}"] + ([f"-fsanitize={sanitize}"] if sanitize else [])
         with tempfile.TemporaryDirectory() as folder:
+            run, source = pathlib.Path(folder, "run"), pathlib.Path(folder, "run.c")
+            source.write_text(program)
+            subprocess.run(["cc", *flags, source, "-o", run, LIBRARY.resolve(), f"-Wl,-rpath,{BUILD}"], check=True)
             deep = pathlib.Path(folder, *["d" * 200] * 15)
             deep.mkdir(parents=True)
-            subprocess.run(["/usr/bin/python3", "-c", program, LIBRARY.resolve()], cwd=deep, check=True)
+            subprocess.run([run], cwd=deep, check=True)
 
     def test_each_header_compiles_alone_as_c99_and_as_cpp20(self):
         with tempfile.TemporaryDirectory() as folder:

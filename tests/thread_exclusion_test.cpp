@@ -61,10 +61,10 @@ TEST_F(ThreadExclusion, NoTwoThreadsAreEverInside)
     for (const bool nested : {false, true}) {
         std::atomic<int> holder = 0, intrusions = 0;
         std::atomic<bool> stop = false;
-        int64_t entries = 0; // guarded by the lock
-        std::atomic<int64_t> entered = 0;
+        int32_t entries = 0; // guarded by the lock
+        std::atomic<int32_t> entered = 0;
         const auto work = [&](int me) {
-            int64_t mine = 0;
+            int32_t mine = 0;
             for (; !stop; ++mine) {
                 enter();
                 if (holder.exchange(me, std::memory_order_relaxed) != 0) ++intrusions;

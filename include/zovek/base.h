@@ -29,11 +29,10 @@
 #endif
 
 /* ZV_BUILDING is defined while the library itself is compiled, ZV_STATIC for users of libzovek.a on
- * Windows. On i386 a foreign caller may keep the stack at 4 bytes, so exports realign it. */
-#if defined(_WIN32) && defined(ZV_STATIC)
+ * Windows, where a list of names makes the exports. On i386 a foreign caller may keep the stack at 4 bytes,
+ * so exports realign it. */
+#if defined(_WIN32) && (defined(ZV_BUILDING) || defined(ZV_STATIC))
 #define ZV_VISIBLE
-#elif defined(_WIN32) && defined(ZV_BUILDING)
-#define ZV_VISIBLE __declspec(dllexport)
 #elif defined(_WIN32)
 #define ZV_VISIBLE __declspec(dllimport)
 #elif defined(__GNUC__)

@@ -119,9 +119,11 @@ static constexpr Row rows[] = {
 
 std::atomic<Kernel> lms_kernel = choose;
 
+Kernel kernel_for_processor() { return select(rows, &Row::kernel, *_CPU()); }
+
 void choose(ZVLMS1616* self, int16_t* out, uint32_t count)
 {
-    const Kernel kernel = select(rows, &Row::kernel, *_CPU());
+    const Kernel kernel = kernel_for_processor();
     lms_kernel.store(kernel, std::memory_order_relaxed);
     kernel(self, out, count);
 }

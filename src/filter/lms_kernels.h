@@ -14,6 +14,8 @@ using Kernel = void (*)(ZVLMS1616* self, int16_t* out, uint32_t count);
 // goes on there; threads that race through it store the same.
 extern std::atomic<Kernel> lms_kernel;
 void choose(ZVLMS1616* self, int16_t* out, uint32_t count);
+// The choice for the processor record as it stands.
+Kernel kernel_for_processor();
 
 void lms_mmx(ZVLMS1616* self, int16_t* out, uint32_t count);
 void lms_mmx_ext(ZVLMS1616* self, int16_t* out, uint32_t count);

@@ -1,5 +1,5 @@
-// The platform layer on Linux. An arena is the C library's heap: its areas carry a header of their own, so no
-// two of them touch.
+// The platform layer on Linux. An arena is the heap behind malloc. Not every such heap keeps its areas apart, so the
+// last byte of each stays unused.
 #include "platform/platform.h"
 #include <malloc.h>
 #include <stdlib.h>
@@ -12,8 +12,8 @@ namespace zv::platform {
 static char arena_handle; // the C library's heap is always there; its handle need only not be null
 
 void* arena_create() { return &arena_handle; }
-void* arena_take(void*, size_t bytes) { return malloc(bytes); }
-size_t arena_size(void*, void* area) { return malloc_usable_size(area); }
+void* arena_take(void*, size_t bytes) { return malloc(bytes + 1); }
+size_t arena_size(void*, void* area) { return malloc_usable_size(area) - 1; }
 void arena_give(void*, void* area) { free(area); }
 void arena_destroy(void*) {}
 

@@ -37,11 +37,5 @@ ZV_3DNOW ZV_INLINE Floats turned(Floats b, const Factor& e)
 #include "spectrum/transform_3dnow.h"
 
 namespace zv::fft {
-const Kernel float_3dnow_ext = {.name = "3dnow_ext",
-                                .real_16 = real<int16_t>,
-                                .real_32 = real<int32_t>,
-                                .pair_16 = plain::pair_kernel<float>,
-                                .pair_32 = plain::pair_kernel<float>,
-                                .band_16 = band<int16_t>,
-                                .band_32 = band<int32_t>};
+constinit const Kernel float_3dnow_ext = float_row("3dnow_ext");
 } // namespace zv::fft

@@ -39,20 +39,6 @@ ZV_SET ZV_INLINE void narrow(D v, Lanes<float, 8>& to) { to = _mm512_cvtpd_ps(v)
 #include "spectrum/transform.h"
 
 namespace zv::fft {
-const Kernel float_avx512 = {.name = "avx512",
-                             .real_16 = real<F, D, float>,
-                             .real_32 = real<F, D, float>,
-                             .pair_16 = pairs<D, float>,
-                             .pair_32 = pairs<D, float>,
-                             .band_16 = band_16,
-                             .band_32 = band_32,
-                             .real = vector_of<F>,
-                             .pairs = vector_of<D>};
-const Kernel double_avx512 = {.name = "avx512",
-                              .real_16 = real<D, D, double>,
-                              .real_32 = real<D, D, double>,
-                              .pair_16 = pairs<D, double>,
-                              .pair_32 = pairs<D, double>,
-                              .real = vector_of<D>,
-                              .pairs = vector_of<D>};
+constinit const Kernel float_avx512 = float_row("avx512");
+constinit const Kernel double_avx512 = double_row("avx512");
 } // namespace zv::fft

@@ -37,19 +37,6 @@ ZV_SET ZV_INLINE void narrow(D v, Lanes<float, 2>& to) { to = Lanes<float, 2>{fl
 #include "spectrum/transform.h"
 
 namespace zv::fft {
-const Kernel float_sse2 = {.name = "sse2",
-                           .real_16 = real<F, D, float>,
-                           .real_32 = real<F, D, float>,
-                           .pair_16 = plain::pair_kernel<float>,
-                           .pair_32 = plain::pair_kernel<float>,
-                           .band_16 = band_16,
-                           .band_32 = band_32,
-                           .real = vector_of<F>};
-const Kernel double_sse2 = {.name = "sse2",
-                            .real_16 = real<D, D, double>,
-                            .real_32 = real<D, D, double>,
-                            .pair_16 = pairs<D, double>,
-                            .pair_32 = pairs<D, double>,
-                            .real = vector_of<D>,
-                            .pairs = vector_of<D>};
+constinit const Kernel float_sse2 = float_row("sse2");
+constinit const Kernel double_sse2 = double_row("sse2");
 } // namespace zv::fft

@@ -3,10 +3,11 @@
 //
 //   ZV_SET            the target attribute; it stands at every function here
 //   stages_a_pass     radix-2 stages that its registers hold: 2 or 3
-//   fused             whether multiply-add rounds once
+//   fused             whether madd, nmadd and msub round once
 //   madd(a, b, c)     a b + c; nmadd: c - a b; msub, of doubles: a b - c; for the vectors V that it uses
 //   widen(v)          the lanes of int16_t, int32_t, float or V as a V
 //   narrow(v, to)     the lanes of V as float or V
+//   F, D              its vectors of floats and of doubles
 //
 // in an unnamed namespace in zv::fft.
 //
@@ -387,6 +388,37 @@ ZV_SET ZV_ENTRY void pairs(ZVFFT* self, const Sample* i, const Sample* q, uint32
     const Slots<Real> sink = {static_cast<Real*>(self->re), static_cast<Real*>(self->im),
                               static_cast<Real*>(self->module), self->half_size / 2};
     transform<V>(self, private_of(self)->pairs, source, static_cast<Real*>(self->work), sink);
+}
+
+// The set's row of either kind. Without fused products, I/Q pairs in float stay on the floating-point unit.
+constexpr Kernel float_row(const char* name)
+{
+    Kernel row = {.name = name,
+                  .real_16 = real<F, D, float>,
+                  .real_32 = real<F, D, float>,
+                  .band_16 = band_16,
+                  .band_32 = band_32,
+                  .real = vector_of<F>};
+    if constexpr (fused) {
+        row.pair_16 = pairs<D, float>;
+        row.pair_32 = pairs<D, float>;
+        row.pairs = vector_of<D>;
+    } else {
+        row.pair_16 = plain::pair_kernel<float>;
+        row.pair_32 = plain::pair_kernel<float>;
+    }
+    return row;
+}
+
+constexpr Kernel double_row(const char* name)
+{
+    return {.name = name,
+            .real_16 = real<D, D, double>,
+            .real_32 = real<D, D, double>,
+            .pair_16 = pairs<D, double>,
+            .pair_32 = pairs<D, double>,
+            .real = vector_of<D>,
+            .pairs = vector_of<D>};
 }
 } // namespace
 } // namespace zv::fft

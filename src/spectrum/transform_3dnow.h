@@ -67,5 +67,16 @@ ZV_ENTRY void band(ZVFFT* self, const Sample* samples, uint32_t count, uint32_t 
     }
     band_dft(self, first, last);
 }
+
+constexpr Kernel float_row(const char* name)
+{
+    return {.name = name,
+            .real_16 = real<int16_t>,
+            .real_32 = real<int32_t>,
+            .pair_16 = plain::pair_kernel<float>,
+            .pair_32 = plain::pair_kernel<float>,
+            .band_16 = band<int16_t>,
+            .band_32 = band<int32_t>};
+}
 } // namespace
 } // namespace zv::fft

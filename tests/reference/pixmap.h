@@ -8,7 +8,6 @@
 
 namespace reference {
 struct Pixmap {
-    using wide = __int128;
     using Points = std::vector<std::pair<int64_t, int64_t>>;
 
     int64_t width, height, bits;
@@ -67,7 +66,8 @@ struct Pixmap {
             for (int64_t k = 0; k < n; ++k) points.push_back({x1 + s * k, y1 + k * ny / n});
         return points;
     }
-    void line(wide x1, wide y1, wide x2, wide y2, uint32_t colour)
+    // The ends are of 32 bits, so a product stays below 2^63.
+    void line(int64_t x1, int64_t y1, int64_t x2, int64_t y2, uint32_t colour)
     {
         if (width == 0 || height == 0) return;
         if (x1 > x2) std::swap(x1, x2), std::swap(y1, y2);
@@ -78,8 +78,7 @@ struct Pixmap {
         if (y2 < 0 || y1 >= height) return;
         if (y1 < 0) x1 += (x2 - x1) * y1 / (y1 - y2), y1 = 0;
         if (y2 >= height) x2 += (height - 1 - y2) * (x2 - x1) / (y2 - y1), y2 = height - 1;
-        for (const auto& [x, y] : raster(int64_t(x1), int64_t(y1), int64_t(x2), int64_t(y2)))
-            set(x, y, colour);
+        for (const auto& [x, y] : raster(x1, y1, x2, y2)) set(x, y, colour);
     }
 };
 } // namespace reference

@@ -1,5 +1,5 @@
 // Resampling by over / under: the formula, output by output, on the whole stream, without ordered phases or
-// history. Samples and taps are Q31; products are added in 64 bits and scaled in 128.
+// history. Samples and taps are Q31; products are added in 64 bits.
 #pragma once
 #include "fixed.h"
 #include <algorithm>
@@ -42,7 +42,9 @@ struct Resampler {
                 const int64_t k = (p + t) / over - history;
                 if (k >= 0 && k < block_end) sum += uint64_t(int64_t(taps[size_t(t)]) * x[size_t(k)]);
             }
-            const __int128 y = (__int128(int64_t(sum)) * over) >> 31; // floor
+            // sum * over / 2^31, floor, in two parts that fit 64 bits
+            const int64_t high = int64_t(sum) >> 31, low = int64_t(sum & INT32_MAX);
+            const int64_t y = high * over + (low * over >> 31);
             out.push_back(y > INT32_MAX ? INT32_MAX : y < INT32_MIN ? INT32_MIN : int32_t(y));
         }
         return out;

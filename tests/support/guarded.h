@@ -2,9 +2,13 @@
 #pragma once
 #include <cstddef>
 #include <cstring>
-#include <sys/mman.h>
 
 namespace test {
+// An area of whole pages, of which all but the first and the last may be used.
+inline constexpr size_t page = 4096;
+char* take_fenced(size_t bytes);
+void give_fenced(char* area, size_t bytes);
+
 // count elements that end right at an unmapped page (less `gap` bytes), filled with a pattern.
 template <class T>
 class Guarded {
@@ -12,12 +16,11 @@ public:
     explicit Guarded(size_t count, size_t gap = 0, unsigned char fill = 0xA5)
         : pages_((count * sizeof(T) + gap + page - 1) / page * page + 2 * page)
     {
-        base_ = static_cast<char*>(mmap(nullptr, pages_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        mprotect(base_ + page, pages_ - 2 * page, PROT_READ | PROT_WRITE);
+        base_ = take_fenced(pages_);
         std::memset(base_ + page, fill, pages_ - 2 * page);
         first_ = reinterpret_cast<T*>(base_ + pages_ - page - gap - count * sizeof(T));
     }
-    ~Guarded() { munmap(base_, pages_); }
+    ~Guarded() { give_fenced(base_, pages_); }
     Guarded(const Guarded&) = delete;
     Guarded& operator=(const Guarded&) = delete;
 
@@ -25,7 +28,6 @@ public:
     T& operator[](size_t k) { return first_[k]; }
 
 private:
-    static constexpr size_t page = 4096;
     size_t pages_;
     char* base_;
     T* first_;

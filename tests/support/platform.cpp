@@ -5,7 +5,15 @@
 #include <cstring>
 #include <malloc.h>
 #include <thread>
+#if defined(_WIN32)
+#include <windows.h>
+static uint32_t system_thread() { return GetCurrentThreadId(); }
+static size_t true_size(void* area) { return _msize(area) - 1; }
+#else
 #include <unistd.h>
+static uint32_t system_thread() { return static_cast<uint32_t>(gettid()); }
+static size_t true_size(void* area) { return malloc_usable_size(area) - 1; }
+#endif
 
 namespace test {
 PlatformCalls platform_calls;
@@ -27,15 +35,15 @@ void* arena_take(void*, size_t bytes)
 {
     if (pools_left == 0) return nullptr;
     if (pools_left > 0) --pools_left;
-    void* area = std::malloc(bytes);
+    void* area = std::malloc(bytes + 1); // the last byte keeps areas apart
     if (!area) return nullptr;
     ++platform_calls.areas;
     ++platform_calls.taken;
-    platform_calls.last_size = malloc_usable_size(area);
+    platform_calls.last_size = true_size(area);
     return area;
 }
 
-size_t arena_size(void*, void* area) { return malloc_usable_size(area); }
+size_t arena_size(void*, void* area) { return true_size(area); }
 
 void arena_give(void*, void* area)
 {
@@ -45,7 +53,7 @@ void arena_give(void*, void* area)
 
 void arena_destroy(void*) { --platform_calls.arenas; }
 void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
-uint32_t thread_identity() { return static_cast<uint32_t>(gettid()); }
+uint32_t thread_identity() { return system_thread(); }
 uint64_t counter()
 {
     return static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());

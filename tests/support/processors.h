@@ -25,6 +25,9 @@ private:
     uint32_t sets_;
 };
 
+// A feature bit for runs_here: SSE brings the extended MMX instructions.
+inline constexpr uint32_t sse = 1u << 25;
+
 // Whether this machine has all these feature bits and wider sets.
 inline bool runs_here(uint32_t features, uint32_t sets = 0)
 {

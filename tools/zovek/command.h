@@ -19,7 +19,10 @@ Run add_receive(CLI::App& options);
 Run add_decode(CLI::App& options);
 Run add_resample(CLI::App& options);
 Run add_clean(CLI::App& options);
+Run add_waterfall(CLI::App& app);
+Run add_spectrum(CLI::App& app);
 Run add_cpu(CLI::App& options);
+Run add_selftest(CLI::App& options);
 
 // One line of talk on standard error.
 void say(const std::string& line);

@@ -225,25 +225,66 @@ private:
     std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file_;
 };
 
+// Samples without a header, little-endian on every machine.
+template <class Word>
+Word word_at(const char* bytes)
+{
+    Word word = 0;
+    for (size_t k = sizeof word; k-- > 0;) word = Word(word << 8 | static_cast<unsigned char>(bytes[k]));
+    return word;
+}
+
+int16_t cs16(const char* bytes) { return int16_t(word_at<uint16_t>(bytes)); }
+int16_t cs8(const char* bytes) { return int16_t(static_cast<signed char>(*bytes) * 256); }
+// Of receivers whose converter has no code for zero: 127 and 128 lie as far from it.
+int16_t cu8(const char* bytes) { return int16_t(static_cast<unsigned char>(*bytes) * 256 - 32640); }
+int16_t cf32(const char* bytes) { return narrow(std::bit_cast<float>(word_at<uint32_t>(bytes))); }
+
+template <int16_t (*Sample)(const char*), size_t Bytes>
+void unpack(const char* from, int16_t* to, size_t count)
+{
+    for (size_t k = 0; k < count; ++k) to[k] = Sample(from + k * Bytes);
+}
+
+struct RawType {
+    const char* name;
+    size_t bytes;     // of a sample
+    int32_t channels; // 0: as the options tell, or one
+    void (*unpack)(const char* from, int16_t* to, size_t count);
+};
+
+constexpr RawType raw_types[] = {
+    {"raw", 2, 0, unpack<cs16, 2>}, {"cs16", 2, 2, unpack<cs16, 2>}, {"cs8", 1, 2, unpack<cs8, 1>},
+    {"cu8", 1, 2, unpack<cu8, 1>},  {"cf32", 4, 2, unpack<cf32, 4>},
+};
+
+const RawType* raw_type(const std::string& name)
+{
+    const auto* row = std::ranges::find_if(raw_types, [&](const RawType& type) { return name == type.name; });
+    return row == std::end(raw_types) ? nullptr : row;
+}
+
 class RawInput : public Input {
 public:
-    explicit RawInput(const std::string& path) : source_(path) {}
+    RawInput(const std::string& path, const RawType& type) : source_(path), type_(type) {}
 
     size_t read(int16_t* samples, size_t frames) override
     {
-        const size_t frame = 2 * size_t(channels);
-        const auto bytes = size_t(source_.read(reinterpret_cast<char*>(samples), int64_t(frames * frame)));
+        const size_t frame = type_.bytes * size_t(channels);
+        bytes_.resize(frames * frame);
+        const auto bytes = size_t(source_.read(bytes_.data(), int64_t(bytes_.size())));
         if (source_.error()) throw Failure(name, std::strerror(source_.error()));
         cut = cut || (bytes % frame != 0 && !stop_signal());
-        if constexpr (std::endian::native == std::endian::big)
-            for (size_t k = 0; k < bytes / 2; ++k)
-                samples[k] = int16_t(__builtin_bswap16(uint16_t(samples[k])));
-        taken += int64_t(bytes / frame);
-        return bytes / frame;
+        const size_t count = bytes / frame;
+        type_.unpack(bytes_.data(), samples, count * size_t(channels));
+        taken += int64_t(count);
+        return count;
     }
 
 private:
     Descriptor source_;
+    const RawType& type_;
+    std::vector<char> bytes_;
 };
 
 std::unique_ptr<Input> open_sound_file(const std::string& path, const std::string& name)
@@ -285,8 +326,11 @@ void add_input_options(CLI::App& app, InputOptions& options)
 
 void add_format_options(CLI::App& app, InputOptions& options)
 {
-    app.add_option("-t,--type", options.type, "auto, or raw: signed 16-bit little-endian without a header")
-        ->check(CLI::IsMember({"auto", "raw"}))
+    app.add_option(
+           "-t,--type", options.type,
+           "auto; or without a header: raw (signed 16-bit little-endian), or the I/Q types cs16, cs8, "
+           "cu8, cf32")
+        ->check(CLI::IsMember({"auto", "raw", "cs16", "cs8", "cu8", "cf32"}))
         ->capture_default_str();
     add_rate(app, options.rate_names, options.rate, "sampling rate of raw input, Hz; takes k and M: 48k");
     app.add_option("--channels", options.channels, "channels of raw input")->check(CLI::Range(1, 1024));
@@ -295,18 +339,26 @@ void add_format_options(CLI::App& app, InputOptions& options)
         ->check(CLI::Range(1, 1024));
 }
 
+bool is_complex(const std::string& type)
+{
+    const RawType* raw = raw_type(type);
+    return raw && raw->channels == 2;
+}
+
 std::unique_ptr<Input> Input::open(const InputOptions& options)
 {
-    const bool raw = options.type == "raw";
+    const RawType* raw = raw_type(options.type);
     const std::string flag = options.rate_names.substr(0, options.rate_names.find(','));
     if (raw && !options.rate) throw WrongUsage("raw input needs its sampling rate: " + flag + " RATE");
     if (!raw && options.rate) throw WrongUsage(flag + " is for raw input: -t raw");
+    if (raw && raw->channels && options.channels && options.channels != raw->channels)
+        throw WrongUsage(options.type + " has two channels");
     const std::string name = options.path == "-" ? "standard input" : options.path;
     std::unique_ptr<Input> input;
     if (raw) {
-        input = std::make_unique<RawInput>(options.path);
+        input = std::make_unique<RawInput>(options.path, *raw);
         input->rate = options.rate;
-        input->channels = options.channels;
+        input->channels = std::max({raw->channels, options.channels, 1});
     } else
         input = open_sound_file(options.path, name);
     input->name = name;

@@ -1,7 +1,7 @@
 // Recordings and live streams as 16-bit samples: the one way by which signals come into the client.
 //
 // Files are WAV, RF64, FLAC, AU and whatever else libsndfile knows, from a file or a pipe, or raw signed 16-bit
-// little-endian samples. Other sample formats become 16-bit at this door: wider integers are rounded to
+// little-endian samples, or the raw complex ones of I/Q receivers as two channels. Other sample formats become 16-bit at this door: wider integers are rounded to
 // nearest, reals are scaled by 32768, and both saturate.
 #pragma once
 #include <cstdint>
@@ -15,9 +15,9 @@ class App;
 namespace client {
 struct InputOptions {
     std::string path = "-";               // - is standard input
-    std::string type = "auto";            // auto: told by the content; raw
+    std::string type = "auto";            // auto: told by the content; raw, cs16, cs8, cu8, cf32
     int32_t rate = 0;                     // Hz; of raw input
-    int32_t channels = 1;                 // of raw input
+    int32_t channels = 0;                 // of raw input; 0: one, of complex types two
     int32_t channel = 0;                  // 1 is the first; 0: not chosen, the first is taken
     bool all_channels = false;            // none is chosen: --channel isn't offered
     std::string rate_names = "-r,--rate"; // the options that tell the rate of raw input
@@ -27,6 +27,9 @@ struct InputOptions {
 void add_input_options(CLI::App& app, InputOptions& options);
 // The same without INPUT.
 void add_format_options(CLI::App& app, InputOptions& options);
+
+// True of cs16, cs8, cu8 and cf32: I and Q by turns, signed, unsigned or real, little-endian.
+bool is_complex(const std::string& type);
 
 class Input {
 public:
@@ -42,6 +45,8 @@ public:
     int32_t rate = 0; // Hz
     int32_t channels = 1;
     int32_t channel = 0;    // offset of the chosen channel in a frame
+    int32_t per_frame = 1;  // frames here that one of the recording became
+    int32_t centre = 0;     // Hz here that the recording's frequencies count from
     int64_t announced = -1; // frames that the header tells of; -1: to the end of the stream
     int64_t taken = 0;      // frames read so far
     bool cut = false;       // the end came in the middle of a frame

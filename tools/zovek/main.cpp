@@ -12,7 +12,10 @@ static const Command commands[] = {
     {"decode", "data, text and tones out of recordings", add_decode},
     {"resample", "convert a recording to another sampling rate", add_resample},
     {"clean", "take noise, whistles and single tones off speech, or shift it", add_clean},
+    {"waterfall", "draw a recording: time downward, frequency across, level as colour", add_waterfall},
+    {"spectrum", "averaged spectrum of a recording: tones, numbers or a picture", add_spectrum},
     {"cpu", "show the processor and the kernels it gets", add_cpu},
+    {"selftest", "run the whole library against its stored results", add_selftest},
 };
 
 void client::say(const std::string& line) { std::fprintf(stderr, "zovek: %s\n", line.c_str()); }

@@ -12,20 +12,25 @@ constexpr const char* mode_names[] = {"am", "sam", "isb", "usb", "lsb", "fm"};
 // What the user asks for. Frequencies in Hz; what isn't there is chosen by the plan.
 struct Wishes {
     Mode mode = Mode::am;
-    std::optional<int32_t> frequency; // carrier or suppressed carrier in the recording; Fs / 4
-    std::optional<double> bandwidth;  // of the whole station; in usb and lsb of the sideband
+    int32_t centre = 0; // where frequencies count from; they are negative below
+    std::optional<int32_t>
+        frequency; // carrier or suppressed carrier, from the centre; Fs / 4 in the recording
+    std::optional<double> bandwidth; // of the whole station; in usb and lsb of the sideband
     std::optional<double> audio_cutoff;
-    std::optional<int32_t> taps;      // of the post-mixer filters
-    std::optional<int32_t> offset;    // usb, lsb: the middle of the sideband, seen from the carrier
-    std::optional<double> audio_rate; // at least this
+    std::optional<int32_t> taps;   // of the post-mixer filters
+    std::optional<int32_t> offset; // usb, lsb: the middle of the sideband, seen from the carrier
+    std::optional<int32_t> audio_rate;
 };
 
 struct Plan {
     int32_t rate;     // of the recording
     int32_t stuffing; // 1, or the demodulator gets each sample with stuffing - 1 zeros: Fs = rate * stuffing
-    uint32_t decimation;   // D
-    uint32_t upsample;     // U
-    int32_t keep;          // every keep-th frame is written
+    uint32_t decimation; // D
+    uint32_t upsample;   // U
+    int32_t keep;        // every keep-th frame is kept
+    int64_t over = 1;    // the kept audio is resampled by over / under, in lowest terms
+    int64_t under = 1;
+    int32_t centre;        // where the user's frequencies count from, Hz
     int32_t block;         // samples of the recording in a Process call; times stuffing a multiple of D
     uint8_t mode;          // ZVDemodMode
     int32_t sideband_sign; // SSB: +1 upper, -1 lower
@@ -44,7 +49,10 @@ struct Plan {
 
     double detector_rate() const { return double(rate) * stuffing / decimation; }
     double filter_rate() const { return detector_rate() * upsample; } // of the audio filters
-    double audio_rate() const { return filter_rate() / keep; }        // as written
+    double audio_rate() const { return filter_rate() / keep; }        // as the demodulator gives it
+    double output_rate() const { return audio_rate() * double(over) / double(under); } // as written
+    // Audio samples that an output of the resampler is made of.
+    int32_t resampler_taps() const;
     // Group delay of all filters, in samples at filter_rate.
     int64_t delay() const;
 };
@@ -52,6 +60,12 @@ struct Plan {
 // Level of a station's peaks behind the post-mixer filters, in dB of full scale on the power scale of the I/Q
 // gain control: a quarter of full scale.
 constexpr double target_level_db = -6;
+
+// Where a mode's station of the default bandwidth lies, in Hz from its carrier.
+struct Sides {
+    double low, high;
+};
+Sides passband(Mode mode);
 
 // Fails with the reason if the station can't be received from a recording of this rate.
 Plan make_plan(int32_t rate, const Wishes& wishes);

@@ -4,7 +4,9 @@
 // carrier loop and the DC blocker settle, and to be heard. Audio stands where it stood in the recording: the
 // filters' delay is dropped at the start and made up with silence behind the end.
 #include "command.h"
-#include "input.h"
+#include "converter.h"
+#include "iq.h"
+#include "options.h"
 #include "output.h"
 #include "receiver.h"
 #include "stop.h"
@@ -21,6 +23,7 @@ namespace client {
 namespace {
 struct Options {
     InputOptions input;
+    IQOptions iq;
     OutputOptions output;
     Wishes wishes;
     Level level;
@@ -57,19 +60,28 @@ class Reception {
 public:
     explicit Reception(const Options& options)
         : options_(options),
-          input_(Input::open(options.input)),
-          plan_(make_plan(input_->rate, options.wishes)),
+          input_(open_band(options.input, options.iq)),
+          plan_(make_plan(input_->rate, wishes_for(options.wishes, *input_))),
           radio_(plan_, options.level)
     {
+        if (plan_.over != plan_.under)
+            for (int side = 0; side < (plan_.mode == ZVDemodMode_ISB ? 2 : 1); ++side)
+                converters_.push_back(
+                    std::make_unique<Converter>(plan_.over, plan_.under, plan_.resampler_taps()));
+        if (!converters_.empty()) late_ = converters_[0]->delay();
         if (options.verbose) say("receive: " + explain(plan_));
         if (plan_.narrowed && !options.json)
             say("receive: the band's edge leaves " + number(plan_.width) + " Hz of the station");
+        const double reach = std::abs(plan_.station - plan_.centre) + plan_.width / 2;
+        if (plan_.centre && reach > usable_band * input_->rate / 2 && !options.json)
+            say("receive: the station lies where the band fades, more than " +
+                number(usable_band * input_->rate / 2) + " Hz from its centre");
     }
 
     int run()
     {
         watch_for_stop();
-        Output output(options_.output, int32_t(std::lround(plan_.audio_rate())), options_.mono ? 1 : 2);
+        Output output(options_.output, int32_t(std::lround(plan_.output_rate())), options_.mono ? 1 : 2);
         const size_t block = size_t(plan_.block), second = (size_t(plan_.rate) + block - 1) / block * block;
         head_.resize(second * size_t(input_->channels));
         head_.resize(input_->read(head_.data(), second) * size_t(input_->channels));
@@ -106,11 +118,40 @@ private:
     // Frames of audio that belong to so many samples of the band.
     int64_t frames_of(int64_t samples) const
     {
-        return std::llround(double(samples) / plan_.rate * plan_.audio_rate());
+        return std::llround(double(samples) / plan_.rate * plan_.output_rate());
     }
 
-    void write(const std::vector<int16_t>& audio, Output& output)
+    // Negative frequencies are for recordings with a centre.
+    static Wishes wishes_for(Wishes wishes, const Input& input)
     {
+        if (!input.centre && wishes.frequency.value_or(0) < 0)
+            throw WrongUsage("frequencies below 0 are for I/Q: --iq");
+        wishes.centre = input.centre;
+        return wishes;
+    }
+
+    // Stereo audio at the rate of the output, until the next call.
+    const std::vector<int16_t>& converted(const std::vector<int16_t>& audio)
+    {
+        if (converters_.empty()) return audio;
+        for (size_t side = 0; side < converters_.size(); ++side) {
+            sides_[side].clear();
+            converters_[side]->run(audio.data() + side, audio.size() / 2, 2, sides_[side]);
+        }
+        const std::vector<int16_t>&left = sides_[0], &right = sides_[converters_.size() - 1];
+        const auto skipped = size_t(std::min(late_, int64_t(left.size())));
+        late_ -= int64_t(skipped);
+        stereo_.clear();
+        for (size_t k = skipped; k < left.size(); ++k) {
+            stereo_.push_back(left[k]);
+            stereo_.push_back(right[k]);
+        }
+        return stereo_;
+    }
+
+    void write(const std::vector<int16_t>& received, Output& output)
+    {
+        const std::vector<int16_t>& audio = converted(received);
         const int64_t frames = std::min(int64_t(audio.size() / 2), frames_of(heard_) - written_);
         written_ += frames;
         if (!options_.mono) return output.write(audio.data(), size_t(2 * frames));
@@ -126,13 +167,15 @@ private:
         if (options_.json) {
             JsonObject summary;
             summary.add("file", output.name()).add("mode", mode_names[int(options_.wishes.mode)]);
-            summary.add("frequency", int64_t(plan_.station)).add("samples", heard_).add("seconds", duration);
+            summary.add("frequency", int64_t(plan_.station - plan_.centre));
+            summary.add("samples", heard_ / input_->per_frame).add("seconds", duration);
             summary.add("times_real_time", speed).add("overloads", overloads_);
             if (sam)
                 summary.add("locked", readings.carrier_locked).add("carrier_offset", readings.carrier_offset);
             if (fm) summary.add("noise_level", int64_t(readings.noise_level));
-            summary.add("input_rate", int64_t(plan_.rate)).add("detector_rate", plan_.detector_rate());
-            summary.add("output_rate", plan_.audio_rate()).add("output_frames", written_);
+            summary.add("input_rate", int64_t(plan_.rate / input_->per_frame))
+                .add("detector_rate", plan_.detector_rate());
+            summary.add("output_rate", plan_.output_rate()).add("output_frames", written_);
             summary.add("truncated", input_->truncated()).add("stopped", stop_signal() != 0);
             std::fprintf(stderr, "%s\n", summary.text().c_str());
             return;
@@ -141,9 +184,9 @@ private:
             say("receive: stopped, the audio up to here is kept");
         else if (input_->truncated())
             say(input_->name + ": truncated, the audio ends where it does");
-        std::string line = std::to_string(heard_) + " samples, " + decimals(duration) + " s, " +
-                           decimals(speed) + " x real time, audio at " + number(plan_.audio_rate()) +
-                           " Hz to " + output.name();
+        std::string line = std::to_string(heard_ / input_->per_frame) + " samples, " + decimals(duration) +
+                           " s, " + decimals(speed) + " x real time, audio at " +
+                           number(plan_.output_rate()) + " Hz to " + output.name();
         if (overloads_) line += ", " + std::to_string(overloads_) + " overloaded blocks";
         if (sam)
             line += readings.carrier_locked ? ", carrier " + decimals(readings.carrier_offset) + " Hz off"
@@ -167,25 +210,10 @@ private:
     int64_t heard_ = 0, written_ = 0; // samples of the band, frames of audio
     int64_t overloads_ = 0;           // blocks
     std::vector<int16_t> left_;
+    std::vector<std::unique_ptr<Converter>> converters_; // to the output's rate: one, in isb one a side
+    std::vector<int16_t> sides_[2], stereo_;
+    int64_t late_ = 0; // of the converters' outputs, those before the recording's first
 };
-
-// An option with a quantity between two bounds, both included; the value of an absent one stays as it is.
-template <class Number>
-CLI::Option* add_quantity(CLI::App& app, const char* names, std::optional<Number>& value, double least,
-                          double most, const std::string& help)
-{
-    const auto read = [&value, names, least, most](const std::string& text) {
-        const auto quantity = parse_quantity(text);
-        const bool whole =
-            std::is_floating_point_v<Number> || (quantity && *quantity == std::floor(*quantity));
-        if (!quantity || !whole || *quantity < least || *quantity > most)
-            throw CLI::ValidationError(names, "'" + text + "' is not a " +
-                                                  (std::is_floating_point_v<Number> ? "" : "whole ") +
-                                                  "number from " + number(least) + " to " + number(most));
-        value = Number(*quantity);
-    };
-    return app.add_option_function<std::string>(names, read, help);
-}
 } // namespace
 
 Run add_receive(CLI::App& app)
@@ -193,6 +221,7 @@ Run add_receive(CLI::App& app)
     const auto options = std::make_shared<Options>();
     Wishes& wishes = options->wishes;
     add_input_options(app, options->input);
+    add_iq_options(app, options->iq);
     add_output_options(app, options->output);
     app.add_flag("--mono", options->mono, "one channel instead of two alike");
     app.add_option_function<std::string>(
@@ -204,17 +233,17 @@ Run add_receive(CLI::App& app)
         ->check(CLI::IsMember(std::vector<std::string>(std::begin(mode_names), std::end(mode_names))))
         ->required();
     constexpr double top = 1e9; // Hz, beyond any recording
-    add_quantity(
-        app, "-f,--frequency", wishes.frequency, 0, top,
-        "the station's carrier in the recording, whole Hz; takes k and M; a quarter of the rate if left out");
+    add_quantity(app, "-f,--frequency", wishes.frequency, -top, top,
+                 "the station's carrier in the recording, whole Hz; takes k and M; the middle of the band if "
+                 "left out");
     add_quantity(app, "-b,--bandwidth", wishes.bandwidth, 50, top,
                  "Hz; of the whole station, in usb and lsb of the sideband");
     add_quantity(app, "--audio-cutoff", wishes.audio_cutoff, 50, top, "upper end of the audio, Hz");
     add_quantity(app, "--taps", wishes.taps, 3, 1 << 20, "length of the filters behind the mixer");
     add_quantity(app, "--offset", wishes.offset, 50, 1e6,
                  "usb, lsb: the sideband's middle from the carrier, Hz");
-    add_quantity(app, "--audio-rate", wishes.audio_rate, 1, top,
-                 "least rate of the audio, Hz; the nearest Fs x U / D above");
+    add_quantity(app, "--audio-rate", wishes.audio_rate, 2000, 1e7,
+                 "rate of the audio, whole Hz; by division where that gives it, else resampled");
     app.add_flag("--agc", options->level.agc, "keep the audio at one loudness (not in isb)");
     add_quantity(app, "--iq-agc", options->level.iq_agc, -60, 0,
                  "follow fading before the detector (not in fm); level in dB of full scale")

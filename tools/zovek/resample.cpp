@@ -3,18 +3,15 @@
 // The ratio is over / under in whole numbers. An output sample is made of so many input samples as --quality tells,
 // and of more where the rate falls, so that the filter is as sharp beside the lower of the two rates.
 #include "command.h"
+#include "converter.h"
 #include "options.h"
-#include "passage.h"
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <optional>
-#include <zovek/resampler.h>
 
 namespace client {
 namespace {
-constexpr int64_t most_taps = 1 << 23;  // of all channels together: about 200 MB
-constexpr int64_t most_under = 1 << 24; // whole numbers that a float holds
+constexpr int64_t most_taps = 1 << 23; // of all channels together: about 200 MB
 
 // docs/resample.md tells how these were measured.
 constexpr char qualities[] =
@@ -24,7 +21,7 @@ off, times real time those of one channel from 48 to 8 kHz on one core at 2.3 GH
     16   0.78   0.9  dB    30 dB       0.17 ms           6600
     32   0.81   0.02 dB    75 dB       0.33 ms           5200
     64   0.83   0.001 dB   86 dB       0.67 ms           2200
-   128   0.84   0.0001 dB 103 dB       1.33 ms           1200
+   128   0.84   0.0001 dB 104 dB       1.33 ms           1200
 Where the rate falls, an output takes taps x in / out, and so does the delay.
 The delay is taken off the start and made up with silence behind the end.)";
 
@@ -52,7 +49,7 @@ std::optional<Ratio> find_ratio(int32_t input, int32_t output, double tolerance,
     using Real = long double;
     for (int64_t over = 1; over <= most_over; ++over) {
         const Real under = rintl(Real(input) * Real(over) / output);
-        if (under > most_under) break;
+        if (under > most_factor) break;
         if (under >= 1 && fabsl(output * under / Real(over) / input - 1) <= tolerance)
             return Ratio{over, int64_t(under)};
     }
@@ -80,68 +77,29 @@ Ratio ratio_for(const Options& options, const Input& input)
     throw Failure(rates, "the rates are too far apart");
 }
 
-class Resampler : public Channel {
+// The rate stays: nothing is to be filtered off.
+class Copy : public Channel {
 public:
-    Resampler(const Ratio& ratio, int64_t taps)
-    {
-        if (!resampler_) throw std::bad_alloc();
-        // Beside blocks of a bounded size, both ways, the block's position must fit into 31 bits.
-        const int64_t block =
-            std::min((INT32_MAX - ratio.under) / ratio.over, 65536 * ratio.under / ratio.over);
-        ZVResampler32_BufferSize(get(), int32_t(std::clamp<int64_t>(block, 1, 1024)));
-        ZVResampler32_Setup(get(), float(ratio.under), float(ratio.over), 0, uint32_t(taps));
-        if (get()->over != ratio.over || get()->under != ratio.under) throw std::bad_alloc();
-        // An output falls on the recording's first sample, which the filter's middle meets at this position.
-        get()->phase = int32_t(ahead() % get()->under);
-    }
-
-    // Outputs before the one on the first sample.
-    int64_t delay() const { return ahead() / get()->under; }
-    // Input samples that the output lags.
-    double lag() const { return double(ahead()) / get()->over; }
-
     void run(const int16_t* in, size_t count, size_t step, std::vector<int16_t>& out) override
     {
-        while (count > 0) {
-            const size_t block = std::min(count, size_t(get()->buffer_size));
-            for (size_t k = 0; k < block; ++k) get()->input_write[k] = in[k * step] * 65536;
-            const uint32_t made = ZVResampler32_ProcessIn(get(), nullptr, uint32_t(block));
-            for (uint32_t k = 0; k < made; ++k) out.push_back(rounded(get()->output_buffer[k]));
-            in += block * step;
-            count -= block;
-        }
+        for (size_t k = 0; k < count; ++k) out.push_back(in[k * step]);
     }
-
-private:
-    struct Free {
-        void operator()(ZVResampler32* self) const { ZVResampler32_Destruct(self, 1); }
-    };
-    ZVResampler32* get() const { return resampler_.get(); }
-    // Q31 to 16 bits, to nearest.
-    static int16_t rounded(int32_t v)
-    {
-        return int16_t(std::min<int64_t>((int64_t(v) + 0x8000) >> 16, INT16_MAX));
-    }
-
-    // The lag in 1/over of an input sample: an output meets the history_length samples behind its own position, and
-    // its own is the filter's middle.
-    int64_t ahead() const
-    {
-        return int64_t(get()->history_length) * get()->over - (get()->taps_count - 1) / 2;
-    }
-
-    const std::unique_ptr<ZVResampler32, Free> resampler_{ZVResampler32_Construct(nullptr)};
 };
 
 int run(const Options& options)
 {
     const auto input = Input::open(options.input);
     const Ratio ratio = ratio_for(options, *input);
-    const int64_t taps = taps_per_output(options, input->rate);
+    const bool same = ratio.over == ratio.under;
+    const int64_t taps = same ? 1 : taps_per_output(options, input->rate);
     Passage passage;
     double lag = 0; // s
     for (int32_t c = 0; c < input->channels; ++c) {
-        auto channel = std::make_unique<Resampler>(ratio, taps);
+        if (same) {
+            passage.channels.push_back(std::make_unique<Copy>());
+            continue;
+        }
+        auto channel = std::make_unique<Converter>(ratio.over, ratio.under, taps);
         passage.delay = channel->delay();
         lag = channel->lag() / input->rate;
         passage.channels.push_back(std::move(channel));
@@ -168,9 +126,12 @@ int run(const Options& options)
     std::string line = passed.text() + ", " + number(input->rate) + " x " + number(double(ratio.over)) + "/" +
                        number(double(ratio.under)) + " = " + number(options.rate) + " Hz";
     if (error != 0) line += " (off by " + number(std::round(error * 1e10) / 1e4) + " ppm)";
-    line += " with " + number(double(taps)) + " taps an output, the filter's delay of " +
-            number(std::round(lag * 1e7) / 1e4) + " ms taken off, to " + output.name();
-    say("resample: " + line);
+    if (same)
+        line += ", as it was";
+    else
+        line += " with " + number(double(taps)) + " taps an output, the filter's delay of " +
+                number(std::round(lag * 1e7) / 1e4) + " ms taken off";
+    say("resample: " + line + ", to " + output.name());
     return status();
 }
 } // namespace

@@ -40,6 +40,16 @@ static std::string quoted(const std::string& text)
     return result + '"';
 }
 
+static std::string real(double value) { return std::isfinite(value) ? number(value) : "null"; }
+
+template <class Element, class Text>
+static std::string list(const std::vector<Element>& elements, Text text)
+{
+    std::string result;
+    for (const Element& element : elements) result += (result.empty() ? "" : ", ") + text(element);
+    return "[" + result + "]";
+}
+
 JsonObject& JsonObject::raw(const char* name, const std::string& value)
 {
     if (!members_.empty()) members_ += ", ";
@@ -49,16 +59,21 @@ JsonObject& JsonObject::raw(const char* name, const std::string& value)
 
 JsonObject& JsonObject::add(const char* name, const std::string& text) { return raw(name, quoted(text)); }
 
-JsonObject& JsonObject::add(const char* name, double value)
-{
-    return raw(name, std::isfinite(value) ? number(value) : "null");
-}
+JsonObject& JsonObject::add(const char* name, double value) { return raw(name, real(value)); }
 
 JsonObject& JsonObject::add(const char* name, const std::vector<std::string>& texts)
 {
-    std::string list;
-    for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + quoted(text);
-    return raw(name, "[" + list + "]");
+    return raw(name, list(texts, quoted));
+}
+
+JsonObject& JsonObject::add(const char* name, const std::vector<double>& values)
+{
+    return raw(name, list(values, real));
+}
+
+JsonObject& JsonObject::add(const char* name, const std::vector<JsonObject>& objects)
+{
+    return raw(name, list(objects, [](const JsonObject& object) { return object.text(); }));
 }
 
 JsonObject& JsonObject::append(const JsonObject& object)

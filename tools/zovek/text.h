@@ -22,6 +22,8 @@ public:
     JsonObject& add(const char* name, int64_t value) { return raw(name, std::to_string(value)); }
     JsonObject& add(const char* name, bool value) { return raw(name, value ? "true" : "false"); }
     JsonObject& add(const char* name, const std::vector<std::string>& texts);
+    JsonObject& add(const char* name, const std::vector<double>& values);
+    JsonObject& add(const char* name, const std::vector<JsonObject>& objects);
     JsonObject& add(const char* name, const JsonObject& object) { return raw(name, object.text()); }
     JsonObject& append(const JsonObject& object); // its members behind the ones that are there
     std::string text() const { return "{" + members_ + "}"; }

@@ -16,7 +16,8 @@ Fir make_tilted(const Modem& modem, const Band& band, double tilt)
         for (int k = 0; k < steps; ++k) {
             const double f = band.low + (k + 0.5) * step;
             const double place = (f - modem.tone_1) / (modem.tone_2 - modem.tone_1) - (tilt > 0);
-            sum += std::pow(10, tilt / 20 * place) * std::cos(2 * M_PI * f / rate * (n - band.taps / 2));
+            sum +=
+                std::pow(10, tilt / 20 * place) * std::cos(2 * M_PI * f / rate * (n - (band.taps - 1) / 2.0));
         }
         const double u = 2 * M_PI * n / (band.taps - 1);
         taps[size_t(n)] = 2 * step / rate * sum * (0.42 - 0.5 * std::cos(u) + 0.08 * std::cos(2 * u));
@@ -36,7 +37,7 @@ Front::Front(const Modem& modem, const Hearing& hearing) : sums_(kept)
     post_ = make_fir(1, post_taps, rate, 0, modem.baud * 5 / 6);
     omega_ = {2 * M_PI * (modem.tone_1 + hearing.offset) / rate,
               2 * M_PI * (modem.tone_2 + hearing.offset) / rate};
-    lag_ = band.taps / 2 / rate;
+    lag_ = (band.taps - 1) / 2.0 / rate;
     if (hearing.by_delay) {
         discriminator_ = own<decltype(discriminator_)>(ZVFSKDelayDemod16_Construct(nullptr));
         ZVFSKDelayDemod_SamplingRate(discriminator_.get(), float(rate));
@@ -48,7 +49,8 @@ Front::Front(const Modem& modem, const Hearing& hearing) : sums_(kept)
     }
     correlator_ = own<decltype(correlator_)>(ZVFSKCorrDemod16_Construct(nullptr));
     ZVFSKCorrDemod_SamplingRate(correlator_.get(), float(rate));
-    ZVFSKCorrDemod_BitRate(correlator_.get(), float(modem.baud));
+    // The window is rate / baud + 0.5 samples, rounded: away from the tie, whatever the last bit of the rates is.
+    ZVFSKCorrDemod_BitRate(correlator_.get(), float(modem.baud * 1.01));
     correlator_->tone_1 = float(modem.tone_1 + hearing.offset);
     correlator_->tone_2 = float(modem.tone_2 + hearing.offset);
     if (correlator_->samples_per_bit != bit_samples) throw std::bad_alloc();

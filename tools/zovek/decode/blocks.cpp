@@ -14,10 +14,9 @@ Fir make_fir(int32_t design, int32_t taps, double rate, double low, double high)
     return fir;
 }
 
-Resampler::Resampler(double from, double to)
+Resampler::Resampler(double from, double to, uint32_t taps_per_phase)
     : resampler_(own<decltype(resampler_)>(ZVResampler32_Construct(nullptr))), from_(from)
 {
-    constexpr uint32_t taps_per_phase = 32;
     ZVResampler32* const resampler = resampler_.get();
     ZVResampler32_Setup(resampler, float(from), float(to), 1e-5f, taps_per_phase);
     if (resampler->taps_count / resampler->over + 1 < int32_t(taps_per_phase)) throw std::bad_alloc();

@@ -37,8 +37,8 @@ Fir make_fir(int32_t design, int32_t taps, double rate, double low, double high)
 // A stream at another rate.
 class Resampler {
 public:
-    // The rate that comes out is within 1e-5 of the wanted one: see rate().
-    Resampler(double from, double to);
+    // The rate that comes out is within 1e-5 of the wanted one: see rate(). An output costs so many products.
+    Resampler(double from, double to, uint32_t taps_per_phase = 32);
 
     // The outputs of these samples, until the next call.
     const std::vector<int16_t>& push(const int16_t* samples, size_t count);

@@ -4,13 +4,15 @@
 // figures to standard error.
 #include "command.h"
 #include "decode/decoder.h"
-#include "input.h"
+#include "iq.h"
 #include "receiver.h"
 #include "stop.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <map>
 
 namespace client {
@@ -18,12 +20,14 @@ using namespace decode;
 namespace {
 // The modes, family by family.
 constexpr std::vector<DataMode> (*families[])(CLI::App&) = {
-    packet_modes,
+    packet_modes, dtmf_modes, five_tone_modes, selcal_modes, ctcss_modes,
+    levels_modes, same_modes, navtex_modes,    pocsag_modes, teletype_modes,
 };
 
 struct Options {
     std::vector<std::string> paths = {"-"};
     InputOptions input;
+    IQOptions iq;
     std::vector<std::string> modes;
     std::optional<Wishes> station; // set: audio comes from a station of the input
     bool json = false;
@@ -36,7 +40,9 @@ public:
     {
         block_ = size_t(std::max(input.rate / 10, 256)); // a message waits for 0.1 s at most
         if (!station) return;
-        plan_ = make_plan(input.rate, *station);
+        Wishes wishes = *station;
+        wishes.centre = input.centre;
+        plan_ = make_plan(input.rate, wishes);
         radio_ = std::make_unique<Receiver>(*plan_, Level{});
         rate_ = plan_->audio_rate();
         block_ = size_t(plan_->block);
@@ -140,6 +146,7 @@ public:
             }
             result.work = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
             if (!result.trouble.empty()) say(result.trouble);
+            if (std::ferror(stdout)) break;
         }
         summarise();
         if (stop_signal()) return 128 + stop_signal();
@@ -151,15 +158,24 @@ private:
     {
         InputOptions opened = options_.input;
         opened.path = path;
-        const std::unique_ptr<Input> input = Input::open(opened);
+        const std::unique_ptr<Input> input = open_band(opened, options_.iq);
+        if (input->centre && !options_.station) throw WrongUsage("I/Q holds a band: --if tells the station");
+        if (!input->centre && options_.station && options_.station->frequency.value_or(0) < 0)
+            throw WrongUsage("frequencies below 0 are for I/Q: --iq");
         Audio audio(*input, options_.station);
         std::vector<std::unique_ptr<Decoder>> decoders;
-        for (const DataMode& mode : modes_)
-            decoders.push_back(mode.make(audio.rate(), [&, name = mode.name](const Message& message) {
+        for (const DataMode& mode : modes_) {
+            const auto emit = [&, name = mode.name](const Message& message) {
                 ++result.messages[name];
                 print(*input, name, message);
-            }));
-        for (;;) {
+            };
+            try {
+                decoders.push_back(mode.make(audio.rate(), emit));
+            } catch (const Failure& failure) { // not at this rate; the other modes may
+                result.trouble = input->name + ": " + mode.name + ": " + failure.what();
+            }
+        }
+        while (!decoders.empty()) {
             const std::vector<int16_t>& samples = audio.next();
             result.duration = double(input->taken) / input->rate;
             if (samples.empty()) break;
@@ -167,7 +183,7 @@ private:
         }
         for (auto& decoder : decoders) decoder->finish();
         if (input->truncated() && !stop_signal())
-            result.trouble = input->name + ": truncated, the messages end where it does";
+            say(input->name + ": truncated, the messages end where it does");
     }
 
     void print(const Input& input, const char* mode, const Message& message) const
@@ -177,7 +193,7 @@ private:
             JsonObject object;
             if (options_.paths.size() > 1) object.add("file", input.name);
             const double time = std::max(message.time, 0.0);
-            object.add("sample", int64_t(std::llround(time * input.rate)))
+            object.add("sample", int64_t(std::llround(time * input.rate / input.per_frame)))
                 .add("time", time)
                 .add("mode", mode);
             if (message.level) object.add("level", std::round(*message.level * 10) / 10);
@@ -185,8 +201,8 @@ private:
             line = object.add("text", line).append(message.fields).text();
         } else if (modes_.size() > 1)
             line = std::string(mode) + ": " + line;
-        std::fprintf(stdout, "%s\n", line.c_str());
-        std::fflush(stdout);
+        if (std::fprintf(stdout, "%s\n", line.c_str()) < 0 || std::fflush(stdout) != 0)
+            throw Failure("standard output", std::strerror(errno));
     }
 
     static std::string figures(const Result& result)
@@ -215,7 +231,7 @@ private:
         if (results_.size() > 1)
             for (const Result& result : results_)
                 say("decode: " + result.name + std::string(width + 2 - result.name.size(), ' ') +
-                    figures(result) + (result.trouble.empty() ? "" : ", damaged"));
+                    figures(result) + (result.trouble.empty() ? "" : ", failed"));
         say("decode: " + figures(sum));
     }
 
@@ -235,16 +251,35 @@ std::vector<DataMode> chosen(const std::vector<DataMode>& modes, const std::vect
 
 // Reads a frequency with k or M; whole Hz where the value is whole.
 template <class Number>
-std::function<void(const std::string&)> frequency_into(const char* option, std::optional<Number>& value)
+std::function<void(const std::string&)> frequency_into(const char* option, std::optional<Number>& value,
+                                                       double least)
 {
-    return [option, &value](const std::string& text) {
+    return [option, &value, least](const std::string& text) {
         const auto quantity = parse_quantity(text);
-        if (!quantity || *quantity < 0 || *quantity > 1e9)
+        if (!quantity || *quantity < least || *quantity > 1e9)
             throw CLI::ValidationError(option, "'" + text + "' is not a frequency in Hz");
         value = Number(*quantity);
     };
 }
 } // namespace
+
+CLI::Option* decode::centre_option(CLI::App& app)
+{
+    if (CLI::Option* const there = app.get_option_no_throw("--centre")) return there;
+    const auto check = [](const std::string& text) {
+        const auto hz = parse_quantity(text);
+        return hz && *hz > 0 && *hz < 1e5 ? "" : "'" + text + "' is not a frequency in Hz";
+    };
+    return app
+        .add_option("--centre", "rtty, ascii, navtex: middle of the two tones, Hz (navtex 1000, to 200 Hz)")
+        ->check(CLI::Validator(check, ""))
+        ->type_name("HZ");
+}
+
+std::optional<double> decode::centre_of(const CLI::Option* option)
+{
+    return *option ? parse_quantity(option->as<std::string>()) : std::nullopt;
+}
 
 std::string decode::printable(const std::string& bytes)
 {
@@ -294,9 +329,10 @@ Run add_decode(CLI::App& app)
     Options& options = choice->options;
     app.add_option("INPUT", options.paths, "recordings: WAV, RF64, FLAC, AU or raw; - is standard input");
     add_format_options(app, options.input);
+    add_iq_options(app, options.iq);
     CLI::Option* mode = app.add_option("--mode", options.modes, "what to decode; several as a,b");
     CLI::Option* frequency = app.add_option_function<std::string>(
-        "--if", frequency_into("--if", choice->station.frequency),
+        "--if", frequency_into("--if", choice->station.frequency, -1e9),
         "demodulate the station at this frequency of the recording first, Hz; takes k and M");
     app.add_option_function<std::string>(
            "-M,--demodulate",
@@ -307,7 +343,7 @@ Run add_decode(CLI::App& app)
         ->check(CLI::IsMember(std::vector<std::string>(std::begin(mode_names), std::end(mode_names))))
         ->needs(frequency);
     choice->station.mode = Mode::fm;
-    app.add_option_function<std::string>("-b,--bandwidth", frequency_into("-b", choice->station.bandwidth),
+    app.add_option_function<std::string>("-b,--bandwidth", frequency_into("-b", choice->station.bandwidth, 0),
                                          "of the station of --if, Hz")
         ->needs(frequency);
     app.add_flag("--json", options.json, "messages as JSON Lines");

@@ -13,7 +13,8 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+} // namespace CLI
 
 namespace client::decode {
 // What a decoder found.
@@ -44,6 +45,20 @@ struct DataMode {
 
 // Each adds its options to the command, and gives its modes; these read the options when a decoder is made.
 std::vector<DataMode> packet_modes(CLI::App& app);
+std::vector<DataMode> dtmf_modes(CLI::App& app);
+std::vector<DataMode> five_tone_modes(CLI::App& app);
+std::vector<DataMode> selcal_modes(CLI::App& app);
+std::vector<DataMode> ctcss_modes(CLI::App& app);
+std::vector<DataMode> levels_modes(CLI::App& app);
+std::vector<DataMode> same_modes(CLI::App& app);
+std::vector<DataMode> navtex_modes(CLI::App& app);
+std::vector<DataMode> pocsag_modes(CLI::App& app);
+std::vector<DataMode> teletype_modes(CLI::App& app);
+
+// --centre, which several families have: the middle of the two tones. Added by the first that asks.
+CLI::Option* centre_option(CLI::App& app);
+// What it says, Hz.
+std::optional<double> centre_of(const CLI::Option* option);
 
 // Text for one line: control characters as <0x0d>, and so all bytes that are no UTF-8. Line ends at the end go.
 std::string printable(const std::string& bytes);

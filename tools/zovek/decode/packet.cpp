@@ -60,8 +60,9 @@ struct Settings {
 // 300 Bd cost a quarter of 1200, and their stations are off tune more often than not.
 constexpr int default_effort = 7, default_hf_effort = 12;
 
-constexpr int block_bits = 24;      // 20 ms at 1200 Bd
-constexpr double same_frame = 0.25; // s: the same frame again so soon is one that another branch found
+constexpr int block_bits = 24;       // 20 ms at 1200 Bd
+constexpr double same_frame = 0.25;  // s: the same frame again so soon is one that another branch found
+constexpr size_t most_powers = 2000; // blocks: longer than any frame
 
 class Packet : public Decoder {
 public:
@@ -152,7 +153,10 @@ private:
             fronts_[k]->push((hearings_[k].copy == Copy::plain ? plain_ : clipped_).data(), count);
         for (auto& line : lines_) line->branch.run();
         std::erase_if(findings_, [this](const Finding& finding) { return finding.end < now() - 1; });
-        if (powers_.size() > 2000) powers_.pop_front(), ++powers_gone_;
+        if (powers_.size() > most_powers) {
+            powers_.pop_front();
+            ++powers_gone_;
+        }
     }
 
     double now() const { return double(powers_gone_ + int64_t(powers_.size())) * block_bits / modem_.baud; }
@@ -170,7 +174,8 @@ private:
             if (earlier.emitted) return;
             if (earlier.line != &line) agreed = true;
         }
-        Finding& finding = findings_.emplace_back(std::move(found), *fields, begin, end, &line);
+        findings_.push_back({std::move(found), *fields, begin, end, &line});
+        Finding& finding = findings_.back();
         if (!agreed) return;
         // Of two readings of one transmission, the first that was sure enough holds.
         if (!clean && std::ranges::any_of(findings_, [&](const Finding& other) {

@@ -35,6 +35,9 @@ public:
     // span / 2 before it, positive for tone 1.
     float push(Phasor tone_1, Phasor tone_2, int samples);
 
+    // The tones' amplitudes, where the caller knows better than tracking.
+    void expect(float tone_1, float tone_2) { amplitude_ = {tone_2, tone_1}; }
+
 private:
     struct Bit {
         std::array<Phasor, 2> tone; // correlations: tone 2, tone 1

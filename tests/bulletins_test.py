@@ -1,0 +1,223 @@
+#!/usr/bin/python3
+"""zovek decode: alert headers, bulletins and pages made here, each with something wrong that a receiver must stand."""
+import json
+import os
+import pathlib
+import random
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import numpy as np
+import soundfile
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
+sys.path.insert(0, str(ROOT / "scripts"))
+import bulletins  # noqa: E402
+import modem  # noqa: E402
+
+RATE = 12000
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+
+    def hear(self, mode, audio, *options, rate=RATE):
+        path = pathlib.Path(self.folder.name, "heard.wav")
+        soundfile.write(path, 0.2 * np.clip(audio, -4, 4), rate, subtype="PCM_16")
+        run = subprocess.run([BUILD / "zovek", "decode", path, "--mode", mode, *map(str, options)], capture_output=True,
+                             text=True)
+        self.assertEqual(run.returncode, 0, run.stderr)
+        return run.stdout.splitlines()
+
+    def hear_json(self, *arguments, **keywords):
+        return [json.loads(line) for line in self.hear(*arguments, "--json", **keywords)]
+
+
+def noisy(audio, snr, rate=RATE):
+    return audio + modem.noise(len(audio), 8, rate, 10 ** (-snr / 10))
+
+
+class Everywhere(Case):
+    def test_samples(self):
+        for mode in ("same", "navtex", "pocsag"):
+            run = subprocess.run([BUILD / "zovek", "decode", ROOT / f"samples/{mode}.flac", "--mode", mode],
+                                 capture_output=True, text=True)
+            self.assertEqual(run.stdout, (ROOT / f"samples/{mode}.txt").read_text(), mode)
+
+    def test_noise_and_the_others_signals_give_nothing(self):
+        same = bulletins.same("ZCZC-EAS-RWT-012345+0015-0010000-QAAAA/FM-", RATE)
+        pages = bulletins.pocsag([(77, 3, "text")], 1200, RATE)
+        bulletin = bulletins.sitor("ZCZC QB00\nNNNN\n", RATE)
+        tones = [np.sin(2 * np.pi * hertz / RATE * np.arange(5 * RATE)) for hertz in (915, 1085, 2083)]
+        for mode, *others in (("same", bulletin, pages), ("navtex", same, pages), ("pocsag", bulletin, same)):
+            audio = np.concatenate([modem.noise(60 * RATE, 5, RATE, 0.1), *others, *tones, np.zeros(RATE)])
+            self.assertEqual(self.hear(mode, audio), [], mode)
+
+
+class Same(Case):
+    ONE = "ZCZC-WXR-TOR-031055-019155-231001+0130-0601203-QAA1/NWS-"
+    TWO = "ZCZC-CIV-EVI-000000+9930-3662359-QB-"
+
+    def test_fields_and_places(self):
+        got = self.hear_json("same", bulletins.same(self.ONE, RATE))
+        self.assertEqual([line["text"] for line in got], [self.ONE] * 3 + ["NNNN"] * 3)
+        wanted = {"originator": "WXR", "event": "TOR", "locations": ["031055", "019155", "231001"], "valid_minutes": 90,
+                  "day": 60, "issued": "12:03", "station": "QAA1/NWS", "agreeing": 1, "mended": 0, "burst": 1}
+        self.assertEqual({name: got[0][name] for name in wanted}, wanted)
+        length = (16 + len(self.ONE)) * 8 / bulletins.SAME_BAUD
+        for number, line in enumerate(got[:3]):
+            self.assertAlmostEqual(line["time"], 1 + number * (length + 1), delta=0.003)
+            self.assertAlmostEqual(line["level"], -14, delta=0.5)
+        self.assertEqual(self.hear("same", bulletins.same(self.ONE, RATE), "--once"), [self.ONE, "NNNN"])
+        snr = self.hear_json("same", noisy(bulletins.same(self.ONE, RATE), 7))[1]["snr"]
+        self.assertAlmostEqual(snr, 7, delta=1.5)
+
+    def test_signals_off_the_rules(self):
+        for rate, options, snr in ((8000, {}, 20), (44100, {}, 20), (22050, {"baud": bulletins.SAME_BAUD * 1.007}, 12),
+                                   (22050, {"baud": bulletins.SAME_BAUD * 0.993}, 12), (16000, {"shift": 25}, 12),
+                                   (16000, {"preamble": 8}, 12), (16000, {}, 2)):
+            audio = noisy(np.concatenate([bulletins.same(text, rate, **options) for text in (self.ONE, self.TWO)]), snr, rate)
+            with self.subTest(rate=rate, options=options, snr=snr):
+                lines = self.hear("same", audio, rate=rate)
+                self.assertEqual([line for line in lines if line != "NNNN"], [self.ONE] * 3 + [self.TWO] * 3)
+
+    def test_three_damaged_bursts_make_one_header(self):
+        def damaged(*places):
+            text = bytearray(self.ONE.encode())
+            for place in places:
+                text[place] ^= 0x55
+            return bytes(text)
+
+        one = self.ONE.encode()
+        rows = [  # bursts, lines that come, characters mended in each
+            ([damaged(6, 20), damaged(9, 30), damaged(14, 40)], 3, [2, 2, 2]),
+            ([damaged(35), one, one], 3, [1, 0, 0]),
+            ([one, damaged(*range(20, 40)), one], 3, [0, 20, 0]),
+            ([one[:25], one, one], 2, [0, 0]),        # broken off
+            ([one], 1, [0]),                           # the others weren't heard
+            ([damaged(6), damaged(9)], 0, []),         # no header: two opinions on two characters
+            ([one, self.TWO.encode(), self.TWO.encode()], 3, [0, 0, 0]),
+        ]
+        for bursts, count, mended in rows:
+            audio = modem.overs([bulletins.same_burst(burst, RATE) for burst in bursts], RATE, 1.0)
+            got = self.hear_json("same", np.concatenate([audio, np.zeros(RATE)]))
+            with self.subTest(bursts=bursts):
+                self.assertEqual(len(got), count)
+                self.assertLessEqual({line["text"] for line in got}, {self.ONE, self.TWO})
+                self.assertEqual([line["mended"] for line in got], mended)
+
+
+class Navtex(Case):
+    TEXT = "ZCZC QA09\nICE REPORT (14/0600): \"NIL\"\n57-12N 011-38E = 2/10, + DRIFT?\nNNNN\n".replace('"', "'")
+    LINES = TEXT.splitlines()
+
+    def test_a_message_with_its_marks(self):
+        bulletin = bulletins.sitor(self.TEXT + "AFTERWARDS\n", RATE, centre=1110)
+        got = self.hear_json("navtex", modem.overs([bulletin], RATE, 1))
+        self.assertEqual([line["text"] for line in got], self.LINES + ["AFTERWARDS"])
+        self.assertEqual([line.get("message") for line in got], ["QA09"] * 4 + [None])
+        self.assertEqual([line["line"] for line in got], [1, 2, 3, 4, 1])
+        self.assertEqual({(line["unreadable"], line["inverted"]) for line in got}, {(0, False)})
+        self.assertAlmostEqual(got[0]["centre"], 1110, delta=15)
+        self.assertAlmostEqual(got[0]["time"], 1 + 36 * 0.14, delta=0.012)  # behind 35 phasing pairs and a shift
+        self.assertAlmostEqual(got[0]["level"], -14, delta=0.5)
+
+    def test_signals_off_the_rules(self):
+        rows = [({"centre": 815}, 0, []), ({"centre": 1190, "inverted": True}, 0, []), ({"baud": 100.5}, 10, []),
+                ({"baud": 99.5}, 10, []), ({"centre": 1700}, 10, ["--centre", 1750]), ({"phasing": 16}, 10, []), ({}, -6, [])]
+        for made, snr, options in rows:
+            audio = noisy(modem.overs([bulletins.sitor(self.TEXT, RATE, **made)] * 2, RATE, 1.5), snr)
+            with self.subTest(made=made, snr=snr):
+                self.assertEqual(self.hear("navtex", audio, *options), self.LINES * 2)
+
+    def test_either_copy_is_enough(self):
+        bits = np.array(bulletins.sitor_bits(self.TEXT))
+        at = (np.arange(len(bits)) // 7) % 2  # 0: first copy
+        middle = slice(700, 1050)
+        for copy in (0, 1):
+            lost = bits.copy()
+            lost[middle][at[middle] == copy] = np.random.default_rng(3).integers(0, 2, np.count_nonzero(at[middle] == copy))
+            audio = np.zeros(RATE // 10)
+            audio = np.concatenate([modem.fsk(lost, 100, 1085, 915, RATE), audio])
+            # Lost copies are noise on the air, so the audio is silenced and noise put there.
+            mask = np.repeat((at == copy) & (np.arange(len(bits)) >= 700) & (np.arange(len(bits)) < 1050), RATE // 100)
+            audio[:len(mask)][mask] = modem.noise(np.count_nonzero(mask), 4, RATE, 0.3)
+            self.assertEqual(self.hear("navtex", audio), self.LINES, f"copy {copy}")
+        both = modem.fsk(bits, 100, 1085, 915, RATE)
+        both[1000 * RATE // 100:1100 * RATE // 100] = modem.noise(RATE, 4, RATE, 0.3)  # 1 s: some have neither copy
+        got = self.hear_json("navtex", both)
+        self.assertEqual([line["text"] for line in got][::3], self.LINES[::3])
+        self.assertGreater(sum(line["unreadable"] for line in got), 0)
+        for line, sent in zip(got, self.LINES):
+            self.assertEqual(line["unreadable"], line["text"].count("*"))
+
+
+class Pocsag(Case):
+    PAGES = [(1234567, 3, "Hello {world}\n73!"), (2000008, 0, "0123456789-U[*] 7", True), (9, 2), (7, 1, "x")]
+    LINES = ["1234567 3: Hello {world}<0x0a>73!", "2000008 0: 0123456789-U[*] 7", "0000009 2", "0000007 1: x"]
+
+    def test_rates_polarities_and_receivers(self):
+        for baud, rate, audio, change in (
+                (512, 8000, {}, lambda x: x), (1200, 8000, {}, lambda x: x), (2400, 11025, {}, lambda x: x),
+                (2400, 48000, {"inverted": True}, lambda x: x), (512, 22050, {}, lambda x: x - 3 * np.mean(x) + 2),
+                (1200, 22050, {"inverted": True}, lambda x: noisy(x, 5, 22050)),
+                (512, 22050, {}, lambda x: x - np.convolve(x, np.full(1200, 1 / 1200), "same"))):  # no DC
+            heard = change(modem.overs([bulletins.pocsag(self.PAGES, baud, rate, **audio)], rate, 0.5))
+            got = self.hear_json("pocsag", heard, rate=rate)
+            with self.subTest(baud=baud, rate=rate, audio=audio):
+                self.assertEqual([page["text"] for page in got], self.LINES)
+                self.assertEqual([page["kind"] for page in got], ["alpha", "numeric", "tone", "alpha"])
+                self.assertEqual({(page["baud"], page["inverted"]) for page in got}, {(baud, "inverted" in audio)})
+                self.assertAlmostEqual(got[0]["time"], 0.5 + 32 * (18 + 1 + 14) / baud, delta=2 / baud)
+        for off in (0.99, 1.01):
+            words = bulletins.pocsag_words(self.PAGES)
+            self.assertEqual(self.hear("pocsag", bulletins.pocsag_audio(words, 1200 * off, RATE)), self.LINES, off)
+
+    def test_errors_are_mended_or_told(self):
+        chance = random.Random(4)
+        for wrong in range(4):
+            words = bulletins.pocsag_words(self.PAGES)
+            for k in range(18, len(words)):
+                flips = wrong if words[k] != bulletins.SYNC else min(wrong, 2)
+                for place in chance.sample(range(32), flips):
+                    words[k] ^= 1 << place
+            got = self.hear_json("pocsag", bulletins.pocsag_audio(words, 1200, RATE))
+            self.assertEqual([page["text"] for page in got], self.LINES if wrong < 3 else [], wrong)
+            self.assertEqual([page["corrected"] for page in got], [wrong * n for n in (7, 5, 1, 2)][:len(got)])
+        words = bulletins.pocsag_words(self.PAGES[:1])
+        words[18 + 17 + 1] ^= 0b10101 << 12  # the second codeword of the message, in the next batch
+        page, = self.hear_json("pocsag", bulletins.pocsag_audio(words, 1200, RATE))
+        self.assertEqual((page["message"], page["lost"]), ("He\ufffd\ufffd\ufffd\ufffd{world}<0x0a>73!", 1))
+
+    def test_kinds_by_wish_and_rates_by_wish(self):
+        audio = bulletins.pocsag([(16, 3, "0123", True), (24, 0, "Words")], 1200, RATE)
+        self.assertEqual(self.hear("pocsag", audio), ["0000016 3: 0123", "0000024 0: Words"])
+        self.assertEqual(self.hear("pocsag", audio, "--as", "numeric")[0], "0000016 3: 0123")
+        self.assertEqual(self.hear("pocsag", audio, "--as", "alpha")[1], "0000024 0: Words")
+        self.assertEqual(len(self.hear("pocsag", audio, "--pager-baud", 1200)), 2)
+        self.assertEqual(self.hear("pocsag", audio, "--pager-baud", 512), [])
+
+
+class Streams(Case):
+    def test_pieces_of_any_size_give_the_same(self):
+        audio = np.concatenate([modem.overs([bulletins.pocsag(Pocsag.PAGES, 1200, RATE)], RATE, 0.5),
+                                bulletins.same(Same.ONE, RATE), bulletins.sitor(Navtex.TEXT, RATE, centre=990)])
+        whole = self.hear("same,navtex,pocsag", audio, "--json")
+        self.assertEqual(len(whole), 4 + 6 + 4)
+        samples = np.round(np.clip(0.2 * audio, -1, 1) * 32768).astype("<i2").tobytes()
+        with subprocess.Popen([BUILD / "zovek", "decode", "-t", "raw", "-r", str(RATE), "--mode", "same,navtex,pocsag",
+                               "--json"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as client:
+            for at in range(0, len(samples), 7777):
+                client.stdin.write(samples[at:at + 7777])
+                client.stdin.flush()
+            client.stdin.close()
+            self.assertEqual(client.stdout.read().decode().splitlines(), whole)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,185 @@
+#!/usr/bin/python3
+"""zovek decode --mode rtty and ascii: text keyed here and by another program, in noise, off tune, off speed, fading."""
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import numpy as np
+import soundfile
+from scipy.signal import hilbert, resample_poly
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
+sys.path.insert(0, str(ROOT / "scripts"))
+import modem  # noqa: E402
+import text_errors  # noqa: E402
+
+TEXT = "\r\n".join(["THE QUICK BROWN FOX JUMPS OVER 13 LAZY DOGS", "QA1AA DE QB2BB: UR RST 599, 5-9-9 (LOC JO62/63) 73?",
+                    "ZCZC AB12 0630 UTC NORTH WIND 7 SEA 4.", ""])
+BYTES = TEXT.replace("QUICK", "quick{~}").encode()
+
+
+def decode(data, mode, *options, rate=8000, status=0):
+    """Standard output of the client for raw samples, piece by piece if data is a list."""
+    pieces = data if isinstance(data, list) else [data]
+    with subprocess.Popen([BUILD / "zovek", "decode", "-t", "raw", "-r", str(rate), "--mode", mode, *map(str, options)],
+                          stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as client:
+        try:
+            for piece in pieces:
+                client.stdin.write(np.round(np.clip(piece, -1, 1) * 32767).astype("<i2").tobytes())
+                client.stdin.flush()
+        except BrokenPipeError:
+            pass
+        out, talk = client.communicate()
+    assert client.returncode == status, (client.returncode, talk)
+    return out.decode()
+
+
+def in_noise(signal, snr, rate=8000, seed=1, level=0.2):
+    """With half a second around, at so many dB in 3 kHz."""
+    sent = modem.overs([signal], rate, 0.5)
+    return level * (sent + modem.noise(len(sent), seed, rate, 10 ** (-snr / 10)))
+
+
+def fading(signal, rate, seed, hertz=0.5, delay=1e-3):
+    """Two paths, each with a gain of its own that turns and fades (Rayleigh)."""
+    dice, steps = np.random.default_rng(seed), np.arange(-300, 301) / 100
+    shape = np.exp(-(2 * np.pi * hertz * steps) ** 2 / 2)
+    paths = hilbert(signal), np.roll(hilbert(signal), int(delay * rate))
+    count, heard = len(signal) * 100 // rate + 700, 0
+    for path in paths:
+        gain = np.convolve(dice.normal(size=(count, 2)) @ [1, 1j], shape / np.sqrt(2 * np.sum(shape**2)), "same")
+        at = np.arange(len(signal)) * 100 / rate + 300
+        heard = heard + path * (np.interp(at, np.arange(count), gain.real) + 1j * np.interp(at, np.arange(count), gain.imag))
+    return heard.real / np.sqrt(2)
+
+
+class Teletype(unittest.TestCase):
+    def check(self, got, most=0.0, sent=TEXT):
+        errors = text_errors.error_rate(got, sent)
+        self.assertLessEqual(errors, most, got)
+
+    def test_every_kind_of_line(self):
+        """Bits, parity, stop, tones and speeds; the options that tell of them; dB in 3 kHz."""
+        rtty, ascii7, ascii8 = modem.ita2(TEXT), modem.with_parity(BYTES, 7), BYTES
+        odd = modem.with_parity(BYTES, 7, odd=True)
+        for codes, bits, baud, mark, space, stop, snr, mode, options in (
+                (rtty, 5, 1000 / 22, 2125, 2295, 1.5, -3, "rtty", ""),
+                (rtty, 5, 1000 / 22, 2295, 2125, 1.5, -3, "rtty", "--reverse"),
+                (rtty, 5, 1000 / 22, 2125, 2295, 1, -3, "rtty", "--stop 1"),
+                (rtty, 5, 1000 / 22, 2125, 2295, 2, -3, "rtty", ""), # another stop than told
+                (rtty, 5, 1000 / 22, 2125, 2295, 1, -3, "rtty", ""),
+                (rtty, 5, 50, 775, 1225, 1.5, -2, "rtty", "--mark 775 --shift 450 --baud 50"),
+                (rtty, 5, 75, 1925, 1075, 1.5, 0, "rtty", "--centre 1.5k --shift -850 --baud 75 --stop 1.5"),
+                (modem.ita2(TEXT, unshift=False), 5, 100, 915, 1085, 1, 0, "rtty",
+                 "--mark 915 --space 1085 --baud 100 --stop 1 --no-unshift"),
+                (ascii8, 8, 300, 1270, 1070, 1, 2, "ascii", ""),
+                (ascii8, 8, 300, 2225, 2025, 2, 2, "ascii", "--tones bell103-answer --stop 2"),
+                (ascii7, 8, 300, 980, 1180, 1, 2, "ascii", "--tones v21 --bits 7 --parity even"),
+                (odd, 8, 300, 1650, 1850, 1, 2, "ascii", "--tones v21-answer --bits 7 --parity odd"),
+                (ascii8, 7, 110, 1270, 1070, 2, 0, "ascii", "--bits 7 --baud 110 --stop 2"),
+                (ascii8, 8, 1200, 1300, 2100, 1, 9, "ascii", "--tones v23"),
+                (ascii8, 8, 1200, 1200, 2200, 1, 9, "ascii", "--tones bell202"),
+                (ascii8, 8, 75, 390, 450, 1, 0, "ascii", "--tones v23-back")):
+            with self.subTest(mode=mode, options=options, stop=stop):
+                signal = modem.keyed(codes, bits, baud, mark, space, 8000, stop)
+                sent = TEXT if mode == "rtty" else BYTES.decode()
+                self.check(decode(in_noise(signal, snr), mode, *options.split()), 0, sent)
+
+    def test_off_tune_off_speed_loud_and_quiet(self):
+        for baud, offset, level, rate in ((45.0, 0, 0.2, 8000), (45.9, 0, 0.2, 11025), (45.45, 20, 0.2, 22050),
+                                          (45.45, -20, 0.2, 8000), (45.45, 0, 3, 44100), (45.45, 0, 3e-4, 48000)):
+            with self.subTest(baud=baud, offset=offset, level=level, rate=rate):
+                signal = modem.keyed(modem.ita2(TEXT), 5, baud, 2125 + offset, 2295 + offset, rate, 1.5)
+                self.check(decode(in_noise(signal, 3, rate, level=level), "rtty", rate=rate))
+        for baud, offset in ((297, 0), (303, 0), (300, 20), (300, -20)):
+            signal = modem.keyed(BYTES, 8, baud, 1270 + offset, 1070 + offset, 8000)
+            self.check(decode(in_noise(signal, 6), "ascii"), 0, BYTES.decode())
+
+    def test_fading_and_weak(self):
+        """Of each a few seeds: most character errors."""
+        signal = modem.keyed(modem.ita2(TEXT * 2), 5, 50, 1225, 775, 8000, 1.5)
+        errors = [text_errors.error_rate(decode(in_noise(fading(signal, 8000, seed), 8, seed=seed), "rtty", "--mark", 1225,
+                                                "--space", 775, "--baud", 50), TEXT * 2) for seed in range(4)]
+        self.assertLess(np.mean(errors), 0.03)
+        for codes, bits, baud, tones, stop, snr, mode, most in (
+                (modem.ita2(TEXT * 3), 5, 1000 / 22, (2125, 2295), 1.5, -7, "rtty", 0.03),
+                (BYTES * 5, 8, 300, (1270, 1070), 1, 0, "ascii", 0.01)):
+            signal = modem.keyed(codes, bits, baud, *tones, 8000, stop)
+            self.check(decode(in_noise(signal, snr), mode), most, (TEXT * 3 if mode == "rtty" else BYTES.decode() * 5))
+
+    def test_what_is_no_text_gives_none(self):
+        rate = 22050
+        at = np.arange(40 * rate) / rate
+        noise = modem.noise(len(at), 9, rate, 0.03)
+        buzz = np.sign(np.sin(2 * np.pi * 170 * at)) * 0.1 + noise / 10
+        packets = modem.overs([0.3 * modem.packet("QA1AA>QTEST:" + "no teletype " * 9, rate)] * 9, rate)
+        syllables = np.abs(np.sin(2 * np.pi * 1.7 * at)) * buzz
+        for options in (["rtty"], ["rtty", "--mark", 1225, "--space", 775, "--baud", 50], ["ascii"],
+                        ["ascii", "--tones", "v21-answer", "--bits", 7], ["ascii", "--tones", "bell202"]):
+            for name, audio in (("noise", noise), ("buzz", buzz), ("packets", packets), ("syllables", syllables),
+                                ("silence", 0 * at), ("carrier", 0.3 * np.sin(2 * np.pi * 1270 * at) + noise / 10)):
+                if name == "packets" and "bell202" in options:
+                    continue # the same tones at the same speed: here and there they look like characters
+                with self.subTest(name=name, options=options):
+                    self.assertEqual(decode(audio, *options, rate=rate), "")
+
+    def test_lines_come_at_once_and_however_the_stream_is_cut(self):
+        signal = modem.keyed(modem.ita2("FIRST LINE\r\nSECOND"), 5, 1000 / 22, 2125, 2295, 8000, 1.5)
+        audio = in_noise(signal, 10)
+        self.assertEqual(decode(audio, "rtty"), "FIRST LINE\nSECOND\n")
+        cuts = np.cumsum(np.random.default_rng(5).integers(1, 4000, 99))
+        whole, pieces = decode(audio, "rtty", "--json"), decode(np.split(audio, cuts[cuts < len(audio)]), "rtty", "--json")
+        self.assertEqual(whole, pieces)
+        with subprocess.Popen([BUILD / "zovek", "decode", "-t", "raw", "-r", "8000", "--mode", "rtty"],
+                              stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as client:
+            more = in_noise(0 * signal[:8000 * 6], 10) # a line without an end comes when the signal has gone
+            client.stdin.write(np.round(np.concatenate([audio, more]) * 32767).astype("<i2").tobytes())
+            client.stdin.flush()
+            self.assertEqual([client.stdout.readline() for _ in range(2)], [b"FIRST LINE\n", b"SECOND\n"])
+            client.communicate()
+
+    def test_json_tells_level_and_noise(self):
+        for codes, bits, baud, tones, stop, mode in ((modem.ita2(TEXT), 5, 1000 / 22, (2125, 2295), 1.5, "rtty"),
+                                                     (BYTES, 8, 300, (1270, 1070), 1, "ascii")):
+            for snr in (10, 2):
+                signal = modem.keyed(codes, bits, baud, *tones, 8000, stop)
+                line = json.loads(decode(in_noise(signal, snr, level=0.1), mode, "--json").splitlines()[0])
+                self.assertAlmostEqual(line["snr"], snr, delta=1.5)
+                self.assertAlmostEqual(line["level"], -20, delta=0.5)
+                begin = 0.5 + (10 + (1 + bits + stop) * (mode == "rtty")) / baud
+                self.assertAlmostEqual(line["time"], begin, delta=0.2 / baud)
+
+    def test_samples(self):
+        for name, *options in (("rtty",), ("ascii", "--bits", "7")):
+            run = subprocess.run([BUILD / "zovek", "decode", ROOT / f"samples/{name}.flac", "--mode", name, *options],
+                                 capture_output=True, text=True)
+            self.assertEqual(run.stdout, (ROOT / f"samples/{name}.txt").read_text())
+
+    def test_wrong_usage(self):
+        for status, mode, *options in ((2, "ascii", "--tones", "x"), (2, "ascii", "--bits", 6), (2, "rtty", "--stop", 3),
+                                       (2, "rtty", "--mark", 1000, "--space", 1000), (2, "rtty", "--baud", 0),
+                                       (2, "rtty", "--centre", 1000, "--mark", 900), (2, "ascii", "--parity", "mark"),
+                                       (1, "rtty", "--mark", 3990), (2, "ascii", "--baud", 1200), (1, "ascii", "--mark", 10, "--space", 400)):
+            with self.subTest(options=options):
+                self.assertEqual(decode(np.zeros(100), mode, *options, status=status), "")
+
+    @unittest.skipUnless(shutil.which("minimodem") or os.environ.get("CI"), "minimodem is not installed")
+    def test_as_another_program_keys_it(self):
+        for sender, mode, options, snr in (("-M 2125 -S 2295 rtty", "rtty", "", -4), ("300", "ascii", "", 3),
+                                           ("-7 --stopbits 2 1200", "ascii", "--tones bell202 --bits 7 --stop 2", 8),
+                                           ("-5 --stopbits 1.5 -M 1225 -S 775 50", "rtty", "--mark 1225 --space 775 --baud 50", 0)):
+            with tempfile.TemporaryDirectory() as folder, self.subTest(sender=sender):
+                path = pathlib.Path(folder, "sent.wav")
+                subprocess.run(["minimodem", "--tx", "-R", "48000", "-f", path, *sender.split()], input=TEXT.encode(), check=True)
+                sent = resample_poly(soundfile.read(path)[0], 1, 6)
+                self.check(decode(in_noise(sent / np.max(sent), snr), mode, *options.split()), 0.02)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,146 @@
+// POCSAG pages out of what an FM discriminator gives: 512, 1200 and 2400 Bd at once, either way up.
+#include "decode/bit_clock.h"
+#include "decode/decoder.h"
+#include "decode/intake.h"
+#include "decode/pocsag_pages.h"
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <map>
+
+namespace client::decode {
+namespace {
+constexpr int bit_samples = 20, block_bits = 24;
+constexpr int smoothing_taps = 15; // most of a bit
+
+struct Settings {
+    std::optional<int> baud; // none: all
+    PageText as = PageText::automatic;
+};
+
+// One rate.
+class Channel {
+public:
+    using Take = std::function<void(const Channel& channel, const Page& page)>;
+    Channel(double from, int baud, Take take)
+        : baud(baud),
+          take_(std::move(take)),
+          intake_(from, double(baud) * bit_samples, block_bits * bit_samples, 0.12,
+                  [this](const int16_t* samples, size_t count, int64_t) { hear(samples, count); }),
+          smoothing_(make_fir(6, smoothing_taps, intake_.rate(), 0, baud)),
+          clock_(bit_samples, 0.1, 0.012,
+                 [this](int16_t soft, double at) { give(receiver_.push(soft < 0, at)); })
+    {
+    }
+
+    void push(const int16_t* samples, size_t count) { intake_.push(samples, count); }
+
+    void finish()
+    {
+        intake_.finish(4.0 / baud);
+        give(receiver_.finish());
+    }
+
+    // Of the audio, s, for a time of the receiver's.
+    double time(double at) const { return intake_.time(at - (smoothing_taps - 1) / 2.0); }
+    double level(double begin, double end) const { return intake_.level(begin, end); }
+
+    const int baud;
+
+private:
+    void hear(const int16_t* samples, size_t count)
+    {
+        smoothed_.resize(count);
+        ZVFIR1616_Process_16_16(smoothing_.get(), smoothed_.data(), samples, int32_t(count), 1, 1);
+        for (const int16_t sample : smoothed_) {
+            // A receiver off tune adds a constant, and what is coupled without DC sags while a level lasts. Zero is
+            // where a level would have to be moved from to be what half the distance of the peaks makes of its sign.
+            high_ += (sample - high_) / (sample > high_ ? 10.0f : 2500.0f);
+            low_ += (sample - low_) / (sample < low_ ? 10.0f : 2500.0f);
+            const float value = sample - zero_, half = (high_ - low_) / 2;
+            zero_ += 0.005f * (value - std::copysign(half, value));
+            clock_.push(int16_t(std::clamp(sample - zero_, -32767.0f, 32767.0f)));
+        }
+    }
+
+    void give(const std::vector<Page>& pages)
+    {
+        for (const Page& page : pages) take_(*this, page);
+    }
+
+    const Take take_;
+    Intake intake_;
+    Fir smoothing_;
+    BitClock clock_;
+    PocsagReceiver receiver_;
+    std::vector<int16_t> smoothed_;
+    float high_ = 0, low_ = 0, zero_ = 0;
+};
+
+class Pocsag : public Decoder {
+public:
+    Pocsag(double from, const Settings& settings, Emit emit) : as_(settings.as), emit_(std::move(emit))
+    {
+        for (const int baud : {512, 1200, 2400})
+            if (settings.baud.value_or(baud) == baud)
+                channels_.push_back(std::make_unique<Channel>(
+                    from, baud, [this](const Channel& channel, const Page& page) { print(channel, page); }));
+    }
+
+    void push(const int16_t* samples, size_t count) override
+    {
+        for (auto& channel : channels_) channel->push(samples, count);
+    }
+
+    void finish() override
+    {
+        for (auto& channel : channels_) channel->finish();
+    }
+
+private:
+    void print(const Channel& channel, const Page& page)
+    {
+        // Times of a page are those of the middles of its first and last bits.
+        const double begin = channel.time(page.begin) - 0.5 / channel.baud,
+                     end = channel.time(page.end) + 0.5 / channel.baud;
+        const std::string kind = page.kind(as_);
+        const std::string text = kind == "tone" ? "" : kind == "alpha" ? page.alpha() : page.numeric();
+        char head[24];
+        std::snprintf(head, sizeof head, "%07d %d", int(page.address), page.function);
+        Message message{.time = begin, .text = kind == "tone" ? head : std::string(head) + ": " + text};
+        message.level = channel.level(begin, end);
+        message.fields.add("address", page.address)
+            .add("function", int64_t(page.function))
+            .add("kind", kind)
+            .add("message", printable(text))
+            .add("baud", int64_t(channel.baud))
+            .add("corrected", int64_t(page.corrected))
+            .add("lost", int64_t(page.lost))
+            .add("inverted", page.inverted);
+        emit_(message);
+    }
+
+    const PageText as_;
+    const Emit emit_;
+    std::vector<std::unique_ptr<Channel>> channels_;
+};
+} // namespace
+
+std::vector<DataMode> pocsag_modes(CLI::App& app)
+{
+    const auto settings = std::make_shared<Settings>();
+    app.add_option("--pager-baud", settings->baud, "pocsag: 512, 1200 or 2400 alone (all at once)")
+        ->check(CLI::IsMember({512, 1200, 2400}));
+    app.add_option_function<std::string>(
+           "--as",
+           [&as = settings->as](const std::string& name) {
+               as = name == "numeric" ? PageText::numeric
+                    : name == "alpha" ? PageText::alpha
+                                      : PageText::automatic;
+           },
+           "pocsag: messages as auto, numeric or alpha")
+        ->check(CLI::IsMember({"auto", "numeric", "alpha"}));
+    return {{"pocsag", "POCSAG pages, from discriminator audio", [settings](double from, Emit emit) {
+                 return std::make_unique<Pocsag>(from, *settings, std::move(emit));
+             }}};
+}
+} // namespace client::decode

@@ -1,0 +1,137 @@
+// Headers of weather radio and the emergency alert system: 520.83 Bd AFSK between 2083.3 and 1562.5 Hz.
+#include "decode/afsk.h"
+#include "decode/decoder.h"
+#include "decode/intake.h"
+#include "decode/same_header.h"
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+
+namespace client::decode {
+namespace {
+constexpr double baud = 3125.0 / 6; // a bit is four waves of tone 1, or three of tone 2
+constexpr Modem modem = {.baud = baud,
+                         .tone_1 = 4 * baud,
+                         .tone_2 = 3 * baud,
+                         .wide = {1250, 2400, 67},
+                         .narrow = {1250, 2400, 67},
+                         .delay = 0};
+constexpr Branch::Tuning tuning = {Rule::sequence, 0.12, 0, {0.03, 0.02}};
+constexpr int block_bits = 12;
+
+struct Settings {
+    bool once = false;
+};
+
+class Same : public Decoder {
+public:
+    Same(double rate, const Settings& settings, Emit emit)
+        : once_(settings.once),
+          emit_(std::move(emit)),
+          intake_(rate, modem.rate(), block_bits * bit_samples, 0.12,
+                  [this](const int16_t* samples, size_t count, int64_t) {
+                      front_.push(samples, count);
+                      branch_.run();
+                  }),
+          front_(modem, {}),
+          branch_(front_, modem, tuning, [this](float soft, int64_t sample) { take(soft, sample); })
+    {
+    }
+
+    void push(const int16_t* samples, size_t count) override { intake_.push(samples, count); }
+
+    void finish() override
+    {
+        intake_.finish(0.2);
+        emit(receiver_.finish());
+    }
+
+private:
+    // A bit of the sequence detector is one that ended so many samples ago.
+    static constexpr int behind = SequenceDetector::span / 2 * bit_samples;
+
+    void take(float soft, int64_t sample)
+    {
+        const int64_t end = sample - front_.delay() - 1 - behind;
+        float tone = 0, other = 0;
+        if (end >= bit_samples) {
+            const Phasor first = front_.correlation(1, end), second = front_.correlation(2, end);
+            tone = first.re * first.re + first.im * first.im;
+            other = second.re * second.re + second.im * second.im;
+            if (soft < 0) std::swap(tone, other);
+        }
+        times_.push_back(intake_.time(double(end)) - front_.lag());
+        if (times_.size() > most_bits) {
+            times_.pop_front();
+            ++bits_gone_;
+        }
+        emit(receiver_.push({soft, tone, other}));
+    }
+
+    void emit(const std::vector<SameReceiver::Found>& all)
+    {
+        for (const SameReceiver::Found& found : all) {
+            if (once_ && found.number > 1) continue;
+            const int64_t first = std::max<int64_t>(found.burst.begin + preamble_bits - bits_gone_, 0);
+            const double text = times_[size_t(first)] - 1 / baud, begin = text - preamble_bits / baud;
+            Message message{.time = begin, .text = found.header ? found.header->text : "NNNN"};
+            message.level = intake_.level(begin, text + double(message.text.size()) * 8 / baud);
+            message.snr = snr(found.burst, message.text.size() * 8);
+            if (found.header) tell(*found.header, message.fields);
+            message.fields.add("burst", int64_t(found.number))
+                .add("agreeing", int64_t(found.agreeing))
+                .add("mended", int64_t(found.mended));
+            emit_(message);
+        }
+    }
+
+    static void tell(const SameHeader& header, JsonObject& fields)
+    {
+        char issued[8];
+        std::snprintf(issued, sizeof issued, "%02d:%02d", header.hour % 24, header.minute % 60);
+        fields.add("originator", header.originator)
+            .add("event", header.event)
+            .add("locations", header.locations)
+            .add("valid_minutes", int64_t(header.valid))
+            .add("day", int64_t(header.day))
+            .add("issued", issued)
+            .add("station", header.station);
+    }
+
+    // The tone that isn't sent shows the noise in a bandwidth of the bit rate, at twice its power as it is an
+    // amplitude squared.
+    static std::optional<double> snr(const SameReceiver::Burst& burst, size_t bits)
+    {
+        double tone = 0, other = 0;
+        for (size_t k = 0; k < std::min(bits, burst.bits.size()); ++k) {
+            tone += burst.bits[k].tone;
+            other += burst.bits[k].other;
+        }
+        if (!(tone > other) || !(other > 0)) return {};
+        return 10 * std::log10((tone - other) / other * baud / 3000);
+    }
+
+    static constexpr int preamble_bits = 16 * 8;
+    static constexpr size_t most_bits = 16384; // half a minute: longer than three bursts
+
+    const bool once_;
+    const Emit emit_;
+    Intake intake_;
+    Front front_;
+    Branch branch_;
+    SameReceiver receiver_;
+    std::deque<double> times_; // s, of the ends of the last bits
+    int64_t bits_gone_ = 0;
+};
+} // namespace
+
+std::vector<DataMode> same_modes(CLI::App& app)
+{
+    const auto settings = std::make_shared<Settings>();
+    app.add_flag("--once", settings->once, "same: one line a header, not one a burst");
+    return {{"same", "weather radio and emergency alert headers (SAME), bursts by vote",
+             [settings](double rate, Emit emit) {
+                 return std::make_unique<Same>(rate, *settings, std::move(emit));
+             }}};
+}
+} // namespace client::decode

@@ -1,0 +1,17 @@
+// zovek-selftest [--json]: the client's self-test as a program of its own, for systems without the client's other
+// libraries.
+#include "../kernels.h"
+#include "selftest.h"
+#include <cstdio>
+#include <cstring>
+
+int main(int argc, char** argv)
+{
+    using namespace client::selftest;
+    const bool json = argc == 2 && std::strcmp(argv[1], "--json") == 0;
+    if (argc > 1 && !json) {
+        std::fprintf(stderr, "zovek-selftest: wrong usage (zovek-selftest [--json])\n");
+        return 2;
+    }
+    return report(run(client::wider_sets()), json);
+}

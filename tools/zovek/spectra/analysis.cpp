@@ -1,0 +1,198 @@
+#include "spectra/analysis.h"
+#include "command.h"
+#include "options.h"
+#include "spectra/axis.h"
+#include "stop.h"
+#include "text.h"
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+
+namespace client::spectra {
+namespace {
+constexpr int32_t smallest = 16, largest = 1 << 20;
+constexpr int32_t least_chosen = 256, most_chosen = 1 << 16;
+
+std::optional<int64_t> expected_frames(const Input& input, const AnalysisOptions& options, int64_t most)
+{
+    if (input.announced < 0) return {};
+    return std::clamp<int64_t>(input.announced - std::llround(options.start * input.rate), 0, most);
+}
+
+int32_t chosen_size(const Input& input, const AnalysisOptions& options, const Resolution& resolution,
+                    std::optional<int64_t> expected)
+{
+    if (options.size) return options.size;
+    const double half = input.rate / 2.0,
+                 low = options.from.value_or(is_iq(options.input, options.iq) ? -half : 0);
+    const double band = std::max(options.to.value_or(half) - low, 1.0);
+    const double wanted = resolution.bins * input.rate / band;
+    const double longest =
+        expected ? double(*expected) * resolution.longest : resolution.seconds * input.rate;
+    const auto most =
+        int32_t(std::bit_floor(uint32_t(std::clamp<double>(longest, least_chosen, most_chosen))));
+    return int32_t(std::bit_ceil(uint32_t(std::clamp<double>(wanted, least_chosen, most))));
+}
+
+// Half a block, or less where that makes too few of them; not less than a sixteenth, which would tell nothing new.
+int32_t chosen_hop(int32_t size, const AnalysisOptions& options, const Resolution& resolution,
+                   std::optional<int64_t> expected)
+{
+    if (options.overlap)
+        return std::clamp(int32_t(std::lround(size * (1 - *options.overlap / 100))), 1, size);
+    double hop = size / 2;
+    if (expected && resolution.rows > 0)
+        for (int each = 4; each >= 1; --each) {
+            hop = std::ceil(double(*expected - size) / (each * resolution.rows));
+            if (hop >= size / 16) break;
+        }
+    return int32_t(std::clamp<double>(hop, size / 16, size / 2));
+}
+} // namespace
+
+void add_analysis_options(CLI::App& app, AnalysisOptions& options)
+{
+    add_input_options(app, options.input);
+    add_iq_options(app, options.iq);
+    const auto size = [&options](const std::string& text) {
+        const auto value = parse_quantity(text);
+        const bool power = value && *value >= smallest && *value <= largest && *value == std::floor(*value) &&
+                           std::has_single_bit(uint32_t(*value));
+        if (!power)
+            throw CLI::ValidationError("--size", "'" + text + "' is not a power of two from 16 to 1048576");
+        options.size = int32_t(*value);
+    };
+    app.add_option_function<std::string>(
+           "--size", size, "samples (or I/Q pairs) a transform takes; fits the picture if left out")
+        ->type_name("N");
+    const auto window = [&options](const std::string& name) {
+        options.window =
+            int(std::find(std::begin(window_names), std::end(window_names), name) - std::begin(window_names));
+    };
+    app.add_option_function<std::string>("--window", window,
+                                         "rectangular, triangular, hann, hamming or blackman")
+        ->check(CLI::IsMember(std::vector<std::string>(std::begin(window_names), std::end(window_names))))
+        ->type_name("NAME")
+        ->default_str("hann");
+    app.add_option("--overlap", options.overlap, "of neighbouring transforms, percent; 0 to 99")
+        ->check(CLI::Range(0.0, 99.0));
+    const double top = std::numeric_limits<int32_t>::max();
+    add_quantity(app, "--from", options.from, -top, top, "lower edge of the band shown, Hz; takes k and M");
+    add_quantity(app, "--to", options.to, -top, top, "upper edge of the band shown, Hz; takes k and M");
+    app.add_option("--start", options.start, "where in the recording to begin, s")
+        ->check(CLI::Range(0.0, 1e9));
+    app.add_option("--end", options.end, "where in the recording to end, s")->check(CLI::Range(0.0, 1e9));
+}
+
+Analysis::Analysis(const AnalysisOptions& options, const Resolution& resolution)
+    : frame_(is_iq(options.input, options.iq) ? 2 : 1),
+      swap_(options.iq.swap ? 1 : 0),
+      input_(iq() ? open_pairs(options.input) : Input::open(options.input)),
+      window_(options.window),
+      start_(options.start),
+      most_(options.end ? std::llround((*options.end - options.start) * input_->rate)
+                        : std::numeric_limits<int64_t>::max() / 2),
+      expected_(expected_frames(*input_, options, most_)),
+      size_(chosen_size(*input_, options, resolution, expected_)),
+      hop_(chosen_hop(size_, options, resolution, expected_)),
+      transform_(size_, options.window, iq()),
+      block_(size_t(size_) * frame_)
+{
+    if (most_ <= 0) throw WrongUsage("--end is not behind --start");
+    choose_band(options);
+}
+
+// The whole bins whose middles lie within the band.
+void Analysis::choose_band(const AnalysisOptions& options)
+{
+    const double half = input_->rate / 2.0, least = iq() ? -half : 0;
+    const double from = options.from.value_or(least), to = options.to.value_or(half);
+    if (from >= to) throw WrongUsage("--to is not above --from");
+    if (from < least || to > half)
+        throw Failure("the band from " + number(from) + " to " + number(to) + " Hz",
+                      "the recording's is " + number(least) + " to " + number(half) + " Hz");
+    const int64_t lowest = iq() ? -size_ / 2 : 0,
+                  last = std::min<int64_t>(std::floor(to / bin_width()), size_ / 2 - 1);
+    first_ = int64_t(std::ceil(from / bin_width()));
+    if (last < first_)
+        throw Failure("the band from " + number(from) + " to " + number(to) + " Hz",
+                      "no bin lies in it: they are " + number(bin_width()) + " Hz apart (see --size)");
+    skipped_ = size_t(first_ - lowest);
+    bins_ = size_t(last - first_ + 1);
+}
+
+std::optional<int64_t> Analysis::blocks_expected() const
+{
+    if (!expected_) return {};
+    return std::max<int64_t>((*expected_ - size_) / hop_ + 1, 1);
+}
+
+// Frames of one value, or of two in I/Q.
+size_t Analysis::take(int16_t* to, size_t frames)
+{
+    const auto channels = size_t(input_->channels);
+    frames_read_.resize(frames * channels);
+    const size_t got = input_->read(frames_read_.data(), frames);
+    for (size_t k = 0; k < got; ++k)
+        for (size_t c = 0; c < frame_; ++c)
+            to[k * frame_ + c] = frames_read_[k * channels + size_t(input_->channel) + (c ^ swap_)];
+    return got;
+}
+
+// The same, up to the end asked for.
+size_t Analysis::read(int16_t* to, size_t frames)
+{
+    const size_t got = take(to, size_t(std::min<int64_t>(int64_t(frames), most_ - frames_)));
+    frames_ += int64_t(got);
+    return got;
+}
+
+const float* Analysis::next()
+{
+    const auto size = size_t(size_), hop = size_t(hop_);
+    if (blocks_ == 0) {
+        for (int64_t left = std::llround(start_ * input_->rate); left > 0;) {
+            const size_t got = take(block_.data(), size_t(std::min<int64_t>(left, size_)));
+            if (got == 0) return nullptr;
+            left -= int64_t(got);
+        }
+        const size_t got = read(block_.data(), size);
+        if (got == 0) return nullptr;
+        std::fill(block_.begin() + ptrdiff_t(got * frame_), block_.end(), int16_t(0));
+    } else {
+        std::copy(block_.begin() + ptrdiff_t(hop * frame_), block_.end(), block_.begin());
+        if (read(&block_[(size - hop) * frame_], hop) < hop) return nullptr;
+    }
+    ++blocks_;
+    return transform_.run(block_.data()) + skipped_;
+}
+
+std::string Analysis::described() const
+{
+    std::string window = window_names[window_];
+    window[0] = char(window[0] - 'a' + 'A');
+    return frequency_text(rate()) + (iq() ? " I/Q, " : ", ") + std::to_string(size_) + " points, " + window +
+           ", " + number(std::round(100.0 * (size_ - hop_) / size_)) + " % overlap, noise bandwidth " +
+           frequency_text(std::round(noise_width() * 100) / 100);
+}
+
+void Analysis::tell_end(const char* command) const
+{
+    if (blocks_ == 0) throw Failure(input_->name, start_ > 0 ? "ends before --start" : "holds no samples");
+    if (stop_signal())
+        say(std::string(command) + ": stopped, what came up to here is shown");
+    else if (input_->truncated() && frames_ < most_)
+        say(input_->name + ": truncated, the " + command + " ends where it does");
+    if (frames_ < size_) say(input_->name + ": shorter than a transform, filled up with silence");
+}
+
+void Analysis::add_to(JsonObject& summary) const
+{
+    summary.add("input", input_->name).add("rate", int64_t(input_->rate)).add("iq", iq());
+    summary.add("seconds", seconds()).add("size", int64_t(size_)).add("window", window_names[window_]);
+    summary.add("hop", int64_t(hop_)).add("blocks", blocks_).add("bin_width", bin_width());
+    summary.add("noise_width", noise_width()).add("truncated", input_->truncated() && frames_ < most_);
+    summary.add("stopped", stop_signal() != 0);
+}
+} // namespace client::spectra

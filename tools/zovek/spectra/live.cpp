@@ -1,0 +1,267 @@
+// Two rows of spectrum make a line of text: the upper half block U+2580 has the colour of the upper row on the lower
+// row's. Below the newest line stands the frequency axis.
+//
+// A row covers 1/19 s of signal and is shown at most 20 times a second. So a live source never has to wait, and a
+// recording runs through a little faster than it was. Where the terminal takes longer for a row, rows cover more
+// signal: all blocks are averaged in, none is dropped.
+#include "spectra/live.h"
+#include "command.h"
+#include "spectra/axis.h"
+#include "spectra/lines.h"
+#include "spectra/palette.h"
+#include "stop.h"
+#include "text.h"
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <deque>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace client::spectra {
+namespace {
+constexpr double pace = 1.0 / 20, covered = 1.0 / 19; // s
+constexpr size_t remembered = 512;                    // rows that are drawn anew after a resize
+
+volatile std::sig_atomic_t resized = 0;
+
+double now()
+{
+    timespec time;
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return double(time.tv_sec) + 1e-9 * double(time.tv_nsec);
+}
+
+struct Size {
+    int columns, lines;
+};
+
+Size terminal_size()
+{
+    winsize size = {};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return {size.ws_col, std::max<int>(size.ws_row, 3)};
+    const char* columns = std::getenv("COLUMNS");
+    const int wanted = columns ? std::atoi(columns) : 0;
+    return {wanted > 0 && wanted <= 4096 ? wanted : 80, 25};
+}
+
+// Standard output, with cursor and colours as they were when it goes.
+class Screen {
+public:
+    Screen()
+    {
+        if (!terminal_) return;
+        struct sigaction action = {};
+        action.sa_handler = [](int) { resized = 1; };
+        action.sa_flags = SA_RESTART;
+        sigaction(SIGWINCH, &action, nullptr);
+        put("\033[?25l");
+    }
+    Screen(const Screen&) = delete;
+    ~Screen()
+    {
+        static constexpr char restore[] = "\033[0m\033[?25h";
+        if (terminal_ && write(STDOUT_FILENO, restore, sizeof restore - 1) < 0) return; // it has gone
+    }
+
+    void put(const std::string& text) const
+    {
+        for (size_t at = 0; at < text.size();) {
+            const ssize_t written = write(STDOUT_FILENO, text.data() + at, text.size() - at);
+            if (written < 0 && errno == EINTR) continue;
+            if (written < 0) throw Failure("standard output", std::strerror(errno));
+            at += size_t(written);
+        }
+    }
+    bool terminal() const { return terminal_; }
+
+private:
+    const bool terminal_ = isatty(STDOUT_FILENO) != 0;
+};
+
+// Levels that follow the signal: quickly up, slowly down.
+class Follower {
+public:
+    Follower(std::optional<double> floor, std::optional<double> ceiling) : floor_(floor), ceiling_(ceiling) {}
+
+    Range follow(const std::vector<float>& row)
+    {
+        std::vector<float> levels(row.size());
+        std::transform(row.begin(), row.end(), levels.begin(), decibels);
+        std::sort(levels.begin(), levels.end());
+        const float low = levels[levels.size() / 4] - 3, top = levels.back() + 3;
+        if (first_) range_ = {low, top};
+        first_ = false;
+        range_.floor += (low - range_.floor) * 0.05f;
+        range_.ceiling = top > range_.ceiling ? top : range_.ceiling + (top - range_.ceiling) * 0.01f;
+        Range shown = range_;
+        if (floor_) shown.floor = float(*floor_);
+        if (ceiling_) shown.ceiling = float(*ceiling_);
+        if (!ceiling_)
+            shown.ceiling = std::max(shown.ceiling, shown.floor + 30);
+        else if (!floor_)
+            shown.floor = std::min(shown.floor, shown.ceiling - 30);
+        return shown;
+    }
+
+private:
+    std::optional<double> floor_, ceiling_;
+    bool first_ = true;
+    Range range_ = {};
+};
+
+class Live {
+public:
+    Live(const AnalysisOptions& options, std::optional<double> floor, std::optional<double> ceiling)
+        : analysis_(options, {.bins = 512, .seconds = 0.1}),
+          follower_(floor, ceiling),
+          palette_(make_palette()),
+          sum_(analysis_.bins())
+    {
+    }
+
+    int run()
+    {
+        watch_for_stop();
+        screen_.emplace();
+        double signal = covered; // s that a row covers
+        double next = now(), filled = 0;
+        while (const float* power = analysis_.next()) {
+            for (size_t k = 0; k < sum_.size(); ++k) sum_[k] += power[k];
+            ++blocks_;
+            filled += analysis_.hop();
+            if (filled < signal) continue;
+            filled = std::max(filled - signal, 0.0);
+            wait_until(next);
+            const double before = now();
+            next = std::max(next, before - pace) + pace;
+            show();
+            signal = std::max(covered, 1.1 * (now() - before));
+        }
+        if (blocks_ > 0) show();
+        if (rows_.size() % 2 == 1 && !screen_->terminal()) screen_->put(line(rows_.size() - 1));
+        if (screen_->terminal() && !rows_.empty())
+            screen_->put(rows_.size() % 2 == 1 ? "\r\n\r\n" : "\r\n"); // below the axis
+        screen_.reset();
+        analysis_.tell_end("waterfall");
+        return stop_signal() ? 128 + stop_signal() : 0;
+    }
+
+private:
+    struct Row {
+        std::vector<float> power; // of each bin
+        Range range;
+    };
+
+    static void wait_until(double time)
+    {
+        const double left = time - now();
+        if (left <= 0 || stop_signal()) return;
+        const timespec pause = {time_t(left), long((left - std::floor(left)) * 1e9)};
+        nanosleep(&pause, nullptr);
+    }
+
+    void show()
+    {
+        std::vector<float> power(sum_.size());
+        for (size_t k = 0; k < power.size(); ++k) power[k] = float(sum_[k] / double(blocks_));
+        std::fill(sum_.begin(), sum_.end(), 0.0);
+        blocks_ = 0;
+        const Range range = follower_.follow(power);
+        if (rows_.size() == remembered) rows_.erase(rows_.begin(), rows_.begin() + 2); // pairs stay pairs
+        rows_.push_back({std::move(power), range});
+
+        const bool pair = rows_.size() % 2 == 0;
+        const size_t first = rows_.size() - (pair ? 2 : 1);
+        if (!screen_->terminal()) {
+            if (pair) screen_->put(line(first));
+            return;
+        }
+        if (resized) {
+            resized = 0;
+            const size_t lines = size_t(terminal_size().lines) - 2;
+            screen_->put("\033[H\033[2J");
+            for (size_t k = first - std::min(first, 2 * lines); k < first; k += 2) screen_->put(line(k));
+        }
+        // The line, the axis below it, and back up; a complete line stays where it is.
+        screen_->put("\r" + line(first) + axis() + "\033[K\r" + (pair ? "" : "\033[A"));
+    }
+
+    // Rows k and k + 1 side by side in height; the second may not be there yet.
+    std::string line(size_t k) const
+    {
+        const auto columns = size_t(terminal_size().columns);
+        const std::vector<uint8_t> upper = colours(rows_[k], columns);
+        const std::vector<uint8_t> lower =
+            k + 1 < rows_.size() ? colours(rows_[k + 1], columns) : std::vector<uint8_t>(columns, paper);
+        std::string text;
+        for (size_t c = 0; c < columns; ++c) {
+            if (c == 0 || upper[c] != upper[c - 1]) text += colour("38", palette_[upper[c]]);
+            if (c == 0 || lower[c] != lower[c - 1]) text += colour("48", palette_[lower[c]]);
+            text += "\u2580";
+        }
+        return text + "\033[0m" + (screen_->terminal() ? "\r\n" : "\n");
+    }
+
+    static std::string colour(const char* which, uint32_t rgb)
+    {
+        char text[32];
+        std::snprintf(text, sizeof text, "\033[%s;2;%u;%u;%um", which, rgb >> 16, rgb >> 8 & 255, rgb & 255);
+        return text;
+    }
+
+    // The highest bin of each column.
+    std::vector<uint8_t> colours(const Row& row, size_t columns) const
+    {
+        std::vector<uint8_t> result(columns);
+        const size_t bins = row.power.size();
+        for (size_t c = 0; c < columns; ++c) {
+            const size_t first = c * bins / columns, last = std::max((c + 1) * bins / columns, first + 1);
+            const float most = *std::max_element(&row.power[first], &row.power[0] + last);
+            result[c] =
+                level_colour((decibels(most) - row.range.floor) / (row.range.ceiling - row.range.floor));
+        }
+        return result;
+    }
+
+    // Frequencies under their columns.
+    std::string axis() const
+    {
+        const int columns = terminal_size().columns;
+        const Ticks ticks = frequency_ticks({analysis_.low(), analysis_.high(), 0, columns}, 10);
+        std::string text(size_t(columns), ' ');
+        const auto write = [&](int place, const std::string& label) {
+            if (place >= 0 && place + int(label.size()) < columns)
+                text.replace(size_t(place), label.size(), label);
+        };
+        write(columns - 1 - int(ticks.unit.size()), ticks.unit);
+        const int most = columns - 3 - int(ticks.unit.size());
+        for (const Tick& tick : ticks.ticks) {
+            const Axis across = {analysis_.low(), analysis_.high(), 0, columns};
+            const std::string label = "|" + tick.label; // the bar stands at the frequency
+            const int place = across.place(tick.value);
+            if (!tick.label.empty() && place + int(label.size()) < most) write(place, label);
+        }
+        return text.substr(0, size_t(columns) - 1);
+    }
+
+    Analysis analysis_;
+    Follower follower_;
+    const Palette palette_;
+    std::vector<double> sum_;
+    int64_t blocks_ = 0; // in sum_
+    std::deque<Row> rows_;
+    std::optional<Screen> screen_;
+};
+} // namespace
+
+int draw_live(const AnalysisOptions& options, std::optional<double> floor, std::optional<double> ceiling)
+{
+    return Live(options, floor, ceiling).run();
+}
+} // namespace client::spectra

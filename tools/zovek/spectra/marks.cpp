@@ -1,0 +1,51 @@
+#include "spectra/marks.h"
+#include "spectra/axis.h"
+#include "text.h"
+#include <CLI/CLI.hpp>
+#include <algorithm>
+
+namespace client::spectra {
+namespace {
+Mark mark_of(const std::string& text)
+{
+    const size_t colon = std::min(text.find(':'), text.size());
+    const auto hz = parse_quantity(text.substr(0, colon));
+    if (!hz)
+        throw CLI::ValidationError("--mark",
+                                   "'" + text + "' is not FREQ[:MODE][:NAME] with a frequency in Hz");
+    Mark mark = {*hz};
+    if (colon == text.size()) return mark;
+    const size_t second = std::min(text.find(':', colon + 1), text.size());
+    const std::string mode = text.substr(colon + 1, second - colon - 1);
+    const auto* place = std::find(std::begin(mode_names), std::end(mode_names), mode);
+    if (place != std::end(mode_names)) {
+        mark.mode = Mode(place - std::begin(mode_names));
+        mark.name = text.substr(std::min(second + 1, text.size()));
+    } else if (second < text.size())
+        throw CLI::ValidationError("--mark",
+                                   "'" + mode + "' in '" + text + "' is not a mode of zovek receive");
+    else
+        mark.name = text.substr(colon + 1);
+    return mark;
+}
+} // namespace
+
+std::string Mark::title() const { return !name.empty() ? name : mode ? mode_names[int(*mode)] : ""; }
+
+std::string Mark::about() const
+{
+    return frequency_text(frequency) +
+           (mode && !name.empty() ? std::string(" ") + mode_names[int(*mode)] : "");
+}
+
+void add_marks(CLI::App& app, std::vector<Mark>& marks)
+{
+    const auto all = [&marks](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) marks.push_back(mark_of(text));
+    };
+    app.add_option_function<std::vector<std::string>>(
+           "--mark", all, "mark a station: carrier in Hz (takes k and M), mode and name; any number of times")
+        ->allow_extra_args(false)
+        ->type_name("FREQ[:MODE][:NAME]");
+}
+} // namespace client::spectra

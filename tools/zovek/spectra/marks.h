@@ -1,0 +1,24 @@
+// Stations that the user names, to be marked in a picture.
+#pragma once
+#include "plan.h"
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace client::spectra {
+struct Mark {
+    double frequency; // Hz, of the carrier
+    std::optional<Mode> mode;
+    std::string name;
+
+    std::string title() const; // the name, else the mode, else nothing
+    std::string about() const; // the frequency, and the mode where the title doesn't tell it
+};
+
+// --mark FREQ[:MODE][:NAME], any number of times.
+void add_marks(CLI::App& app, std::vector<Mark>& marks);
+} // namespace client::spectra

@@ -1,0 +1,34 @@
+// Tones in a spectrum: what stands out of its surroundings and isn't the skirt of something stronger.
+#pragma once
+#include <cstddef>
+#include <vector>
+
+namespace client::spectra {
+struct Peak {
+    double bin;   // place between the bins
+    double power; // of the tone that it is, had it met the middle of a bin
+    double floor; // power of the bins around it, their median
+};
+
+// How a window shows a tone, measured on the library's own table.
+class Kernel {
+public:
+    explicit Kernel(int window);
+
+    // Power that a tone of power 1, so many bins off a bin's middle, leaves in the bin; up to 1.5 bins off.
+    double main_lobe(double off) const;
+    // The most that it leaves in bins that many bins away and farther.
+    double skirt(size_t away) const { return skirt_[away < skirt_.size() ? away : skirt_.size() - 1]; }
+    // Place of a tone, -0.5 to 0.5 from the middle one of three neighbours: where their powers fit best, by least
+    // squares.
+    double place(const double* neighbours) const;
+
+private:
+    std::vector<double> lobe_; // by 1/128 bin from the middle
+    std::vector<double> skirt_;
+};
+
+// Peaks at least margin times above the median of the bins around, the strongest first, no more than most.
+std::vector<Peak> find_peaks(const std::vector<double>& power, const Kernel& kernel, double margin,
+                             size_t most);
+} // namespace client::spectra

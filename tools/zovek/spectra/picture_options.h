@@ -1,0 +1,19 @@
+// What the commands that draw have in common: where the picture goes and how it looks.
+#pragma once
+#include "spectra/marks.h"
+#include <optional>
+#include <string>
+
+namespace client::spectra {
+struct PictureOptions {
+    std::string output; // empty: none; - is standard output
+    std::vector<Mark> marks;
+    std::optional<double> floor, ceiling; // dBFS
+    std::string title;                    // empty: the file's name
+    int depth = 8, width, height;         // bits; pixels, at most, without the margins
+};
+
+void add_picture_options(CLI::App& app, PictureOptions& options);
+// Fails if they don't go together.
+void check_picture_options(const PictureOptions& options);
+} // namespace client::spectra

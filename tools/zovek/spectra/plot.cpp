@@ -1,0 +1,115 @@
+#include "spectra/plot.h"
+#include "command.h"
+#include "spectra/font.h"
+#include <algorithm>
+
+namespace client::spectra {
+namespace {
+constexpr int left_margin = 72, bottom_margin = 50, heading = 56, label_row = 30, mark_foot = 12; // pixels
+} // namespace
+
+// Where a mark's two lines of text stand.
+struct Plot::Label {
+    const Mark* mark;
+    int middle, half, row; // pixels; rows from the field upward
+};
+
+// From left to right, each in the lowest row in which it touches none.
+std::vector<Plot::Label> Plot::place_labels(const PlotOptions& options, const Axis& across)
+{
+    std::vector<const Mark*> marks;
+    for (const Mark& mark : options.marks)
+        if (across.holds(mark.frequency))
+            marks.push_back(&mark);
+        else
+            say("the mark at " + frequency_text(mark.frequency) + " lies outside the band shown");
+    std::stable_sort(marks.begin(), marks.end(),
+                     [](auto* a, auto* b) { return a->frequency < b->frequency; });
+    std::vector<Label> labels;
+    for (const Mark* mark : marks) {
+        const int half = int(std::max(text_width(mark->title()), text_width(mark->about())) / 2) + 1;
+        const int least = 4 + half, most = across.first + across.pixels + 16 - half;
+        const int middle = std::max(std::min(across.place(mark->frequency), most), least);
+        int row = 0;
+        const auto taken = [&](const Label& other) {
+            return other.row == row && middle - half < other.middle + other.half + 8;
+        };
+        while (std::any_of(labels.begin(), labels.end(), taken)) ++row;
+        labels.push_back({mark, middle, half, row});
+    }
+    return labels;
+}
+
+int Plot::label_rows(const std::vector<Label>& labels)
+{
+    int rows = 0;
+    for (const Label& label : labels) rows = std::max(rows, label.row + 1);
+    return rows;
+}
+
+Plot::Plot(const PlotOptions& options, int width, int height, double low, double high)
+    : Plot(options, {low, high, left_margin, width}, height,
+           place_labels(options, {low, high, left_margin, width}))
+{
+}
+
+Plot::Plot(const PlotOptions& options, const Axis& scale, int height, const std::vector<Label>& labels)
+    : canvas(left_margin + scale.pixels + options.right_margin,
+             heading + label_rows(labels) * label_row + (labels.empty() ? 0 : mark_foot) + height +
+                 bottom_margin,
+             options.depth),
+      across(scale),
+      top(canvas.height() - bottom_margin - height),
+      bottom(top + height - 1)
+{
+    canvas.text(left(), 25, options.title, Ink::text, Align::left, 1.5);
+    canvas.text(left(), 44, options.subtitle, Ink::dim);
+    draw_marks(labels);
+    draw_bottom_axis();
+}
+
+// Labels, a stem down to the carrier, and a bar over what the mode takes in.
+void Plot::draw_marks(const std::vector<Label>& labels)
+{
+    const int bar = top - 6;
+    for (const Label& label : labels) {
+        const int x = across.place(label.mark->frequency), y = top - mark_foot - label.row * label_row;
+        carriers_.push_back(x);
+        canvas.text(label.middle, y - 17, label.mark->title(), Ink::mark, Align::middle);
+        canvas.text(label.middle, y - 4, label.mark->about(), Ink::dim, Align::middle);
+        if (label.mark->mode) {
+            const Sides sides = passband(*label.mark->mode);
+            const int from = std::max(across.place(label.mark->frequency + sides.low), left());
+            const int to = std::min(across.place(label.mark->frequency + sides.high), right());
+            canvas.fill(from, bar, to, bar + 2, shade(Ink::mark, 6));
+            for (const int end : {from, to}) canvas.fill(end, bar - 2, end, bar + 2, shade(Ink::mark, 11));
+        }
+        canvas.fill(x, y + 1, x, top - 2, shade(Ink::mark, 15));
+    }
+}
+
+void Plot::draw_bottom_axis()
+{
+    const Ticks ticks = frequency_ticks(across, 80);
+    for (const Tick& tick : ticks.ticks) {
+        const int x = across.place(tick.value), length = tick.label.empty() ? 3 : 6;
+        canvas.fill(x, bottom + 2, x, bottom + 1 + length, shade(Ink::dim, tick.label.empty() ? 8 : 15));
+        if (tick.label.empty()) continue;
+        grid_.push_back(x);
+        canvas.text(x, bottom + 22, tick.label, Ink::text, Align::middle);
+    }
+    canvas.text((left() + right()) / 2, bottom + 40, "Frequency, " + ticks.unit, Ink::dim, Align::middle);
+}
+
+void Plot::draw_left_axis(const Axis& down, const Ticks& ticks)
+{
+    for (const Tick& tick : ticks.ticks) {
+        const int y = down.place(tick.value), length = tick.label.empty() ? 3 : 6;
+        canvas.fill(left() - 1 - length, y, left() - 2, y, shade(Ink::dim, tick.label.empty() ? 8 : 15));
+        if (!tick.label.empty()) canvas.text(left() - 13, y + 4, tick.label, Ink::text, Align::right);
+    }
+    canvas.text(left() - 13, top - 10, ticks.unit, Ink::dim, Align::right);
+}
+
+void Plot::draw_frame() { canvas.frame(left() - 1, top - 1, right() + 1, bottom + 1, shade(Ink::dim, 7)); }
+} // namespace client::spectra
