@@ -35,20 +35,12 @@ OP void store(int16_t* to, Vector sine, Vector cosine, Vector odd_sine, Vector o
 }
 
 namespace plain {
-OP Vector multiply_add(Vector sum, Vector a, Vector b)
-{
-    return _mm512_add_epi32(sum, _mm512_madd_epi16(a, b));
-}
+using zv::plain::multiply_add;
 #include "decode/tone_detector_corr_wide.h"
 } // namespace plain
 
-// In assembler, since GCC copies the sums around the intrinsic.
 namespace vnni {
-OP Vector multiply_add(Vector sum, Vector a, Vector b)
-{
-    asm("vpdpwssd %2, %1, %0" : "+v"(sum) : "v"(a), "v"(b));
-    return sum;
-}
+using zv::vnni::multiply_add;
 #include "decode/tone_detector_corr_wide.h"
 } // namespace vnni
 } // namespace

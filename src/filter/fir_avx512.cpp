@@ -79,20 +79,12 @@ OP void pack(int16_t* to, const int32_t* from, int32_t count)
 }
 
 namespace plain {
-OP Vector multiply_add(Vector sum, Vector a, Vector b)
-{
-    return _mm512_add_epi32(sum, _mm512_madd_epi16(a, b));
-}
+using zv::plain::multiply_add;
 #include "filter/fir_wide.h"
 } // namespace plain
 
-// In assembler, since GCC copies the sums around the intrinsic.
 namespace vnni {
-OP Vector multiply_add(Vector sum, Vector a, Vector b)
-{
-    asm("vpdpwssd %2, %1, %0" : "+v"(sum) : "v"(a), "v"(b));
-    return sum;
-}
+using zv::vnni::multiply_add;
 #include "filter/fir_wide.h"
 } // namespace vnni
 } // namespace
