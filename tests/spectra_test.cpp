@@ -165,11 +165,28 @@ TEST(Lines, TheRangeHoldsNoiseAndTones)
 {
     std::vector<float> levels(10000, -80);
     std::fill_n(levels.begin(), 100, -12.0f);
-    const Range tones = range_of(levels);
+    const Range tones = range_of(levels, 100, -130);
     EXPECT_FLOAT_EQ(tones.floor, -85);
     EXPECT_FLOAT_EQ(tones.ceiling, -10);
-    const Range silence = range_of(std::vector<float>(50, -200));
+    const Range silence = range_of(std::vector<float>(50, -200), 10, -130);
     EXPECT_LE(silence.floor + 30, silence.ceiling);
+}
+
+// A band of 100 columns: what lies at its edges, and between the two columns.
+TEST(Lines, TheRangeLeavesEmptyEdgesOut)
+{
+    const auto floor_of = [](size_t first, size_t last, float inside, float edges) {
+        std::vector<float> levels;
+        for (int row = 0; row < 40; ++row)
+            for (size_t c = 0; c < 100; ++c) levels.push_back(c < first || c > last ? edges : inside);
+        levels[50] = levels[150] = levels[250] = levels[350] = levels[450] = -10;
+        return range_of(levels, 100, -130).floor;
+    };
+    EXPECT_FLOAT_EQ(floor_of(10, 89, -62, -97), -65);  // a receiver's filter
+    EXPECT_FLOAT_EQ(floor_of(0, 30, -62, -97), -65);   // speech at a high rate
+    EXPECT_FLOAT_EQ(floor_of(48, 52, -42, -72), -75);  // a station in noise
+    EXPECT_FLOAT_EQ(floor_of(10, 89, -62, -78), -80);  // noise that falls a little
+    EXPECT_FLOAT_EQ(floor_of(48, 52, -42, -131), -45); // a station without noise
 }
 
 // Lightness after CIE 1976, another scale than the one by which the ramp is made: it rises all along, and no tenth of

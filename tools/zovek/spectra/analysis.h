@@ -2,6 +2,7 @@
 #pragma once
 #include "iq.h"
 #include "spectra/transform.h"
+#include <cmath>
 #include <optional>
 #include <string>
 
@@ -47,11 +48,16 @@ public:
     double low() const { return frequency(-0.5); } // Hz: the edges of the first and the last bin
     double high() const { return frequency(double(bins_) - 0.5); }
     double noise_width() const { return transform_.noise_width() * bin_width(); } // Hz
-    double hop() const { return double(hop_) / input_->rate; }                    // s
-    double start() const { return start_; }                                       // s
-    double middle() const { return start_ + size_ / 2.0 / input_->rate; }         // s: of the first block
-    double seconds() const { return double(frames_) / input_->rate; }             // read so far
-    int64_t blocks() const { return blocks_; }                                    // made so far
+    // dBFS: what rounding to whole 16-bit samples makes of silence in a bin (an error of 1/12, as noise).
+    double rounding_level() const
+    {
+        return 10 * std::log10(transform_.noise_width() / (6.0 * 32768 * 32768) * double(frame_) / size_ * 2);
+    }
+    double hop() const { return double(hop_) / input_->rate; }            // s
+    double start() const { return start_; }                               // s
+    double middle() const { return start_ + size_ / 2.0 / input_->rate; } // s: of the first block
+    double seconds() const { return double(frames_) / input_->rate; }     // read so far
+    int64_t blocks() const { return blocks_; }                            // made so far
     std::optional<int64_t> blocks_expected() const;
     int32_t rate() const { return input_->rate; }
 

@@ -31,15 +31,45 @@ void Lines::pair()
 
 float decibels(float power) { return 10 * std::log10(std::max(power, 1e-20f)); }
 
-Range range_of(std::vector<float> levels)
+namespace {
+// The value that so large a part of them doesn't reach.
+float quantile(std::vector<float> values, double part)
 {
-    const auto at = [&](double part) {
-        const auto place = levels.begin() + ptrdiff_t(part * double(levels.size() - 1));
-        std::nth_element(levels.begin(), place, levels.end());
-        return *place;
-    };
-    const float ceiling = std::max(5 * std::ceil(at(0.999) / 5) + 0, -120.0f); // + 0: no -0
-    const float floor = 5 * std::floor((at(0.1) - 2) / 5);
-    return {std::clamp(floor, ceiling - 90, ceiling - 30), ceiling};
+    const auto place = values.begin() + ptrdiff_t(part * double(values.size() - 1));
+    std::nth_element(values.begin(), place, values.end());
+    return *place;
+}
+
+// First and last column between edges that a filter has emptied; all of them where there are no such edges.
+std::pair<size_t, size_t> filled(const std::vector<float>& levels, size_t columns)
+{
+    constexpr float step = 20;       // dB
+    constexpr ptrdiff_t narrow = 10; // less than this part of the band is a station, not a filter
+    std::vector<float> middles(columns);
+    for (size_t c = 0; c < columns; ++c) {
+        std::vector<float> column;
+        for (size_t k = c; k < levels.size(); k += columns) column.push_back(levels[k]);
+        middles[c] = quantile(std::move(column), 0.5);
+    }
+    const float least = quantile(middles, 0.05) + step;
+    const auto above = [least](float level) { return level > least; };
+    const auto first = std::find_if(middles.begin(), middles.end(), above);
+    const auto behind = std::find_if(middles.rbegin(), middles.rend(), above).base();
+    if ((behind - first) * narrow < ptrdiff_t(columns) || quantile({first, behind}, 0.1) <= least)
+        return {0, columns - 1};
+    return {size_t(first - middles.begin()), size_t(behind - middles.begin()) - 1};
+}
+} // namespace
+
+Range range_of(const std::vector<float>& levels, size_t columns, float rounding)
+{
+    const auto [first, last] = filled(levels, columns);
+    std::vector<float> counted;
+    for (size_t k = 0; k < levels.size(); ++k)
+        if (const size_t c = k % columns; c >= first && c <= last && levels[k] >= rounding)
+            counted.push_back(levels[k]);
+    const float ceiling = std::max(5 * std::ceil(quantile(levels, 0.999) / 5) + 0, -120.0f); // + 0: no -0
+    const float noise = quantile(counted.empty() ? levels : counted, 0.1);
+    return {std::clamp(5 * std::floor((noise - 2) / 5), ceiling - 90, ceiling - 30), ceiling};
 }
 } // namespace client::spectra

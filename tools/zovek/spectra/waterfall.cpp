@@ -32,7 +32,7 @@ public:
         : columns_(lines.columns()), levels_(lines.powers().size())
     {
         std::transform(lines.powers().begin(), lines.powers().end(), levels_.begin(), decibels);
-        range_ = range_of(levels_);
+        range_ = range_of(levels_, columns_, float(analysis.rounding_level()));
         if (options.floor) range_.floor = float(*options.floor);
         if (options.ceiling) range_.ceiling = float(*options.ceiling);
         if (options.floor && !options.ceiling) range_.ceiling = std::max(range_.ceiling, range_.floor + 30);
