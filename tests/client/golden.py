@@ -118,10 +118,49 @@ class Client(InFolder):
             with self.subTest(line):
                 self.one_line(run(*line.split(), data=PLAIN), 2, "--help")
 
+    def test_wrong_words_are_named(self):
+        for line, words in (("", ("which command",)), ("receve", ("no command 'receve'", "receive?")), ("wat x.wav", ("waterfall?",)),
+                            ("help", ("no command 'help' (",)), ("receive --bandwith 5k", ("no option '--bandwith'", "--bandwidth?")),
+                            ("cpu extra", ("'extra'",)), ("receive -M am --agc=5", ("--agc takes no value",)),
+                            ("receive -M am -M fm", ("--mode", "more than once")), ("receive -f", ("--frequency needs",)),
+                            ("receive -M am -f 3x", ("--frequency: '3x'",)), ("receive -M cw", ("'cw'", "usb, lsb or fm")),
+                            ("decode --mode rtty --baud x", ("--baud: 'x'", "10 to 9600")),
+                            ("decode --mode dtmf --baud 50", ("--baud", "rtty, ascii, not of dtmf")),
+                            ("decode --mode navtex,dtmf --hf", ("--hf", "packet, not of navtex, dtmf")),
+                            ("receive -M am -o x.flac", ("x.flac", "WAV or raw")),
+                            ("waterfall -o x.jpg", ("x.jpg", "PNG")), ("waterfall --live --title x", ("--title", "-o")),
+                            ("spectrum --floor -50", ("--floor", "-o"))):
+            with self.subTest(line):
+                self.one_line(run(*line.split(), data=PLAIN), 2, *words)
+        self.assertEqual(run("decode", "--mode", "navtex,rtty,dtmf", "--centre", "1k", "--pause", "1", data=PLAIN).returncode, 0)
+
+    def test_output_that_takes_nothing(self):
+        for line in ("--help", "--version", "cpu", "cpu --json", "selftest", "receive --help"):
+            with self.subTest(line), open("/dev/full", "w") as full:
+                done = subprocess.run([CLIENT, *line.split()], stdout=full, stderr=subprocess.PIPE)
+                self.assertEqual((done.returncode, done.stderr.count(b"\n")), (1, 1))
+                self.assertIn(b"standard output", done.stderr)
+
+    def test_nothing_in_it(self):
+        """Of no samples audio and messages are none; there is nothing to draw, and what was there stays."""
+        with open("none.wav", "wb") as file:
+            file.write(wav(b""))
+        for line in ("receive -M am", "resample -r 8k", "clean --denoise"):
+            with self.subTest(line):
+                self.one_line(run(*line.split(), "none.wav", "-o", "out.wav"), 0, "0 samples")
+                with wave.open("out.wav") as file:
+                    self.assertEqual(file.getnframes(), 0)
+        self.one_line(run("decode", "--mode", "packet,rtty", "none.wav"), 0, "0 messages")
+        for line in ("waterfall -o out.wav.png", "waterfall --live", "spectrum", "spectrum --json", "spectrum -o out.wav.png"):
+            with self.subTest(line):
+                self.one_line(run(*line.split(), "none.wav"), 1, "none.wav: holds no samples")
+        self.one_line(run("decode", "--mode", "packet", "missing.wav"), 1, "No such file")
+        self.assertEqual(sorted(os.listdir()), ["none.wav", "out.wav"])
+
     def test_what_cannot_be_done(self):
         for data, line, why in ((PLAIN, "-f 12001", "12000"), (PLAIN, "-M usb -f 11.8k", "beyond"), (PLAIN, "-M lsb -f 0", "beyond"),
                                 (PLAIN, "missing.wav", "No such file"), (PLAIN, "/", "directory"),
-                                (b"no sound", "", "not an audio file"), (b"", "", "not an audio file"),
+                                (b"no sound", "", "not an audio file"), (b"", "", "empty"),
                                 (PLAIN[:20], "", "not an audio file"), (PLAIN, "--channel 2", "1 channel"),
                                 (PLAIN, "-o none/x.wav", "none/x.wav: No such file"), (PLAIN, "-o /dev/full", "space"),
                                 (PLAIN, "--iq", "two channels, not 1"), (PLAIN, "-t cs16 -r 60M", "50 MHz"),

@@ -12,6 +12,7 @@ using Run = std::function<int()>;
 struct Command {
     const char* name;
     const char* help;      // one line
+    const char* example;   // a whole line of a shell
     Run (*add)(CLI::App&); // adds the command's options, and returns what runs
 };
 
@@ -26,4 +27,6 @@ Run add_selftest(CLI::App& options);
 
 // One line of talk on standard error.
 void say(const std::string& line);
+// Fails if what was printed on standard output didn't get there.
+void deliver();
 } // namespace client

@@ -95,6 +95,8 @@ public:
         return &table;
     }
 
+    bool empty() const { return head_.empty(); }
+
     Descriptor source;
 
 private:
@@ -293,6 +295,7 @@ std::unique_ptr<Input> open_sound_file(const std::string& path, const std::strin
     SF_INFO info = {};
     SNDFILE* file = sf_open_virtual(Stream::functions(), SFM_READ, &info, stream.get());
     if (const int error = stream->source.error()) throw Failure(name, std::strerror(error));
+    if (stream->empty()) throw Failure(name, "empty, without even a header");
     if (!file) throw Failure(name, "not an audio file (raw samples need -t raw and their rate)");
     std::unique_ptr<Input> input;
     switch (info.format & SF_FORMAT_SUBMASK) {
@@ -320,6 +323,7 @@ std::unique_ptr<Input> open_sound_file(const std::string& path, const std::strin
 void add_input_options(CLI::App& app, InputOptions& options)
 {
     app.add_option("INPUT", options.path, "recording: WAV, RF64, FLAC, AU or raw; - is standard input")
+        ->type_name("")
         ->capture_default_str();
     add_format_options(app, options);
 }
@@ -330,13 +334,13 @@ void add_format_options(CLI::App& app, InputOptions& options)
            "-t,--type", options.type,
            "auto; or without a header: raw (signed 16-bit little-endian), or the I/Q types cs16, cs8, "
            "cu8, cf32")
-        ->check(CLI::IsMember({"auto", "raw", "cs16", "cs8", "cu8", "cf32"}))
+        ->check(one_of({"auto", "raw", "cs16", "cs8", "cu8", "cf32"}))
+        ->type_name("TYPE")
         ->capture_default_str();
-    add_rate(app, options.rate_names, options.rate, "sampling rate of raw input, Hz; takes k and M: 48k");
-    app.add_option("--channels", options.channels, "channels of raw input")->check(CLI::Range(1, 1024));
+    add_rate(app, options.rate_names, options.rate, "sampling rate of raw input; takes k and M: 48k");
+    add_quantity(app, "--channels", options.channels, 1, 1024, "N", "channels of raw input (1, of I/Q 2)");
     if (options.all_channels) return;
-    app.add_option("--channel", options.channel, "the channel to take, 1 is the first")
-        ->check(CLI::Range(1, 1024));
+    add_quantity(app, "--channel", options.channel, 1, 1024, "N", "the channel to take, 1 is the first (1)");
 }
 
 bool is_complex(const std::string& type)

@@ -1,46 +1,75 @@
 // zovek: signal processing for radio receivers on the command line. Each command is a row of the table.
 #include "command.h"
+#include "usage.h"
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <zovek/base.h>
 
 using namespace client;
 
+// clang-format off
 static const Command commands[] = {
-    {"receive", "demodulate one station of a recorded band to audio", add_receive},
-    {"decode", "data, text and tones out of recordings", add_decode},
-    {"resample", "convert a recording to another sampling rate", add_resample},
-    {"clean", "take noise, whistles and single tones off speech, or shift it", add_clean},
-    {"waterfall", "draw a recording: time downward, frequency across, level as colour", add_waterfall},
-    {"spectrum", "averaged spectrum of a recording: tones, numbers or a picture", add_spectrum},
-    {"cpu", "show the processor and the kernels it gets", add_cpu},
-    {"selftest", "run the whole library against its stored results", add_selftest},
+    {"receive", "demodulate one station of a recorded band to audio",
+     "zovek receive band.flac -M am -f 12k -o station.wav", add_receive},
+    {"decode", "data, text and tones out of recordings",
+     "zovek decode packet.flac --mode packet", add_decode},
+    {"resample", "convert a recording to another sampling rate",
+     "zovek resample speech.wav -r 8k -o small.wav", add_resample},
+    {"clean", "take noise, whistles and single tones off speech, or shift it",
+     "zovek clean speech.wav --notch 1k --denoise -o clean.wav", add_clean},
+    {"waterfall", "draw a recording: time downward, frequency across, level as colour",
+     "zovek waterfall band.flac -o band.png --mark 12k:am:music", add_waterfall},
+    {"spectrum", "averaged spectrum of a recording: tones, numbers or a picture",
+     "zovek spectrum band.flac --from 10k --to 20k", add_spectrum},
+    {"cpu", "show the processor and the kernels it gets",
+     "zovek cpu", add_cpu},
+    {"selftest", "run the whole library against its stored results",
+     "zovek selftest", add_selftest},
 };
+// clang-format on
 
 void client::say(const std::string& line) { std::fprintf(stderr, "zovek: %s\n", line.c_str()); }
 
-// The first line of a text: option errors may carry help behind it.
-static std::string first_line(const std::string& text) { return text.substr(0, text.find('\n')); }
+void client::deliver()
+{
+    errno = 0;
+    if (std::fflush(stdout) != 0 || std::ferror(stdout))
+        throw Failure("standard output", errno ? std::strerror(errno) : "not all could be written");
+}
+
+// Adds a command as its row tells.
+static std::pair<CLI::App*, Run> add(CLI::App& app, const Command& command)
+{
+    CLI::App* options = app.add_subcommand(command.name, command.help)->group("Commands");
+    const Run run = command.add(*options);
+    const std::string notes = options->get_footer();
+    options->footer(notes + (notes.empty() ? "" : "\n\n") + "Example: " + command.example);
+    for (CLI::Option* option : options->get_options())
+        if (option->get_expected_max() == 0) option->disable_flag_override(); // --json=5 is wrong
+    return {options, run};
+}
 
 static int run(int argc, char** argv)
 {
     CLI::App app("Signal processing for radio receivers.", "zovek");
+    app.formatter(std::make_shared<Help>());
+    app.set_help_flag("-h,--help", "print this help and exit");
     const std::string version = "zovek " + std::to_string(ZV_VERSION_MAJOR) + "." +
                                 std::to_string(ZV_VERSION_MINOR) + "." + std::to_string(ZV_VERSION_PATCH);
     app.set_version_flag("--version", version, "print the version and exit");
     app.require_subcommand(1);
     std::vector<std::pair<CLI::App*, Run>> rows;
-    for (const Command& command : commands) {
-        CLI::App* options = app.add_subcommand(command.name, command.help);
-        rows.emplace_back(options, command.add(*options));
-    }
+    for (const Command& command : commands) rows.push_back(add(app, command));
+    app.footer("zovek COMMAND --help tells of a command's options.");
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& asked) { // help or version
         return app.exit(asked);
     } catch (const CLI::ParseError& error) {
-        throw WrongUsage(first_line(error.what()));
+        throw WrongUsage(explain(app, error));
     }
     for (const auto& [options, runs] : rows)
         if (options->parsed()) return runs();
@@ -52,7 +81,9 @@ int main(int argc, char** argv)
     // A reader that has gone ends the program quietly, whatever the parent does with the signal.
     std::signal(SIGPIPE, SIG_DFL);
     try {
-        return run(argc, argv);
+        const int status = run(argc, argv);
+        deliver();
+        return status;
     } catch (const WrongUsage& error) {
         say(std::string(error.what()) + " (see --help)");
         return 2;

@@ -1,4 +1,6 @@
 #include "output.h"
+#include "failure.h"
+#include "options.h"
 #include <CLI/CLI.hpp>
 #include <bit>
 
@@ -7,9 +9,12 @@ namespace {
 constexpr uint32_t to_the_end = 0x7ffff000; // bytes of samples, told where the true number isn't known
 constexpr uint32_t header_bytes = 80;       // RIFF 12, JUNK or ds64 36, fmt 24, data 8
 
-bool ends_with(const std::string& text, const std::string& end)
+// Names that say what the file wouldn't be.
+void check_name(const std::string& path)
 {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+    for (const char* end : {".flac", ".mp3", ".ogg", ".opus", ".m4a", ".au", ".aiff", ".png"})
+        if (path.ends_with(end))
+            throw WrongUsage(path + ": audio is written as WAV or raw (--output-type, whatever the name)");
 }
 
 void little(std::string& to, uint64_t value, int bytes)
@@ -20,17 +25,21 @@ void little(std::string& to, uint64_t value, int bytes)
 
 void add_output_options(CLI::App& app, OutputOptions& options)
 {
-    app.add_option("-o,--output", options.path, "audio file; - is standard output")->capture_default_str();
+    app.add_option("-o,--output", options.path, "audio file; - is standard output")
+        ->type_name("FILE")
+        ->capture_default_str();
     app.add_option("--output-type", options.type, "wav or raw; raw if the name ends in .raw, else wav")
-        ->check(CLI::IsMember({"wav", "raw"}));
+        ->check(one_of({"wav", "raw"}))
+        ->type_name("TYPE");
 }
 
 Output::Output(const OutputOptions& options, int32_t rate, int32_t channels)
     : to_(options.path),
-      wav_(options.type.empty() ? !ends_with(options.path, ".raw") : options.type == "wav"),
+      wav_(options.type.empty() ? !options.path.ends_with(".raw") : options.type == "wav"),
       rate_(rate),
       channels_(channels)
 {
+    if (options.type.empty()) check_name(options.path);
     if (wav_) put_header(false);
 }
 

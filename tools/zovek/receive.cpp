@@ -230,28 +230,30 @@ Run add_receive(CLI::App& app)
                wishes.mode = Mode(std::find(std::begin(mode_names), std::end(mode_names), name) - mode_names);
            },
            "am, sam (synchronous), isb (lower left, upper right), usb, lsb or fm")
-        ->check(CLI::IsMember(std::vector<std::string>(std::begin(mode_names), std::end(mode_names))))
+        ->check(one_of({std::begin(mode_names), std::end(mode_names)}))
+        ->type_name("MODE")
         ->required();
     constexpr double top = 1e9; // Hz, beyond any recording
-    add_quantity(app, "-f,--frequency", wishes.frequency, -top, top,
+    add_quantity(app, "-f,--frequency", wishes.frequency, -top, top, "HZ",
                  "the station's carrier in the recording, whole Hz; takes k and M; the middle of the band if "
                  "left out");
-    add_quantity(app, "-b,--bandwidth", wishes.bandwidth, 50, top,
-                 "Hz; of the whole station, in usb and lsb of the sideband");
-    add_quantity(app, "--audio-cutoff", wishes.audio_cutoff, 50, top, "upper end of the audio, Hz");
-    add_quantity(app, "--taps", wishes.taps, 3, 1 << 20, "length of the filters behind the mixer");
-    add_quantity(app, "--offset", wishes.offset, 50, 1e6,
-                 "usb, lsb: the sideband's middle from the carrier, Hz");
-    add_quantity(app, "--audio-rate", wishes.audio_rate, 2000, 1e7,
+    add_quantity(app, "-b,--bandwidth", wishes.bandwidth, 50, top, "HZ",
+                 "of the whole station, in usb and lsb of the sideband (am 9000, sam 5600, isb 5400, usb and "
+                 "lsb 2400, fm 16000)");
+    add_quantity(app, "--audio-cutoff", wishes.audio_cutoff, 50, top, "HZ", "upper end of the audio");
+    add_quantity(app, "--taps", wishes.taps, 3, 1 << 20, "N", "length of the filters behind the mixer");
+    add_quantity(app, "--offset", wishes.offset, 50, 1e6, "HZ",
+                 "usb, lsb: the sideband's middle from the carrier (1500)");
+    add_quantity(app, "--audio-rate", wishes.audio_rate, 2000, 1e7, "HZ",
                  "rate of the audio, whole Hz; by division where that gives it, else resampled");
     app.add_flag("--agc", options->level.agc, "keep the audio at one loudness (not in isb)");
-    add_quantity(app, "--iq-agc", options->level.iq_agc, -60, 0,
+    add_quantity(app, "--iq-agc", options->level.iq_agc, -60, 0, "DB",
                  "follow fading before the detector (not in fm); level in dB of full scale")
         ->expected(0, 1)
         ->default_str("-6");
-    add_quantity(app, "--gain", options->level.gain, 0, 1e6,
+    add_quantity(app, "--gain", options->level.gain, 0, 1e6, "X",
                  "fixed audio gain instead of one found in the first second");
-    add_quantity(app, "--volume", options->level.volume, 0, 100,
+    add_quantity(app, "--volume", options->level.volume, 0, 100, "X",
                  "output gain; peaks come to this part of full scale (0.5)");
     app.add_flag("--json", options->json, "summary as JSON on standard error");
     app.add_flag("-v,--verbose", options->verbose, "tell the frequency plan");

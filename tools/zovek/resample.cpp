@@ -143,14 +143,12 @@ Run add_resample(CLI::App& app)
     options->input.rate_names = "--input-rate";
     add_input_options(app, options->input);
     add_output_options(app, options->output);
-    add_rate(app, "-r,--rate", options->rate, "rate wanted, Hz; takes k and M: 8k")->required();
-    app.add_option("-q,--quality", options->quality, "taps per phase")
-        ->check(CLI::Range(8, 1024))
-        ->capture_default_str();
-    app.add_option("--tolerance", options->tolerance,
-                   "how far the ratio may be off, relatively: 1e-6; 0 is exact")
-        ->check(CLI::Range(0.0, 0.1))
-        ->capture_default_str();
+    add_rate(app, "-r,--rate", options->rate, "rate wanted; takes k and M: 8k")->required();
+    add_quantity(app, "-q,--quality", options->quality, 8, 1024, "N", "taps per phase, 8 to 1024: see below")
+        ->default_str(number(options->quality));
+    add_quantity(app, "--tolerance", options->tolerance, 0, 0.1, "PART",
+                 "how far the ratio may be off, relatively: 1e-6; 0 is exact")
+        ->default_str("0");
     app.add_flag("--json", options->json, "summary as JSON on standard error");
     app.footer(qualities);
     return [options] { return run(*options); };

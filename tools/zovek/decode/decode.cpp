@@ -5,14 +5,13 @@
 #include "command.h"
 #include "decode/decoder.h"
 #include "iq.h"
+#include "options.h"
 #include "receiver.h"
 #include "stop.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cmath>
-#include <cstring>
 #include <map>
 
 namespace client {
@@ -143,12 +142,14 @@ public:
                 decode(path, result);
             } catch (const Failure& failure) {
                 result.trouble = failure.what();
+                if (std::ferror(stdout)) throw; // for no file it can go on
             }
             result.work = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
             if (!result.trouble.empty()) say(result.trouble);
-            if (std::ferror(stdout)) break;
         }
-        summarise();
+        const bool heard = results_.size() > 1 || results_.empty() || results_[0].duration > 0 ||
+                           results_[0].trouble.empty();
+        if (heard) summarise();
         if (stop_signal()) return 128 + stop_signal();
         return std::ranges::any_of(results_, [](const Result& result) { return !result.trouble.empty(); });
     }
@@ -199,10 +200,12 @@ private:
             if (message.level) object.add("level", std::round(*message.level * 10) / 10);
             if (message.snr) object.add("snr", std::round(*message.snr * 10) / 10);
             line = object.add("text", line).append(message.fields).text();
-        } else if (modes_.size() > 1)
-            line = std::string(mode) + ": " + line;
-        if (std::fprintf(stdout, "%s\n", line.c_str()) < 0 || std::fflush(stdout) != 0)
-            throw Failure("standard output", std::strerror(errno));
+        } else {
+            if (modes_.size() > 1) line = std::string(mode) + ": " + line;
+            if (options_.paths.size() > 1) line = input.name + ": " + line;
+        }
+        std::printf("%s\n", line.c_str());
+        deliver();
     }
 
     static std::string figures(const Result& result)
@@ -249,6 +252,42 @@ std::vector<DataMode> chosen(const std::vector<DataMode>& modes, const std::vect
     return result;
 }
 
+// Names as "a, b".
+std::string listed(const std::vector<std::string>& names)
+{
+    std::string list;
+    for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
+    return list;
+}
+
+std::vector<std::string> names_of(const std::vector<DataMode>& modes, const CLI::Option* option)
+{
+    std::vector<std::string> names;
+    for (const DataMode& mode : modes)
+        if (std::ranges::count(mode.options, option)) names.emplace_back(mode.name);
+    return names;
+}
+
+// Help tells of options under the names of the modes that have them.
+void group_by_modes(const std::vector<DataMode>& modes)
+{
+    for (const DataMode& mode : modes)
+        for (CLI::Option* option : mode.options)
+            option->group("Options of " + listed(names_of(modes, option)));
+}
+
+// No option without a mode that heeds it.
+void check_options(const std::vector<DataMode>& modes, const std::vector<std::string>& wanted)
+{
+    for (const DataMode& mode : modes)
+        for (const CLI::Option* option : mode.options) {
+            const auto names = names_of(modes, option);
+            if (*option && std::ranges::find_first_of(names, wanted) == names.end())
+                throw WrongUsage(option->get_name() + " is an option of --mode " + listed(names) +
+                                 ", not of " + listed(wanted));
+        }
+}
+
 // Reads a frequency with k or M; whole Hz where the value is whole.
 template <class Number>
 std::function<void(const std::string&)> frequency_into(const char* option, std::optional<Number>& value,
@@ -270,8 +309,7 @@ CLI::Option* decode::centre_option(CLI::App& app)
         const auto hz = parse_quantity(text);
         return hz && *hz > 0 && *hz < 1e5 ? "" : "'" + text + "' is not a frequency in Hz";
     };
-    return app
-        .add_option("--centre", "rtty, ascii, navtex: middle of the two tones, Hz (navtex 1000, to 200 Hz)")
+    return app.add_option("--centre", "middle of the two tones (navtex 1000, to 200 Hz)")
         ->check(CLI::Validator(check, ""))
         ->type_name("HZ");
 }
@@ -327,24 +365,30 @@ Run add_decode(CLI::App& app)
     };
     const auto choice = std::make_shared<Choice>();
     Options& options = choice->options;
-    app.add_option("INPUT", options.paths, "recordings: WAV, RF64, FLAC, AU or raw; - is standard input");
+    app.add_option("INPUT", options.paths, "recordings: WAV, RF64, FLAC, AU or raw; - is standard input (-)")
+        ->type_name("");
     add_format_options(app, options.input);
     add_iq_options(app, options.iq);
-    CLI::Option* mode = app.add_option("--mode", options.modes, "what to decode; several as a,b");
+    CLI::Option* mode = app.add_option("--mode", options.modes, "what to decode; several as a,b: see below");
     CLI::Option* frequency = app.add_option_function<std::string>(
         "--if", frequency_into("--if", choice->station.frequency, -1e9),
-        "demodulate the station at this frequency of the recording first, Hz; takes k and M");
+        "demodulate the station at this frequency of the recording first; takes k and M");
+    frequency->type_name("HZ");
     app.add_option_function<std::string>(
            "-M,--demodulate",
            [&wishes = choice->station](const std::string& name) {
                wishes.mode = Mode(std::find(std::begin(mode_names), std::end(mode_names), name) - mode_names);
            },
-           "how the station of --if is modulated")
-        ->check(CLI::IsMember(std::vector<std::string>(std::begin(mode_names), std::end(mode_names))))
+           "how that station is modulated: am, sam, isb, usb, lsb or fm")
+        ->check(one_of({std::begin(mode_names), std::end(mode_names)}))
+        ->type_name("MODE")
+        ->default_str("fm")
         ->needs(frequency);
     choice->station.mode = Mode::fm;
-    app.add_option_function<std::string>("-b,--bandwidth", frequency_into("-b", choice->station.bandwidth, 0),
-                                         "of the station of --if, Hz")
+    app.add_option_function<std::string>("-b,--bandwidth",
+                                         frequency_into("--bandwidth", choice->station.bandwidth, 0),
+                                         "of that station, as in zovek receive")
+        ->type_name("HZ")
         ->needs(frequency);
     app.add_flag("--json", options.json, "messages as JSON Lines");
     std::string list = "Modes:";
@@ -357,8 +401,10 @@ Run add_decode(CLI::App& app)
             choice->modes.push_back(std::move(row));
         }
     app.footer(list);
-    mode->delimiter(',')->allow_extra_args(false)->required()->check(CLI::IsMember(names));
+    mode->delimiter(',')->allow_extra_args(false)->required()->check(one_of(names))->type_name("MODE");
+    group_by_modes(choice->modes);
     return [choice, frequency] {
+        check_options(choice->modes, choice->options.modes);
         Options& options = choice->options;
         if (*frequency) options.station = choice->station;
         return Decoding(options, chosen(choice->modes, options.modes)).run();

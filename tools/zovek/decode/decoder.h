@@ -41,6 +41,7 @@ struct DataMode {
     const char* help; // one line
     // A decoder of audio at a rate in Hz, which calls emit inside push and finish.
     std::function<std::unique_ptr<Decoder>(double rate, Emit emit)> make;
+    std::vector<CLI::Option*> options = {}; // that it heeds, beside those of all modes
 };
 
 // Each adds its options to the command, and gives its modes; these read the options when a decoder is made.

@@ -2,6 +2,7 @@
 #include "decode/decoder.h"
 #include "decode/spectra.h"
 #include "decode/symbols.h"
+#include "options.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
@@ -112,10 +113,12 @@ private:
 std::vector<DataMode> dtmf_modes(CLI::App& app)
 {
     const auto pause = std::make_shared<double>(default_pause);
-    app.add_option("--pause", *pause, "dtmf: seconds between digits that end a line (0.3)")
-        ->check(CLI::Range(0.05, 3600.0));
-    return {{"dtmf", "telephone keys, a line of digits ended by a pause", [pause](double rate, Emit emit) {
-                 return std::make_unique<Dtmf>(rate, *pause, std::move(emit));
-             }}};
+    CLI::Option* const option = add_quantity(app, "--pause", *pause, 0.05, 3600, "SECONDS",
+                                             "between digits that end a line (" + number(*pause) + ")");
+    return {
+        {"dtmf",
+         "telephone keys, a line of digits ended by a pause",
+         [pause](double rate, Emit emit) { return std::make_unique<Dtmf>(rate, *pause, std::move(emit)); },
+         {option}}};
 }
 } // namespace client::decode

@@ -3,6 +3,7 @@
 #include "decode/decoder.h"
 #include "decode/spectra.h"
 #include "decode/symbols.h"
+#include "options.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
@@ -120,13 +121,18 @@ std::vector<DataMode> five_tone_modes(CLI::App& app)
     const auto name = std::make_shared<std::string>(sets[0].name);
     std::vector<std::string> names;
     for (const ToneSet& set : sets) names.push_back(set.name);
-    app.add_option("--set", *name,
-                   "zvei: the set of tones: zvei1 (if left out), zvei2, pzvei, dzvei, ccir, eea, eia")
-        ->check(CLI::IsMember(names));
-    return {{"zvei", "selective calls of five tones (--set)", [name](double rate, Emit emit) {
+    CLI::Option* const option =
+        app.add_option("--set", *name,
+                       "the set of tones: zvei1 (if left out), zvei2, pzvei, dzvei, ccir, eea, eia")
+            ->check(one_of(names))
+            ->type_name("NAME");
+    return {{"zvei",
+             "selective calls of five tones (--set)",
+             [name](double rate, Emit emit) {
                  const auto set =
                      std::ranges::find_if(sets, [&](const ToneSet& row) { return row.name == *name; });
                  return std::make_unique<FiveTone>(rate, *set, std::move(emit));
-             }}};
+             },
+             {option}}};
 }
 } // namespace client::decode

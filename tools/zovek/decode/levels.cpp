@@ -111,24 +111,31 @@ double positive(const std::string& option, const std::string& text)
 std::vector<DataMode> levels_modes(CLI::App& app)
 {
     const auto settings = std::make_shared<Settings>();
-    app.add_option_function<std::vector<std::string>>(
-           "--freq",
-           [settings](const std::vector<std::string>& texts) {
-               for (const std::string& text : texts)
-                   settings->frequencies.push_back(positive("--freq", text));
-           },
-           "tones: frequencies in Hz, as a,b; takes k")
-        ->delimiter(',')
-        ->allow_extra_args(false);
-    app.add_option_function<std::string>(
-        "--every", [settings](const std::string& text) { settings->every = positive("--every", text); },
-        "tones: seconds between levels (0.1)");
-    app.add_option_function<std::string>(
-        "--width", [settings](const std::string& text) { settings->width = positive("--width", text); },
-        "tones: width of a tone's band, Hz (2 / every)");
+    const std::vector options = {
+        app.add_option_function<std::vector<std::string>>(
+               "--freq",
+               [settings](const std::vector<std::string>& texts) {
+                   for (const std::string& text : texts)
+                       settings->frequencies.push_back(positive("--freq", text));
+               },
+               "frequencies, as a,b; takes k")
+            ->delimiter(',')
+            ->allow_extra_args(false)
+            ->type_name("HZ"),
+        app.add_option_function<std::string>(
+               "--every",
+               [settings](const std::string& text) { settings->every = positive("--every", text); },
+               "between levels (0.1)")
+            ->type_name("SECONDS"),
+        app.add_option_function<std::string>(
+               "--width",
+               [settings](const std::string& text) { settings->width = positive("--width", text); },
+               "width of a tone's band (2 / every)")
+            ->type_name("HZ")};
     return {{"tones", "levels of the tones of --freq: time in s and a level in dB each, every 0.1 s",
              [settings](double rate, Emit emit) {
                  return std::make_unique<Levels>(rate, *settings, std::move(emit));
-             }}};
+             },
+             options}};
 }
 } // namespace client::decode

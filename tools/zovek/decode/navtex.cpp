@@ -293,13 +293,15 @@ private:
 
 std::vector<DataMode> navtex_modes(CLI::App& app)
 {
-    const CLI::Option* const option = centre_option(app);
-    return {
-        {"navtex", "NAVTEX and SITOR-B bulletins, 100 Bd, shift 170 Hz", [option](double from, Emit emit) {
-             const double centre = centre_of(option).value_or(usual_centre);
-             if (centre < lowest_centre || centre > highest_centre)
-                 throw WrongUsage("navtex: --centre between 400 and 3200 Hz");
-             return std::make_unique<Navtex>(from, centre, std::move(emit));
-         }}};
+    CLI::Option* const option = centre_option(app);
+    return {{"navtex",
+             "NAVTEX and SITOR-B bulletins, 100 Bd, shift 170 Hz",
+             [option](double from, Emit emit) {
+                 const double centre = centre_of(option).value_or(usual_centre);
+                 if (centre < lowest_centre || centre > highest_centre)
+                     throw WrongUsage("navtex: --centre between 400 and 3200 Hz");
+                 return std::make_unique<Navtex>(from, centre, std::move(emit));
+             },
+             {option}}};
 }
 } // namespace client::decode

@@ -4,6 +4,7 @@
 #include "decode/afsk.h"
 #include "decode/ax25.h"
 #include "decode/decoder.h"
+#include "options.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
@@ -229,16 +230,17 @@ std::vector<DataMode> packet_modes(CLI::App& app)
 {
     const auto settings = std::make_shared<Settings>();
     constexpr auto most = int(std::size(rows));
-    app.add_flag("--hf", settings->hf, "packet: 300 Bd between 1600 and 1800 Hz");
-    app.add_flag("--repair", settings->repair,
-                 "packet: mend up to three bits of a frame where two branches agree");
-    app.add_option("--effort", settings->effort,
-                   "packet: branches that listen, 1 to " + std::to_string(most) + " (" +
-                       std::to_string(default_effort) + ", with --hf " + std::to_string(default_hf_effort) +
-                       ")")
-        ->check(CLI::Range(1, most));
-    return {{"packet", "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)", [settings](double rate, Emit emit) {
+    const std::vector options = {app.add_flag("--hf", settings->hf, "300 Bd between 1600 and 1800 Hz"),
+                                 app.add_flag("--repair", settings->repair,
+                                              "mend up to three bits of a frame where two branches agree"),
+                                 add_quantity(app, "--effort", settings->effort, 1, most, "N",
+                                              "branches that listen, 1 to " + std::to_string(most) + " (" +
+                                                  std::to_string(default_effort) + ", with --hf " +
+                                                  std::to_string(default_hf_effort) + ")")};
+    return {{"packet", "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)",
+             [settings](double rate, Emit emit) {
                  return std::make_unique<Packet>(rate, *settings, std::move(emit));
-             }}};
+             },
+             options}};
 }
 } // namespace client::decode

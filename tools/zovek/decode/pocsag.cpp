@@ -3,6 +3,7 @@
 #include "decode/decoder.h"
 #include "decode/intake.h"
 #include "decode/pocsag_pages.h"
+#include "options.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <map>
@@ -128,19 +129,25 @@ private:
 std::vector<DataMode> pocsag_modes(CLI::App& app)
 {
     const auto settings = std::make_shared<Settings>();
-    app.add_option("--pager-baud", settings->baud, "pocsag: 512, 1200 or 2400 alone (all at once)")
-        ->check(CLI::IsMember({512, 1200, 2400}));
-    app.add_option_function<std::string>(
-           "--as",
-           [&as = settings->as](const std::string& name) {
-               as = name == "numeric" ? PageText::numeric
-                    : name == "alpha" ? PageText::alpha
-                                      : PageText::automatic;
-           },
-           "pocsag: messages as auto, numeric or alpha")
-        ->check(CLI::IsMember({"auto", "numeric", "alpha"}));
-    return {{"pocsag", "POCSAG pages, from discriminator audio", [settings](double from, Emit emit) {
+    const std::vector options = {
+        app.add_option("--pager-baud", settings->baud, "512, 1200 or 2400 alone (all at once)")
+            ->check(one_of({"512", "1200", "2400"}))
+            ->type_name("BD"),
+        app.add_option_function<std::string>(
+               "--as",
+               [&as = settings->as](const std::string& name) {
+                   as = name == "numeric" ? PageText::numeric
+                        : name == "alpha" ? PageText::alpha
+                                          : PageText::automatic;
+               },
+               "messages as auto, numeric or alpha")
+            ->check(one_of({"auto", "numeric", "alpha"}))
+            ->type_name("KIND")
+            ->default_str("auto")};
+    return {{"pocsag", "POCSAG pages, from discriminator audio",
+             [settings](double from, Emit emit) {
                  return std::make_unique<Pocsag>(from, *settings, std::move(emit));
-             }}};
+             },
+             options}};
 }
 } // namespace client::decode

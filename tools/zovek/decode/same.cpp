@@ -128,10 +128,12 @@ private:
 std::vector<DataMode> same_modes(CLI::App& app)
 {
     const auto settings = std::make_shared<Settings>();
-    app.add_flag("--once", settings->once, "same: one line a header, not one a burst");
-    return {{"same", "weather radio and emergency alert headers (SAME), bursts by vote",
+    CLI::Option* const once = app.add_flag("--once", settings->once, "one line a header, not one a burst");
+    return {{"same",
+             "weather radio and emergency alert headers (SAME), bursts by vote",
              [settings](double rate, Emit emit) {
                  return std::make_unique<Same>(rate, *settings, std::move(emit));
-             }}};
+             },
+             {once}}};
 }
 } // namespace client::decode

@@ -3,6 +3,7 @@
 #include "command.h"
 #include "decode/alphabet.h"
 #include "decode/decoder.h"
+#include "options.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
@@ -282,44 +283,49 @@ std::vector<DataMode> teletype_modes(CLI::App& app)
     Settings& s = *settings;
     std::vector<std::string> modems;
     for (const Preset& preset : presets) modems.push_back(preset.name);
-    const std::vector<std::string> parities(std::begin(parity_names), std::end(parity_names));
     const auto frequency = [&app](const char* name, std::optional<double>& value, const char* help) {
-        return app.add_option_function<std::string>(
-            name,
-            [name, &value](const std::string& text) {
-                value = parse_quantity(text);
-                if (!value || std::fabs(*value) > 1e5)
-                    throw CLI::ValidationError(name, "'" + text + "' is not a frequency in Hz");
-            },
-            help);
+        return add_quantity(app, name, value, -1e5, 1e5, "HZ", help);
     };
-    CLI::Option* const mark =
-        frequency("--mark", s.mark, "rtty, ascii: tone of mark, Hz; takes k (rtty 2125)");
-    CLI::Option* const space = frequency("--space", s.space, "rtty, ascii: tone of space, Hz (rtty 2295)");
-    frequency("--shift", s.shift, "rtty, ascii: space above mark, Hz (rtty 170)");
+    CLI::Option* const mark = frequency("--mark", s.mark, "tone of mark; takes k (rtty 2125)");
+    CLI::Option* const space = frequency("--space", s.space, "tone of space (rtty 2295)");
     CLI::Option* const centre = centre_option(app)->excludes(mark)->excludes(space);
-    app.add_option("--baud", s.baud, "rtty, ascii: bit rate (rtty 45.45)")->check(CLI::Range(10.0, 9600.0));
-    app.add_option("--stop", s.stop, "rtty, ascii: stop bits, 1 to 2 (rtty 1.5, ascii 1)")
-        ->check(CLI::Range(1.0, 2.0));
-    app.add_flag("--reverse", s.reverse, "rtty, ascii: mark and space change places");
-    app.add_flag_callback(
-        "--no-unshift", [&s] { s.ita2.unshift = false; }, "rtty: figures go on behind a blank");
-    app.add_flag("--us", s.ita2.us, "rtty: figures as in the United States");
-    app.add_option_function<std::string>(
-           "--tones",
-           [&s](const std::string& name) {
-               s.modem = std::ranges::find(presets, name, &Preset::name)->tones;
-           },
-           "ascii: tones and bit rate of a modem (bell103)")
-        ->check(CLI::IsMember(modems));
-    app.add_option("--bits", s.ascii.bits, "ascii: 7 or 8, without parity (8)")->check(CLI::Range(7, 8));
-    app.add_option_function<std::string>(
-           "--parity",
-           [&s](const std::string& name) {
-               s.ascii.parity = Ascii::Parity(std::ranges::find(parity_names, name) - parity_names);
-           },
-           "ascii: none, even or odd")
-        ->check(CLI::IsMember(parities));
+    const std::vector both = {
+        mark,
+        space,
+        centre,
+        frequency("--shift", s.shift, "space above mark (rtty 170)"),
+        add_quantity(app, "--baud", s.baud, 10, 9600, "BD", "bit rate (rtty 45.45)"),
+        add_quantity(app, "--stop", s.stop, 1, 2, "BITS", "stop bits, 1 to 2 (rtty 1.5, ascii 1)"),
+        app.add_flag("--reverse", s.reverse, "mark and space change places")};
+    const std::vector rtty = {
+        app.add_flag_callback(
+            "--no-unshift", [&s] { s.ita2.unshift = false; }, "figures go on behind a blank"),
+        app.add_flag("--us", s.ita2.us, "figures as in the United States")};
+    const std::vector ascii = {
+        app.add_option_function<std::string>(
+               "--tones",
+               [&s](const std::string& name) {
+                   s.modem = std::ranges::find(presets, name, &Preset::name)->tones;
+               },
+               "tones and bit rate of a modem: bell103, bell103-answer, bell202, v21, v21-answer, v23, "
+               "v23-back")
+            ->check(one_of(modems))
+            ->type_name("MODEM")
+            ->default_str("bell103"),
+        add_quantity(app, "--bits", s.ascii.bits, 7, 8, "N", "7 or 8, without parity")->default_str("8"),
+        app.add_option_function<std::string>(
+               "--parity",
+               [&s](const std::string& name) {
+                   s.ascii.parity = Ascii::Parity(std::ranges::find(parity_names, name) - parity_names);
+               },
+               "none, even or odd")
+            ->check(one_of({std::begin(parity_names), std::end(parity_names)}))
+            ->type_name("NAME")
+            ->default_str("none")};
+    const auto joined = [&both](std::vector<CLI::Option*> own) {
+        own.insert(own.end(), both.begin(), both.end());
+        return own;
+    };
     const auto make = [settings, centre](double rate, const Tones& usual, std::unique_ptr<Alphabet> alphabet,
                                          Emit emit) {
         settings->centre = centre_of(centre);
@@ -332,12 +338,14 @@ std::vector<DataMode> teletype_modes(CLI::App& app)
                  Ita2::Options options = settings->ita2;
                  options.stop = settings->stop.value_or(options.stop);
                  return make(rate, amateur, std::make_unique<Ita2>(options), std::move(emit));
-             }},
+             },
+             joined(rtty)},
             {"ascii", "text of modems, 7 or 8 bits (--tones: which modem)",
              [settings, make](double rate, Emit emit) {
                  Ascii::Options options = settings->ascii;
                  options.stop = settings->stop.value_or(options.stop);
                  return make(rate, settings->modem, std::make_unique<Ascii>(options), std::move(emit));
-             }}};
+             },
+             joined(ascii)}};
 }
 } // namespace client::decode

@@ -72,17 +72,16 @@ void add_analysis_options(CLI::App& app, AnalysisOptions& options)
     };
     app.add_option_function<std::string>("--window", window,
                                          "rectangular, triangular, hann, hamming or blackman")
-        ->check(CLI::IsMember(std::vector<std::string>(std::begin(window_names), std::end(window_names))))
+        ->check(one_of({std::begin(window_names), std::end(window_names)}))
         ->type_name("NAME")
         ->default_str("hann");
-    app.add_option("--overlap", options.overlap, "of neighbouring transforms, percent; 0 to 99")
-        ->check(CLI::Range(0.0, 99.0));
+    add_quantity(app, "--overlap", options.overlap, 0, 99, "PERCENT",
+                 "of neighbouring transforms, 0 to 99; 50, or what a short recording needs");
     const double top = std::numeric_limits<int32_t>::max();
-    add_quantity(app, "--from", options.from, -top, top, "lower edge of the band shown, Hz; takes k and M");
-    add_quantity(app, "--to", options.to, -top, top, "upper edge of the band shown, Hz; takes k and M");
-    app.add_option("--start", options.start, "where in the recording to begin, s")
-        ->check(CLI::Range(0.0, 1e9));
-    app.add_option("--end", options.end, "where in the recording to end, s")->check(CLI::Range(0.0, 1e9));
+    add_quantity(app, "--from", options.from, -top, top, "HZ", "lower edge of the band shown; takes k and M");
+    add_quantity(app, "--to", options.to, -top, top, "HZ", "upper edge of the band shown; takes k and M");
+    add_quantity(app, "--start", options.start, 0, 1e9, "SECONDS", "where in the recording to begin (0)");
+    add_quantity(app, "--end", options.end, 0, 1e9, "SECONDS", "where in the recording to end (its end)");
 }
 
 Analysis::Analysis(const AnalysisOptions& options, const Resolution& resolution)
@@ -179,7 +178,10 @@ std::string Analysis::described() const
 
 void Analysis::tell_end(const char* command) const
 {
-    if (blocks_ == 0) throw Failure(input_->name, start_ > 0 ? "ends before --start" : "holds no samples");
+    if (blocks_ == 0)
+        throw Failure(input_->name, stop_signal() ? "stopped before its first sample"
+                                    : start_ > 0  ? "ends before --start"
+                                                  : "holds no samples, so there is nothing to show");
     if (stop_signal())
         say(std::string(command) + ": stopped, what came up to here is shown");
     else if (input_->truncated() && frames_ < most_)

@@ -14,6 +14,8 @@ struct PictureOptions {
 };
 
 void add_picture_options(CLI::App& app, PictureOptions& options);
-// Fails if they don't go together.
-void check_picture_options(const PictureOptions& options);
+// Fails if they don't go together, or if one is given that tells of a picture and none is asked for; more names more
+// of these.
+void check_picture_options(const CLI::App& app, const PictureOptions& options,
+                           std::vector<std::string> more = {});
 } // namespace client::spectra

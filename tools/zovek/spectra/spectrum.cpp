@@ -11,9 +11,7 @@
 #include "spectra/png_file.h"
 #include "stop.h"
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
 
 namespace client::spectra {
 namespace {
@@ -223,8 +221,7 @@ int run(const Options& options)
         print_csv(analysis, spectrum);
     else if (options.output != "-")
         print_peaks(analysis, spectrum);
-    if (std::fflush(stdout) != 0 || std::ferror(stdout))
-        throw Failure("standard output", std::strerror(errno));
+    deliver();
     if (!options.json)
         say("spectrum: " + number(rounded(analysis.seconds(), 0.1)) + " s, " + analysis.described() +
             ", average of " + number(double(analysis.blocks())) + ", bins of " +
@@ -242,13 +239,13 @@ client::Run client::add_spectrum(CLI::App& app)
     options->height = 480;
     add_analysis_options(app, options->analysis);
     add_picture_options(app, *options);
-    app.add_option("--peaks", options->peaks, "tones to list and to label, the strongest first")
-        ->check(CLI::Range(0, 10000))
-        ->capture_default_str();
+    add_quantity(app, "--peaks", options->peaks, 0, 10000, "N",
+                 "tones to list and to label, the strongest first")
+        ->default_str(number(options->peaks));
     app.add_flag("--json", options->json, "summary, tones and levels of all bins as JSON on standard output");
     app.add_flag("--csv", options->csv, "levels of all bins as CSV on standard output");
-    return [options] {
-        check_picture_options(*options);
+    return [options, &app] {
+        check_picture_options(app, *options, {"--floor", "--ceiling"});
         if (options->json && options->csv) throw WrongUsage("--json or --csv, not both");
         if (options->output == "-" && (options->json || options->csv))
             throw WrongUsage("standard output can't take picture and numbers: name a file with -o");

@@ -163,11 +163,11 @@ client::Run client::add_waterfall(CLI::App& app)
     add_picture_options(app, *options);
     app.add_flag("--live", options->live, "draw in the terminal, as the signal comes");
     app.add_flag("--json", options->json, "summary as JSON on standard error");
-    return [options] {
-        check_picture_options(*options);
+    return [options, &app] {
+        check_picture_options(app, *options);
         if (options->live) {
-            if (!options->output.empty() || !options->marks.empty() || options->json)
-                throw WrongUsage("--live draws in the terminal: no -o, --mark or --json");
+            if (!options->output.empty() || options->json)
+                throw WrongUsage("--live draws in the terminal: no -o or --json");
             return draw_live(options->analysis, options->floor, options->ceiling);
         }
         options->height -= options->height % 2;
