@@ -7,6 +7,7 @@ import cmath
 import json
 import math
 import os
+import pty
 import random
 import signal
 import struct
@@ -133,6 +134,13 @@ class Client(InFolder):
             with self.subTest(line):
                 self.one_line(run(*line.split(), data=PLAIN), 2, *words)
         self.assertEqual(run("decode", "--mode", "navtex,rtty,dtmf", "--centre", "1k", "--pause", "1", data=PLAIN).returncode, 0)
+
+    def test_terminal_as_input(self):
+        master, slave = pty.openpty()
+        done = subprocess.run([CLIENT, "decode", "--mode", "packet"], stdin=slave, capture_output=True, timeout=10)
+        self.one_line(done, 2, "standard input is a terminal")
+        os.close(slave)
+        os.close(master)
 
     def test_output_that_takes_nothing(self):
         for line in ("--help", "--version", "cpu", "cpu --json", "selftest", "receive --help"):

@@ -295,7 +295,8 @@ std::unique_ptr<Input> open_sound_file(const std::string& path, const std::strin
     SF_INFO info = {};
     SNDFILE* file = sf_open_virtual(Stream::functions(), SFM_READ, &info, stream.get());
     if (const int error = stream->source.error()) throw Failure(name, std::strerror(error));
-    if (stream->empty()) throw Failure(name, "empty, without even a header");
+    if (stream->empty())
+        throw Failure(name, stop_signal() ? "stopped before it began" : "empty, without even a header");
     if (!file) throw Failure(name, "not an audio file (raw samples need -t raw and their rate)");
     std::unique_ptr<Input> input;
     switch (info.format & SF_FORMAT_SUBMASK) {
@@ -351,6 +352,8 @@ bool is_complex(const std::string& type)
 
 std::unique_ptr<Input> Input::open(const InputOptions& options)
 {
+    if (options.path == "-" && isatty(STDIN_FILENO))
+        throw WrongUsage("standard input is a terminal: name a recording");
     const RawType* raw = raw_type(options.type);
     const std::string flag = options.rate_names.substr(0, options.rate_names.find(','));
     if (raw && !options.rate) throw WrongUsage("raw input needs its sampling rate: " + flag + " RATE");

@@ -240,10 +240,12 @@ Run add_receive(CLI::App& app)
     add_quantity(app, "-b,--bandwidth", wishes.bandwidth, 50, top, "HZ",
                  "of the whole station, in usb and lsb of the sideband (am 9000, sam 5600, isb 5400, usb and "
                  "lsb 2400, fm 16000)");
-    add_quantity(app, "--audio-cutoff", wishes.audio_cutoff, 50, top, "HZ", "upper end of the audio");
-    add_quantity(app, "--taps", wishes.taps, 3, 1 << 20, "N", "length of the filters behind the mixer");
+    add_quantity(app, "--audio-cutoff", wishes.audio_cutoff, 50, top, "HZ",
+                 "upper end of the audio (follows the bandwidth, fm 3000)");
+    add_quantity(app, "--taps", wishes.taps, 3, 1 << 20, "N",
+                 "length of the filters behind the mixer (what the plan needs: -v)");
     add_quantity(app, "--offset", wishes.offset, 50, 1e6, "HZ",
-                 "usb, lsb: the sideband's middle from the carrier (1500)");
+                 "usb, lsb: the sideband's middle from the carrier (1500; follows the bandwidth)");
     add_quantity(app, "--audio-rate", wishes.audio_rate, 2000, 1e7, "HZ",
                  "rate of the audio, whole Hz; by division where that gives it, else resampled");
     app.add_flag("--agc", options->level.agc, "keep the audio at one loudness (not in isb)");

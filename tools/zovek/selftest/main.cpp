@@ -13,5 +13,10 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "zovek-selftest: wrong usage (zovek-selftest [--json])\n");
         return 2;
     }
-    return report(run(client::wider_sets()), json);
+    const int status = report(run(client::wider_sets()), json);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        std::fprintf(stderr, "zovek-selftest: standard output: not all could be written\n");
+        return 1;
+    }
+    return status;
 }
