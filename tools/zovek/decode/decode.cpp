@@ -147,9 +147,8 @@ public:
             result.work = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
             if (!result.trouble.empty()) say(result.trouble);
         }
-        const bool heard = results_.size() > 1 || results_.empty() || results_[0].duration > 0 ||
-                           results_[0].trouble.empty();
-        if (heard) summarise();
+        const bool failed = results_.size() == 1 && results_[0].duration == 0 && !results_[0].trouble.empty();
+        if (!failed) summarise(); // else all is said
         if (stop_signal()) return 128 + stop_signal();
         return std::ranges::any_of(results_, [](const Result& result) { return !result.trouble.empty(); });
     }
