@@ -187,6 +187,7 @@ TEST(Lines, TheRangeLeavesEmptyEdgesOut)
     EXPECT_FLOAT_EQ(floor_of(48, 52, -42, -72), -75);  // a station in noise
     EXPECT_FLOAT_EQ(floor_of(10, 89, -62, -78), -80);  // noise that falls a little
     EXPECT_FLOAT_EQ(floor_of(48, 52, -42, -131), -45); // a station without noise
+    EXPECT_FLOAT_EQ(floor_of(10, 89, -35, -57), -60);  // all of it can be shown
 }
 
 // Lightness after CIE 1976, another scale than the one by which the ramp is made: it rises all along, and no tenth of

@@ -63,13 +63,18 @@ std::pair<size_t, size_t> filled(const std::vector<float>& levels, size_t column
 
 Range range_of(const std::vector<float>& levels, size_t columns, float rounding)
 {
+    constexpr float ample = 60; // dB: empty parts may take what is beyond
+    const float ceiling = std::max(5 * std::ceil(quantile(levels, 0.999) / 5) + 0, -120.0f); // + 0: no -0
+    const auto below = [ceiling](const std::vector<float>& noise) {
+        return std::clamp(5 * std::floor((quantile(noise, 0.1) - 2) / 5), ceiling - 90, ceiling - 30);
+    };
+    const float floor = below(levels);
+    if (ceiling - floor <= ample) return {floor, ceiling};
     const auto [first, last] = filled(levels, columns);
     std::vector<float> counted;
     for (size_t k = 0; k < levels.size(); ++k)
         if (const size_t c = k % columns; c >= first && c <= last && levels[k] >= rounding)
             counted.push_back(levels[k]);
-    const float ceiling = std::max(5 * std::ceil(quantile(levels, 0.999) / 5) + 0, -120.0f); // + 0: no -0
-    const float noise = quantile(counted.empty() ? levels : counted, 0.1);
-    return {std::clamp(5 * std::floor((noise - 2) / 5), ceiling - 90, ceiling - 30), ceiling};
+    return {counted.empty() ? floor : below(counted), ceiling};
 }
 } // namespace client::spectra

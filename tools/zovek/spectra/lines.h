@@ -44,7 +44,8 @@ struct Range {
     float floor, ceiling;
 };
 // From a little below the noise (the lowest tenth of the levels) to above all but the highest thousandth, in steps of 5
-// dB; 30 dB at least and 90 at most. What is empty isn't noise: levels below rounding, which is what rounding to 16 bits
-// makes, and the band's edges where they lie 20 dB and more below all that is between them.
+// dB; 30 dB at least and 90 at most. Where that is more than 60 dB, what is empty isn't taken for noise: levels below
+// rounding, which is what rounding to 16 bits makes, and the band's edges where they lie 20 dB and more below all that
+// is between them.
 Range range_of(const std::vector<float>& levels, size_t columns, float rounding);
 } // namespace client::spectra
