@@ -7,3 +7,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_LIBDIR} ${libraries}/lib/pkgconfig:${libraries}/share/pkgconfig)
 set(PKG_CONFIG_ARGN --static CACHE STRING "Arguments of pkg-config")
+if(NOT EXISTS ${libraries}/built AND NOT DEFINED CACHE{ZOVEK_CLIENT})
+    set(ZOVEK_CLIENT OFF) # as long as the script hasn't run
+endif()
