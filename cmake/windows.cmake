@@ -7,5 +7,5 @@ set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static) # programs carry the run-time libraries of C++ and of its threads
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine)
 set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
-set(target windows)
+set(zovek_target windows)
 include(${CMAKE_CURRENT_LIST_DIR}/libraries.cmake)
