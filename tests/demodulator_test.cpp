@@ -433,9 +433,9 @@ TEST(Demodulator, RefusedSettersChangeNothing)
         [](ZVDemodulator* d) { ZVDemodulator_SamplingRate(d, 300000, 0); },
         [](ZVDemodulator* d) { ZVDemodulator_IQDecimation(d, 1); },
         [](ZVDemodulator* d) { ZVDemodulator_AudioUpsample(d, 300); },
-        [](ZVDemodulator* d) { ZVDemodulator_PostMixerLength(d, 30001); },
-        [](ZVDemodulator* d) { ZVDemodulator_AudioFilterLength(d, 30001); },
-        [](ZVDemodulator* d) { ZVDemodulator_ISBFilterLength(d, 30001); },
+        [](ZVDemodulator* d) { ZVDemodulator_PostMixerLength(d, 6001); },
+        [](ZVDemodulator* d) { ZVDemodulator_AudioFilterLength(d, 6001); },
+        [](ZVDemodulator* d) { ZVDemodulator_ISBFilterLength(d, 6001); },
     };
     const Case c = {.name = nullptr, .decimation = 8, .block = 4000};
     const Signal x = programme(c, 4000);

@@ -221,9 +221,9 @@ TEST(ToneDetectorCorr, WhatSettingsKeepAndClear)
 TEST(ToneDetectorCorr, ARefusedSettingLeavesTheStreamAsItWas)
 {
     using Setter = void (*)(ZVToneDetectorCorr*);
-    const Setter setters[] = {[](ZVToneDetectorCorr* t) { ZVToneDetectorCorr_BufferSize(t, 1 << 20); },
-                              [](ZVToneDetectorCorr* t) { ZVToneDetectorCorr_ToneLength(t, 20); },
-                              [](ZVToneDetectorCorr* t) { ZVToneDetectorCorr_SamplingRate(t, 5e9f); }};
+    const Setter setters[] = {[](ZVToneDetectorCorr* t) { ZVToneDetectorCorr_BufferSize(t, 1 << 18); },
+                              [](ZVToneDetectorCorr* t) { ZVToneDetectorCorr_ToneLength(t, 2); },
+                              [](ZVToneDetectorCorr* t) { ZVToneDetectorCorr_SamplingRate(t, 5e8f); }};
     for (const Setter set : setters) {
         const Tone tone = make();
         const auto settings = [&] {
