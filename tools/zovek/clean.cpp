@@ -4,6 +4,7 @@
 // of the level, and what is above full scale when the level is restored is clipped.
 #include "command.h"
 #include "passage.h"
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <new>

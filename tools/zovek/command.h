@@ -1,9 +1,12 @@
 // What the commands share: their table's row and their talk.
 #pragma once
 #include "failure.h"
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
+
+namespace CLI {
+class App;
+}
 
 namespace client {
 // Runs a command whose options have been read; the result is the program's exit status.

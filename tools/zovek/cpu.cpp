@@ -2,6 +2,7 @@
 #include "command.h"
 #include "kernels.h"
 #include "text.h"
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <string>
 #include <vector>

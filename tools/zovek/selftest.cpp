@@ -2,6 +2,7 @@
 #include "selftest/selftest.h"
 #include "command.h"
 #include "kernels.h"
+#include <CLI/CLI.hpp>
 
 namespace client {
 Run add_selftest(CLI::App& app)

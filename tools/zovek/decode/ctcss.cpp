@@ -2,7 +2,6 @@
 #include "decode/decoder.h"
 #include "decode/phase_break.h"
 #include "decode/spectra.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cmath>

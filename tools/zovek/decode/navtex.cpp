@@ -11,6 +11,7 @@
 #include <array>
 #include <cmath>
 #include <complex>
+#include <utility>
 #include <zovek/fsk_corr_demod.h>
 
 namespace client::decode {

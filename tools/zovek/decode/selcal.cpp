@@ -2,7 +2,6 @@
 // a sideband that is off tune shifts all four tones alike, so the code is the one that they fit best under one shift.
 #include "decode/decoder.h"
 #include "decode/spectra.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cmath>

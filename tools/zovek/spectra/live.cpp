@@ -189,7 +189,7 @@ private:
             for (size_t k = first - std::min(first, 2 * lines); k < first; k += 2) screen_->put(line(k));
         }
         // The line, the axis below it, and back up; a complete line stays where it is.
-        screen_->put("\r" + line(first) + axis() + "\033[K\r" + (pair ? "" : "\033[A"));
+        screen_->put(std::string("\r") + line(first) + axis() + "\033[K\r" + (pair ? "" : "\033[A"));
     }
 
     // Rows k and k + 1 side by side in height; the second may not be there yet.
