@@ -125,15 +125,14 @@ private:
     template <class Function>
     void each_bit(const Span& span, Function function) const
     {
-        int64_t end = span.begin;
         if (span.character == Span::idle) {
-            while ((end += ticks_per_bit) <= span.end) function(end, mark);
+            for (int64_t end = span.begin; (end += ticks_per_bit) <= span.end;) function(end, mark);
             return;
         }
-        function(end += ticks_per_bit, space);
+        function(span.bit_end(0), space);
         for (int bit = 0; bit < frame_.bits; ++bit)
-            function(end += ticks_per_bit, Symbol(span.character >> bit & 1));
-        function(end += ticks_per_bit, mark);
+            function(span.bit_end(1 + bit), Symbol(span.character >> bit & 1));
+        function(std::min(span.bit_end(1 + frame_.bits), span.end), mark);
     }
 
     void hear(const State& state)
@@ -172,7 +171,7 @@ private:
     float weigh(const Span& span)
     {
         float sum = 0;
-        const int64_t data = span.begin + ticks_per_bit, stop = data + frame_.bits * ticks_per_bit;
+        const int64_t data = span.bit_end(0), stop = span.bit_end(frame_.bits);
         each_bit(span, [&](int64_t end, Symbol symbol) {
             const auto& energy = outs_[end - 1].energy;
             const float clear = (energy[symbol] - energy[1 - symbol]) / (energy[0] + energy[1] + 1e-6f);
