@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <complex>
 #include <deque>
 
 namespace client::decode {
@@ -24,6 +25,7 @@ constexpr double beside = 3;        // Hz, from a tone to what is another line
 // tone counts after half a second; the voice's own tones move on before they count.
 constexpr double memory = 0.95, most_clear = 8, enough = 66, gone = 10;
 constexpr double steady = 0.5, settle = 0.2; // Hz that a tone seems to move; share of its last frequency
+constexpr double least_share = 0.4;          // of the power in pauses
 constexpr double gap = 1.5;                  // s without the tone that are an over without one
 constexpr double undecided = 2.5;            // s of speech before it counts as speech without tone
 constexpr double quiet = 3;                  // s without speech after which an over without tone has ended
@@ -66,6 +68,46 @@ private:
     std::optional<double> began_;
 };
 
+// What there is below 300 Hz while the voice pauses: a tone goes on then, a voice that keeps to one pitch doesn't.
+class Pauses {
+public:
+    void push(double sample) // of full scale 1
+    {
+        samples_.push_back(sample);
+        if (samples_.size() > blocks * block) samples_.pop_front();
+    }
+
+    // The tone's share of the power in the quietest parts of the last second.
+    double share(double frequency) const
+    {
+        if (samples_.size() < blocks * block) return 0;
+        std::array<Part, blocks> parts;
+        const double omega = 2 * M_PI * frequency / sub_rate;
+        for (size_t k = 0; k < samples_.size(); ++k) {
+            Part& part = parts[k / block];
+            part.sum += std::polar(samples_[k], -omega * double(k));
+            part.power += samples_[k] * samples_[k] + silence;
+        }
+        std::ranges::sort(parts, {}, &Part::power);
+        Part quiet;
+        for (size_t k = 0; k < pausing; ++k) {
+            quiet.sum += parts[k].sum;
+            quiet.power += parts[k].power;
+        }
+        return 2 * std::norm(quiet.sum) / (quiet.power * double(pausing * block));
+    }
+
+private:
+    static constexpr size_t blocks = 20, block = 30; // 1 s in parts of samples
+    static constexpr size_t pausing = 5;             // blocks
+    static constexpr double silence = 1e-9;          // power of a sample: a step of 16 bits
+    struct Part {
+        std::complex<double> sum = 0;
+        double power = 0;
+    };
+    std::deque<double> samples_;
+};
+
 class Ctcss : public Decoder {
 public:
     Ctcss(double rate, Emit emit)
@@ -84,6 +126,7 @@ public:
         for (const int32_t sample : to_sub_.push32(samples, count)) {
             high_ = sample - before_ + pole * high_;
             before_ = sample;
+            pauses_.push(high_ / (1 << 30));
             // Clipped hard, so that a loud syllable has no more weight than a pause in which the tone stands alone.
             clipped_.push_back(high_ > quietest ? full : high_ < -quietest ? -full : 0);
         }
@@ -119,7 +162,8 @@ private:
         const auto speech = syllables_.began();
         const int tone =
             int(std::ranges::max_element(candidates_, {}, &Candidate::evidence) - candidates_.begin());
-        if (candidates_[size_t(tone)].evidence > enough && tone != state_) {
+        if (candidates_[size_t(tone)].evidence > enough && tone != state_ &&
+            pauses_.share(candidates_[size_t(tone)].frequency) > least_share) {
             const auto [begin, end] = reach(tone);
             if (state_ >= 0 && begin - last_ > gap) change(speech ? none : off, last_);
             change(tone, begin);
@@ -224,6 +268,7 @@ private:
     const Emit emit_;
     Resampler to_sub_;
     Spectra sub_, speech_;
+    Pauses pauses_;
     Syllables syllables_;
     std::deque<double> levels_; // of the speech, ahead of the tone's frames
     std::vector<int32_t> clipped_;
