@@ -252,6 +252,11 @@ class Tones(unittest.TestCase):
     def test_noise_and_speech_are_no_tones(self):
         noise = modem.noise(40 * 24000, 8, 24000, 0.3)
         self.assertEqual(self.hear(noise, 24000, "dtmf,zvei,selcal,ctcss", level=0.1), [])
+        # A voice that keeps to the pitch of a sub-audible tone, syllable by syllable.
+        syllables = np.clip(np.sin(2 * np.pi * 2.3 * np.arange(30 * 8000) / 8000), 0, 1)
+        pitch = sum(tones.sine(141.3 * k, 30, 8000, k) / k for k in range(1, 20))
+        lines = self.hear(syllables * pitch, 8000, "ctcss", snr=40)
+        self.assertTrue(lines and all(line.endswith((" none", " off")) for line in lines), lines)
         for voice in ("fm_speech", "usb_speech", "isb_two_speakers"):
             lines, _ = decode(ROOT / f"samples/{voice}.ref.flac", "--mode", "dtmf,zvei,selcal,ctcss")
             self.assertTrue(all(line.endswith((" none", " off")) for line in lines), lines)

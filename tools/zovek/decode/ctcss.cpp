@@ -71,22 +71,26 @@ private:
 // What there is below 300 Hz while the voice pauses: a tone goes on then, a voice that keeps to one pitch doesn't.
 class Pauses {
 public:
-    void push(double sample) // of full scale 1
+    void push(double sample) { samples_.push_back(sample); } // of full scale 1
+
+    // No more is asked of what came more than a second before a sample.
+    void forget(int64_t sample)
     {
-        samples_.push_back(sample);
-        if (samples_.size() > blocks * block) samples_.pop_front();
+        for (; gone_ < sample - int64_t(span) && !samples_.empty(); ++gone_) samples_.pop_front();
     }
 
-    // The tone's share of the power in the quietest parts of the last second.
-    double share(double frequency) const
+    // The tone's share of the power in the quietest parts of the second before a sample.
+    double share(int64_t sample, double frequency) const
     {
-        if (samples_.size() < blocks * block) return 0;
+        const int64_t first = sample - int64_t(span) - gone_;
+        if (first < 0 || first + int64_t(span) > int64_t(samples_.size())) return 0;
         std::array<Part, blocks> parts;
         const double omega = 2 * M_PI * frequency / sub_rate;
-        for (size_t k = 0; k < samples_.size(); ++k) {
+        for (size_t k = 0; k < span; ++k) {
             Part& part = parts[k / block];
-            part.sum += std::polar(samples_[k], -omega * double(k));
-            part.power += samples_[k] * samples_[k] + silence;
+            const double value = samples_[size_t(first) + k];
+            part.sum += std::polar(value, -omega * double(k));
+            part.power += value * value + silence;
         }
         std::ranges::sort(parts, {}, &Part::power);
         Part quiet;
@@ -98,14 +102,15 @@ public:
     }
 
 private:
-    static constexpr size_t blocks = 20, block = 30; // 1 s in parts of samples
-    static constexpr size_t pausing = 5;             // blocks
-    static constexpr double silence = 1e-9;          // power of a sample: a step of 16 bits
+    static constexpr size_t blocks = 20, block = 30, span = blocks * block; // 1 s, samples
+    static constexpr size_t pausing = 5;                                    // blocks
+    static constexpr double silence = 1e-9; // power of a sample: a step of 16 bits
     struct Part {
         std::complex<double> sum = 0;
         double power = 0;
     };
     std::deque<double> samples_;
+    int64_t gone_ = 0; // samples forgotten
 };
 
 class Ctcss : public Decoder {
@@ -162,8 +167,10 @@ private:
         const auto speech = syllables_.began();
         const int tone =
             int(std::ranges::max_element(candidates_, {}, &Candidate::evidence) - candidates_.begin());
-        if (candidates_[size_t(tone)].evidence > enough && tone != state_ &&
-            pauses_.share(candidates_[size_t(tone)].frequency) > least_share) {
+        const Candidate& best = candidates_[size_t(tone)];
+        const auto seen = std::llround((time + to_sub_.delay() + 0.5) * to_sub_.rate()); // end of the window
+        pauses_.forget(seen);
+        if (best.evidence > enough && tone != state_ && pauses_.share(seen, best.frequency) > least_share) {
             const auto [begin, end] = reach(tone);
             if (state_ >= 0 && begin - last_ > gap) change(speech ? none : off, last_);
             change(tone, begin);
