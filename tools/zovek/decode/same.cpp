@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <deque>
 
 namespace client::decode {
 namespace {
@@ -16,11 +17,67 @@ constexpr Modem modem = {.baud = baud,
                          .wide = {1250, 2400, 67},
                          .narrow = {1250, 2400, 67},
                          .delay = 0};
-constexpr Branch::Tuning tuning = {Rule::sequence, 0.12, 0, {0.03, 0.02}};
+// Clocks side by side, for senders whose bit rate is off; each serves 1 % to either side.
+constexpr double rate_offsets[] = {0, 0.015, -0.015};
 constexpr int block_bits = 12;
+constexpr double same_burst = 0.25; // s, between the beginnings of one burst as two clocks have it
 
 struct Settings {
     bool once = false;
+};
+
+// One clock, and what is received by it.
+class Channel {
+public:
+    using Take = std::function<void(const Channel& channel, const SameReceiver::Found& found)>;
+    Channel(const Front& front, double rate_offset, Take take)
+        : front_(front),
+          take_(std::move(take)),
+          branch_(front, modem, {Rule::sequence, 0.12, rate_offset, {0.03, 0.02}},
+                  [this](float soft, int64_t sample) { hear(soft, sample); })
+    {
+    }
+
+    void run() { branch_.run(); }
+    void finish() { give(receiver_.finish()); }
+
+    // The sample at which a bit ended that the receiver counts so.
+    double sample(int64_t bit) const { return samples_[size_t(std::max<int64_t>(bit - bits_gone_, 0))]; }
+
+private:
+    // A bit of the sequence detector is one that ended so many samples ago.
+    static constexpr int behind = SequenceDetector::span / 2 * bit_samples;
+    static constexpr size_t most_bits = 16384; // half a minute: longer than three bursts
+
+    void hear(float soft, int64_t sample)
+    {
+        const int64_t end = sample - front_.delay() - 1 - behind;
+        float tone = 0, other = 0;
+        if (end >= bit_samples) {
+            const Phasor first = front_.correlation(1, end), second = front_.correlation(2, end);
+            tone = first.re * first.re + first.im * first.im;
+            other = second.re * second.re + second.im * second.im;
+            if (soft < 0) std::swap(tone, other);
+        }
+        samples_.push_back(double(end));
+        if (samples_.size() > most_bits) {
+            samples_.pop_front();
+            ++bits_gone_;
+        }
+        give(receiver_.push({soft, tone, other}));
+    }
+
+    void give(const std::vector<SameReceiver::Found>& all)
+    {
+        for (const SameReceiver::Found& found : all) take_(*this, found);
+    }
+
+    const Front& front_;
+    const Take take_;
+    Branch branch_;
+    SameReceiver receiver_;
+    std::deque<double> samples_; // of the ends of the last bits
+    int64_t bits_gone_ = 0;
 };
 
 class Same : public Decoder {
@@ -31,11 +88,14 @@ public:
           intake_(rate, modem.rate(), block_bits * bit_samples, 0.12,
                   [this](const int16_t* samples, size_t count, int64_t) {
                       front_.push(samples, count);
-                      branch_.run();
+                      for (auto& channel : channels_) channel->run();
                   }),
-          front_(modem, {}),
-          branch_(front_, modem, tuning, [this](float soft, int64_t sample) { take(soft, sample); })
+          front_(modem, {})
     {
+        for (const double offset : rate_offsets)
+            channels_.push_back(std::make_unique<Channel>(
+                front_, offset,
+                [this](const Channel& channel, const SameReceiver::Found& found) { take(channel, found); }));
     }
 
     void push(const int16_t* samples, size_t count) override { intake_.push(samples, count); }
@@ -43,46 +103,27 @@ public:
     void finish() override
     {
         intake_.finish(0.2);
-        emit(receiver_.finish());
+        for (auto& channel : channels_) channel->finish();
     }
 
 private:
-    // A bit of the sequence detector is one that ended so many samples ago.
-    static constexpr int behind = SequenceDetector::span / 2 * bit_samples;
-
-    void take(float soft, int64_t sample)
+    void take(const Channel& channel, const SameReceiver::Found& found)
     {
-        const int64_t end = sample - front_.delay() - 1 - behind;
-        float tone = 0, other = 0;
-        if (end >= bit_samples) {
-            const Phasor first = front_.correlation(1, end), second = front_.correlation(2, end);
-            tone = first.re * first.re + first.im * first.im;
-            other = second.re * second.re + second.im * second.im;
-            if (soft < 0) std::swap(tone, other);
-        }
-        times_.push_back(intake_.time(double(end)) - front_.lag());
-        if (times_.size() > most_bits) {
-            times_.pop_front();
-            ++bits_gone_;
-        }
-        emit(receiver_.push({soft, tone, other}));
-    }
-
-    void emit(const std::vector<SameReceiver::Found>& all)
-    {
-        for (const SameReceiver::Found& found : all) {
-            if (once_ && found.number > 1) continue;
-            const int64_t first = std::max<int64_t>(found.burst.begin + preamble_bits - bits_gone_, 0);
-            const double text = times_[size_t(first)] - 1 / baud, begin = text - preamble_bits / baud;
-            Message message{.time = begin, .text = found.header ? found.header->text : "NNNN"};
-            message.level = intake_.level(begin, text + double(message.text.size()) * 8 / baud);
-            message.snr = snr(found.burst, message.text.size() * 8);
-            if (found.header) tell(*found.header, message.fields);
-            message.fields.add("burst", int64_t(found.number))
-                .add("agreeing", int64_t(found.agreeing))
-                .add("mended", int64_t(found.mended));
-            emit_(message);
-        }
+        const double end = channel.sample(found.burst.begin + preamble_bits); // of the first bit of the text
+        const double text = intake_.time(end) - front_.lag() - 1 / baud, begin = text - preamble_bits / baud;
+        if (std::ranges::any_of(begins_, [&](double other) { return std::fabs(begin - other) < same_burst; }))
+            return;
+        begins_.push_back(begin);
+        if (begins_.size() > most_begins) begins_.pop_front();
+        if (once_ && found.number > 1) return;
+        Message message{.time = begin, .text = found.header ? found.header->text : "NNNN"};
+        message.level = intake_.level(begin, text + double(message.text.size()) * 8 / baud);
+        message.snr = snr(found.burst, message.text.size() * 8);
+        if (found.header) tell(*found.header, message.fields);
+        message.fields.add("burst", int64_t(found.number))
+            .add("agreeing", int64_t(found.agreeing))
+            .add("mended", int64_t(found.mended));
+        emit_(message);
     }
 
     static void tell(const SameHeader& header, JsonObject& fields)
@@ -112,16 +153,14 @@ private:
     }
 
     static constexpr int preamble_bits = 16 * 8;
-    static constexpr size_t most_bits = 16384; // half a minute: longer than three bursts
+    static constexpr size_t most_begins = 16; // more bursts than two clocks may be apart
 
     const bool once_;
     const Emit emit_;
     Intake intake_;
     Front front_;
-    Branch branch_;
-    SameReceiver receiver_;
-    std::deque<double> times_; // s, of the ends of the last bits
-    int64_t bits_gone_ = 0;
+    std::vector<std::unique_ptr<Channel>> channels_;
+    std::deque<double> begins_; // s, of the last bursts that came out
 };
 } // namespace
 
