@@ -231,6 +231,7 @@ class Tones(unittest.TestCase):
                 self.assertAlmostEqual(got["time"], 0.7, delta=0.1)
         for name, audio in (("far off", tones.selcal("FG-HJ", 8000, 80)),
                             ("long", np.concatenate([tones.pair(524.8, 645.7, 2, 8000)] * 2)),
+                            ("twice the same pair", tones.selcal("FH-FH", 8000)),
                             ("one pulse", tones.pair(524.8, 645.7, 1, 8000))):
             with self.subTest(name):
                 self.assertEqual(self.hear(audio, 8000, "selcal", snr=20), [])

@@ -53,8 +53,10 @@ std::optional<Code> match(const Pulse& first, const Pulse& second)
         }
         code.shift = (least + most) / 2;
         code.off = (most - least) / 2;
+        auto sorted = code.letters; // none comes twice in a code
+        std::ranges::sort(sorted);
         if (std::fabs(code.shift) > most_shift || code.off > most_off || (best && best->off < code.off) ||
-            code.letters[0] == code.letters[1] || code.letters[2] == code.letters[3])
+            std::ranges::adjacent_find(sorted) != sorted.end())
             continue;
         best = code;
     }
