@@ -49,6 +49,15 @@ class Everywhere(Case):
                                  capture_output=True, text=True)
             self.assertEqual(run.stdout, (ROOT / f"samples/{mode}.txt").read_text(), mode)
 
+    def test_noise_is_told(self):
+        """Against a sine of amplitude 1; a page has twice its power."""
+        for mode, audio, more in (("same", bulletins.same(Same.ONE, RATE), 0), ("pocsag", bulletins.pocsag(Pocsag.PAGES, 1200, RATE), 3),
+                                  ("navtex", bulletins.sitor(Navtex.TEXT * 2, RATE), 0)):
+            for snr in (5, 0) if mode == "navtex" else (15, 5):
+                got = self.hear_json(mode, noisy(modem.overs([audio], RATE), snr))
+                with self.subTest(mode=mode, snr=snr):
+                    self.assertAlmostEqual(np.mean([line["snr"] for line in got if len(line["text"]) > 8]), snr + more, delta=1)
+
     def test_noise_and_the_others_signals_give_nothing(self):
         same = bulletins.same("ZCZC-EAS-RWT-012345+0015-0010000-QAAAA/FM-", RATE)
         pages = bulletins.pocsag([(77, 3, "text")], 1200, RATE)

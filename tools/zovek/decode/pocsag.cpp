@@ -6,6 +6,8 @@
 #include "options.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cmath>
+#include <deque>
 #include <map>
 
 namespace client::decode {
@@ -28,9 +30,16 @@ public:
           intake_(from, double(baud) * bit_samples, block_bits * bit_samples, 0.12,
                   [this](const int16_t* samples, size_t count, int64_t) { hear(samples, count); }),
           smoothing_(make_fir(6, smoothing_taps, intake_.rate(), 0, baud)),
-          clock_(bit_samples, 0.1, 0.012,
-                 [this](int16_t soft, double at) { give(receiver_.push(soft < 0, at)); })
+          clock_(bit_samples, 0.1, 0.012, [this](int16_t soft, double at) { hear_bit(soft, at); })
     {
+        // Of white noise the smoothing lets through as much as an ideal low-pass of this width.
+        const auto* taps = static_cast<const int16_t*>(smoothing_->taps);
+        double sum = 0, squares = 0;
+        for (int k = 0; k < smoothing_taps; ++k) {
+            sum += taps[k];
+            squares += double(taps[k]) * taps[k];
+        }
+        bandwidth_ = intake_.rate() / 2 * squares / (sum * sum);
     }
 
     void push(const int16_t* samples, size_t count) { intake_.push(samples, count); }
@@ -45,9 +54,36 @@ public:
     double time(double at) const { return intake_.time(at - (smoothing_taps - 1) / 2.0); }
     double level(double begin, double end) const { return intake_.level(begin, end); }
 
+    // Of the levels of the bits between two times of the receiver's against their spread, dB in 3 kHz.
+    std::optional<double> snr(double begin, double end) const
+    {
+        double count = 0, sum = 0, squares = 0;
+        for (const Bit& bit : bits_) {
+            if (bit.at < begin || bit.at > end) continue;
+            ++count;
+            sum += bit.level;
+            squares += double(bit.level) * bit.level;
+        }
+        const double mean = sum / count, variance = squares / count - mean * mean;
+        if (!(variance > 0)) return {};
+        return 10 * std::log10(mean * mean / variance * bandwidth_ / 3000);
+    }
+
     const int baud;
 
 private:
+    struct Bit {
+        double at;
+        float level; // without its sign
+    };
+
+    void hear_bit(int16_t soft, double at)
+    {
+        bits_.push_back({at, std::fabs(float(soft))});
+        if (bits_.size() > most_bits) bits_.pop_front();
+        give(receiver_.push(soft < 0, at));
+    }
+
     void hear(const int16_t* samples, size_t count)
     {
         smoothed_.resize(count);
@@ -75,6 +111,9 @@ private:
     PocsagReceiver receiver_;
     std::vector<int16_t> smoothed_;
     float high_ = 0, low_ = 0, zero_ = 0;
+    static constexpr size_t most_bits = 8192; // longer than a page
+    std::deque<Bit> bits_;                    // the last ones
+    double bandwidth_ = 0;                    // Hz
 };
 
 class Pocsag : public Decoder {
@@ -109,6 +148,7 @@ private:
         std::snprintf(head, sizeof head, "%07d %d", int(page.address), page.function);
         Message message{.time = begin, .text = kind == "tone" ? head : std::string(head) + ": " + text};
         message.level = channel.level(begin, end);
+        message.snr = channel.snr(page.begin, page.end);
         message.fields.add("address", page.address)
             .add("function", int64_t(page.function))
             .add("kind", kind)

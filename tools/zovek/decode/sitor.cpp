@@ -120,6 +120,9 @@ std::vector<SitorSymbol> Sitor::finish()
     while (end + shown <= waiting_.size() && average(end, shown) >= present) ++end;
     while (end < waiting_.size() && heard(end)) ++end;
     while (end > 0 && !heard(end - 1)) --end;
+    // A transmission ends with idle signals: the few characters behind them are noise that happened to look like some.
+    for (size_t k = end; k-- > 0 && k + held > end;)
+        if (heard(k) && !waiting_[k].symbol.letter) end = k;
     waiting_.resize(end);
     lock_.has_value = false;
     missing_ = 0;
