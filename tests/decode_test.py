@@ -250,6 +250,13 @@ class Tones(unittest.TestCase):
             for k, (time, state) in enumerate(lines):
                 self.assertAlmostEqual(float(time), 0.7 + over * k, delta=0.5, msg=state)
 
+    def test_overs_with_pauses_between(self):
+        parts = [part for tone in (88.5, None, 141.3) for part in (tones.ctcss([tone], 4, 8000), tones.silence(2, 8000))]
+        lines = [line.split() for line in self.hear(np.concatenate(parts), 8000, "ctcss", snr=40)]
+        self.assertEqual([state for _, state in lines], ["88.5", "off", "none", "141.3", "off"])
+        for (time, state), wanted in zip(lines, (0.7, 4.7, 6.7, 12.7, 16.7)):
+            self.assertAlmostEqual(float(time), wanted, delta=0.5, msg=state)
+
     def test_noise_and_speech_are_no_tones(self):
         noise = modem.noise(40 * 24000, 8, 24000, 0.3)
         self.assertEqual(self.hear(noise, 24000, "dtmf,zvei,selcal,ctcss", level=0.1), [])

@@ -27,6 +27,8 @@ constexpr double memory = 0.95, most_clear = 8, enough = 66, gone = 10;
 constexpr double steady = 0.5, settle = 0.2; // Hz that a tone seems to move; share of its last frequency
 constexpr double least_share = 0.4;          // of the power in pauses
 constexpr double gap = 1.5;                  // s without the tone that are an over without one
+constexpr double patience = 3.2;             // s without the tone, in which another one may show
+constexpr double pause = 1;                  // s, from an over to another one
 constexpr double undecided = 2.5;            // s of speech before it counts as speech without tone
 constexpr double quiet = 3;                  // s without speech after which an over without tone has ended
 // A break of phase: what one sine misses, how much of all is the tone, and s from the first sign to the decision.
@@ -40,31 +42,45 @@ public:
     void push(double time, double power)
     {
         levels_.push_back(10 * std::log10(power + 1e-12));
-        if (levels_.size() > span) levels_.pop_front();
-        std::vector<double> sorted(levels_.begin(), levels_.end());
+        if (levels_.size() > kept) levels_.pop_front();
+        time_ = time;
+        const auto first = levels_.end() - ptrdiff_t(std::min(levels_.size(), span));
+        std::vector<double> sorted(first, levels_.end());
         std::ranges::sort(sorted);
         const double low = sorted[sorted.size() / 10], high = sorted[sorted.size() * 9 / 10];
+        middle_ = (low + high) / 2;
         int rises = 0;
         bool up = false;
-        for (const double level : levels_) {
+        for (auto level = first; level != levels_.end(); ++level) {
             const double edge = low + (up ? 0.4 : 0.6) * (high - low);
-            rises += !up && level > edge;
-            up = level > edge;
+            rises += !up && *level > edge;
+            up = *level > edge;
         }
         const bool heard = high - low > least_swing && rises >= least_rises;
         if (!heard)
             began_.reset();
         else if (!began_)
-            began_ = time - double(levels_.size() - 1) * hop;
+            began_ = time_of(std::find_if(first, levels_.end(), [this](double x) { return x > middle_; }));
     }
     std::optional<double> began() const { return began_; } // s, if there is speech
+    // Whether there is speech, and some of it stood between two times of the last seconds.
+    bool between(double from, double to) const
+    {
+        for (auto level = levels_.begin(); began_ && level != levels_.end(); ++level)
+            if (*level > middle_ && time_of(level) > from && time_of(level) < to) return true;
+        return false;
+    }
 
     static constexpr double hop = 0.05; // s between levels
 private:
-    static constexpr size_t span = 40;       // levels: 2 s
-    static constexpr double least_swing = 8; // dB
+    using Level = std::deque<double>::const_iterator;
+    double time_of(Level level) const { return time_ - double(levels_.end() - level - 1) * hop; }
+
+    static constexpr size_t span = 40, kept = 100; // levels: 2 s are judged, 5 s remembered
+    static constexpr double least_swing = 8;       // dB
     static constexpr int least_rises = 3;
-    std::deque<double> levels_; // dB
+    std::deque<double> levels_;    // dB
+    double time_ = 0, middle_ = 0; // s, of the last level; dB
     std::optional<double> began_;
 };
 
@@ -143,6 +159,7 @@ public:
     {
         const std::vector<int16_t> silence(size_t(0.7 * to_sub_.input_rate()));
         push(silence.data(), silence.size());
+        if (state_ >= 0 && lost()) end_tone(sights_.back().time);
         if (state_ == off && syllables_.began()) change(none, *syllables_.began());
     }
 
@@ -172,12 +189,12 @@ private:
         pauses_.forget(seen);
         if (best.evidence > enough && tone != state_ && pauses_.share(seen, best.frequency) > least_share) {
             const auto [begin, end] = reach(tone);
-            if (state_ >= 0 && begin - last_ > gap) change(speech ? none : off, last_);
+            if (state_ >= 0 && begin - last_ > gap) end_tone(begin);
             change(tone, begin);
         }
         if (state_ >= 0) {
             last_ = std::max(last_, reach(state_).second);
-            if (candidates_[size_t(state_)].evidence < gone) change(speech ? none : off, last_);
+            if (lost() && time - last_ > patience) end_tone(time);
         }
         watch_phase(time);
         if (state_ == off && speech && time - std::max(*speech, since_) > undecided)
@@ -242,6 +259,15 @@ private:
             first = sight->time;
         }
         return {first, last};
+    }
+
+    bool lost() const { return candidates_[size_t(state_)].evidence < gone; }
+
+    // The tone has ended; what came then, before a time?
+    void end_tone(double before)
+    {
+        const double from = last_ + 0.2, to = std::min(last_ + pause, before - 0.2);
+        change(syllables_.between(from, to) ? none : off, last_);
     }
 
     void change(int state, double time)
