@@ -180,7 +180,9 @@ private:
         });
         if (span.character == Span::idle) return std::min(sum, 0.0f);
         sum += frame_.prior[size_t(span.character)];
-        if (sum > 0 && span.character == last_character_) sum *= again;
+        const int alternating =
+            0x155 & ((1 << frame_.bits) - 1); // with the start bit: a voice's pitch makes such
+        if (sum > 0 && (span.character == last_character_ || span.character == alternating)) sum *= again;
         last_character_ = span.character;
         return sum;
     }
