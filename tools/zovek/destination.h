@@ -3,6 +3,7 @@
 // A file is written under a temporary name beside its target and takes its name when it is complete, so what was
 // there before isn't lost when something fails.
 #pragma once
+#include "system.h"
 #include <cstddef>
 #include <string>
 
@@ -22,11 +23,11 @@ public:
     const std::string& name() const { return name_; }
 
 private:
-    [[noreturn]] void fail(int error);
+    [[noreturn]] void fail();
 
-    // Closes the descriptor and removes the temporary file.
+    // Closes the file and removes the temporary file.
     struct Place {
-        int fd = -1;
+        system::Handle handle = system::none;
         std::string temporary; // name of the file; empty when there is nothing to remove
         ~Place();
     };

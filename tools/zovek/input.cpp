@@ -2,64 +2,58 @@
 #include "command.h"
 #include "options.h"
 #include "stop.h"
+#include "system.h"
 #include "text.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <bit>
-#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <cstring>
-#include <fcntl.h>
 #include <sndfile.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 namespace client {
 namespace {
 constexpr int64_t endless = int64_t(1) << 50; // bytes that a stream is said to have: more than any has
 
-// A descriptor of the program's own, or standard input.
-class Descriptor {
+// A file of the program's own, or standard input.
+class Source {
 public:
-    explicit Descriptor(const std::string& path)
-        : fd_(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY))
+    explicit Source(const std::string& path)
+        : handle_(path == "-" ? system::standard_input() : system::open_to_read(path))
     {
-        if (fd_ < 0) throw Failure(path, std::strerror(errno));
-        struct stat info;
-        if (fstat(fd_, &info) == 0 && S_ISDIR(info.st_mode)) throw Failure(path, std::strerror(EISDIR));
-        seekable_ = S_ISREG(info.st_mode) && lseek(fd_, 0, SEEK_CUR) == 0;
+        if (handle_ == system::none) throw Failure(path, system::reason());
+        seekable_ = system::is_at_start_of_file(handle_);
     }
-    Descriptor(const Descriptor&) = delete;
-    ~Descriptor()
+    Source(const Source&) = delete;
+    ~Source()
     {
-        if (fd_ != STDIN_FILENO) close(fd_);
+        if (handle_ != system::standard_input()) system::close(handle_);
     }
 
     bool seekable() const { return seekable_; }
-    void seek(int64_t position) const { lseek(fd_, position, SEEK_SET); }
+    void seek(int64_t position) const { system::seek(handle_, position); }
 
     // Reads on until bytes are there, the stream ends, or a stop is asked for.
     int64_t read(char* to, int64_t bytes)
     {
         int64_t got = 0;
-        while (got < bytes && !stop_signal()) {
-            const ssize_t piece = ::read(fd_, to + got, static_cast<size_t>(bytes - got));
-            if (piece < 0 && errno == EINTR) continue;
-            if (piece < 0) error_ = errno;
+        while (got < bytes) {
+            const int64_t piece = system::read(handle_, to + got, static_cast<size_t>(bytes - got));
+            if (piece < 0) trouble_ = system::reason();
             if (piece <= 0) break;
             got += piece;
         }
         return got;
     }
-    // errno of a read that failed, or 0.
-    int error() const { return error_; }
+    // Why a read failed; empty if none did.
+    const std::string& trouble() const { return trouble_; }
 
 private:
-    int fd_;
+    const system::Handle handle_;
     bool seekable_ = false;
-    int error_ = 0;
+    std::string trouble_;
 };
 
 uint32_t little32(const char* bytes)
@@ -97,7 +91,7 @@ public:
 
     bool empty() const { return head_.empty(); }
 
-    Descriptor source;
+    Source source;
 
 private:
     static constexpr int64_t kept = 1 << 16; // bytes; headers are shorter
@@ -217,7 +211,7 @@ public:
             got += size_t(count);
             if (count < wanted) break;
         }
-        if (const int error = stream_->source.error()) throw Failure(name, std::strerror(error));
+        if (!stream_->source.trouble().empty()) throw Failure(name, stream_->source.trouble());
         taken += int64_t(got);
         return got;
     }
@@ -275,7 +269,7 @@ public:
         const size_t frame = type_.bytes * size_t(channels);
         bytes_.resize(frames * frame);
         const auto bytes = size_t(source_.read(bytes_.data(), int64_t(bytes_.size())));
-        if (source_.error()) throw Failure(name, std::strerror(source_.error()));
+        if (!source_.trouble().empty()) throw Failure(name, source_.trouble());
         cut = cut || (bytes % frame != 0 && !stop_signal());
         const size_t count = bytes / frame;
         type_.unpack(bytes_.data(), samples, count * size_t(channels));
@@ -284,7 +278,7 @@ public:
     }
 
 private:
-    Descriptor source_;
+    Source source_;
     const RawType& type_;
     std::vector<char> bytes_;
 };
@@ -294,7 +288,7 @@ std::unique_ptr<Input> open_sound_file(const std::string& path, const std::strin
     auto stream = std::make_unique<Stream>(path);
     SF_INFO info = {};
     SNDFILE* file = sf_open_virtual(Stream::functions(), SFM_READ, &info, stream.get());
-    if (const int error = stream->source.error()) throw Failure(name, std::strerror(error));
+    if (!stream->source.trouble().empty()) throw Failure(name, stream->source.trouble());
     if (stream->empty())
         throw Failure(name, stop_signal() ? "stopped before it began" : "empty, without even a header");
     if (!file) throw Failure(name, "not an audio file (raw samples need -t raw and their rate)");
@@ -352,7 +346,7 @@ bool is_complex(const std::string& type)
 
 std::unique_ptr<Input> Input::open(const InputOptions& options)
 {
-    if (options.path == "-" && isatty(STDIN_FILENO))
+    if (options.path == "-" && system::is_terminal(system::standard_input()))
         throw WrongUsage("standard input is a terminal: name a recording");
     const RawType* raw = raw_type(options.type);
     const std::string flag = options.rate_names.substr(0, options.rate_names.find(','));

@@ -1,11 +1,9 @@
 // zovek: signal processing for radio receivers on the command line. Each command is a row of the table.
 #include "command.h"
+#include "system.h"
 #include "usage.h"
 #include <CLI/CLI.hpp>
-#include <cerrno>
-#include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <zovek/base.h>
 
 using namespace client;
@@ -31,13 +29,11 @@ static const Command commands[] = {
 };
 // clang-format on
 
-void client::say(const std::string& line) { std::fprintf(stderr, "zovek: %s\n", line.c_str()); }
+void client::say(const std::string& line) { std::fputs(("zovek: " + line + "\n").c_str(), stderr); }
 
 void client::deliver()
 {
-    errno = 0;
-    if (std::fflush(stdout) != 0 || std::ferror(stdout))
-        throw Failure("standard output", errno ? std::strerror(errno) : "not all could be written");
+    if (!system::flush()) throw Failure("standard output", system::reason());
 }
 
 // Adds a command as its row tells.
@@ -52,7 +48,7 @@ static std::pair<CLI::App*, Run> add(CLI::App& app, const Command& command)
     return {options, run};
 }
 
-static int run(int argc, char** argv)
+static int run(const std::vector<std::string>& arguments)
 {
     CLI::App app("Signal processing for radio receivers.", "zovek");
     app.formatter(std::make_shared<Help>());
@@ -65,8 +61,8 @@ static int run(int argc, char** argv)
     for (const Command& command : commands) rows.push_back(add(app, command));
     app.footer("zovek COMMAND --help tells of a command's options.");
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& asked) { // help or version
+        app.parse(std::vector(arguments.rbegin(), arguments.rend())); // the last one first
+    } catch (const CLI::Success& asked) {                             // help or version
         return app.exit(asked);
     } catch (const CLI::ParseError& error) {
         throw WrongUsage(explain(app, error));
@@ -78,10 +74,8 @@ static int run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    // A reader that has gone ends the program quietly, whatever the parent does with the signal.
-    std::signal(SIGPIPE, SIG_DFL);
     try {
-        const int status = run(argc, argv);
+        const int status = run(system::begin(argc, argv));
         deliver();
         return status;
     } catch (const WrongUsage& error) {

@@ -1,9 +1,9 @@
 #include "passage.h"
 #include "command.h"
 #include "stop.h"
+#include "system.h"
 #include <algorithm>
 #include <chrono>
-#include <unistd.h>
 
 namespace client {
 namespace {
@@ -27,7 +27,7 @@ public:
     }
 
 private:
-    const bool terminal_ = isatty(STDERR_FILENO) != 0;
+    const bool terminal_ = system::is_terminal(system::standard_error());
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     double next_ = 0.5; // s: nothing is shown of what is done at once
     bool shown_ = false;

@@ -10,13 +10,13 @@
 #include "output.h"
 #include "receiver.h"
 #include "stop.h"
+#include "system.h"
 #include "text.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
-#include <unistd.h>
 #include <vector>
 
 namespace client {
@@ -40,7 +40,7 @@ public:
 
     void show(double received)
     {
-        if (!isatty(STDERR_FILENO) || seconds() < next_) return;
+        if (!system::is_terminal(system::standard_error()) || seconds() < next_) return;
         std::fprintf(stderr, "\r%.1f s, %.1f x real time ", received, received / seconds());
         next_ = seconds() + 0.25;
         shown_ = true;

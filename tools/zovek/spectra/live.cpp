@@ -10,41 +10,28 @@
 #include "spectra/lines.h"
 #include "spectra/palette.h"
 #include "stop.h"
+#include "system.h"
 #include "text.h"
 #include <algorithm>
-#include <cerrno>
+#include <chrono>
 #include <cmath>
-#include <csignal>
 #include <cstdlib>
-#include <cstring>
-#include <ctime>
 #include <deque>
-#include <sys/ioctl.h>
-#include <unistd.h>
+#include <thread>
 
 namespace client::spectra {
 namespace {
 constexpr double pace = 1.0 / 20, covered = 1.0 / 19; // s
 constexpr size_t remembered = 512;                    // rows that are drawn anew after a resize
 
-volatile std::sig_atomic_t resized = 0;
-
 double now()
 {
-    timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return double(time.tv_sec) + 1e-9 * double(time.tv_nsec);
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-struct Size {
-    int columns, lines;
-};
-
-Size terminal_size()
+system::Size size_of_picture()
 {
-    winsize size = {};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
-        return {size.ws_col, std::max<int>(size.ws_row, 3)};
+    if (const auto size = system::terminal_size()) return {size->columns, std::max(size->lines, 3)};
     const char* columns = std::getenv("COLUMNS");
     const int wanted = columns ? std::atoi(columns) : 0;
     return {wanted > 0 && wanted <= 4096 ? wanted : 80, 25};
@@ -55,33 +42,24 @@ class Screen {
 public:
     Screen()
     {
-        if (!terminal_) return;
-        struct sigaction action = {};
-        action.sa_handler = [](int) { resized = 1; };
-        action.sa_flags = SA_RESTART;
-        sigaction(SIGWINCH, &action, nullptr);
-        put("\033[?25l");
+        if (terminal_) put("\033[?25l");
     }
     Screen(const Screen&) = delete;
     ~Screen()
     {
         static constexpr char restore[] = "\033[0m\033[?25h";
-        if (terminal_ && write(STDOUT_FILENO, restore, sizeof restore - 1) < 0) return; // it has gone
+        if (terminal_) system::write(system::standard_output(), restore, sizeof restore - 1);
     }
 
     void put(const std::string& text) const
     {
-        for (size_t at = 0; at < text.size();) {
-            const ssize_t written = write(STDOUT_FILENO, text.data() + at, text.size() - at);
-            if (written < 0 && errno == EINTR) continue;
-            if (written < 0) throw Failure("standard output", std::strerror(errno));
-            at += size_t(written);
-        }
+        if (!system::write(system::standard_output(), text.data(), text.size()))
+            throw Failure("standard output", system::reason());
     }
     bool terminal() const { return terminal_; }
 
 private:
-    const bool terminal_ = isatty(STDOUT_FILENO) != 0;
+    const bool terminal_ = system::is_terminal(system::standard_output());
 };
 
 // Levels that follow the signal: quickly up, slowly down.
@@ -162,8 +140,7 @@ private:
     {
         const double left = time - now();
         if (left <= 0 || stop_signal()) return;
-        const timespec pause = {time_t(left), long((left - std::floor(left)) * 1e9)};
-        nanosleep(&pause, nullptr);
+        std::this_thread::sleep_for(std::chrono::duration<double>(left));
     }
 
     void show()
@@ -182,12 +159,12 @@ private:
             if (pair) screen_->put(line(first));
             return;
         }
-        if (resized) {
-            resized = 0;
-            const size_t lines = size_t(terminal_size().lines) - 2;
+        if (const system::Size size = size_of_picture(); drawn_in_.value_or(size) != size) {
+            const size_t lines = size_t(size.lines) - 2;
             screen_->put("\033[H\033[2J");
             for (size_t k = first - std::min(first, 2 * lines); k < first; k += 2) screen_->put(line(k));
         }
+        drawn_in_ = size_of_picture();
         // The line, the axis below it, and back up; a complete line stays where it is.
         screen_->put(std::string("\r") + line(first) + axis() + "\033[K\r" + (pair ? "" : "\033[A"));
     }
@@ -195,7 +172,7 @@ private:
     // Rows k and k + 1 side by side in height; the second may not be there yet.
     std::string line(size_t k) const
     {
-        const auto columns = size_t(terminal_size().columns);
+        const auto columns = size_t(size_of_picture().columns);
         const std::vector<uint8_t> upper = colours(rows_[k], columns);
         const std::vector<uint8_t> lower =
             k + 1 < rows_.size() ? colours(rows_[k + 1], columns) : std::vector<uint8_t>(columns, paper);
@@ -232,7 +209,7 @@ private:
     // Frequencies under their columns.
     std::string axis() const
     {
-        const int columns = terminal_size().columns;
+        const int columns = size_of_picture().columns;
         const Ticks ticks = frequency_ticks({analysis_.low(), analysis_.high(), 0, columns}, 10);
         std::string text(size_t(columns), ' ');
         const auto write = [&](int place, const std::string& label) {
@@ -257,6 +234,7 @@ private:
     int64_t blocks_ = 0; // in sum_
     std::deque<Row> rows_;
     std::optional<Screen> screen_;
+    std::optional<system::Size> drawn_in_; // of the row before
 };
 } // namespace
 
