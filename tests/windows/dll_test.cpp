@@ -36,8 +36,13 @@ private:
 // back to 0, and the next thread's begin identifies the processor anew.
 TEST(Dll, CountsProcessAndThreads)
 {
-    HANDLE go = CreateEventA(nullptr, TRUE, FALSE, nullptr);
-    BareThread earlier([=] { WaitForSingleObject(go, INFINITE); });
+    HANDLE runs = CreateEventA(nullptr, TRUE, FALSE, nullptr),
+           go = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    BareThread earlier([=] {
+        SetEvent(runs);
+        WaitForSingleObject(go, INFINITE);
+    });
+    WaitForSingleObject(runs, INFINITE); // else the copy may hear of its begin
     ASSERT_TRUE(CopyFileA("zovek.dll", "zovek_copy.dll", FALSE));
     const HMODULE copy = LoadLibraryA("zovek_copy.dll");
     ASSERT_TRUE(copy);
@@ -61,6 +66,7 @@ TEST(Dll, CountsProcessAndThreads)
         BareThread later([] {});
     } // 1 again, and identified
     EXPECT_EQ(record.signature, truth);
+    CloseHandle(runs);
     CloseHandle(go);
     FreeLibrary(copy);
     DeleteFileA("zovek_copy.dll");
