@@ -8,14 +8,13 @@ import json
 import math
 import os
 import random
-import signal
 import struct
 import subprocess
 import time
 import unittest
 import wave
 
-from golden import CLIENT, RATE, InFolder, pack, run, tone_of, tones, wav
+from golden import CLIENT, RATE, InFolder, pack, run, stop, tone_of, tones, wav
 
 
 def process(samples, line, rate=RATE, channels=1):
@@ -179,7 +178,7 @@ class Audio(InFolder):
                 client.stdin.flush()
                 while not any(name.startswith("y.wav.") and os.path.getsize(name) > 9000 for name in os.listdir()):
                     time.sleep(0.01)
-                client.send_signal(signal.SIGINT)
+                stop(client)
                 text = client.stderr.read()
                 self.assertEqual((client.wait(20), b"stopped" in text), (130, True))
             with wave.open("y.wav") as file:

@@ -19,7 +19,7 @@ import time
 import unittest
 import zlib
 
-from golden import CLIENT, RATE, InFolder, pack, run, tones, wav
+from golden import CLIENT, ON_WINE, RATE, InFolder, pack, run, tones, wav
 
 WINDOWS = ("rectangular", "triangular", "hann", "hamming", "blackman")
 TONES = [v // 2 for v in tones((3000, 20000), (7500, 2000), seconds=2, noise=30)]
@@ -225,6 +225,7 @@ class Pictures(InFolder):
         cells = cells_of(lines[len(lines) // 2])
         self.assertEqual(max(range(60), key=lambda c: light(cells[c][0])), 3000 * 60 // 12000)
 
+    @unittest.skipIf(ON_WINE, "Wine has no console without a display")
     def test_live_in_a_terminal(self):
         """Half blocks in 24-bit colour; after a resize the new width; on Ctrl-C all is as it was."""
         master, slave = pty.openpty()

@@ -57,6 +57,7 @@ static int run(const std::vector<std::string>& arguments)
                                 std::to_string(ZV_VERSION_MINOR) + "." + std::to_string(ZV_VERSION_PATCH);
     app.set_version_flag("--version", version, "print the version and exit");
     app.require_subcommand(1);
+    app.allow_windows_style_options(false); // a slash begins a path everywhere
     std::vector<std::pair<CLI::App*, Run>> rows;
     for (const Command& command : commands) rows.push_back(add(app, command));
     app.footer("zovek COMMAND --help tells of a command's options.");

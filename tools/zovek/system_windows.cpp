@@ -95,7 +95,7 @@ Handle open(const std::string& path, DWORD access, DWORD disposition)
     return reinterpret_cast<Handle>(handle);
 }
 
-// The reader at the other end of a pipe has gone.
+// The reader at the other end of a pipe has gone: the exit status is what shells tell of SIGPIPE.
 void end_if_nobody_reads(DWORD code)
 {
     constexpr DWORD gone[] = {ERROR_BROKEN_PIPE, ERROR_NO_DATA, ERROR_PIPE_NOT_CONNECTED};
