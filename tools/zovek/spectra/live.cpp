@@ -159,12 +159,13 @@ private:
             if (pair) screen_->put(line(first));
             return;
         }
-        if (const system::Size size = size_of_picture(); drawn_in_.value_or(size) != size) {
+        const system::Size size = size_of_picture();
+        if (drawn_in_.value_or(size) != size) {
             const size_t lines = size_t(size.lines) - 2;
             screen_->put("\033[H\033[2J");
             for (size_t k = first - std::min(first, 2 * lines); k < first; k += 2) screen_->put(line(k));
         }
-        drawn_in_ = size_of_picture();
+        drawn_in_ = size;
         // The line, the axis below it, and back up; a complete line stays where it is.
         screen_->put(std::string("\r") + line(first) + axis() + "\033[K\r" + (pair ? "" : "\033[A"));
     }
