@@ -4,12 +4,11 @@
 #include "decode/afsk.h"
 #include "decode/ax25.h"
 #include "decode/decoder.h"
+#include "decode/intake.h"
 #include "options.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
-#include <deque>
-#include <zovek/agc.h>
 
 namespace client::decode {
 namespace {
@@ -61,9 +60,9 @@ struct Settings {
 // 300 Bd cost a quarter of 1200, and their stations are off tune more often than not.
 constexpr int default_effort = 7, default_hf_effort = 12;
 
-constexpr int block_bits = 24;       // 20 ms at 1200 Bd
-constexpr double same_frame = 0.25;  // s: the same frame again so soon is one that another branch found
-constexpr size_t most_powers = 2000; // blocks: longer than any frame
+constexpr int block_bits = 24;      // 20 ms at 1200 Bd
+constexpr double level = 0.06;      // of full scale: the peaks of noise come to a third
+constexpr double same_frame = 0.25; // s: the same frame again so soon is one that another branch found
 
 class Packet : public Decoder {
 public:
@@ -71,34 +70,17 @@ public:
         : modem_(settings.hf ? hf : vhf),
           repair_(settings.repair),
           emit_(std::move(emit)),
-          to_modem_(rate, modem_.rate()),
-          agc_(own<decltype(agc_)>(ZVAGC_Construct(nullptr)))
+          intake_(
+              rate, modem_.rate(), block_bits * bit_samples, level,
+              [this](const int16_t* samples, size_t count, int64_t first) { take(samples, count, first); })
     {
-        // Half of full scale for the peaks of noise; down at once, up slowly, so that frames aren't torn.
-        agc_->target_level = 0.12 * 2147483648.0;
-        agc_->gain_fall_rate = 1;
-        agc_->gain_rise_rate = 0.05;
         const int effort = settings.effort.value_or(settings.hf ? default_hf_effort : default_effort);
         for (int k = 0; k < effort; ++k) add(rows[k]);
     }
 
-    void push(const int16_t* samples, size_t count) override
-    {
-        const std::vector<int32_t>& audio = to_modem_.push32(samples, count);
-        waiting_.insert(waiting_.end(), audio.begin(), audio.end());
-        constexpr size_t block = block_bits * bit_samples;
-        size_t at = 0;
-        for (; at + block <= waiting_.size(); at += block) take(&waiting_[at], block);
-        waiting_.erase(waiting_.begin(), waiting_.begin() + ptrdiff_t(at));
-    }
+    void push(const int16_t* samples, size_t count) override { intake_.push(samples, count); }
 
-    // Silence brings out what is in the filters and in the sequences.
-    void finish() override
-    {
-        const std::vector<int16_t> silence(size_t(0.2 * to_modem_.input_rate()) +
-                                           3 * block_bits * bit_samples);
-        push(silence.data(), silence.size());
-    }
+    void finish() override { intake_.finish(0.2); }
 
 private:
     struct Line {
@@ -108,7 +90,7 @@ private:
               branch(front, modem, tuning, [&front, &packet, this](float soft, int64_t sample) {
                   if (auto found = deframer.push(soft))
                       packet.find(*this, std::move(*found),
-                                  double(sample) / packet.modem_.rate() - front.lag());
+                                  packet.intake_.time(double(sample)) - front.lag());
               })
         {
         }
@@ -135,39 +117,25 @@ private:
                                                 row.tuning, repair_, *this));
     }
 
-    void take(int32_t* audio, size_t count)
+    void take(const int16_t* plain, size_t count, int64_t first)
     {
-        double power = 0;
-        for (size_t k = 0; k < count; ++k) power += double(audio[k]) * audio[k];
-        powers_.push_back(power / double(count));
-        ZVAGC_ProcessBuffer_Mono32(agc_.get(), audio, int32_t(count), 1);
-        plain_.resize(count);
-        clipped_.resize(count);
         double sum = 0;
-        for (size_t k = 0; k < count; ++k) {
-            plain_[k] = int16_t(audio[k] >> 17);
-            sum += std::abs(plain_[k]);
-        }
+        for (size_t k = 0; k < count; ++k) sum += std::abs(plain[k]);
         const auto mean = int16_t(sum / double(count));
-        for (size_t k = 0; k < count; ++k) clipped_[k] = std::clamp<int16_t>(plain_[k], int16_t(-mean), mean);
+        clipped_.resize(count);
+        for (size_t k = 0; k < count; ++k) clipped_[k] = std::clamp<int16_t>(plain[k], int16_t(-mean), mean);
         for (size_t k = 0; k < fronts_.size(); ++k)
-            fronts_[k]->push((hearings_[k].copy == Copy::plain ? plain_ : clipped_).data(), count);
+            fronts_[k]->push(hearings_[k].copy == Copy::plain ? plain : clipped_.data(), count);
         for (auto& line : lines_) line->branch.run();
-        std::erase_if(findings_, [this](const Finding& finding) { return finding.end < now() - 1; });
-        if (powers_.size() > most_powers) {
-            powers_.pop_front();
-            ++powers_gone_;
-        }
+        const double now = intake_.time(double(first));
+        std::erase_if(findings_, [now](const Finding& finding) { return finding.end < now - 1; });
     }
 
-    double now() const { return double(powers_gone_ + int64_t(powers_.size())) * block_bits / modem_.baud; }
-
-    void find(const Line& line, Deframer::Found found, double time)
+    void find(const Line& line, Deframer::Found found, double end)
     {
         const auto fields = parse_ax25(found.frame);
         if (!fields) return;
-        const double end = time - to_modem_.delay(),
-                     begin = end - double(found.end - found.begin) / modem_.baud;
+        const double begin = end - double(found.end - found.begin) / modem_.baud;
         const bool clean = found.flipped == 0;
         bool agreed = clean;
         for (Finding& earlier : findings_) {
@@ -191,15 +159,7 @@ private:
     {
         const Ax25& fields = finding.fields;
         Message message{.time = finding.begin, .text = fields.monitor()};
-        const auto block_at = [&](double time) {
-            return std::clamp<int64_t>(int64_t(time * modem_.baud / block_bits) - powers_gone_, 0,
-                                       int64_t(powers_.size()) - 1);
-        };
-        const int64_t first = block_at(finding.begin), last = block_at(finding.end);
-        double power = 0;
-        for (int64_t k = first; k <= last; ++k) power += powers_[size_t(k)];
-        message.level =
-            10 * std::log10(power / double(last - first + 1) / (1073741824.0 * 1073741824.0 / 2) + 1e-12);
+        message.level = intake_.level(finding.begin, finding.end);
         message.fields.add("source", fields.source)
             .add("destination", fields.destination)
             .add("path", fields.path);
@@ -213,16 +173,12 @@ private:
     const Modem modem_;
     const bool repair_;
     const Emit emit_;
-    Resampler to_modem_;
-    Owned<ZVAGC, ZVAGC_Destruct> agc_;
-    std::vector<int32_t> waiting_; // less than a block
-    std::vector<int16_t> plain_, clipped_;
+    Intake intake_;
+    std::vector<int16_t> clipped_;
     std::vector<Hearing> hearings_; // of the fronts
     std::vector<std::unique_ptr<Front>> fronts_;
     std::vector<std::unique_ptr<Line>> lines_;
     std::deque<Finding> findings_;
-    std::deque<double> powers_; // of the last blocks
-    int64_t powers_gone_ = 0;
 };
 } // namespace
 
