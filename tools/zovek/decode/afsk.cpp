@@ -97,12 +97,13 @@ Phasor Front::correlation(int tone, int64_t end) const
 Branch::Branch(const Front& front, const Modem& modem, const Tuning& tuning, Take take)
     : front_(front),
       tuning_(tuning),
+      period_(modem.rate() / modem.baud / (1 + tuning.rate_offset)),
       take_(std::move(take)),
       clock_(own<decltype(clock_)>(ZVDataFormatter2_Construct(nullptr))),
       sequence_(front.omega(1), front.omega(2), tuning.tracking)
 {
-    clock_->sampling_rate = modem.rate();
-    clock_->bit_rate = modem.baud * (1 + tuning.rate_offset);
+    clock_->sampling_rate = period_; // the unit of time is a bit
+    clock_->bit_rate = 1;
     clock_->loop_gain = tuning.loop_gain;
     clock_->user_data = reinterpret_cast<uintptr_t>(this);
     clock_->callback = [](uintptr_t self, ZVDataFormatter2*, int32_t, int32_t) {
@@ -115,20 +116,32 @@ Branch::Branch(const Front& front, const Modem& modem, const Tuning& tuning, Tak
 void Branch::run()
 {
     const std::vector<int16_t>& soft = front_.soft();
-    const double period = clock_->sampling_rate / clock_->bit_rate,
-                 earliest = period * (1 - tuning_.loop_gain / 2);
     for (size_t at = 0; at < soft.size();) {
-        const auto safe = int64_t(clock_->last_bit_point + earliest) - 1;
+        const double period = clock_->sampling_rate;
+        const auto safe = int64_t(clock_->last_bit_point + period * (1 - tuning_.loop_gain / 2)) - 1;
         const size_t piece = size_t(std::clamp<int64_t>(safe, 1, int64_t(soft.size() - at)));
         level_ = soft[at + piece - 1];
         position_ += int64_t(piece);
+        decided_ = false;
+        const double due = clock_->next_bit_point - double(piece);
         ZVDataFormatter2_DPLL_16(clock_.get(), &soft[at], int32_t(piece), 1);
+        if (tuning_.rate_reach > 0) follow(clock_->next_bit_point - due - (decided_ ? period : 0));
         at += piece;
     }
 }
 
+// Takes a share of each correction of the bit point into the bit's length: a loop of second order with damping 1 at
+// an edge every other bit.
+void Branch::follow(double correction)
+{
+    const double most = period_ * tuning_.rate_reach;
+    clock_->sampling_rate = std::clamp(clock_->sampling_rate + tuning_.loop_gain / 8 * correction,
+                                       period_ - most, period_ + most);
+}
+
 void Branch::decide()
 {
+    decided_ = true;
     if (tuning_.rule == Rule::level) return take_(level_, position_);
     // The clock finds edges a sample late.
     const int64_t end = position_ - front_.delay() - 1;

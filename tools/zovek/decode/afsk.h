@@ -89,6 +89,7 @@ public:
         Rule rule = Rule::sequence;
         double loop_gain = 0.06; // of the bit clock
         double rate_offset = 0;  // of the bit rate, as a part of it
+        double rate_reach = 0;   // to either side of that, as far as the clock follows the signal's bit rate
         Tracking tracking = {};
     };
     // Takes the soft value of a bit, and the sample of the front's stream at which it was decided.
@@ -101,14 +102,17 @@ public:
 
 private:
     void decide();
+    void follow(double correction);
 
     const Front& front_;
     const Tuning tuning_;
+    const double period_; // samples a bit, as the branch was made
     const Take take_;
     Owned<ZVDataFormatter2, ZVDataFormatter2_Destruct> clock_;
     SequenceDetector sequence_;
     int64_t position_ = 0;               // samples so far, as the clock counts
     int64_t last_end_ = bit_samples / 2; // of the correlations that came last
     int16_t level_ = 0;                  // soft value at the clock's present sample
+    bool decided_ = false;               // in the last piece
 };
 } // namespace client::decode

@@ -19,11 +19,12 @@ constexpr Modem hf = {.baud = 300, .tone_1 = 1600, .tone_2 = 1800,
                       .wide = {1350, 2050, 101}, .narrow = {1450, 1950, 151}, .delay = 2.5e-3};
 
 // Slow clock and tracking for weak signals, quick ones for stations off the rules.
-constexpr Branch::Tuning steady = {Rule::sequence, 0.06, 0, {0.01, 0.02}};
-constexpr Branch::Tuning agile = {Rule::sequence, 0.2, 0, {0.03, 0.02}};
-constexpr Branch::Tuning by_level = {Rule::level, 0.2, 0, {}};
-constexpr Branch::Tuning fast = {Rule::sequence, 0.06, 0.012, {0.02, 0.02}};
-constexpr Branch::Tuning slow = {Rule::sequence, 0.06, -0.012, {0.02, 0.02}};
+constexpr Branch::Tuning steady = {Rule::sequence, 0.06, 0, 0, {0.01, 0.02}};
+constexpr Branch::Tuning agile = {Rule::sequence, 0.2, 0, 0, {0.03, 0.02}};
+constexpr Branch::Tuning following = {Rule::sequence, 0.2, 0, 0.02, {0.03, 0.02}};
+constexpr Branch::Tuning by_level = {Rule::level, 0.2, 0, 0, {}};
+constexpr Branch::Tuning fast = {Rule::sequence, 0.06, 0.012, 0, {0.02, 0.02}};
+constexpr Branch::Tuning slow = {Rule::sequence, 0.06, -0.012, 0, {0.02, 0.02}};
 
 struct Row {
     Hearing hearing;
@@ -36,7 +37,8 @@ constexpr Row rows[] = {
     {{Copy::plain,   Width::wide,   0,   0, false}, steady},   // noise
     {{Copy::clipped, Width::wide,   0,   0, false}, agile},    // clicks of an FM receiver near its threshold
     {{Copy::plain,   Width::wide,   0,   0, false}, by_level}, // tones far apart in level, or without a steady phase
-    {{Copy::plain,   Width::wide,   0,   0, false}, agile},    // off tune, bit rate off
+    {{Copy::plain,   Width::wide,   0,   0, false}, agile},    // off tune
+    {{Copy::plain,   Width::wide,   0,   0, false}, following}, // bit rate off
     {{Copy::clipped, Width::narrow, 0,   0, false}, steady},   // clicks
     {{Copy::plain,   Width::wide,   0,   0, false}, fast},
     {{Copy::plain,   Width::wide,   0,   0, false}, slow},
@@ -58,7 +60,7 @@ struct Settings {
 };
 
 // 300 Bd cost a quarter of 1200, and their stations are off tune more often than not.
-constexpr int default_effort = 7, default_hf_effort = 12;
+constexpr int default_effort = 8, default_hf_effort = 13;
 
 constexpr int block_bits = 24;      // 20 ms at 1200 Bd
 constexpr double level = 0.06;      // of full scale: the peaks of noise come to a third

@@ -33,7 +33,7 @@ public:
     Channel(const Front& front, double rate_offset, Take take)
         : front_(front),
           take_(std::move(take)),
-          branch_(front, modem, {Rule::sequence, 0.12, rate_offset, {0.03, 0.02}},
+          branch_(front, modem, {Rule::sequence, 0.12, rate_offset, 0, {0.03, 0.02}},
                   [this](float soft, int64_t sample) { hear(soft, sample); })
     {
     }
