@@ -1,6 +1,5 @@
 // Tones: a stream cut anywhere gives the same messages. The samples go to the decoders themselves, piece by piece.
 #include "decode/decoder.h"
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <random>
@@ -46,7 +45,7 @@ std::vector<std::string> heard(const DataMode& mode, const std::vector<int16_t>&
 TEST(Tones, CutAnywhereAreTheSame)
 {
     struct Case {
-        std::vector<DataMode> (*family)(CLI::App&);
+        std::vector<DataMode> (*family)(client::CommandLine&);
         double seconds;
         std::vector<Tone> tones;
         size_t messages;
@@ -62,8 +61,8 @@ TEST(Tones, CutAnywhereAreTheSame)
         {ctcss_modes, 9, {{0, 3, 67}, {6, 3, 254.1}}, 3},
     };
     for (const auto& [family, seconds, tones, messages] : cases) {
-        CLI::App app;
-        const DataMode mode = family(app).front();
+        client::CommandLine line;
+        const DataMode mode = family(line).front();
         SCOPED_TRACE(mode.name);
         const std::vector<int16_t> samples = audio(seconds, tones);
         const auto whole = heard(mode, samples, samples.size());

@@ -3,8 +3,8 @@
 // The library's steps wrap where they overshoot, and a turned phase makes peaks of steep edges. So they run at a quarter
 // of the level, and what is above full scale when the level is restored is clipped.
 #include "command.h"
+#include "options.h"
 #include "passage.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -246,7 +246,7 @@ Wish notch_of(const std::string& text)
     const auto hz = parse_quantity(text.substr(0, colon));
     const auto width = colon == std::string::npos ? 50 : parse_quantity(text.substr(colon + 1));
     if (!hz || *hz <= 0 || !width || *width < 1)
-        throw CLI::ValidationError("--notch", "'" + text + "' is not FREQ[:WIDTH] in Hz, 1 Hz wide or more");
+        throw WrongValue("'" + text + "' is not FREQ[:WIDTH] in Hz, 1 Hz wide or more");
     return {Kind::notch, *hz, *width};
 }
 
@@ -254,42 +254,40 @@ Wish shift_of(const std::string& text)
 {
     const auto hz = parse_quantity(text);
     if (!hz || *hz != std::round(*hz) || std::abs(*hz) > 1 << 24)
-        throw CLI::ValidationError("--shift", "'" + text + "' is not a number of whole Hz");
+        throw WrongValue("'" + text + "' is not a number of whole Hz");
     return {Kind::shift, *hz};
 }
 
 // An option that may be given any number of times, one value each.
-CLI::Option* add_steps(CLI::App& app, const char* name, const char* value, std::vector<Wish>& wishes,
-                       Wish (*read)(const std::string&), const char* help)
+Option add_steps(CommandLine& line, const char* name, const char* value, std::vector<Wish>& wishes,
+                 Wish (*read)(const std::string&), const char* help)
 {
     const auto all = [&wishes, read](const std::vector<std::string>& texts) {
         for (const std::string& text : texts) wishes.push_back(read(text));
     };
-    return app.add_option_function<std::vector<std::string>>(name, all, help)
-        ->allow_extra_args(false)
-        ->type_name(value);
+    return line.texts(name, all, help).unit(value);
 }
 } // namespace
 
-Run add_clean(CLI::App& app)
+Run add_clean(CommandLine& line)
 {
     const auto options = std::make_shared<Options>();
     options->input.all_channels = true;
-    add_input_options(app, options->input);
-    add_output_options(app, options->output);
-    const auto* denoise = app.add_flag("--denoise", options->denoise, "pass what has pitch, lower noise");
-    const auto* autonotch =
-        app.add_flag("--autonotch", options->autonotch, "take whistles off, wherever they are");
-    const auto* notch = add_steps(app, "--notch", "FREQ[:WIDTH]", options->notches, notch_of,
-                                  "take one tone off; Hz, 50 wide if left out; any number of times");
-    const auto* shift = add_steps(app, "--shift", "HZ", options->shifts, shift_of,
-                                  "move all frequencies by so many Hz, up or (negative) down");
-    app.add_flag("--json", options->json, "summary as JSON on standard error");
-    app.footer("Steps run in the order given.");
-    return [options, denoise, autonotch, notch, shift, &app] {
+    add_input_options(line, options->input);
+    add_output_options(line, options->output);
+    const Option denoise = line.flag("--denoise", options->denoise, "pass what has pitch, lower noise");
+    const Option autonotch =
+        line.flag("--autonotch", options->autonotch, "take whistles off, wherever they are");
+    const Option notch = add_steps(line, "--notch", "FREQ[:WIDTH]", options->notches, notch_of,
+                                   "take one tone off; Hz, 50 wide if left out; any number of times");
+    const Option shift = add_steps(line, "--shift", "HZ", options->shifts, shift_of,
+                                   "move all frequencies by so many Hz, up or (negative) down");
+    line.flag("--json", options->json, "summary as JSON on standard error");
+    line.footer("Steps run in the order given.");
+    return [options, denoise, autonotch, notch, shift, line] {
         std::vector<Wish> wishes;
         auto next_notch = options->notches.begin(), next_shift = options->shifts.begin();
-        for (const CLI::Option* option : app.parse_order()) {
+        for (const Option option : line.order()) {
             if (option == denoise) wishes.push_back({Kind::denoise});
             if (option == autonotch) wishes.push_back({Kind::autonotch});
             if (option == notch) wishes.push_back(*next_notch++);

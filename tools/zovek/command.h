@@ -4,29 +4,27 @@
 #include <functional>
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace client {
+class CommandLine;
+
 // Runs a command whose options have been read; the result is the program's exit status.
 using Run = std::function<int()>;
 
 struct Command {
     const char* name;
-    const char* help;      // one line
-    const char* example;   // a whole line of a shell
-    Run (*add)(CLI::App&); // adds the command's options, and returns what runs
+    const char* help;         // one line
+    const char* example;      // a whole line of a shell
+    Run (*add)(CommandLine&); // adds the command's options, and returns what runs
 };
 
-Run add_receive(CLI::App& options);
-Run add_decode(CLI::App& options);
-Run add_resample(CLI::App& options);
-Run add_clean(CLI::App& options);
-Run add_waterfall(CLI::App& app);
-Run add_spectrum(CLI::App& app);
-Run add_cpu(CLI::App& options);
-Run add_selftest(CLI::App& options);
+Run add_receive(CommandLine& line);
+Run add_decode(CommandLine& line);
+Run add_resample(CommandLine& line);
+Run add_clean(CommandLine& line);
+Run add_waterfall(CommandLine& line);
+Run add_spectrum(CommandLine& line);
+Run add_cpu(CommandLine& line);
+Run add_selftest(CommandLine& line);
 
 // One line of talk on standard error.
 void say(const std::string& line);

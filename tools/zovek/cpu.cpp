@@ -1,8 +1,8 @@
 // zovek cpu: the processor record, and the kernel that each family chooses by it.
 #include "command.h"
 #include "kernels.h"
+#include "options.h"
 #include "text.h"
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -50,10 +50,10 @@ int show(bool json)
 }
 } // namespace
 
-Run add_cpu(CLI::App& app)
+Run add_cpu(CommandLine& line)
 {
     const auto json = std::make_shared<bool>(false);
-    app.add_flag("--json", *json, "as JSON");
+    line.flag("--json", *json, "as JSON");
     return [json] { return show(*json); };
 }
 } // namespace client

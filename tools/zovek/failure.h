@@ -13,4 +13,9 @@ struct Failure : std::runtime_error {
 struct WrongUsage : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
+
+// What an option can't take. Thrown while the line is read: the option's name comes in front, and it is a wrong usage.
+struct WrongValue : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 } // namespace client

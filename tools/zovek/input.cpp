@@ -4,7 +4,6 @@
 #include "stop.h"
 #include "system.h"
 #include "text.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <bit>
 #include <climits>
@@ -315,27 +314,26 @@ std::unique_ptr<Input> open_sound_file(const std::string& path, const std::strin
 }
 } // namespace
 
-void add_input_options(CLI::App& app, InputOptions& options)
+void add_input_options(CommandLine& line, InputOptions& options)
 {
-    app.add_option("INPUT", options.path, "recording: WAV, RF64, FLAC, AU or raw; - is standard input")
-        ->type_name("")
-        ->capture_default_str();
-    add_format_options(app, options);
+    line.text("INPUT", options.path, "recording: WAV, RF64, FLAC, AU or raw; - is standard input")
+        .unit("")
+        .usually(options.path);
+    add_format_options(line, options);
 }
 
-void add_format_options(CLI::App& app, InputOptions& options)
+void add_format_options(CommandLine& line, InputOptions& options)
 {
-    app.add_option(
-           "-t,--type", options.type,
-           "auto; or without a header: raw (signed 16-bit little-endian), or the I/Q types cs16, cs8, "
-           "cu8, cf32")
-        ->check(one_of({"auto", "raw", "cs16", "cs8", "cu8", "cf32"}))
-        ->type_name("TYPE")
-        ->capture_default_str();
-    add_rate(app, options.rate_names, options.rate, "sampling rate of raw input; takes k and M: 48k");
-    add_quantity(app, "--channels", options.channels, 1, 1024, "N", "channels of raw input (1, of I/Q 2)");
+    line.text("-t,--type", options.type,
+              "auto; or without a header: raw (signed 16-bit little-endian), or the I/Q types cs16, cs8, "
+              "cu8, cf32")
+        .one_of({"auto", "raw", "cs16", "cs8", "cu8", "cf32"})
+        .unit("TYPE")
+        .usually(options.type);
+    line.rate(options.rate_names, options.rate, "sampling rate of raw input; takes k and M: 48k");
+    line.quantity("--channels", options.channels, 1, 1024, "N", "channels of raw input (1, of I/Q 2)");
     if (options.all_channels) return;
-    add_quantity(app, "--channel", options.channel, 1, 1024, "N", "the channel to take, 1 is the first (1)");
+    line.quantity("--channel", options.channel, 1, 1024, "N", "the channel to take, 1 is the first (1)");
 }
 
 bool is_complex(const std::string& type)

@@ -8,11 +8,9 @@
 #include <memory>
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace client {
+class CommandLine;
+
 struct InputOptions {
     std::string path = "-";               // - is standard input
     std::string type = "auto";            // auto: told by the content; raw, cs16, cs8, cu8, cf32
@@ -24,9 +22,9 @@ struct InputOptions {
 };
 
 // INPUT, -t, -r, --channels and --channel.
-void add_input_options(CLI::App& app, InputOptions& options);
+void add_input_options(CommandLine& line, InputOptions& options);
 // The same without INPUT.
-void add_format_options(CLI::App& app, InputOptions& options);
+void add_format_options(CommandLine& line, InputOptions& options);
 
 // True of cs16, cs8, cu8 and cf32: I and Q by turns, signed, unsigned or real, little-endian.
 bool is_complex(const std::string& type);

@@ -1,7 +1,7 @@
 #include "iq.h"
 #include "command.h"
 #include "converter.h"
-#include <CLI/CLI.hpp>
+#include "options.h"
 #include <algorithm>
 #include <new>
 #include <vector>
@@ -125,12 +125,11 @@ private:
 };
 } // namespace
 
-void add_iq_options(CLI::App& app, IQOptions& options)
+void add_iq_options(CommandLine& line, IQOptions& options)
 {
-    app.add_flag(
-        "--iq", options.iq,
-        "the recording's two channels are I and Q; frequencies count from its centre, negative below");
-    app.add_flag("--swap-iq", options.swap, "the same with Q in the first channel");
+    line.flag("--iq", options.iq,
+              "the recording's two channels are I and Q; frequencies count from its centre, negative below");
+    line.flag("--swap-iq", options.swap, "the same with Q in the first channel");
 }
 
 bool is_iq(const InputOptions& options, const IQOptions& iq)

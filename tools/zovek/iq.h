@@ -17,7 +17,7 @@ struct IQOptions {
 };
 
 // --iq and --swap-iq.
-void add_iq_options(CLI::App& app, IQOptions& options);
+void add_iq_options(CommandLine& line, IQOptions& options);
 
 // True of I/Q: a complex type of samples or a swap tells it as well as --iq.
 bool is_iq(const InputOptions& options, const IQOptions& iq);

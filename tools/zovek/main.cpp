@@ -1,5 +1,6 @@
 // zovek: signal processing for radio receivers on the command line. Each command is a row of the table.
 #include "command.h"
+#include "options.h"
 #include "system.h"
 #include "usage.h"
 #include <CLI/CLI.hpp>
@@ -40,7 +41,8 @@ void client::deliver()
 static std::pair<CLI::App*, Run> add(CLI::App& app, const Command& command)
 {
     CLI::App* options = app.add_subcommand(command.name, command.help)->group("Commands");
-    const Run run = command.add(*options);
+    CommandLine line(app.get_subcommand_ptr(options));
+    const Run run = command.add(line);
     const std::string notes = options->get_footer();
     options->footer(notes + (notes.empty() ? "" : "\n\n") + "Example: " + command.example);
     for (CLI::Option* option : options->get_options())

@@ -1,31 +1,127 @@
 #include "options.h"
 #include "text.h"
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 
 namespace client {
+namespace {
+// The name by which messages call an option: --rate of "-r,--rate".
 std::string spoken(const std::string& names) { return names.substr(names.rfind(',') + 1); }
 
-CLI::Option* add_rate(CLI::App& app, const std::string& names, int32_t& rate, const std::string& help)
+// Adds an option whose values, one or all, go to a reader.
+template <class Value>
+CLI::Option* add(CLI::App& app, const std::string& names, std::function<void(const Value&)> read,
+                 const std::string& help)
 {
-    const auto read = [&rate, names](const std::string& text) {
-        const auto hz = parse_quantity(text);
-        if (!hz || *hz < 1 || *hz > INT32_MAX || *hz != std::floor(*hz))
-            throw CLI::ValidationError(spoken(names), "'" + text + "' is not a rate in whole Hz");
-        rate = int32_t(*hz);
+    const auto named = [name = spoken(names), read = std::move(read)](const Value& value) {
+        try {
+            read(value);
+        } catch (const WrongValue& wrong) {
+            throw CLI::ValidationError(name, wrong.what());
+        }
     };
-    return app.add_option_function<std::string>(names, read, help)->type_name("HZ");
+    return app.add_option_function<Value>(names, named, help);
 }
+} // namespace
 
-CLI::Validator one_of(std::vector<std::string> names)
+Option Option::unit(const std::string& text) const { return Option(option_->type_name(text)); }
+Option Option::usually(const std::string& text) const { return Option(option_->default_str(text)); }
+Option Option::group(const std::string& title) const { return Option(option_->group(title)); }
+Option Option::separated_by(char mark) const { return Option(option_->delimiter(mark)); }
+Option Option::or_bare() const { return Option(option_->expected(0, 1)); }
+Option Option::required() const { return Option(option_->required()); }
+Option Option::needs(Option other) const { return Option(option_->needs(other.option_)); }
+Option Option::excludes(Option other) const { return Option(option_->excludes(other.option_)); }
+
+Option Option::one_of(const std::vector<std::string>& names) const
 {
-    const auto check = [names = std::move(names)](const std::string& text) -> std::string {
+    const auto check = [names](const std::string& text) -> std::string {
         if (std::ranges::count(names, text)) return {};
         std::string list;
         for (const std::string& name : names)
             list += (list.empty() ? "" : &name == &names.back() ? " or " : ", ") + name;
         return "'" + text + "' is not " + list;
     };
-    return {check, ""};
+    return Option(option_->check(CLI::Validator(check, "")));
+}
+
+std::string Option::name() const { return option_->get_name(); }
+bool Option::given() const { return option_->count() > 0; }
+std::string Option::text() const { return option_->as<std::string>(); }
+
+CommandLine::CommandLine() : app_(std::make_shared<CLI::App>()) {}
+CommandLine::CommandLine(std::shared_ptr<CLI::App> app) : app_(std::move(app)) {}
+
+Option CommandLine::flag(const std::string& names, bool& value, const std::string& help, bool stands_for)
+{
+    return Option(app_->add_flag_callback(
+        names, [&value, stands_for] { value = stands_for; }, help));
+}
+
+Option CommandLine::text(const std::string& names, std::string& value, const std::string& help)
+{
+    return text(
+        names, [&value](const std::string& text) { value = text; }, help);
+}
+
+Option CommandLine::text(const std::string& names, Read read, const std::string& help)
+{
+    return Option(add(*app_, names, std::move(read), help));
+}
+
+Option CommandLine::texts(const std::string& names, std::vector<std::string>& values, const std::string& help)
+{
+    return texts(
+        names, [&values](const std::vector<std::string>& texts) { values = texts; }, help);
+}
+
+Option CommandLine::texts(const std::string& names, ReadAll read, const std::string& help)
+{
+    CLI::Option* const option = add(*app_, names, std::move(read), help);
+    // Words behind an option's value are no more of them.
+    return Option(option->get_positional() ? option : option->allow_extra_args(false));
+}
+
+Option CommandLine::between(double least, double most, bool whole, const std::string& names,
+                            std::function<void(double)> take, const std::string& unit,
+                            const std::string& help)
+{
+    const auto read = [=](const std::string& text) {
+        const auto quantity = parse_quantity(text);
+        if (!quantity || (whole && *quantity != std::floor(*quantity)) || *quantity < least ||
+            *quantity > most)
+            throw WrongValue("'" + text + "' is not a " + (whole ? "whole " : "") + "number from " +
+                             number(least) + " to " + number(most));
+        take(*quantity);
+    };
+    return text(names, read, help).unit(unit);
+}
+
+Option CommandLine::rate(const std::string& names, int32_t& hz, const std::string& help)
+{
+    const auto read = [&hz](const std::string& text) {
+        const auto quantity = parse_quantity(text);
+        if (!quantity || *quantity < 1 || *quantity > INT32_MAX || *quantity != std::floor(*quantity))
+            throw WrongValue("'" + text + "' is not a rate in whole Hz");
+        hz = int32_t(*quantity);
+    };
+    return text(names, read, help).unit("HZ");
+}
+
+void CommandLine::footer(const std::string& text) { app_->footer(text); }
+
+std::optional<Option> CommandLine::find(const std::string& name) const
+{
+    CLI::Option* const option = app_->get_option_no_throw(name);
+    return option ? std::optional(Option(option)) : std::nullopt;
+}
+
+bool CommandLine::given(const std::string& name) const { return app_->count(name) > 0; }
+
+std::vector<Option> CommandLine::order() const
+{
+    const auto& given = app_->parse_order();
+    return {given.begin(), given.end()};
 }
 } // namespace client

@@ -1,47 +1,99 @@
-// Options that several commands have, and options of usual kinds.
+// The options of a command, and how their values are read. The library that parses command lines stands behind it, and
+// takes seconds to compile: what adds options or asks for them sees this file alone.
+//
+//     line.quantity("-f,--frequency", hz, 0, 1e9, "HZ", "of the carrier").required();
+//
+// Names are given as "-r,--rate", or as "INPUT" for the words that stand without one. Values are read while the line is,
+// so what they go to has to live as long; that of an absent option stays as it is. Readers throw WrongValue.
 #pragma once
-#include "text.h"
-#include <CLI/CLI.hpp>
-#include <cmath>
+#include "failure.h"
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <string>
+#include <type_traits>
+#include <vector>
+
+namespace CLI {
+class App;
+class Option;
+} // namespace CLI
 
 namespace client {
-// The name by which messages call an option: --rate of "-r,--rate".
-std::string spoken(const std::string& names);
+// An option of a command line: a name for it, which lives no longer than the line does.
+class Option {
+public:
+    explicit Option(CLI::Option* option) : option_(option) {}
 
-// A sampling rate in whole Hz, 1 to 2^31 - 1, with k or M behind the number.
-CLI::Option* add_rate(CLI::App& app, const std::string& names, int32_t& rate, const std::string& help);
+    // These change the option, and give it back.
+    Option unit(const std::string& text) const;                 // what help calls its value
+    Option usually(const std::string& text) const;              // the value of an absent one, for help
+    Option group(const std::string& title) const;               // what help has it under
+    Option one_of(const std::vector<std::string>& names) const; // takes these values alone
+    Option separated_by(char mark) const;                       // several values in one word
+    Option or_bare() const;                                     // may lack its value: usually() tells it
+    Option required() const;
+    Option needs(Option other) const;
+    Option excludes(Option other) const;
 
-// Takes the names alone.
-CLI::Validator one_of(std::vector<std::string> names);
+    std::string name() const; // the long one: --rate
+    bool given() const;
+    std::string text() const; // its value, as given
+    bool operator==(const Option&) const = default;
 
-template <class Value>
-struct Held {
-    using Number = Value;
+private:
+    CLI::Option* option_;
 };
-template <class Value>
-struct Held<std::optional<Value>> {
-    using Number = Value;
-};
 
-// An option with a quantity between two bounds, both included, in a unit; the value of an absent one stays as it is.
-template <class Value>
-CLI::Option* add_quantity(CLI::App& app, const char* names, Value& value, double least, double most,
-                          const char* unit, const std::string& help)
-{
-    using Number = typename Held<Value>::Number;
-    const auto read = [&value, names, least, most](const std::string& text) {
-        const auto quantity = parse_quantity(text);
-        const bool whole =
-            std::is_floating_point_v<Number> || (quantity && *quantity == std::floor(*quantity));
-        if (!quantity || !whole || *quantity < least || *quantity > most)
-            throw CLI::ValidationError(spoken(names), "'" + text + "' is not a " +
-                                                          (std::is_floating_point_v<Number> ? "" : "whole ") +
-                                                          "number from " + number(least) + " to " +
-                                                          number(most));
-        value = Number(*quantity);
+// The options of one command. Copies are of the same options.
+class CommandLine {
+public:
+    using Read = std::function<void(const std::string& text)>;
+    using ReadAll = std::function<void(const std::vector<std::string>& texts)>;
+
+    CommandLine(); // of no program: nothing is given
+    explicit CommandLine(std::shared_ptr<CLI::App> app);
+
+    // Without a value: the variable becomes what it stands for.
+    Option flag(const std::string& names, bool& value, const std::string& help, bool stands_for = true);
+    Option text(const std::string& names, std::string& value, const std::string& help);
+    Option text(const std::string& names, Read read, const std::string& help);
+    // Any number of times, one value each (or more: separated_by); all are read at once.
+    Option texts(const std::string& names, std::vector<std::string>& values, const std::string& help);
+    Option texts(const std::string& names, ReadAll read, const std::string& help);
+    // A quantity between two bounds, both included, in a unit; whole if the variable is. Takes k and M.
+    template <class Value>
+    Option quantity(const std::string& names, Value& value, double least, double most,
+                    const std::string& unit, const std::string& help)
+    {
+        using Number = typename Held<Value>::Number;
+        return between(
+            least, most, std::is_integral_v<Number>, names, [&value](double read) { value = Number(read); },
+            unit, help);
+    }
+    // A sampling rate in whole Hz, 1 to 2^31 - 1. Takes k and M.
+    Option rate(const std::string& names, int32_t& hz, const std::string& help);
+
+    // What help says behind the options.
+    void footer(const std::string& text);
+
+    std::optional<Option> find(const std::string& name) const; // by one of its names
+    bool given(const std::string& name) const;
+    std::vector<Option> order() const; // the options given, in the order of the line, as often as they were
+
+private:
+    template <class Value>
+    struct Held {
+        using Number = Value;
     };
-    return app.add_option_function<std::string>(names, read, help)->type_name(unit);
-}
+    template <class Value>
+    struct Held<std::optional<Value>> {
+        using Number = Value;
+    };
+    Option between(double least, double most, bool whole, const std::string& names,
+                   std::function<void(double)> take, const std::string& unit, const std::string& help);
+
+    std::shared_ptr<CLI::App> app_;
+};
 } // namespace client

@@ -1,7 +1,6 @@
 #include "output.h"
 #include "failure.h"
 #include "options.h"
-#include <CLI/CLI.hpp>
 #include <bit>
 
 namespace client {
@@ -23,14 +22,14 @@ void little(std::string& to, uint64_t value, int bytes)
 }
 } // namespace
 
-void add_output_options(CLI::App& app, OutputOptions& options)
+void add_output_options(CommandLine& line, OutputOptions& options)
 {
-    app.add_option("-o,--output", options.path, "audio file; - is standard output")
-        ->type_name("FILE")
-        ->capture_default_str();
-    app.add_option("--output-type", options.type, "wav or raw; raw if the name ends in .raw, else wav")
-        ->check(one_of({"wav", "raw"}))
-        ->type_name("TYPE");
+    line.text("-o,--output", options.path, "audio file; - is standard output")
+        .unit("FILE")
+        .usually(options.path);
+    line.text("--output-type", options.type, "wav or raw; raw if the name ends in .raw, else wav")
+        .one_of({"wav", "raw"})
+        .unit("TYPE");
 }
 
 Output::Output(const OutputOptions& options, int32_t rate, int32_t channels)

@@ -7,18 +7,16 @@
 #include <cstdint>
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace client {
+class CommandLine;
+
 struct OutputOptions {
     std::string path = "-"; // - is standard output
     std::string type;       // wav or raw; empty: raw if the name ends in .raw, else wav
 };
 
 // -o and --output-type.
-void add_output_options(CLI::App& app, OutputOptions& options);
+void add_output_options(CommandLine& line, OutputOptions& options);
 
 class Output {
 public:

@@ -12,7 +12,6 @@
 #include "stop.h"
 #include "system.h"
 #include "text.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -216,49 +215,52 @@ private:
 };
 } // namespace
 
-Run add_receive(CLI::App& app)
+Run add_receive(CommandLine& line)
 {
     const auto options = std::make_shared<Options>();
     Wishes& wishes = options->wishes;
-    add_input_options(app, options->input);
-    add_iq_options(app, options->iq);
-    add_output_options(app, options->output);
-    app.add_flag("--mono", options->mono, "one channel instead of two alike");
-    app.add_option_function<std::string>(
-           "-M,--mode",
-           [&wishes](const std::string& name) {
-               wishes.mode = Mode(std::find(std::begin(mode_names), std::end(mode_names), name) - mode_names);
-           },
-           "am, sam (synchronous), isb (lower left, upper right), usb, lsb or fm")
-        ->check(one_of({std::begin(mode_names), std::end(mode_names)}))
-        ->type_name("MODE")
-        ->required();
+    add_input_options(line, options->input);
+    add_iq_options(line, options->iq);
+    add_output_options(line, options->output);
+    line.flag("--mono", options->mono, "one channel instead of two alike");
+    line.text(
+            "-M,--mode",
+            [&wishes](const std::string& name) {
+                wishes.mode =
+                    Mode(std::find(std::begin(mode_names), std::end(mode_names), name) - mode_names);
+            },
+            "am, sam (synchronous), isb (lower left, upper right), usb, lsb or fm")
+        .one_of({std::begin(mode_names), std::end(mode_names)})
+        .unit("MODE")
+        .required();
     constexpr double top = 1e9; // Hz, beyond any recording
-    add_quantity(app, "-f,--frequency", wishes.frequency, -top, top, "HZ",
-                 "the station's carrier in the recording, whole Hz; takes k and M; the middle of the band if "
-                 "left out");
-    add_quantity(app, "-b,--bandwidth", wishes.bandwidth, 50, top, "HZ",
-                 "of the whole station, in usb and lsb of the sideband (am 9000, sam 5600, isb 5400, usb and "
-                 "lsb 2400, fm 16000)");
-    add_quantity(app, "--audio-cutoff", wishes.audio_cutoff, 50, top, "HZ",
-                 "upper end of the audio (follows the bandwidth, fm 3000)");
-    add_quantity(app, "--taps", wishes.taps, 3, 1 << 20, "N",
-                 "length of the filters behind the mixer (what the plan needs: -v)");
-    add_quantity(app, "--offset", wishes.offset, 50, 1e6, "HZ",
-                 "usb, lsb: the sideband's middle from the carrier (1500; follows the bandwidth)");
-    add_quantity(app, "--audio-rate", wishes.audio_rate, 2000, 1e7, "HZ",
-                 "rate of the audio, whole Hz; by division where that gives it, else resampled");
-    app.add_flag("--agc", options->level.agc, "keep the audio at one loudness (not in isb)");
-    add_quantity(app, "--iq-agc", options->level.iq_agc, -60, 0, "DB",
-                 "follow fading before the detector (not in fm); level in dB of full scale")
-        ->expected(0, 1)
-        ->default_str("-6");
-    add_quantity(app, "--gain", options->level.gain, 0, 1e6, "X",
-                 "fixed audio gain instead of one found in the first second");
-    add_quantity(app, "--volume", options->level.volume, 0, 100, "X",
-                 "output gain; peaks come to this part of full scale (0.5)");
-    app.add_flag("--json", options->json, "summary as JSON on standard error");
-    app.add_flag("-v,--verbose", options->verbose, "tell the frequency plan");
+    line.quantity(
+        "-f,--frequency", wishes.frequency, -top, top, "HZ",
+        "the station's carrier in the recording, whole Hz; takes k and M; the middle of the band if "
+        "left out");
+    line.quantity(
+        "-b,--bandwidth", wishes.bandwidth, 50, top, "HZ",
+        "of the whole station, in usb and lsb of the sideband (am 9000, sam 5600, isb 5400, usb and "
+        "lsb 2400, fm 16000)");
+    line.quantity("--audio-cutoff", wishes.audio_cutoff, 50, top, "HZ",
+                  "upper end of the audio (follows the bandwidth, fm 3000)");
+    line.quantity("--taps", wishes.taps, 3, 1 << 20, "N",
+                  "length of the filters behind the mixer (what the plan needs: -v)");
+    line.quantity("--offset", wishes.offset, 50, 1e6, "HZ",
+                  "usb, lsb: the sideband's middle from the carrier (1500; follows the bandwidth)");
+    line.quantity("--audio-rate", wishes.audio_rate, 2000, 1e7, "HZ",
+                  "rate of the audio, whole Hz; by division where that gives it, else resampled");
+    line.flag("--agc", options->level.agc, "keep the audio at one loudness (not in isb)");
+    line.quantity("--iq-agc", options->level.iq_agc, -60, 0, "DB",
+                  "follow fading before the detector (not in fm); level in dB of full scale")
+        .or_bare()
+        .usually("-6");
+    line.quantity("--gain", options->level.gain, 0, 1e6, "X",
+                  "fixed audio gain instead of one found in the first second");
+    line.quantity("--volume", options->level.volume, 0, 100, "X",
+                  "output gain; peaks come to this part of full scale (0.5)");
+    line.flag("--json", options->json, "summary as JSON on standard error");
+    line.flag("-v,--verbose", options->verbose, "tell the frequency plan");
     return [options] {
         const Mode mode = options->wishes.mode;
         if (options->wishes.offset && mode != Mode::usb && mode != Mode::lsb)

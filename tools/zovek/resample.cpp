@@ -5,6 +5,7 @@
 #include "command.h"
 #include "converter.h"
 #include "options.h"
+#include "text.h"
 #include <algorithm>
 #include <cmath>
 #include <optional>
@@ -136,21 +137,21 @@ int run(const Options& options)
 }
 } // namespace
 
-Run add_resample(CLI::App& app)
+Run add_resample(CommandLine& line)
 {
     const auto options = std::make_shared<Options>();
     options->input.all_channels = true;
     options->input.rate_names = "--input-rate";
-    add_input_options(app, options->input);
-    add_output_options(app, options->output);
-    add_rate(app, "-r,--rate", options->rate, "rate wanted; takes k and M: 8k")->required();
-    add_quantity(app, "-q,--quality", options->quality, 8, 1024, "N", "taps per phase, 8 to 1024: see below")
-        ->default_str(number(options->quality));
-    add_quantity(app, "--tolerance", options->tolerance, 0, 0.1, "PART",
-                 "how far the ratio may be off, relatively: 1e-6; 0 is exact")
-        ->default_str("0");
-    app.add_flag("--json", options->json, "summary as JSON on standard error");
-    app.footer(qualities);
+    add_input_options(line, options->input);
+    add_output_options(line, options->output);
+    line.rate("-r,--rate", options->rate, "rate wanted; takes k and M: 8k").required();
+    line.quantity("-q,--quality", options->quality, 8, 1024, "N", "taps per phase, 8 to 1024: see below")
+        .usually(number(options->quality));
+    line.quantity("--tolerance", options->tolerance, 0, 0.1, "PART",
+                  "how far the ratio may be off, relatively: 1e-6; 0 is exact")
+        .usually("0");
+    line.flag("--json", options->json, "summary as JSON on standard error");
+    line.footer(qualities);
     return [options] { return run(*options); };
 }
 } // namespace client

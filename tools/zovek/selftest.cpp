@@ -2,13 +2,13 @@
 #include "selftest/selftest.h"
 #include "command.h"
 #include "kernels.h"
-#include <CLI/CLI.hpp>
+#include "options.h"
 
 namespace client {
-Run add_selftest(CLI::App& app)
+Run add_selftest(CommandLine& line)
 {
     const auto json = std::make_shared<bool>(false);
-    app.add_flag("--json", *json, "as JSON");
+    line.flag("--json", *json, "as JSON");
     return [json] { return selftest::report(selftest::run(wider_sets()), *json); };
 }
 } // namespace client

@@ -319,7 +319,7 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> ctcss_modes(CLI::App&)
+std::vector<DataMode> ctcss_modes(CommandLine&)
 {
     return {{"ctcss", "sub-audible tones: an over a line, with its start and its tone in Hz or none",
              [](double rate, Emit emit) { return std::make_unique<Ctcss>(rate, std::move(emit)); }}};

@@ -8,7 +8,6 @@
 #include "options.h"
 #include "receiver.h"
 #include "stop.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -18,7 +17,7 @@ namespace client {
 using namespace decode;
 namespace {
 // The modes, family by family.
-constexpr std::vector<DataMode> (*families[])(CLI::App&) = {
+constexpr std::vector<DataMode> (*families[])(CommandLine&) = {
     packet_modes, dtmf_modes, five_tone_modes, selcal_modes, ctcss_modes,
     levels_modes, same_modes, navtex_modes,    pocsag_modes, teletype_modes,
 };
@@ -259,7 +258,7 @@ std::string listed(const std::vector<std::string>& names)
     return list;
 }
 
-std::vector<std::string> names_of(const std::vector<DataMode>& modes, const CLI::Option* option)
+std::vector<std::string> names_of(const std::vector<DataMode>& modes, Option option)
 {
     std::vector<std::string> names;
     for (const DataMode& mode : modes)
@@ -271,51 +270,48 @@ std::vector<std::string> names_of(const std::vector<DataMode>& modes, const CLI:
 void group_by_modes(const std::vector<DataMode>& modes)
 {
     for (const DataMode& mode : modes)
-        for (CLI::Option* option : mode.options)
-            option->group("Options of " + listed(names_of(modes, option)));
+        for (const Option option : mode.options)
+            option.group("Options of " + listed(names_of(modes, option)));
 }
 
 // No option without a mode that heeds it.
 void check_options(const std::vector<DataMode>& modes, const std::vector<std::string>& wanted)
 {
     for (const DataMode& mode : modes)
-        for (const CLI::Option* option : mode.options) {
+        for (const Option option : mode.options) {
             const auto names = names_of(modes, option);
-            if (*option && std::ranges::find_first_of(names, wanted) == names.end())
-                throw WrongUsage(option->get_name() + " is an option of --mode " + listed(names) +
-                                 ", not of " + listed(wanted));
+            if (option.given() && std::ranges::find_first_of(names, wanted) == names.end())
+                throw WrongUsage(option.name() + " is an option of --mode " + listed(names) + ", not of " +
+                                 listed(wanted));
         }
 }
 
 // Reads a frequency with k or M; whole Hz where the value is whole.
 template <class Number>
-std::function<void(const std::string&)> frequency_into(const char* option, std::optional<Number>& value,
-                                                       double least)
+std::function<void(const std::string&)> frequency_into(std::optional<Number>& value, double least)
 {
-    return [option, &value, least](const std::string& text) {
+    return [&value, least](const std::string& text) {
         const auto quantity = parse_quantity(text);
         if (!quantity || *quantity < least || *quantity > 1e9)
-            throw CLI::ValidationError(option, "'" + text + "' is not a frequency in Hz");
+            throw WrongValue("'" + text + "' is not a frequency in Hz");
         value = Number(*quantity);
     };
 }
 } // namespace
 
-CLI::Option* decode::centre_option(CLI::App& app)
+Option decode::centre_option(CommandLine& line)
 {
-    if (CLI::Option* const there = app.get_option_no_throw("--centre")) return there;
+    if (const auto there = line.find("--centre")) return *there;
     const auto check = [](const std::string& text) {
         const auto hz = parse_quantity(text);
-        return hz && *hz > 0 && *hz < 1e5 ? "" : "'" + text + "' is not a frequency in Hz";
+        if (!hz || *hz <= 0 || *hz >= 1e5) throw WrongValue("'" + text + "' is not a frequency in Hz");
     };
-    return app.add_option("--centre", "middle of the two tones (navtex 1000, to 200 Hz)")
-        ->check(CLI::Validator(check, ""))
-        ->type_name("HZ");
+    return line.text("--centre", check, "middle of the two tones (navtex 1000, to 200 Hz)").unit("HZ");
 }
 
-std::optional<double> decode::centre_of(const CLI::Option* option)
+std::optional<double> decode::centre_of(Option option)
 {
-    return *option ? parse_quantity(option->as<std::string>()) : std::nullopt;
+    return option.given() ? parse_quantity(option.text()) : std::nullopt;
 }
 
 std::string decode::printable(const std::string& bytes)
@@ -355,7 +351,7 @@ std::string decode::hex(const std::string& bytes)
     return digits;
 }
 
-Run add_decode(CLI::App& app)
+Run add_decode(CommandLine& line)
 {
     struct Choice {
         Options options;
@@ -364,48 +360,48 @@ Run add_decode(CLI::App& app)
     };
     const auto choice = std::make_shared<Choice>();
     Options& options = choice->options;
-    app.add_option("INPUT", options.paths, "recordings: WAV, RF64, FLAC, AU or raw; - is standard input (-)")
-        ->type_name("");
-    add_format_options(app, options.input);
-    add_iq_options(app, options.iq);
-    CLI::Option* mode = app.add_option("--mode", options.modes, "what to decode; several as a,b: see below");
-    CLI::Option* frequency = app.add_option_function<std::string>(
-        "--if", frequency_into("--if", choice->station.frequency, -1e9),
-        "demodulate the station at this frequency of the recording first; takes k and M");
-    frequency->type_name("HZ");
-    app.add_option_function<std::string>(
-           "-M,--demodulate",
-           [&wishes = choice->station](const std::string& name) {
-               wishes.mode = Mode(std::find(std::begin(mode_names), std::end(mode_names), name) - mode_names);
-           },
-           "how that station is modulated: am, sam, isb, usb, lsb or fm")
-        ->check(one_of({std::begin(mode_names), std::end(mode_names)}))
-        ->type_name("MODE")
-        ->default_str("fm")
-        ->needs(frequency);
+    line.texts("INPUT", options.paths, "recordings: WAV, RF64, FLAC, AU or raw; - is standard input (-)")
+        .unit("");
+    add_format_options(line, options.input);
+    add_iq_options(line, options.iq);
+    const Option mode = line.texts("--mode", options.modes, "what to decode; several as a,b: see below");
+    const Option frequency =
+        line.text("--if", frequency_into(choice->station.frequency, -1e9),
+                  "demodulate the station at this frequency of the recording first; takes k and M")
+            .unit("HZ");
+    line.text(
+            "-M,--demodulate",
+            [&wishes = choice->station](const std::string& name) {
+                wishes.mode =
+                    Mode(std::find(std::begin(mode_names), std::end(mode_names), name) - mode_names);
+            },
+            "how that station is modulated: am, sam, isb, usb, lsb or fm")
+        .one_of({std::begin(mode_names), std::end(mode_names)})
+        .unit("MODE")
+        .usually("fm")
+        .needs(frequency);
     choice->station.mode = Mode::fm;
-    app.add_option_function<std::string>("-b,--bandwidth",
-                                         frequency_into("--bandwidth", choice->station.bandwidth, 0),
-                                         "of that station, as in zovek receive")
-        ->type_name("HZ")
-        ->needs(frequency);
-    app.add_flag("--json", options.json, "messages as JSON Lines");
+    line.text("-b,--bandwidth", frequency_into(choice->station.bandwidth, 0),
+              "of that station, as in zovek receive")
+        .unit("HZ")
+        .needs(frequency);
+    line.flag("--json", options.json, "messages as JSON Lines");
     std::string list = "Modes:";
     std::vector<std::string> names;
     for (const auto family : families)
-        for (DataMode& row : family(app)) {
+        for (DataMode& row : family(line)) {
             list += "\n  " + std::string(row.name) + std::string(12 - std::string(row.name).size(), ' ') +
                     row.help;
             names.push_back(row.name);
             choice->modes.push_back(std::move(row));
         }
-    app.footer(list);
-    mode->delimiter(',')->allow_extra_args(false)->required()->check(one_of(names))->type_name("MODE");
+    line.footer(list);
+    mode.separated_by(',').required().one_of(names).unit("MODE");
     group_by_modes(choice->modes);
     return [choice, frequency] {
         check_options(choice->modes, choice->options.modes);
         Options& options = choice->options;
-        if (*frequency) options.station = choice->station;
+        if (frequency.given()) options.station = choice->station;
         return Decoding(options, chosen(choice->modes, options.modes)).run();
     };
 }

@@ -3,6 +3,7 @@
 // A family of modes is one file: it names its modes in a list, adds the options that they share, and is a row of
 // the table in decode.cpp.
 #pragma once
+#include "options.h"
 #include "text.h"
 #include <cstdint>
 #include <functional>
@@ -10,11 +11,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-namespace CLI {
-class App;
-class Option;
-} // namespace CLI
 
 namespace client::decode {
 // What a decoder found.
@@ -41,25 +37,25 @@ struct DataMode {
     const char* help; // one line
     // A decoder of audio at a rate in Hz, which calls emit inside push and finish.
     std::function<std::unique_ptr<Decoder>(double rate, Emit emit)> make;
-    std::vector<CLI::Option*> options = {}; // that it heeds, beside those of all modes
+    std::vector<Option> options = {}; // that it heeds, beside those of all modes
 };
 
 // Each adds its options to the command, and gives its modes; these read the options when a decoder is made.
-std::vector<DataMode> packet_modes(CLI::App& app);
-std::vector<DataMode> dtmf_modes(CLI::App& app);
-std::vector<DataMode> five_tone_modes(CLI::App& app);
-std::vector<DataMode> selcal_modes(CLI::App& app);
-std::vector<DataMode> ctcss_modes(CLI::App& app);
-std::vector<DataMode> levels_modes(CLI::App& app);
-std::vector<DataMode> same_modes(CLI::App& app);
-std::vector<DataMode> navtex_modes(CLI::App& app);
-std::vector<DataMode> pocsag_modes(CLI::App& app);
-std::vector<DataMode> teletype_modes(CLI::App& app);
+std::vector<DataMode> packet_modes(CommandLine& line);
+std::vector<DataMode> dtmf_modes(CommandLine& line);
+std::vector<DataMode> five_tone_modes(CommandLine& line);
+std::vector<DataMode> selcal_modes(CommandLine& line);
+std::vector<DataMode> ctcss_modes(CommandLine& line);
+std::vector<DataMode> levels_modes(CommandLine& line);
+std::vector<DataMode> same_modes(CommandLine& line);
+std::vector<DataMode> navtex_modes(CommandLine& line);
+std::vector<DataMode> pocsag_modes(CommandLine& line);
+std::vector<DataMode> teletype_modes(CommandLine& line);
 
 // --centre, which several families have: the middle of the two tones. Added by the first that asks.
-CLI::Option* centre_option(CLI::App& app);
+Option centre_option(CommandLine& line);
 // What it says, Hz.
-std::optional<double> centre_of(const CLI::Option* option);
+std::optional<double> centre_of(Option option);
 
 // Text for one line: control characters as <0x0d>, and so all bytes that are no UTF-8. Line ends at the end go.
 std::string printable(const std::string& bytes);

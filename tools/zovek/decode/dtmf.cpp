@@ -3,7 +3,6 @@
 #include "decode/spectra.h"
 #include "decode/symbols.h"
 #include "options.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 
@@ -110,11 +109,11 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> dtmf_modes(CLI::App& app)
+std::vector<DataMode> dtmf_modes(CommandLine& line)
 {
     const auto pause = std::make_shared<double>(default_pause);
-    CLI::Option* const option = add_quantity(app, "--pause", *pause, 0.05, 3600, "SECONDS",
-                                             "between digits that end a line (" + number(*pause) + ")");
+    const Option option = line.quantity("--pause", *pause, 0.05, 3600, "SECONDS",
+                                        "between digits that end a line (" + number(*pause) + ")");
     return {
         {"dtmf",
          "telephone keys, a line of digits ended by a pause",

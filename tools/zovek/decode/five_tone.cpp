@@ -4,7 +4,6 @@
 #include "decode/spectra.h"
 #include "decode/symbols.h"
 #include "options.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 
@@ -116,16 +115,16 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> five_tone_modes(CLI::App& app)
+std::vector<DataMode> five_tone_modes(CommandLine& line)
 {
     const auto name = std::make_shared<std::string>(sets[0].name);
     std::vector<std::string> names;
     for (const ToneSet& set : sets) names.push_back(set.name);
-    CLI::Option* const option =
-        app.add_option("--set", *name,
-                       "the set of tones: zvei1 (if left out), zvei2, pzvei, dzvei, ccir, eea, eia")
-            ->check(one_of(names))
-            ->type_name("NAME");
+    const Option option =
+        line.text("--set", *name,
+                  "the set of tones: zvei1 (if left out), zvei2, pzvei, dzvei, ccir, eea, eia")
+            .one_of(names)
+            .unit("NAME");
     return {{"zvei",
              "selective calls of five tones (--set)",
              [name](double rate, Emit emit) {

@@ -3,7 +3,6 @@
 #include "decode/blocks.h"
 #include "decode/decoder.h"
 #include "failure.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -99,39 +98,35 @@ private:
 };
 
 // A positive number with k or M.
-double positive(const std::string& option, const std::string& text)
+double positive(const std::string& text)
 {
     const auto quantity = parse_quantity(text);
     if (!quantity || *quantity <= 0 || *quantity > 1e9)
-        throw CLI::ValidationError(option, "'" + text + "' is not a number above 0");
+        throw WrongValue("'" + text + "' is not a number above 0");
     return *quantity;
 }
 } // namespace
 
-std::vector<DataMode> levels_modes(CLI::App& app)
+std::vector<DataMode> levels_modes(CommandLine& line)
 {
     const auto settings = std::make_shared<Settings>();
     const std::vector options = {
-        app.add_option_function<std::vector<std::string>>(
-               "--freq",
-               [settings](const std::vector<std::string>& texts) {
-                   for (const std::string& text : texts)
-                       settings->frequencies.push_back(positive("--freq", text));
-               },
-               "frequencies, as a,b; takes k")
-            ->delimiter(',')
-            ->allow_extra_args(false)
-            ->type_name("HZ"),
-        app.add_option_function<std::string>(
-               "--every",
-               [settings](const std::string& text) { settings->every = positive("--every", text); },
-               "between levels (0.1)")
-            ->type_name("SECONDS"),
-        app.add_option_function<std::string>(
-               "--width",
-               [settings](const std::string& text) { settings->width = positive("--width", text); },
-               "width of a tone's band (2 / every)")
-            ->type_name("HZ")};
+        line.texts(
+                "--freq",
+                [settings](const std::vector<std::string>& texts) {
+                    for (const std::string& text : texts) settings->frequencies.push_back(positive(text));
+                },
+                "frequencies, as a,b; takes k")
+            .separated_by(',')
+            .unit("HZ"),
+        line.text(
+                "--every", [settings](const std::string& text) { settings->every = positive(text); },
+                "between levels (0.1)")
+            .unit("SECONDS"),
+        line.text(
+                "--width", [settings](const std::string& text) { settings->width = positive(text); },
+                "width of a tone's band (2 / every)")
+            .unit("HZ")};
     return {{"tones", "levels of the tones of --freq: time in s and a level in dB each, every 0.1 s",
              [settings](double rate, Emit emit) {
                  return std::make_unique<Levels>(rate, *settings, std::move(emit));

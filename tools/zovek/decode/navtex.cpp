@@ -331,9 +331,9 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> navtex_modes(CLI::App& app)
+std::vector<DataMode> navtex_modes(CommandLine& line)
 {
-    CLI::Option* const option = centre_option(app);
+    const Option option = centre_option(line);
     return {{"navtex",
              "NAVTEX and SITOR-B bulletins, 100 Bd, shift 170 Hz",
              [option](double from, Emit emit) {

@@ -6,7 +6,6 @@
 #include "decode/decoder.h"
 #include "decode/intake.h"
 #include "options.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 
@@ -184,17 +183,17 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> packet_modes(CLI::App& app)
+std::vector<DataMode> packet_modes(CommandLine& line)
 {
     const auto settings = std::make_shared<Settings>();
     constexpr auto most = int(std::size(rows));
-    const std::vector options = {app.add_flag("--hf", settings->hf, "300 Bd between 1600 and 1800 Hz"),
-                                 app.add_flag("--repair", settings->repair,
-                                              "mend up to three bits of a frame where two branches agree"),
-                                 add_quantity(app, "--effort", settings->effort, 1, most, "N",
-                                              "branches that listen, 1 to " + std::to_string(most) + " (" +
-                                                  std::to_string(default_effort) + ", with --hf " +
-                                                  std::to_string(default_hf_effort) + ")")};
+    const std::vector options = {
+        line.flag("--hf", settings->hf, "300 Bd between 1600 and 1800 Hz"),
+        line.flag("--repair", settings->repair, "mend up to three bits of a frame where two branches agree"),
+        line.quantity("--effort", settings->effort, 1, most, "N",
+                      "branches that listen, 1 to " + std::to_string(most) + " (" +
+                          std::to_string(default_effort) + ", with --hf " +
+                          std::to_string(default_hf_effort) + ")")};
     return {{"packet", "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)",
              [settings](double rate, Emit emit) {
                  return std::make_unique<Packet>(rate, *settings, std::move(emit));

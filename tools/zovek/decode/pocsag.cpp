@@ -4,7 +4,6 @@
 #include "decode/intake.h"
 #include "decode/pocsag_pages.h"
 #include "options.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <deque>
@@ -166,24 +165,26 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> pocsag_modes(CLI::App& app)
+std::vector<DataMode> pocsag_modes(CommandLine& line)
 {
     const auto settings = std::make_shared<Settings>();
     const std::vector options = {
-        app.add_option("--pager-baud", settings->baud, "512, 1200 or 2400 alone (all at once)")
-            ->check(one_of({"512", "1200", "2400"}))
-            ->type_name("BD"),
-        app.add_option_function<std::string>(
-               "--as",
-               [&as = settings->as](const std::string& name) {
-                   as = name == "numeric" ? PageText::numeric
-                        : name == "alpha" ? PageText::alpha
-                                          : PageText::automatic;
-               },
-               "messages as auto, numeric or alpha")
-            ->check(one_of({"auto", "numeric", "alpha"}))
-            ->type_name("KIND")
-            ->default_str("auto")};
+        line.text(
+                "--pager-baud", [&baud = settings->baud](const std::string& text) { baud = std::stoi(text); },
+                "512, 1200 or 2400 alone (all at once)")
+            .one_of({"512", "1200", "2400"})
+            .unit("BD"),
+        line.text(
+                "--as",
+                [&as = settings->as](const std::string& name) {
+                    as = name == "numeric" ? PageText::numeric
+                         : name == "alpha" ? PageText::alpha
+                                           : PageText::automatic;
+                },
+                "messages as auto, numeric or alpha")
+            .one_of({"auto", "numeric", "alpha"})
+            .unit("KIND")
+            .usually("auto")};
     return {{"pocsag", "POCSAG pages, from discriminator audio",
              [settings](double from, Emit emit) {
                  return std::make_unique<Pocsag>(from, *settings, std::move(emit));

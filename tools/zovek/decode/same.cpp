@@ -3,7 +3,6 @@
 #include "decode/decoder.h"
 #include "decode/intake.h"
 #include "decode/same_header.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <deque>
@@ -164,10 +163,10 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> same_modes(CLI::App& app)
+std::vector<DataMode> same_modes(CommandLine& line)
 {
     const auto settings = std::make_shared<Settings>();
-    CLI::Option* const once = app.add_flag("--once", settings->once, "one line a header, not one a burst");
+    const Option once = line.flag("--once", settings->once, "one line a header, not one a burst");
     return {{"same",
              "weather radio and emergency alert headers (SAME), bursts by vote",
              [settings](double rate, Emit emit) {

@@ -178,7 +178,7 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> selcal_modes(CLI::App&)
+std::vector<DataMode> selcal_modes(CommandLine&)
 {
     return {{"selcal", "selective calls to aircraft, as AB-CD",
              [](double rate, Emit emit) { return std::make_unique<Selcal>(rate, std::move(emit)); }}};

@@ -4,9 +4,9 @@
 #include "decode/alphabet.h"
 #include "decode/decoder.h"
 #include "options.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace client::decode {
 namespace {
@@ -278,52 +278,51 @@ void check(const Tones& tones, double rate)
 }
 } // namespace
 
-std::vector<DataMode> teletype_modes(CLI::App& app)
+std::vector<DataMode> teletype_modes(CommandLine& line)
 {
     const auto settings = std::make_shared<Settings>();
     Settings& s = *settings;
     std::vector<std::string> modems;
     for (const Preset& preset : presets) modems.push_back(preset.name);
-    const auto frequency = [&app](const char* name, std::optional<double>& value, const char* help) {
-        return add_quantity(app, name, value, -1e5, 1e5, "HZ", help);
+    const auto frequency = [&line](const char* name, std::optional<double>& value, const char* help) {
+        return line.quantity(name, value, -1e5, 1e5, "HZ", help);
     };
-    CLI::Option* const mark = frequency("--mark", s.mark, "tone of mark; takes k (rtty 2125)");
-    CLI::Option* const space = frequency("--space", s.space, "tone of space (rtty 2295)");
-    CLI::Option* const centre = centre_option(app)->excludes(mark)->excludes(space);
+    const Option mark = frequency("--mark", s.mark, "tone of mark; takes k (rtty 2125)");
+    const Option space = frequency("--space", s.space, "tone of space (rtty 2295)");
+    const Option centre = centre_option(line).excludes(mark).excludes(space);
     const std::vector both = {
         mark,
         space,
         centre,
         frequency("--shift", s.shift, "space above mark (rtty 170)"),
-        add_quantity(app, "--baud", s.baud, 10, 9600, "BD", "bit rate (rtty 45.45)"),
-        add_quantity(app, "--stop", s.stop, 1, 2, "BITS", "stop bits, 1 to 2 (rtty 1.5, ascii 1)"),
-        app.add_flag("--reverse", s.reverse, "mark and space change places")};
+        line.quantity("--baud", s.baud, 10, 9600, "BD", "bit rate (rtty 45.45)"),
+        line.quantity("--stop", s.stop, 1, 2, "BITS", "stop bits, 1 to 2 (rtty 1.5, ascii 1)"),
+        line.flag("--reverse", s.reverse, "mark and space change places")};
     const std::vector rtty = {
-        app.add_flag_callback(
-            "--no-unshift", [&s] { s.ita2.unshift = false; }, "figures go on behind a blank"),
-        app.add_flag("--us", s.ita2.us, "figures as in the United States")};
+        line.flag("--no-unshift", s.ita2.unshift, "figures go on behind a blank", false),
+        line.flag("--us", s.ita2.us, "figures as in the United States")};
     const std::vector ascii = {
-        app.add_option_function<std::string>(
-               "--tones",
-               [&s](const std::string& name) {
-                   s.modem = std::ranges::find(presets, name, &Preset::name)->tones;
-               },
-               "tones and bit rate of a modem: bell103, bell103-answer, bell202, v21, v21-answer, v23, "
-               "v23-back")
-            ->check(one_of(modems))
-            ->type_name("MODEM")
-            ->default_str("bell103"),
-        add_quantity(app, "--bits", s.ascii.bits, 7, 8, "N", "7 or 8, without parity")->default_str("8"),
-        app.add_option_function<std::string>(
-               "--parity",
-               [&s](const std::string& name) {
-                   s.ascii.parity = Ascii::Parity(std::ranges::find(parity_names, name) - parity_names);
-               },
-               "none, even or odd")
-            ->check(one_of({std::begin(parity_names), std::end(parity_names)}))
-            ->type_name("NAME")
-            ->default_str("none")};
-    const auto joined = [&both](std::vector<CLI::Option*> own) {
+        line.text(
+                "--tones",
+                [&s](const std::string& name) {
+                    s.modem = std::ranges::find(presets, name, &Preset::name)->tones;
+                },
+                "tones and bit rate of a modem: bell103, bell103-answer, bell202, v21, v21-answer, v23, "
+                "v23-back")
+            .one_of(modems)
+            .unit("MODEM")
+            .usually("bell103"),
+        line.quantity("--bits", s.ascii.bits, 7, 8, "N", "7 or 8, without parity").usually("8"),
+        line.text(
+                "--parity",
+                [&s](const std::string& name) {
+                    s.ascii.parity = Ascii::Parity(std::ranges::find(parity_names, name) - parity_names);
+                },
+                "none, even or odd")
+            .one_of({std::begin(parity_names), std::end(parity_names)})
+            .unit("NAME")
+            .usually("none")};
+    const auto joined = [&both](std::vector<Option> own) {
         own.insert(own.end(), both.begin(), both.end());
         return own;
     };

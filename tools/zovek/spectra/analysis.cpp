@@ -51,37 +51,34 @@ int32_t chosen_hop(int32_t size, const AnalysisOptions& options, const Resolutio
 }
 } // namespace
 
-void add_analysis_options(CLI::App& app, AnalysisOptions& options)
+void add_analysis_options(CommandLine& line, AnalysisOptions& options)
 {
-    add_input_options(app, options.input);
-    add_iq_options(app, options.iq);
+    add_input_options(line, options.input);
+    add_iq_options(line, options.iq);
     const auto size = [&options](const std::string& text) {
         const auto value = parse_quantity(text);
         const bool power = value && *value >= smallest && *value <= largest && *value == std::floor(*value) &&
                            std::has_single_bit(uint32_t(*value));
-        if (!power)
-            throw CLI::ValidationError("--size", "'" + text + "' is not a power of two from 16 to 1048576");
+        if (!power) throw WrongValue("'" + text + "' is not a power of two from 16 to 1048576");
         options.size = int32_t(*value);
     };
-    app.add_option_function<std::string>(
-           "--size", size, "samples (or I/Q pairs) a transform takes; fits the picture if left out")
-        ->type_name("N");
+    line.text("--size", size, "samples (or I/Q pairs) a transform takes; fits the picture if left out")
+        .unit("N");
     const auto window = [&options](const std::string& name) {
         options.window =
             int(std::find(std::begin(window_names), std::end(window_names), name) - std::begin(window_names));
     };
-    app.add_option_function<std::string>("--window", window,
-                                         "rectangular, triangular, hann, hamming or blackman")
-        ->check(one_of({std::begin(window_names), std::end(window_names)}))
-        ->type_name("NAME")
-        ->default_str("hann");
-    add_quantity(app, "--overlap", options.overlap, 0, 99, "PERCENT",
-                 "of neighbouring transforms, 0 to 99; 50, or what a short recording needs");
+    line.text("--window", window, "rectangular, triangular, hann, hamming or blackman")
+        .one_of({std::begin(window_names), std::end(window_names)})
+        .unit("NAME")
+        .usually("hann");
+    line.quantity("--overlap", options.overlap, 0, 99, "PERCENT",
+                  "of neighbouring transforms, 0 to 99; 50, or what a short recording needs");
     const double top = std::numeric_limits<int32_t>::max();
-    add_quantity(app, "--from", options.from, -top, top, "HZ", "lower edge of the band shown; takes k and M");
-    add_quantity(app, "--to", options.to, -top, top, "HZ", "upper edge of the band shown; takes k and M");
-    add_quantity(app, "--start", options.start, 0, 1e9, "SECONDS", "where in the recording to begin (0)");
-    add_quantity(app, "--end", options.end, 0, 1e9, "SECONDS", "where in the recording to end (its end)");
+    line.quantity("--from", options.from, -top, top, "HZ", "lower edge of the band shown; takes k and M");
+    line.quantity("--to", options.to, -top, top, "HZ", "upper edge of the band shown; takes k and M");
+    line.quantity("--start", options.start, 0, 1e9, "SECONDS", "where in the recording to begin (0)");
+    line.quantity("--end", options.end, 0, 1e9, "SECONDS", "where in the recording to end (its end)");
 }
 
 Analysis::Analysis(const AnalysisOptions& options, const Resolution& resolution)

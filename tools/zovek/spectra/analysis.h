@@ -23,7 +23,7 @@ struct AnalysisOptions {
 };
 
 // INPUT and all of the above.
-void add_analysis_options(CLI::App& app, AnalysisOptions& options);
+void add_analysis_options(CommandLine& line, AnalysisOptions& options);
 
 // What a picture wants, where the options leave it open.
 struct Resolution {

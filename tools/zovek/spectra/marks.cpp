@@ -1,7 +1,7 @@
 #include "spectra/marks.h"
+#include "options.h"
 #include "spectra/axis.h"
 #include "text.h"
-#include <CLI/CLI.hpp>
 #include <algorithm>
 
 namespace client::spectra {
@@ -10,9 +10,7 @@ Mark mark_of(const std::string& text)
 {
     const size_t colon = std::min(text.find(':'), text.size());
     const auto hz = parse_quantity(text.substr(0, colon));
-    if (!hz)
-        throw CLI::ValidationError("--mark",
-                                   "'" + text + "' is not FREQ[:MODE][:NAME] with a frequency in Hz");
+    if (!hz) throw WrongValue("'" + text + "' is not FREQ[:MODE][:NAME] with a frequency in Hz");
     Mark mark = {*hz};
     if (colon == text.size()) return mark;
     const size_t second = std::min(text.find(':', colon + 1), text.size());
@@ -22,8 +20,7 @@ Mark mark_of(const std::string& text)
         mark.mode = Mode(place - std::begin(mode_names));
         mark.name = text.substr(std::min(second + 1, text.size()));
     } else if (second < text.size())
-        throw CLI::ValidationError("--mark",
-                                   "'" + mode + "' in '" + text + "' is not a mode of zovek receive");
+        throw WrongValue("'" + mode + "' in '" + text + "' is not a mode of zovek receive");
     else
         mark.name = text.substr(colon + 1);
     return mark;
@@ -38,14 +35,14 @@ std::string Mark::about() const
            (mode && !name.empty() ? std::string(" ") + mode_names[int(*mode)] : "");
 }
 
-void add_marks(CLI::App& app, std::vector<Mark>& marks)
+void add_marks(CommandLine& line, std::vector<Mark>& marks)
 {
     const auto all = [&marks](const std::vector<std::string>& texts) {
         for (const std::string& text : texts) marks.push_back(mark_of(text));
     };
-    app.add_option_function<std::vector<std::string>>(
-           "--mark", all, "mark a station: carrier in Hz (takes k and M), mode and name; any number of times")
-        ->allow_extra_args(false)
-        ->type_name("FREQ[:MODE][:NAME]");
+    line.texts("--mark", all,
+               "mark a station: carrier in Hz (takes k and M), mode and name; any number of times")
+
+        .unit("FREQ[:MODE][:NAME]");
 }
 } // namespace client::spectra

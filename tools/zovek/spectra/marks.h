@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
+namespace client {
+class CommandLine;
 }
 
 namespace client::spectra {
@@ -20,5 +20,5 @@ struct Mark {
 };
 
 // --mark FREQ[:MODE][:NAME], any number of times.
-void add_marks(CLI::App& app, std::vector<Mark>& marks);
+void add_marks(CommandLine& line, std::vector<Mark>& marks);
 } // namespace client::spectra

@@ -13,9 +13,9 @@ struct PictureOptions {
     int depth = 8, width, height;         // bits; pixels, at most, without the margins
 };
 
-void add_picture_options(CLI::App& app, PictureOptions& options);
+void add_picture_options(CommandLine& line, PictureOptions& options);
 // Fails if they don't go together, or if one is given that tells of a picture and none is asked for; more names more
 // of these.
-void check_picture_options(const CLI::App& app, const PictureOptions& options,
+void check_picture_options(const CommandLine& line, const PictureOptions& options,
                            std::vector<std::string> more = {});
 } // namespace client::spectra

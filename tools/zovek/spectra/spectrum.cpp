@@ -10,8 +10,10 @@
 #include "spectra/plot.h"
 #include "spectra/png_file.h"
 #include "stop.h"
+#include "text.h"
 #include <algorithm>
 #include <cmath>
+#include <tuple>
 
 namespace client::spectra {
 namespace {
@@ -231,21 +233,20 @@ int run(const Options& options)
 } // namespace
 } // namespace client::spectra
 
-client::Run client::add_spectrum(CLI::App& app)
+client::Run client::add_spectrum(CommandLine& line)
 {
     using namespace client::spectra;
     const auto options = std::make_shared<Options>();
     options->width = 1100;
     options->height = 480;
-    add_analysis_options(app, options->analysis);
-    add_picture_options(app, *options);
-    add_quantity(app, "--peaks", options->peaks, 0, 10000, "N",
-                 "tones to list and to label, the strongest first")
-        ->default_str(number(options->peaks));
-    app.add_flag("--json", options->json, "summary, tones and levels of all bins as JSON on standard output");
-    app.add_flag("--csv", options->csv, "levels of all bins as CSV on standard output");
-    return [options, &app] {
-        check_picture_options(app, *options, {"--floor", "--ceiling"});
+    add_analysis_options(line, options->analysis);
+    add_picture_options(line, *options);
+    line.quantity("--peaks", options->peaks, 0, 10000, "N", "tones to list and to label, the strongest first")
+        .usually(number(options->peaks));
+    line.flag("--json", options->json, "summary, tones and levels of all bins as JSON on standard output");
+    line.flag("--csv", options->csv, "levels of all bins as CSV on standard output");
+    return [options, line] {
+        check_picture_options(line, *options, {"--floor", "--ceiling"});
         if (options->json && options->csv) throw WrongUsage("--json or --csv, not both");
         if (options->output == "-" && (options->json || options->csv))
             throw WrongUsage("standard output can't take picture and numbers: name a file with -o");

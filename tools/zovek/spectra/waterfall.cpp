@@ -11,6 +11,7 @@
 #include "spectra/plot.h"
 #include "spectra/png_file.h"
 #include "stop.h"
+#include "text.h"
 #include <algorithm>
 #include <cmath>
 
@@ -153,18 +154,18 @@ int draw(const Options& options)
 } // namespace
 } // namespace client::spectra
 
-client::Run client::add_waterfall(CLI::App& app)
+client::Run client::add_waterfall(CommandLine& line)
 {
     using namespace client::spectra;
     const auto options = std::make_shared<Options>();
-    add_analysis_options(app, options->analysis);
+    add_analysis_options(line, options->analysis);
     options->width = 1200;
     options->height = 640;
-    add_picture_options(app, *options);
-    app.add_flag("--live", options->live, "draw in the terminal, as the signal comes");
-    app.add_flag("--json", options->json, "summary as JSON on standard error");
-    return [options, &app] {
-        check_picture_options(app, *options);
+    add_picture_options(line, *options);
+    line.flag("--live", options->live, "draw in the terminal, as the signal comes");
+    line.flag("--json", options->json, "summary as JSON on standard error");
+    return [options, line] {
+        check_picture_options(line, *options);
         if (options->live) {
             if (!options->output.empty() || options->json)
                 throw WrongUsage("--live draws in the terminal: no -o or --json");
