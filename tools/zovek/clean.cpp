@@ -262,10 +262,8 @@ Wish shift_of(const std::string& text)
 Option add_steps(CommandLine& line, const char* name, const char* value, std::vector<Wish>& wishes,
                  Wish (*read)(const std::string&), const char* help)
 {
-    const auto all = [&wishes, read](const std::vector<std::string>& texts) {
-        for (const std::string& text : texts) wishes.push_back(read(text));
-    };
-    return line.texts(name, all, help).unit(value);
+    const auto add = [&wishes, read](const std::string& text) { wishes.push_back(read(text)); };
+    return line.texts(name, add, help).unit(value);
 }
 } // namespace
 

@@ -9,19 +9,25 @@ namespace {
 // The name by which messages call an option: --rate of "-r,--rate".
 std::string spoken(const std::string& names) { return names.substr(names.rfind(',') + 1); }
 
-// Adds an option whose values, one or all, go to a reader.
-template <class Value>
-CLI::Option* add(CLI::App& app, const std::string& names, std::function<void(const Value&)> read,
-                 const std::string& help)
+// The same reader for the parser: what it throws has the option's name.
+CommandLine::Read named(const std::string& names, CommandLine::Read read)
 {
-    const auto named = [name = spoken(names), read = std::move(read)](const Value& value) {
+    return [name = spoken(names), read = std::move(read)](const std::string& text) {
         try {
-            read(value);
+            read(text);
         } catch (const WrongValue& wrong) {
             throw CLI::ValidationError(name, wrong.what());
         }
     };
-    return app.add_option_function<Value>(names, named, help);
+}
+
+// An option whose values are taken all at once.
+Option add_texts(CLI::App& app, const std::string& names,
+                 const std::function<void(const std::vector<std::string>&)>& take, const std::string& help)
+{
+    CLI::Option* const option = app.add_option_function<std::vector<std::string>>(names, take, help);
+    // Words behind an option's value are no more of them.
+    return Option(option->get_positional() ? option : option->allow_extra_args(false));
 }
 } // namespace
 
@@ -67,24 +73,34 @@ Option CommandLine::text(const std::string& names, std::string& value, const std
 
 Option CommandLine::text(const std::string& names, Read read, const std::string& help)
 {
-    return Option(add(*app_, names, std::move(read), help));
+    return Option(app_->add_option_function<std::string>(names, named(names, std::move(read)), help));
 }
 
 Option CommandLine::texts(const std::string& names, std::vector<std::string>& values, const std::string& help)
 {
-    return texts(
-        names, [&values](const std::vector<std::string>& texts) { values = texts; }, help);
+    return add_texts(
+        *app_, names, [&values](const auto& texts) { values = texts; }, help);
 }
 
-Option CommandLine::texts(const std::string& names, ReadAll read, const std::string& help)
+Option CommandLine::texts(const std::string& names, Read read, const std::string& help)
 {
-    CLI::Option* const option = add(*app_, names, std::move(read), help);
-    // Words behind an option's value are no more of them.
-    return Option(option->get_positional() ? option : option->allow_extra_args(false));
+    const auto each = [read = named(names, std::move(read))](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) read(text);
+    };
+    return add_texts(*app_, names, each, help);
+}
+
+Option CommandLine::choice(const std::string& names, const std::vector<std::string>& table,
+                           const std::function<void(size_t)>& take, const std::string& help)
+{
+    const auto read = [table, take](const std::string& text) {
+        take(size_t(std::ranges::find(table, text) - table.begin()));
+    };
+    return text(names, read, help).one_of(table);
 }
 
 Option CommandLine::between(double least, double most, bool whole, const std::string& names,
-                            std::function<void(double)> take, const std::string& unit,
+                            const std::function<void(double)>& take, const std::string& unit,
                             const std::string& help)
 {
     const auto read = [=](const std::string& text) {

@@ -50,7 +50,6 @@ private:
 class CommandLine {
 public:
     using Read = std::function<void(const std::string& text)>;
-    using ReadAll = std::function<void(const std::vector<std::string>& texts)>;
 
     CommandLine(); // of no program: nothing is given
     explicit CommandLine(std::shared_ptr<CLI::App> app);
@@ -59,9 +58,17 @@ public:
     Option flag(const std::string& names, bool& value, const std::string& help, bool stands_for = true);
     Option text(const std::string& names, std::string& value, const std::string& help);
     Option text(const std::string& names, Read read, const std::string& help);
-    // Any number of times, one value each (or more: separated_by); all are read at once.
+    // Any number of times, one value each (or more: separated_by); a reader gets one after the other.
     Option texts(const std::string& names, std::vector<std::string>& values, const std::string& help);
-    Option texts(const std::string& names, ReadAll read, const std::string& help);
+    Option texts(const std::string& names, Read read, const std::string& help);
+    // A word of a table; the variable becomes its place there.
+    template <class Value, size_t count>
+    Option choice(const std::string& names, Value& value, const char* const (&table)[count],
+                  const std::string& help)
+    {
+        return choice(
+            names, {table, table + count}, [&value](size_t place) { value = Value(place); }, help);
+    }
     // A quantity between two bounds, both included, in a unit; whole if the variable is. Takes k and M.
     template <class Value>
     Option quantity(const std::string& names, Value& value, double least, double most,
@@ -91,8 +98,10 @@ private:
     struct Held<std::optional<Value>> {
         using Number = Value;
     };
+    Option choice(const std::string& names, const std::vector<std::string>& table,
+                  const std::function<void(size_t)>& take, const std::string& help);
     Option between(double least, double most, bool whole, const std::string& names,
-                   std::function<void(double)> take, const std::string& unit, const std::string& help);
+                   const std::function<void(double)>& take, const std::string& unit, const std::string& help);
 
     std::shared_ptr<CLI::App> app_;
 };

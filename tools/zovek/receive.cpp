@@ -223,14 +223,8 @@ Run add_receive(CommandLine& line)
     add_iq_options(line, options->iq);
     add_output_options(line, options->output);
     line.flag("--mono", options->mono, "one channel instead of two alike");
-    line.text(
-            "-M,--mode",
-            [&wishes](const std::string& name) {
-                wishes.mode =
-                    Mode(std::find(std::begin(mode_names), std::end(mode_names), name) - mode_names);
-            },
-            "am, sam (synchronous), isb (lower left, upper right), usb, lsb or fm")
-        .one_of({std::begin(mode_names), std::end(mode_names)})
+    line.choice("-M,--mode", wishes.mode, mode_names,
+                "am, sam (synchronous), isb (lower left, upper right), usb, lsb or fm")
         .unit("MODE")
         .required();
     constexpr double top = 1e9; // Hz, beyond any recording

@@ -369,14 +369,8 @@ Run add_decode(CommandLine& line)
         line.text("--if", frequency_into(choice->station.frequency, -1e9),
                   "demodulate the station at this frequency of the recording first; takes k and M")
             .unit("HZ");
-    line.text(
-            "-M,--demodulate",
-            [&wishes = choice->station](const std::string& name) {
-                wishes.mode =
-                    Mode(std::find(std::begin(mode_names), std::end(mode_names), name) - mode_names);
-            },
-            "how that station is modulated: am, sam, isb, usb, lsb or fm")
-        .one_of({std::begin(mode_names), std::end(mode_names)})
+    line.choice("-M,--demodulate", choice->station.mode, mode_names,
+                "how that station is modulated: am, sam, isb, usb, lsb or fm")
         .unit("MODE")
         .usually("fm")
         .needs(frequency);

@@ -113,9 +113,7 @@ std::vector<DataMode> levels_modes(CommandLine& line)
     const std::vector options = {
         line.texts(
                 "--freq",
-                [settings](const std::vector<std::string>& texts) {
-                    for (const std::string& text : texts) settings->frequencies.push_back(positive(text));
-                },
+                [settings](const std::string& text) { settings->frequencies.push_back(positive(text)); },
                 "frequencies, as a,b; takes k")
             .separated_by(',')
             .unit("HZ"),

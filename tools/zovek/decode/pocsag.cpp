@@ -14,6 +14,8 @@ namespace {
 constexpr int bit_samples = 20, block_bits = 24;
 constexpr int smoothing_taps = 15; // most of a bit
 
+constexpr const char* page_text_names[] = {"auto", "numeric", "alpha"}; // by PageText
+
 struct Settings {
     std::optional<int> baud; // none: all
     PageText as = PageText::automatic;
@@ -174,15 +176,7 @@ std::vector<DataMode> pocsag_modes(CommandLine& line)
                 "512, 1200 or 2400 alone (all at once)")
             .one_of({"512", "1200", "2400"})
             .unit("BD"),
-        line.text(
-                "--as",
-                [&as = settings->as](const std::string& name) {
-                    as = name == "numeric" ? PageText::numeric
-                         : name == "alpha" ? PageText::alpha
-                                           : PageText::automatic;
-                },
-                "messages as auto, numeric or alpha")
-            .one_of({"auto", "numeric", "alpha"})
+        line.choice("--as", settings->as, page_text_names, "messages as auto, numeric or alpha")
             .unit("KIND")
             .usually("auto")};
     return {{"pocsag", "POCSAG pages, from discriminator audio",

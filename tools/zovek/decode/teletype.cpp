@@ -313,13 +313,7 @@ std::vector<DataMode> teletype_modes(CommandLine& line)
             .unit("MODEM")
             .usually("bell103"),
         line.quantity("--bits", s.ascii.bits, 7, 8, "N", "7 or 8, without parity").usually("8"),
-        line.text(
-                "--parity",
-                [&s](const std::string& name) {
-                    s.ascii.parity = Ascii::Parity(std::ranges::find(parity_names, name) - parity_names);
-                },
-                "none, even or odd")
-            .one_of({std::begin(parity_names), std::end(parity_names)})
+        line.choice("--parity", s.ascii.parity, parity_names, "none, even or odd")
             .unit("NAME")
             .usually("none")};
     const auto joined = [&both](std::vector<Option> own) {

@@ -64,12 +64,8 @@ void add_analysis_options(CommandLine& line, AnalysisOptions& options)
     };
     line.text("--size", size, "samples (or I/Q pairs) a transform takes; fits the picture if left out")
         .unit("N");
-    const auto window = [&options](const std::string& name) {
-        options.window =
-            int(std::find(std::begin(window_names), std::end(window_names), name) - std::begin(window_names));
-    };
-    line.text("--window", window, "rectangular, triangular, hann, hamming or blackman")
-        .one_of({std::begin(window_names), std::end(window_names)})
+    line.choice("--window", options.window, window_names,
+                "rectangular, triangular, hann, hamming or blackman")
         .unit("NAME")
         .usually("hann");
     line.quantity("--overlap", options.overlap, 0, 99, "PERCENT",

@@ -37,12 +37,9 @@ std::string Mark::about() const
 
 void add_marks(CommandLine& line, std::vector<Mark>& marks)
 {
-    const auto all = [&marks](const std::vector<std::string>& texts) {
-        for (const std::string& text : texts) marks.push_back(mark_of(text));
-    };
-    line.texts("--mark", all,
-               "mark a station: carrier in Hz (takes k and M), mode and name; any number of times")
-
+    line.texts(
+            "--mark", [&marks](const std::string& text) { marks.push_back(mark_of(text)); },
+            "mark a station: carrier in Hz (takes k and M), mode and name; any number of times")
         .unit("FREQ[:MODE][:NAME]");
 }
 } // namespace client::spectra
