@@ -100,10 +100,10 @@ void Analysis::choose_band(const AnalysisOptions& options)
 {
     const double half = input_->rate / 2.0, least = iq() ? -half : 0;
     const double from = options.from.value_or(least), to = options.to.value_or(half);
-    if (from >= to) throw WrongUsage("--to is not above --from");
-    if (from < least || to > half)
-        throw Failure("the band from " + number(from) + " to " + number(to) + " Hz",
+    if (from < least || from >= half || to <= least || to > half)
+        throw Failure("the band from " + number(from) + (options.to ? " to " + number(to) : "") + " Hz",
                       "the recording's is " + number(least) + " to " + number(half) + " Hz");
+    if (from >= to) throw WrongUsage("--to is not above --from");
     const int64_t lowest = iq() ? -size_ / 2 : 0,
                   last = std::min<int64_t>(std::floor(to / bin_width()), size_ / 2 - 1);
     first_ = int64_t(std::ceil(from / bin_width()));

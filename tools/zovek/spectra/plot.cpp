@@ -81,8 +81,11 @@ void Plot::draw_marks(const std::vector<Label>& labels)
             const Sides sides = passband(*label.mark->mode);
             const int from = std::max(across.place(label.mark->frequency + sides.low), left());
             const int to = std::min(across.place(label.mark->frequency + sides.high), right());
-            canvas.fill(from, bar, to, bar + 2, shade(Ink::mark, 6));
-            for (const int end : {from, to}) canvas.fill(end, bar - 2, end, bar + 2, shade(Ink::mark, 11));
+            if (from <= to) { // else the passband lies outside the field
+                canvas.fill(from, bar, to, bar + 2, shade(Ink::mark, 6));
+                for (const int end : {from, to})
+                    canvas.fill(end, bar - 2, end, bar + 2, shade(Ink::mark, 11));
+            }
         }
         canvas.fill(x, y + 1, x, top - 2, shade(Ink::mark, 15));
     }
