@@ -142,6 +142,14 @@ class Packets(unittest.TestCase):
         self.assertEqual(talk.count("truncated"), 1)
         lines, talk = decode(ROOT / "samples/navtex.flac", "--mode", "navtex,rtty", status=1) # at 4 kHz
         self.assertEqual((len(lines), talk.count("rtty: a tone of 2125 Hz")), (4, 1))
+        self.assertNotIn("truncated", talk)
+        for rate, trouble in ((2**31 - 1, "damage"), (100, "too low")):
+            wrong_rate = pathlib.Path(self.folder.name, "rate.wav")
+            header = bytearray(good.read_bytes())
+            header[24:28] = rate.to_bytes(4, "little")
+            wrong_rate.write_bytes(header)
+            lines, talk = decode(wrong_rate, good, "--mode", "packet", status=1)
+            self.assertEqual((len(lines), talk.count(trouble)), (1, 1), rate)
         with open("/dev/full", "w") as full:
             run = subprocess.run([BUILD / "zovek", "decode", good, good, "--mode", "packet"], stdout=full, stderr=subprocess.PIPE)
         self.assertEqual((run.returncode, run.stderr.count(b"No space left")), (1, 1))

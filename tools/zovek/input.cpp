@@ -282,6 +282,8 @@ private:
     std::vector<char> bytes_;
 };
 
+constexpr int highest_rate = 250'000'000; // Hz; no header tells the truth with more
+
 std::unique_ptr<Input> open_sound_file(const std::string& path, const std::string& name)
 {
     auto stream = std::make_unique<Stream>(path);
@@ -291,6 +293,10 @@ std::unique_ptr<Input> open_sound_file(const std::string& path, const std::strin
     if (stream->empty())
         throw Failure(name, stop_signal() ? "stopped before it began" : "empty, without even a header");
     if (!file) throw Failure(name, "not an audio file (raw samples need -t raw and their rate)");
+    if (info.samplerate > highest_rate) {
+        sf_close(file);
+        throw Failure(name, "a sampling rate of " + std::to_string(info.samplerate) + " Hz, which is damage");
+    }
     std::unique_ptr<Input> input;
     switch (info.format & SF_FORMAT_SUBMASK) {
     case SF_FORMAT_PCM_24:

@@ -181,7 +181,7 @@ private:
             for (auto& decoder : decoders) decoder->push(samples.data(), samples.size());
         }
         for (auto& decoder : decoders) decoder->finish();
-        if (input->truncated() && !stop_signal())
+        if (!decoders.empty() && input->truncated() && !stop_signal())
             say(input->name + ": truncated, the messages end where it does");
     }
 

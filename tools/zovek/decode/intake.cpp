@@ -1,10 +1,13 @@
 #include "decode/intake.h"
+#include "failure.h"
+#include "text.h"
 #include <algorithm>
 #include <cmath>
 
 namespace client::decode {
 namespace {
-constexpr double kept = 60; // s of powers
+constexpr double kept = 60;          // s of powers
+constexpr double lowest_rate = 2000; // Hz; below, there is nothing of a modem's tones
 constexpr uint32_t taps_per_phase = 32;
 constexpr double half_scale = 1073741824.0;
 
@@ -21,6 +24,9 @@ Intake::Intake(double from, double wanted, size_t block, double level, Take take
       resampler_(from, wanted, taps(from, wanted)),
       agc_(own<decltype(agc_)>(ZVAGC_Construct(nullptr)))
 {
+    if (from < lowest_rate)
+        throw Failure("audio of " + number(from) + " Hz",
+                      "too low a rate, under " + number(lowest_rate) + " Hz");
     // Down at once, up slowly, so that what is heard isn't torn.
     agc_->target_level = level * 2147483648.0;
     agc_->gain_fall_rate = 1;

@@ -29,12 +29,11 @@ public:
         if (settings.frequencies.empty()) throw WrongUsage("--mode tones needs --freq FREQ,...");
         const double width = settings.width.value_or(2 / settings.every);
         if (width >= rate / 5)
-            throw Failure("tones",
-                          "a width of " + number(width) + " Hz is too much at " + number(rate) + " Hz");
+            throw Failure("a width of " + number(width) + " Hz", "too much at " + number(rate) + " Hz");
         for (const double frequency : settings.frequencies) {
             if (frequency >= rate / 2)
-                throw Failure("tones",
-                              number(frequency) + " Hz isn't below half the rate of " + number(rate) + " Hz");
+                throw Failure(number(frequency) + " Hz",
+                              "not below half the rate of " + number(rate) + " Hz");
             detectors_.push_back({make_detector(frequency, width), make_detector(frequency, width)});
         }
     }
