@@ -1,20 +1,20 @@
 // Double-word fill on extended MMX (movntq, sfence), as AMD families 6 and 15 have it.
 #include "core/memory_kernels.h"
-#include "core/simd.h"
-#include <mmintrin.h>
+#include "core/mmx.h"
 
 namespace zv::memory {
-// In assembler, since from intrinsics an x86-64 compiler makes SSE2 instructions.
-ZV_TARGET("mmx") static ZV_INLINE void store_past_caches(DWord* out, __m64 pair)
+using mmx_ops::DWords;
+
+ZV_MMX_OP void store_past_caches(DWord* out, DWords pair)
 {
-    asm volatile("movntq %1, %0" : "=m"(*reinterpret_cast<__m64*>(out)) : "y"(pair));
+    asm volatile("movntq %1, %0" : "=m"(*reinterpret_cast<DWords*>(out)) : "y"(pair));
 }
 
 // Runs of 64, 32, 16 and 8 bytes, then the odd element.
-ZV_TARGET("mmx") void fill_past_caches(DWord* out, DWord value, uint32_t count)
+ZV_MMX_SET void fill_past_caches(DWord* out, DWord value, uint32_t count)
 {
-    const __m64 pair = _mm_set1_pi32(static_cast<int>(value));
-    const auto store = [&](uint32_t pairs) ZV_TARGET("mmx") {
+    const DWords pair = {static_cast<int>(value), static_cast<int>(value)};
+    const auto store = [&](uint32_t pairs) ZV_MMX_SET {
         for (uint32_t n = 0; n < pairs; n++, out += 2) store_past_caches(out, pair);
     };
     for (uint32_t left = count; left >= 16; left -= 16) store(8);

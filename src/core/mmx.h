@@ -1,20 +1,53 @@
-// MMX operations by name. On x86-64 GCC makes SSE2 code of MMX vectors unless SSE2 is off for the whole function,
-// so what uses them is a ZV_MMX function of its own (ZV_MMX_EXT for extended MMX), called and not inlined, and
-// the caller holds an MmxScope. Clang keeps to MMX by itself.
+// MMX operations by name. What uses them is a ZV_MMX function of its own (ZV_MMX_EXT for extended MMX), called and not
+// inlined, and the caller holds an MmxScope.
+//
+// GCC has them as built-in functions, and on x86-64 makes SSE2 code of them unless SSE2 is off for the whole function.
+// Clang gave them up, so there they are in assembler; between them it moves values by way of general registers or, on
+// x86-64, those of SSE2: slower, and as right.
 #pragma once
 #include "core/simd.h"
 
 #ifdef __clang__
 #define ZV_MMX_SET     ZV_TARGET("mmx")
 #define ZV_MMX_EXT_SET ZV_TARGET("mmx,sse")
+#define ZV_MMX_TWO(set, name, Operand, Result, instruction)                                                  \
+    set ZV_INLINE Result name(Operand a, Operand b)                                                          \
+    {                                                                                                        \
+        asm(#instruction " %1, %0" : "+y"(a) : "y"(b));                                                      \
+        return Result(a);                                                                                    \
+    }
+#define ZV_MMX_ONE(set, name, Operand, Result, instruction)                                                  \
+    set ZV_INLINE Result name(Operand a)                                                                     \
+    {                                                                                                        \
+        Result result;                                                                                       \
+        asm(#instruction " %1, %0" : "=y"(result) : "y"(a));                                                 \
+        return result;                                                                                       \
+    }
+#define ZV_MMX_FIXED(set, name, Vector, instruction, builtin)                                                \
+    template <int fixed>                                                                                     \
+    set ZV_INLINE Vector name(Vector a)                                                                      \
+    {                                                                                                        \
+        Vector result = a;                                                                                   \
+        asm(instruction : "+y"(result) : "y"(a), "i"(fixed));                                                \
+        return result;                                                                                       \
+    }
 #else
 #define ZV_MMX_SET     ZV_TARGET("mmx,no-sse2")
 #define ZV_MMX_EXT_SET ZV_TARGET("mmx,sse,no-sse2")
+#define ZV_MMX_TWO(set, name, Operand, Result, instruction)                                                  \
+    set ZV_INLINE Result name(Operand a, Operand b) { return Result(__builtin_ia32_##instruction(a, b)); }
+#define ZV_MMX_ONE(set, name, Operand, Result, instruction)                                                  \
+    set ZV_INLINE Result name(Operand a) { return Result(__builtin_ia32_##instruction(a)); }
+#define ZV_MMX_FIXED(set, name, Vector, instruction, builtin)                                                \
+    template <int fixed>                                                                                     \
+    set ZV_INLINE Vector name(Vector a)                                                                      \
+    {                                                                                                        \
+        return Vector(__builtin_ia32_##builtin(a, fixed));                                                   \
+    }
 #endif
-#define ZV_MMX        ZV_MMX_SET __attribute__((noinline))
-#define ZV_MMX_EXT    ZV_MMX_EXT_SET __attribute__((noinline))
-#define ZV_MMX_OP     ZV_MMX_SET ZV_INLINE
-#define ZV_MMX_EXT_OP ZV_MMX_EXT_SET ZV_INLINE
+#define ZV_MMX     ZV_MMX_SET __attribute__((noinline))
+#define ZV_MMX_EXT ZV_MMX_EXT_SET __attribute__((noinline))
+#define ZV_MMX_OP  ZV_MMX_SET ZV_INLINE
 
 namespace zv::mmx_ops {
 using Words = short __attribute__((vector_size(8), may_alias)); // four of 16 bits, the lowest first
@@ -22,29 +55,47 @@ using DWords = int __attribute__((vector_size(8), may_alias));  // two of 32 bit
 using QWord = long long __attribute__((vector_size(8), may_alias));
 
 using AnyQWord = long long __attribute__((vector_size(8), may_alias, aligned(1)));
+using AnyDWord = int __attribute__((may_alias, aligned(1)));
 
 // From any address.
 ZV_MMX_OP Words load4(const int16_t* from) { return Words(*reinterpret_cast<const AnyQWord*>(from)); }
 ZV_MMX_OP DWords load2(const int32_t* from) { return DWords(*reinterpret_cast<const AnyQWord*>(from)); }
-
-// Products of words, summed in pairs: a0 b0 + a1 b1, a2 b2 + a3 b3.
-ZV_MMX_OP DWords multiply_add(Words a, Words b) { return __builtin_ia32_pmaddwd(a, b); }
-ZV_MMX_OP DWords add(DWords a, DWords b) { return __builtin_ia32_paddd(a, b); }
-ZV_MMX_OP DWords shift_right(DWords a, int bits) { return __builtin_ia32_psradi(a, bits); }
-
-ZV_MMX_OP DWords low_pair(DWords a, DWords b) { return __builtin_ia32_punpckldq(a, b); }  // a0 b0
-ZV_MMX_OP DWords high_pair(DWords a, DWords b) { return __builtin_ia32_punpckhdq(a, b); } // a1 b1
-ZV_MMX_OP Words low_words(Words a, Words b) { return __builtin_ia32_punpcklwd(a, b); }    // a0 b0 a1 b1
-ZV_MMX_OP Words high_words(Words a, Words b) { return __builtin_ia32_punpckhwd(a, b); }   // a2 b2 a3 b3
-ZV_MMX_OP Words narrow(DWords a, DWords b)
+// Two words, and the same two again.
+ZV_MMX_OP Words twice2(const int16_t* from)
 {
-    return __builtin_ia32_packssdw(a, b);
-} // saturating: a0 a1 b0 b1
+    const int both = *reinterpret_cast<const AnyDWord*>(from);
+    return Words(DWords{both, both});
+}
+
+// clang-format off
+ZV_MMX_TWO(ZV_MMX_SET, multiply_add, Words,  DWords, pmaddwd)   // products in pairs: a0 b0 + a1 b1, a2 b2 + a3 b3
+ZV_MMX_TWO(ZV_MMX_SET, add,          DWords, DWords, paddd)
+ZV_MMX_TWO(ZV_MMX_SET, equal,        DWords, DWords, pcmpeqd)   // all bits where a = b
+ZV_MMX_TWO(ZV_MMX_SET, low_pair,     DWords, DWords, punpckldq) // a0 b0
+ZV_MMX_TWO(ZV_MMX_SET, high_pair,    DWords, DWords, punpckhdq) // a1 b1
+ZV_MMX_TWO(ZV_MMX_SET, low_words,    Words,  Words,  punpcklwd) // a0 b0 a1 b1
+ZV_MMX_TWO(ZV_MMX_SET, high_words,   Words,  Words,  punpckhwd) // a2 b2 a3 b3
+ZV_MMX_TWO(ZV_MMX_SET, narrow,       DWords, Words,  packssdw)  // saturating: a0 a1 b0 b1
+ZV_MMX_FIXED(ZV_MMX_SET,     shift_right, DWords, "psrad %2, %0",      psradi) // each, with its sign
+ZV_MMX_FIXED(ZV_MMX_SET,     shift_all,   QWord,  "psrlq %2, %0",      psrlqi) // to the right
+ZV_MMX_FIXED(ZV_MMX_EXT_SET, shuffled,    Words,  "pshufw %2, %1, %0", pshufw) // two bits tell which word, the lowest first
+// clang-format on
+
+// a1 0
+ZV_MMX_OP DWords high_alone(DWords a) { return DWords(shift_all<32>(QWord(a))); }
+
+// a0
+ZV_MMX_OP int32_t lowest(DWords a)
+{
+#ifdef __clang__
+    int32_t value;
+    asm("movd %1, %0" : "=r"(value) : "y"(a));
+    return value;
+#else
+    return __builtin_ia32_vec_ext_v2si(a, 0);
+#endif
+}
 
 // a0 + a1
-ZV_MMX_OP uint32_t sum(DWords a)
-{
-    a = add(a, DWords(__builtin_ia32_psrlqi(QWord(a), 32)));
-    return static_cast<uint32_t>(__builtin_ia32_vec_ext_v2si(a, 0));
-}
+ZV_MMX_OP uint32_t sum(DWords a) { return static_cast<uint32_t>(lowest(add(a, high_alone(a)))); }
 } // namespace zv::mmx_ops

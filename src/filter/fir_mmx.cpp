@@ -110,7 +110,7 @@ void fir1632_mmx16(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 // ---- Upper halves of 32-bit taps and samples, 4 a pass ----
 // Each form brings the upper words of four values together, in an order of its own: taps and samples are treated
 // alike, so the products are the same.
-ZV_MMX_OP Words upper_by_shift(DWords a, DWords b) { return narrow(shift_right(a, 16), shift_right(b, 16)); }
+ZV_MMX_OP Words upper_by_shift(DWords a, DWords b) { return narrow(shift_right<16>(a), shift_right<16>(b)); }
 
 ZV_MMX_OP Words upper_by_unpack(DWords a, DWords b)
 {
@@ -118,11 +118,10 @@ ZV_MMX_OP Words upper_by_unpack(DWords a, DWords b)
     return Words(high_pair(DWords(low), DWords(high)));
 }
 
-ZV_MMX_EXT_OP Words upper_by_shuffle(DWords a, DWords b)
+ZV_MMX_EXT_SET ZV_INLINE Words upper_by_shuffle(DWords a, DWords b)
 {
     constexpr int upper_first = 0b01'01'11'01; // words 1 and 3 to the front
-    return Words(low_pair(DWords(__builtin_ia32_pshufw(Words(a), upper_first)),
-                          DWords(__builtin_ia32_pshufw(Words(b), upper_first))));
+    return Words(low_pair(DWords(shuffled<upper_first>(Words(a))), DWords(shuffled<upper_first>(Words(b)))));
 }
 
 ZV_MMX static uint32_t dot_shift(const int32_t* taps, const int32_t* x, int32_t count)

@@ -24,8 +24,8 @@ ZV_MMX_EXT uint32_t dot_mmx_ext(const int16_t* coefficients, const int16_t* wind
 {
     constexpr int halves_swapped = 0b01'00'11'10;
     const DWords lanes = sum_of_groups(coefficients, window, groups);
-    const auto swapped = DWords(__builtin_ia32_pshufw(Words(lanes), halves_swapped));
-    return static_cast<uint32_t>(__builtin_ia32_vec_ext_v2si(add(lanes, swapped), 0));
+    const auto swapped = DWords(shuffled<halves_swapped>(Words(lanes)));
+    return static_cast<uint32_t>(lowest(add(lanes, swapped)));
 }
 
 // AMD family 5, models 6 to 9: just the groups that hold the taps.

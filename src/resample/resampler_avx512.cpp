@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cstddef>
 #pragma GCC diagnostic push
+#ifndef __clang__
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized" // GCC 12 in its own header, of _mm512_undefined_epi32
+#endif
 #include <immintrin.h>
 #pragma GCC diagnostic pop
 

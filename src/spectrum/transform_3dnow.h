@@ -2,7 +2,7 @@
 // precision at each operation. Included by the file of each of the two instruction sets, which defines
 // before it
 //
-//   ZV_3DNOW            the target attribute
+//   ZV_SET              the target attribute
 //   floats(x)           two samples of 16 or 32 bits as floats
 //   Factor              what turned needs of a twiddle, in registers; factor_of(pair) makes it of sin, cos
 //   turned(b, e)        b (cos + i sin)
@@ -12,26 +12,26 @@
 
 namespace zv::fft {
 namespace {
-ZV_3DNOW ZV_INLINE Floats& pair_at(float* p) { return *reinterpret_cast<Floats*>(p); }
+ZV_SET ZV_INLINE Floats& pair_at(float* p) { return *reinterpret_cast<Floats*>(p); }
 
 template <class Sample>
-ZV_3DNOW __attribute__((noinline)) void load_real(const ZVFFT* self, const Sample* x, float* work)
+ZV_SET __attribute__((noinline)) void load_real(const ZVFFT* self, const Sample* x, float* work)
 {
     for (size_t j = 0; j < self->half_size; ++j) {
         const size_t p = 2 * size_t(self->bit_reverse[j]);
-        pair_at(work + 2 * j) = __builtin_ia32_pfmul(floats(x + p), pair_at(self->window + p));
+        pair_at(work + 2 * j) = product(floats(x + p), pair_at(self->window + p));
     }
 }
 
 template <class Sample>
-ZV_3DNOW __attribute__((noinline)) void load_band(const ZVFFT* self, const Sample* x, float* work)
+ZV_SET __attribute__((noinline)) void load_band(const ZVFFT* self, const Sample* x, float* work)
 {
     for (size_t t = 0; t < self->buffer_size; t += 2)
-        pair_at(work + t) = __builtin_ia32_pfmul(floats(x + t), pair_at(self->window + t));
+        pair_at(work + t) = product(floats(x + t), pair_at(self->window + t));
 }
 
 template <class Real>
-ZV_3DNOW __attribute__((noinline)) void passes(const ZVFFT* self, Real* work)
+ZV_SET __attribute__((noinline)) void passes(const ZVFFT* self, Real* work)
 {
     const size_t half = self->half_size;
     for (size_t m = 1; m < half; m *= 2)
@@ -40,8 +40,8 @@ ZV_3DNOW __attribute__((noinline)) void passes(const ZVFFT* self, Real* work)
             for (size_t i = j; i < half; i += 2 * m) {
                 Floats &first = pair_at(work + 2 * i), &second = pair_at(work + 2 * (i + m));
                 const Floats a = first, t = turned(second, e);
-                second = __builtin_ia32_pfsub(a, t);
-                first = __builtin_ia32_pfadd(a, t);
+                second = difference(a, t);
+                first = sum2(a, t);
             }
         }
 }

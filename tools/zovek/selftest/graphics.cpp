@@ -21,13 +21,16 @@ void pixmaps(Hash& hash)
             const uint32_t colour = n % 2 ? dice.next() : dice.next() % 16;
             const int32_t x1 = x(), x2 = x(), y1 = y(), y2 = y();
             image->pixel(image, x1, y1, colour);
-            image->pixel_raw(image, dice.below(width), dice.below(height), ~colour);
+            // Draws have a statement each, here and below: arguments are evaluated in an order of the compiler's.
+            const int32_t row = dice.below(height), column = dice.below(width);
+            image->pixel_raw(image, column, row, ~colour);
             ZVDynamicPixMap_LineHorizontal(image, x1, x2, y2, colour);
             image->line_horizontal_raw(image, n / 2, n, n % height, colour);
             image->line_vertical(image, x2, y1, y2, colour);
             image->line_vertical_raw(image, n, n / 2, n % height > n / 2 ? n % height : n / 2, colour);
             image->line(image, x1, y1, x2, y2, colour);
-            image->line_raw(image, dice.below(width), dice.below(height), n, n / 2, colour);
+            const int32_t from_row = dice.below(height), from_column = dice.below(width);
+            image->line_raw(image, from_column, from_row, n, n / 2, colour);
             if (n % 5 == 0) image->rectangle(image, x1, y2, x2, y1, colour);
             hash.bytes(image->pixels, image->image_bytes);
         }

@@ -22,8 +22,10 @@ void texts(Hash& hash)
         for (int n = 0; n < 6; ++n) {
             const auto value = static_cast<int32_t>(n == 0 ? 0x80000000 : dice.next() >> (6 * n - 5));
             hash.text(IntegerToString(value, base, digits, uint32_t(dice.below(12))));
-            hash.text(
-                Int64ToString(int64_t(value) * int32_t(dice.next()), base, digits, uint32_t(dice.below(70))));
+            const auto size =
+                uint32_t(dice.below(70)); // a draw a statement, as compilers order arguments differently
+            const auto factor = static_cast<int32_t>(dice.next());
+            hash.text(Int64ToString(int64_t(value) * factor, base, digits, size));
         }
     for (int n = 0; n < 300; ++n) {
         std::string a = some_text(dice), b = n % 3 ? some_text(dice) : a;
