@@ -138,6 +138,59 @@ TEST_P(EachDepth, NothingDrawsInAnEmptyImage)
     }
 }
 
+// A client's raw pixel, which notes where it is called. Which shapes ask it is each depth's own; those that don't
+// draw the colour themselves, and those that do draw nothing else.
+TEST_P(EachDepth, AClientsRawPixelDrawsTheShapesThatHaveNoDirectPath)
+{
+    static Model::Points asked;
+    const bool direct = GetParam() == 8 || GetParam() == 32,
+               rows = direct || GetParam() == 15 || GetParam() == 16;
+    const auto run = [](int32_t x1, int32_t x2, int32_t y1, int32_t y2) {
+        Model::Points points;
+        for (int32_t y = y1; y <= y2; ++y)
+            for (int32_t x = x1; x <= x2; ++x) points.push_back({x, y});
+        return points;
+    };
+    const struct {
+        const char* name;
+        bool direct;
+        Model::Points points; // in the order of drawing
+        void (*draw)(ZVDynamicPixMap* p, uint32_t colour);
+    } shapes[] = {
+        {"pixel", false, {{3, 4}}, [](auto* p, uint32_t c) { p->pixel(p, 3, 4, c); }},
+        {"horizontal", rows, run(0, 7, 2, 2),
+         [](auto* p, uint32_t c) { ZVDynamicPixMap_LineHorizontal(p, 7, -3, 2, c); }},
+        {"horizontal_raw", rows, run(1, 7, 2, 2),
+         [](auto* p, uint32_t c) { p->line_horizontal_raw(p, 1, 7, 2, c); }},
+        {"vertical", direct, run(5, 5, 3, 9), [](auto* p, uint32_t c) { p->line_vertical(p, 5, 12, 3, c); }},
+        {"vertical_raw", direct, run(5, 5, 3, 8),
+         [](auto* p, uint32_t c) { p->line_vertical_raw(p, 5, 3, 8, c); }},
+        {"flat", direct, Model::raster(1, 6, 9, 2),
+         [](auto* p, uint32_t c) { p->line_raw(p, 1, 6, 9, 2, c); }},
+        {"steep", direct, Model::raster(2, 1, 5, 9),
+         [](auto* p, uint32_t c) { p->line_raw(p, 2, 1, 5, 9, c); }},
+        {"line", direct, Model::raster(0, 5, 4, 9), [](auto* p, uint32_t c) { p->line(p, -5, 0, 5, 10, c); }},
+        {"rectangle", direct, run(0, 4, 2, 6), [](auto* p, uint32_t c) { p->rectangle(p, 4, 2, -2, 6, c); }},
+        {"clear", true, run(0, 9, 0, 9), [](auto* p, uint32_t c) { p->clear(p, c); }},
+    };
+    for (const auto& shape : shapes) {
+        Canvas canvas(10, 10, GetParam());
+        canvas.map.pixel_raw = [](ZVDynamicPixMap*, int32_t x, int32_t y, uint32_t) {
+            asked.push_back({x, y});
+        };
+        // A client's line_raw is no business of line's.
+        if (shape.name == std::string("line")) canvas.map.line_raw = nullptr;
+        asked.clear();
+        shape.draw(&canvas.map, 0);
+        EXPECT_EQ(asked, shape.direct ? Model::Points() : shape.points) << shape.name;
+        if (shape.name == std::string("clear"))
+            canvas.model.clear(0);
+        else if (shape.direct)
+            for (const auto& [x, y] : shape.points) canvas.model.set(x, y, 0);
+        EXPECT_EQ(canvas.difference(), -1) << shape.name;
+    }
+}
+
 // Points of lines as they are worked out by hand: of the model that judges the rest, and of the routines.
 TEST(PixMap, WorkedLines)
 {

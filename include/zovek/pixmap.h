@@ -20,6 +20,13 @@
  * and draw what falls inside. Raw ones trust theirs: inside the image, ends in ascending order where the
  * comment says so. In an image without pixels (a width or height of 0) no routine draws.
  *
+ * A client may put routines of its own into the record; a change of format, the same format by FormatUpdate
+ * included, puts the library's back. pixel draws through pixel_raw, ZVDynamicPixMap_LineHorizontal through
+ * line_horizontal_raw, line_vertical through line_vertical_raw. What else goes through pixel_raw, pixel by
+ * pixel: line_horizontal_raw at 1, 4 and 24 bits, and line_vertical_raw, line, line_raw and rectangle at all
+ * depths but 8 and 32. A client's pixel_raw that combines colours with what is there, or counts pixels, is thus
+ * obeyed by these. At 8 and 32 bits, in line_horizontal_raw at 15 and 16, and in clear they write directly.
+ *
  * Palette test. With palette_colors not 0, pixel, ZVDynamicPixMap_LineHorizontal and line_vertical draw
  * nothing if the colour, as a signed number, is palette_colors or more. The other routines make no test. */
 #ifndef ZOVEK_PIXMAP_H

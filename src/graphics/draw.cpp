@@ -1,5 +1,6 @@
 // Drawing in a pixmap. Raw routines are templates over the depth, so the pixel store is part of their loops;
-// clipped ones find what lies inside the image and leave the rest to the raw ones.
+// clipped ones find what lies inside the image and leave the rest to the raw ones. At the depths without a direct path
+// the pixels of lines and rectangles are the business of the record's pixel_raw, which may be a client's.
 #include "graphics/draw.h"
 #include "graphics/pixel.h"
 #include <algorithm>
@@ -42,48 +43,80 @@ static void pixel_raw(ZVDynamicPixMap* self, int32_t x, int32_t y, uint32_t colo
     if (has_pixels(self)) Depth::store(row_of(self, y), x, colour);
 }
 
+// Whether lines and rectangles write their pixels themselves: at 8 and 32 bits always, elsewhere in place of the
+// library's own pixel_raw alone.
+template <class Depth>
+static bool draws_directly(const ZVDynamicPixMap* self)
+{
+    return Depth::bits == 8 || Depth::bits == 32 || self->pixel_raw == pixel_raw<Depth>;
+}
+
+// Pixels x1 to x2 of a row.
+static void run_of_pixels(ZVDynamicPixMap* self, int32_t x1, int32_t x2, int32_t y, uint32_t colour)
+{
+    for (int32_t x = x1; x <= x2; ++x) self->pixel_raw(self, x, y, colour);
+}
+
 template <class Depth>
 static void line_horizontal_raw(ZVDynamicPixMap* self, int32_t x1, int32_t x2, int32_t y, uint32_t colour)
 {
-    if (has_pixels(self)) Depth::fill(row_of(self, y), x1, x2, colour);
+    if (!has_pixels(self)) return;
+    if (Depth::bits == 16 || draws_directly<Depth>(self))
+        Depth::fill(row_of(self, y), x1, x2, colour);
+    else
+        run_of_pixels(self, x1, x2, y, colour);
 }
 
 template <class Depth>
 static void line_vertical_raw(ZVDynamicPixMap* self, int32_t x, int32_t y1, int32_t y2, uint32_t colour)
 {
     if (!has_pixels(self)) return;
-    const ptrdiff_t stride = self->bytes_per_row;
-    uint8_t* row = row_of(self, y1);
-    for (int32_t y = y1; y <= y2; ++y, row += stride) Depth::store(row, x, colour);
+    if (draws_directly<Depth>(self)) {
+        const ptrdiff_t stride = self->bytes_per_row;
+        uint8_t* row = row_of(self, y1);
+        for (int32_t y = y1; y <= y2; ++y, row += stride) Depth::store(row, x, colour);
+    } else {
+        for (int32_t y = y1; y <= y2; ++y) self->pixel_raw(self, x, y, colour);
+    }
 }
 
-// Raster of a line from the lower y to the higher. With nx columns and ny rows, pixel k of a flat line
-// (nx >= ny) lies k columns along and k * ny / nx rows down, cut to whole rows; of a steep one the other way
-// round. The quotient is kept as an error sum: the minor count is added at each pixel, and each time the sum
-// reaches the major count the minor coordinate takes a step (Bresenham's method).
+// Raster of a line from column x1 of a row to column x2, rows - 1 rows further down: draw(row, x) for each pixel.
+// A row is its address or its number, and stride the way to the next. With nx columns and ny rows, pixel k of a
+// flat line (nx >= ny) lies k columns along and k * ny / nx rows down, cut to whole rows; of a steep one the
+// other way round. The quotient is kept as an error sum: the minor count is added at each pixel, and each time the
+// sum reaches the major count the minor coordinate takes a step (Bresenham's method).
+template <class Row, class Draw>
+static void raster(int32_t x1, int32_t x2, Row row, ptrdiff_t stride, uint32_t ny, Draw draw)
+{
+    const int32_t step = x2 >= x1 ? 1 : -1;
+    const uint32_t nx = static_cast<uint32_t>(step > 0 ? x2 - x1 : x1 - x2) + 1;
+    int32_t x = x1;
+    uint32_t sum = 0; // below the major count, which is below 2^31
+    if (nx < ny) {
+        for (uint32_t k = 0; k < ny; ++k, row += stride) {
+            draw(row, x);
+            if ((sum += nx) >= ny) sum -= ny, x += step;
+        }
+    } else {
+        for (uint32_t k = 0; k < nx; ++k, x += step) {
+            draw(row, x);
+            if ((sum += ny) >= nx) sum -= nx, row += stride;
+        }
+    }
+}
+
 template <class Depth>
 static void line_raw(ZVDynamicPixMap* self, int32_t x1, int32_t y1, int32_t x2, int32_t y2, uint32_t colour)
 {
     if (!has_pixels(self)) return;
     if (y1 > y2) std::swap(x1, x2), std::swap(y1, y2);
-    const int32_t step = x2 >= x1 ? 1 : -1;
-    const uint32_t nx = static_cast<uint32_t>(step > 0 ? x2 - x1 : x1 - x2) + 1;
-    const uint32_t ny = static_cast<uint32_t>(y2 - y1) + 1;
-    const ptrdiff_t stride = self->bytes_per_row;
-    uint8_t* row = row_of(self, y1);
-    int32_t x = x1;
-    uint32_t sum = 0; // below the major count, which is below 2^31
-    if (nx < ny) {
-        for (uint32_t k = 0; k < ny; ++k, row += stride) {
-            Depth::store(row, x, colour);
-            if ((sum += nx) >= ny) sum -= ny, x += step;
-        }
-    } else {
-        for (uint32_t k = 0; k < nx; ++k, x += step) {
-            Depth::store(row, x, colour);
-            if ((sum += ny) >= nx) sum -= nx, row += stride;
-        }
-    }
+    const uint32_t rows = static_cast<uint32_t>(y2 - y1) + 1;
+    if (draws_directly<Depth>(self))
+        raster(x1, x2, row_of(self, y1), self->bytes_per_row, rows,
+               [=](uint8_t* row, int32_t x) { Depth::store(row, x, colour); });
+    else
+        raster(x1, x2, ptrdiff_t(y1), 1, rows,
+               [=](ptrdiff_t y, int32_t x) { self->pixel_raw(self, x, static_cast<int32_t>(y), colour); });
 }
 
 // ---- Areas, by depth ----
@@ -105,7 +138,10 @@ static void rectangle(ZVDynamicPixMap* self, int32_t x1, int32_t y1, int32_t x2,
     const Span columns = clip(x1, x2, self->width), rows = clip(y1, y2, self->height);
     if (columns.empty()) return;
     for (int32_t y = rows.first; y <= rows.last; ++y)
-        Depth::fill(row_of(self, y), columns.first, columns.last, colour);
+        if (draws_directly<Depth>(self))
+            Depth::fill(row_of(self, y), columns.first, columns.last, colour);
+        else
+            run_of_pixels(self, columns.first, columns.last, y, colour);
 }
 
 // ---- Clipped routines, for all depths ----
@@ -149,8 +185,10 @@ void line(ZVDynamicPixMap* self, int32_t x1, int32_t y1, int32_t x2, int32_t y2,
     if (!cut(a, b, self->width)) return;
     a = {a.across, a.along}, b = {b.across, b.along}; // y along, x across
     if (!cut(a, b, self->height)) return;
-    self->line_raw(self, static_cast<int32_t>(a.across), static_cast<int32_t>(a.along),
-                   static_cast<int32_t>(b.across), static_cast<int32_t>(b.along), colour);
+    // The depth's own raster, whatever stands in line_raw.
+    if (const Routines* routines = routines_of(self->bits_per_pixel))
+        routines->line_raw(self, static_cast<int32_t>(a.across), static_cast<int32_t>(a.along),
+                           static_cast<int32_t>(b.across), static_cast<int32_t>(b.along), colour);
 }
 
 // ---- The table ----
