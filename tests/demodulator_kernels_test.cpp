@@ -18,7 +18,7 @@ protected:
     const Kernels& kernels = *GetParam().kernels;
     void SetUp() override
     {
-        if (!zv::applies(GetParam().when, *_CPU(), zv::wider_sets)) GTEST_SKIP() << "does not run here";
+        if (!GetParam().when.applies(*_CPU(), zv::wider_sets)) GTEST_SKIP() << "does not run here";
     }
     static std::vector<oscillator::Turn> table(int32_t rate)
     {

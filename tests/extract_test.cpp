@@ -173,17 +173,20 @@ TEST(Extract, Choice)
 {
     constexpr uint32_t avx2 = zv::avx2, avx512 = avx2 | zv::avx512;
     constexpr struct {
-        uint32_t classification, features, sets;
+        uint32_t classification, features, sets, extended;
         Correlate correlate;
         Amplitude amplitude;
         Frequencies f;
-    } choices[] = {{0x20007000, ~0u, avx512, correlate_3dnow, amplitude_3dnow, frequencies_avx512},
-                   {0x20008000, sse2, 0, correlate_portable, amplitude_portable, frequencies_portable},
-                   {0x20008000, sse2, avx2, correlate_avx2, amplitude_avx2, frequencies_avx2},
-                   {0, sse2, avx512, correlate_avx512, amplitude_avx512, frequencies_avx512},
-                   {0, ~sse2, avx512, correlate_portable, amplitude_portable, frequencies_portable}};
+    } choices[] = {
+        {0x20007000, ~0u, avx512, amd_3dnow, correlate_3dnow, amplitude_3dnow, frequencies_avx512},
+        {0x20007000, ~0u, avx512, ~amd_3dnow, correlate_avx512, amplitude_avx512, frequencies_avx512},
+        {0x20007000, sse2, 0, 0, correlate_portable, amplitude_portable, frequencies_portable},
+        {0x20008000, ~0u, 0, ~0u, correlate_portable, amplitude_portable, frequencies_portable},
+        {0x20008000, sse2, avx2, 0, correlate_avx2, amplitude_avx2, frequencies_avx2},
+        {0, sse2, avx512, 0, correlate_avx512, amplitude_avx512, frequencies_avx512},
+        {0, ~sse2, avx512, 0, correlate_portable, amplitude_portable, frequencies_portable}};
     for (const auto& row : choices) {
-        const OnProcessor as(row.classification, row.features, row.sets);
+        const OnProcessor as(row.classification, row.features, row.sets, row.extended);
         EXPECT_EQ(correlate_for_processor(), row.correlate);
         EXPECT_EQ(amplitude_for_processor(), row.amplitude);
         EXPECT_EQ(frequencies_for_processor(), row.f);
@@ -193,7 +196,7 @@ TEST(Extract, Choice)
     Floats out(2), again(2);
     Correlate_Float_Float(in.data(), out.data(), 4, 2);
     EXPECT_TRUE(near(out.data(), reference::correlate(in, 2, runs_3dnow() ? 1 : 0), runs_3dnow() ? 8 : 0));
-    const OnProcessor as(0x20007000, 0);
+    const OnProcessor as(0x20007000, ~0u, 0, ~0u);
     Correlate_Float_Float(in.data(), again.data(), 4, 2);
     EXPECT_EQ(again, out);
 }

@@ -15,7 +15,7 @@ struct Row {
     uint32_t features, sets;
     double real_db; // against the portable row, which rounds at its stores only
 };
-constexpr uint32_t amd_3dnow = 1u << 31, amd_3dnow_ext = 1u << 30, sse2 = ZV_CPU_SSE2;
+constexpr uint32_t sse2 = ZV_CPU_SSE2;
 const Row singles[] = {{&fft::float_3dnow, amd_3dnow, 0, 0, -130},
                        {&fft::float_3dnow_ext, amd_3dnow | amd_3dnow_ext, 0, 0, -130},
                        {&fft::float_sse2, 0, sse2, 0, -133},

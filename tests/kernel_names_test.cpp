@@ -1,5 +1,5 @@
-// The client's list of kernels says what the library chooses, on every classification, with and without MMX, SSE2 and
-// the wider sets.
+// The client's list of kernels says what the library chooses, on every classification, with and without MMX, 3DNow!,
+// SSE2 and the wider sets, and nowhere a kernel of a set that the processor lacks.
 #include "core/cpu_tables.h"
 #include "core/memory_kernels.h"
 #include "decode/extract_kernels.h"
@@ -114,42 +114,79 @@ Resampler resampler()
     return result;
 }
 
-TEST(KernelNames, AreTheLibrarysChoice)
+// What of a processor's sets a kernel's name tells that it runs.
+bool has_set_of(const std::string& name, const ZVCPUInfo& cpu, uint32_t wider)
+{
+    using namespace test;
+    constexpr uint32_t mmx = ZV_CPU_MMX, sse2 = ZV_CPU_SSE2;
+    constexpr struct {
+        const char* part;
+        uint32_t features, extended, wider;
+    } sets[] = {
+        {"mmx", mmx, 0, 0},
+        {"high", mmx, 0, 0},
+        {"mmx_ext", mmx, amd_mmx_ext, 0},
+        {"high_shuffle", mmx, amd_mmx_ext, 0},
+        {"past_caches", mmx, amd_mmx_ext, 0},
+        {"3dnow", mmx, amd_3dnow, 0},
+        {"3dnow_ext", mmx, amd_3dnow_ext | amd_mmx_ext, 0},
+        {"sse2", sse2, 0, 0},
+        {"avx2", 0, 0, zv::avx2},
+        {"avx512", 0, 0, zv::avx512},
+        {"vnni", 0, 0, zv::avx512vnni},
+    };
+    const uint32_t by_sse = cpu.features & sse ? amd_mmx_ext : 0;
+    return std::all_of(std::begin(sets), std::end(sets), [&](const auto& set) {
+        return name.find(set.part) == std::string::npos ||
+               ((set.features & ~cpu.features) | (set.extended & ~(cpu.extended_features | by_sse)) |
+                (set.wider & ~wider)) == 0;
+    });
+}
+
+TEST(KernelNames, AreTheLibrarysChoiceAndOfTheProcessorsSets)
 {
     std::vector<uint32_t> codes = {0};
     for (const auto& row : zv::cpu::classes) codes.push_back(row.code);
     // Of all kernels only the fill runs here, in the constructors, so sets that this machine lacks do no harm.
     if (!test::runs_here(test::sse))
         std::erase_if(codes, [](uint32_t code) { return code == zv::amd_f6 || code == zv::amd_f15; });
+    std::vector<std::array<uint32_t, 3>> processors; // features, extended features, wider sets
+    for (const uint32_t features : {0u, ZV_CPU_MMX + 0u, ZV_CPU_SSE2 + 0u, ZV_CPU_MMX | ZV_CPU_SSE2 | 0u,
+                                    ZV_CPU_MMX | ZV_CPU_SSE | ZV_CPU_SSE2 | 0u})
+        for (const uint32_t extended :
+             {0u, test::amd_mmx_ext, test::amd_3dnow, test::amd_3dnow | test::amd_3dnow_ext, ~0u})
+            for (const uint32_t sets : {0u, 1u, 3u, 7u}) processors.push_back({features, extended, sets});
     for (const uint32_t code : codes)
-        for (const uint32_t features : {0u, zv::mmx, zv::sse2, zv::mmx | zv::sse2})
-            for (const uint32_t sets : {0u, 1u, 3u, 7u}) {
-                const test::OnProcessor as(code, features, sets);
-                std::map<std::string, std::string> chosen = {
-                    {"ZVFIR1616", fir(zv::fir::kernel_1616())},
-                    {"ZVFIR1632", fir(zv::fir::kernel_1632())},
-                    {"ZVFIR3232", fir(zv::fir::kernel_3232())},
-                    {"ZVFIR3232_Process2", process2()},
-                    {"ZVLMS1616", lms()},
-                    {"ZVFFT", zv::fft::choose_double().name},
-                    {"ZVFFT2Float", zv::fft::choose_float().name},
-                    {"ZVDemodulator16", zv::demodulator::kernels().name},
-                    {"ZVFSKCorrDemod16", fsk_corr_demod()},
-                    {"ZVToneDetectorCorr16", tone_detector_corr(features)},
-                    {"Correlate_Float_Float", correlate()},
-                    {"ExtractAmplitude_16_Float", amplitude()},
-                    {"ExtractFrequency_16_Float", frequency()},
-                    {"ZVResampler32, 16 bits", resampler().narrow},
-                    {"ZVResampler32, 32 bits", resampler().wide},
-                    {"MemorySet_DWord", zv::memory::fill_for_processor() == zv::memory::fill_past_caches
-                                            ? "past_caches"
-                                            : "words"},
-                };
-                std::map<std::string, std::string> listed;
-                for (const client::KernelFamily& family : client::kernel_families())
-                    listed[family.name] = client::kernel_of(family, *_CPU(), zv::wider_sets).name;
-                ASSERT_EQ(listed, chosen) << std::hex << code << ' ' << features << ' ' << sets;
-            }
+        for (const auto& [features, extended, sets] : processors) {
+            const test::OnProcessor as(code, features, sets, extended);
+            std::map<std::string, std::string> chosen = {
+                {"ZVFIR1616", fir(zv::fir::kernel_1616())},
+                {"ZVFIR1632", fir(zv::fir::kernel_1632())},
+                {"ZVFIR3232", fir(zv::fir::kernel_3232())},
+                {"ZVFIR3232_Process2", process2()},
+                {"ZVLMS1616", lms()},
+                {"ZVFFT", zv::fft::choose_double().name},
+                {"ZVFFT2Float", zv::fft::choose_float().name},
+                {"ZVDemodulator16", zv::demodulator::kernels().name},
+                {"ZVFSKCorrDemod16", fsk_corr_demod()},
+                {"ZVToneDetectorCorr16", tone_detector_corr(features)},
+                {"Correlate_Float_Float", correlate()},
+                {"ExtractAmplitude_16_Float", amplitude()},
+                {"ExtractFrequency_16_Float", frequency()},
+                {"ZVResampler32, 16 bits", resampler().narrow},
+                {"ZVResampler32, 32 bits", resampler().wide},
+                {"MemorySet_DWord",
+                 zv::memory::fill_for_processor() == zv::memory::fill_past_caches ? "past_caches" : "words"},
+            };
+            std::map<std::string, std::string> listed;
+            for (const client::KernelFamily& family : client::kernel_families())
+                listed[family.name] = client::kernel_of(family, *_CPU(), zv::wider_sets).name;
+            const auto trace = testing::Message()
+                               << std::hex << code << ' ' << features << ' ' << extended << ' ' << sets;
+            ASSERT_EQ(listed, chosen) << trace;
+            for (const auto& [family, kernel] : chosen)
+                ASSERT_TRUE(has_set_of(kernel, *_CPU(), sets)) << family << ": " << kernel << " on " << trace;
+        }
 }
 
 TEST(KernelNames, TheClientFindsTheSameWiderSets) { EXPECT_EQ(client::wider_sets(), zv::wider_sets); }

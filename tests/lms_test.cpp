@@ -58,15 +58,18 @@ struct Choice {
     const char* name;
     uint32_t code, features, sets;
     Kernel kernel;
+    uint32_t extended = 0;
 };
 constexpr uint32_t mmx = ZV_CPU_MMX;
 // clang-format off
 const Choice choices[] = {
-    {"amd_f5m6",   0x20006000, 0,   ~0u,                   lms_mmx},     // listed codes first
+    {"amd_f5m6",   0x20006000, mmx, ~0u,                   lms_mmx},     // listed codes first, where the set is there
     {"amd_f5m8",   0x20006001, mmx, 0,                     lms_mmx},
     {"amd_f5m9",   0x20006002, mmx, ~0u,                   lms_mmx},
-    {"amd_f6",     0x20007000, mmx, ~0u,                   lms_mmx_ext},
-    {"amd_f15",    0x20008000, 0,   0,                     lms_mmx_ext},
+    {"f5_scalar",  0x20006002, 0,   0,                     lms_any},
+    {"amd_f6",     0x20007000, mmx, ~0u,                   lms_mmx_ext, amd_mmx_ext},
+    {"amd_f15",    0x20008000, mmx | sse, 0,               lms_mmx_ext},
+    {"f15_mmx",    0x20008000, mmx, 0,                     lms_any},
     {"avx512",     0x10006005, mmx, zv::avx2 | zv::avx512, lms_avx512},
     {"avx2",       0x30005000, 0,   zv::avx2,              lms_avx2},
     {"any_mmx",    0x20006003, mmx, 0,                     lms_any},
@@ -81,7 +84,7 @@ protected:
         const Choice& choice = GetParam();
         if (choice.sets != ~0u && !runs_here(choice.features, choice.sets))
             GTEST_SKIP() << "not on this machine";
-        as_.emplace(choice.code, choice.features, choice.sets);
+        as_.emplace(choice.code, choice.features, choice.sets, choice.extended);
         lms_kernel = choose;
     }
     void TearDown() override { lms_kernel = choose; }

@@ -85,18 +85,31 @@ TEST(MemorySet, StoresTheLowBitsInExactlyCountElements)
     EXPECT_EQ(MemorySet_Byte(nullptr, 1, 0), nullptr);
 }
 
-TEST(MemorySet, OfDoubleWordsGoesPastTheCachesByClass)
+TEST(MemorySet, OfDoubleWordsGoesPastTheCachesByClassAndSet)
 {
     const ZVCPUInfo saved = *_CPU();
     const bool extended_mmx = test::runs_here(test::sse);
-    // a class, and whether its fill goes past the caches, whatever its features
-    const std::pair<uint32_t, bool> rows[] = {
-        {0, false},          {0x20000000, false}, {0x20006002, false}, {0x20007000, true},
-        {0x20007001, false}, {0x20008000, true},  {0x10006005, false},
+    constexpr uint32_t mmx = ZV_CPU_MMX, sse = ZV_CPU_SSE;
+    // a class with what it has, and whether its fill goes past the caches
+    constexpr struct {
+        uint32_t code, features, extended;
+        bool past_caches;
+    } rows[] = {
+        {0, ~0u, ~0u, false},
+        {0x20000000, ~0u, ~0u, false},
+        {0x20006002, ~0u, ~0u, false},
+        {0x20007001, ~0u, ~0u, false},
+        {0x10006005, ~0u, ~0u, false},
+        {0x20007000, mmx | sse, 0, true},
+        {0x20008000, mmx | sse, 0, true},
+        {0x20008000, mmx, test::amd_mmx_ext, true},
+        {0x20008000, mmx, 0, false},
+        {0x20007000, 0, 0, false},
     };
-    for (const auto& [code, past_caches] : rows) {
+    for (const auto& [code, features, extended, past_caches] : rows) {
         _CPU()->classification = code;
-        _CPU()->features = ~0u;
+        _CPU()->features = features;
+        _CPU()->extended_features = extended;
         EXPECT_EQ(zv::memory::fill_for_processor() == zv::memory::fill_past_caches, past_caches) << code;
         if (past_caches && !extended_mmx) continue;
         expect_exact_fill<uint32_t>(MemorySet_DWord, 0x89ABCDEF);

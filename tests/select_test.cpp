@@ -7,7 +7,7 @@
 #include <string>
 
 namespace {
-constexpr uint32_t mmx = 1 << 23, sse2 = 1 << 26, neither = 0, all = ~0u;
+constexpr uint32_t mmx = 1 << 23, sse2 = 1 << 26, sse = 1 << 25, neither = 0, all = ~0u;
 constexpr uint32_t avx2 = 1, avx512 = 2, vnni = 4;
 
 struct FirChoice {
@@ -17,14 +17,18 @@ struct FirChoice {
 
 // clang-format off
 constexpr FirChoice fir_choices[] = {
-    // listed codes: whatever the features and the wider sets
+    // listed codes: whatever the wider sets, as far as their own set is there
     {0x20005001, all,        all,                    "scalar", "scalar", "exact",        "high"},
     {0x20005001, neither,    0,                      "scalar", "scalar", "exact",        "exact"},
     {0x20006000, all,        all,                    "mmx4",   "mmx4",   "high_shift",   "high"},
     {0x20006001, mmx,        0,                      "mmx4",   "mmx4",   "high_shift",   "high"},
-    {0x20006002, neither,    0,                      "mmx4",   "mmx4",   "high_shift",   "exact"},
-    {0x20007000, mmx,        0,                      "mmx16",  "mmx16",  "high_shuffle", "high"},
+    {0x20006002, neither,    0,                      "scalar", "scalar", "exact",        "exact"},
+    {0x20007000, mmx | sse,  0,                      "mmx16",  "mmx16",  "high_shuffle", "high"},
+    {0x20007000, mmx,        0,                      "mmx16",  "mmx16",  "high_unpack",  "high"},
     {0x20008000, all,        all,                    "mmx16",  "mmx16",  "high_shuffle", "high"},
+    {0x20008000, mmx | sse2, avx2,                   "mmx16",  "mmx16",  "high_avx2",    "high"},
+    {0x20008000, sse2,       avx2,                   "avx2",   "avx2",   "exact",        "exact"},
+    {0x20008000, neither,    0,                      "scalar", "scalar", "exact",        "exact"},
     // then the features, even for codes that come further down
     {0x10000000, mmx | sse2, 0,                      "sse2",   "sse2",   "high_unpack",  "high"},
     {0,          mmx | sse2, avx2,                   "avx2",   "avx2",   "high_avx2",    "high"},
@@ -68,29 +72,39 @@ TEST(Select, FirKernels)
     }
 }
 struct FftChoice {
-    uint32_t classification, features, sets;
+    uint32_t classification, features, extended, sets;
     const char *single, *twice;
 };
+constexpr uint32_t now = test::amd_3dnow, now_ext = test::amd_3dnow_ext, mmx_ext = test::amd_mmx_ext;
 
 // clang-format off
 constexpr FftChoice fft_choices[] = {
-    {0x20006001, all,     avx2 | avx512, "3dnow",     "avx512"},
-    {0x20006002, neither, 0,             "3dnow",     "portable"},
-    {0x20007000, neither, 0,             "3dnow_ext", "portable"},
-    {0x20008000, sse2,    0,             "3dnow_ext", "sse2"},
-    {0x20006000, mmx,     avx2 | avx512, "portable",  "portable"},
-    {0x20005001, sse2,    0,             "sse2",      "sse2"},
-    {0x10000000, sse2,    avx2,          "avx2",      "avx2"},
-    {0x20000000, sse2,    avx2 | avx512, "avx512",    "avx512"},
-    {0x10006003, ~sse2,   avx2 | avx512, "portable",  "portable"},
+    // listed codes with 3DNow! and what comes with it
+    {0x20006001, all,              now,                     avx2 | avx512, "3dnow",     "avx512"},
+    {0x20006002, mmx,              now,                     0,             "3dnow",     "portable"},
+    {0x20007000, mmx,              now | now_ext | mmx_ext, 0,             "3dnow_ext", "portable"},
+    {0x20008000, mmx | sse | sse2, now | now_ext,           0,             "3dnow_ext", "sse2"},
+    // and without, as most virtual ones are
+    {0x20006002, mmx,              ~now,                    0,             "portable",  "portable"},
+    {0x20007000, mmx | sse | sse2, now,                     0,             "sse2",      "sse2"},
+    {0x20007000, neither,          now | now_ext | mmx_ext, 0,             "portable",  "portable"},
+    {0x20008000, mmx | sse | sse2, now_ext | mmx_ext,       avx2,          "avx2",      "avx2"},
+    {0x20008000, mmx | sse | sse2, 0,                       avx2 | avx512, "avx512",    "avx512"},
+    // the others
+    {0x20006000, mmx,              all,                     avx2 | avx512, "portable",  "portable"},
+    {0x20005001, sse2,             0,                       0,             "sse2",      "sse2"},
+    {0x10000000, sse2,             all,                     avx2,          "avx2",      "avx2"},
+    {0x20000000, sse2,             all,                     avx2 | avx512, "avx512",    "avx512"},
+    {0x10006003, ~sse2,            0,                       avx2 | avx512, "portable",  "portable"},
 };
 // clang-format on
 
 TEST(Select, Spectra)
 {
     for (const FftChoice& row : fft_choices) {
-        SCOPED_TRACE(testing::Message() << std::hex << row.classification << ' ' << row.features);
-        const test::OnProcessor as(row.classification, row.features, row.sets);
+        SCOPED_TRACE(testing::Message()
+                     << std::hex << row.classification << ' ' << row.features << ' ' << row.extended);
+        const test::OnProcessor as(row.classification, row.features, row.sets, row.extended);
         const zv::fft::Kernel& chosen = zv::fft::choose_float();
         EXPECT_STREQ(chosen.name, row.single);
         EXPECT_STREQ(zv::fft::choose_double().name, row.twice);

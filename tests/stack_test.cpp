@@ -194,7 +194,7 @@ struct Named {
     const char* name;
     uint32_t classification, features, sets = 0;
 };
-constexpr uint32_t mmx = ZV_CPU_MMX, sse2 = ZV_CPU_SSE2, sse = 1 << 25;
+constexpr uint32_t mmx = ZV_CPU_MMX, sse2 = ZV_CPU_SSE2, sse = ZV_CPU_SSE;
 constexpr Named processors[] = {
     {"plain", 0, 0},
     {"amd_k5", zv::amd_k5, 0},

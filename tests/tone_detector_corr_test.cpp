@@ -87,7 +87,7 @@ TEST(ToneCorrelators, AreChosenByProcessorAndLayout)
     } choices[] = {
         {0x20006000, mmx, vnni, groups_mmx},
         {0x20006001, mmx, vnni, groups_mmx},
-        {0x20006002, 0, 0, groups_mmx},
+        {0x20006002, 0, 0, groups_scalar},
         {0x20006003, mmx, vnni, groups_vnni},
         {0x20007000, mmx, 0, groups_mmx},
         {0, mmx, avx2, groups_avx2},

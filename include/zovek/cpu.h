@@ -1,6 +1,8 @@
 /* The processor: what it is, what it can do, and its fastest timer. The library fills one record at load;
- * constructors choose their kernels by it, so a client that writes classification or features before a
- * Construct forces a kernel. */
+ * constructors choose their kernels by it, so a client that writes classification, features or extended_features
+ * before a Construct forces a kernel. A kernel counts only where the bits show the instruction set that it is
+ * made for, whatever the classification: some processors of a class, and most virtual ones, lack what the class
+ * is known for. */
 #ifndef ZOVEK_CPU_H
 #define ZOVEK_CPU_H
 #include <zovek/base.h>
@@ -10,6 +12,7 @@ ZV_BEGIN
 enum {
     ZV_CPU_TSC  = 1 << 4,  /* time-stamp counter */
     ZV_CPU_MMX  = 1 << 23,
+    ZV_CPU_SSE  = 1 << 25, /* shows the extended MMX instructions too */
     ZV_CPU_SSE2 = 1 << 26
 };
 
@@ -21,7 +24,8 @@ struct ZVCPUInfo {
     uint32_t features2;         /* CPUID leaf 1, C; untouched without CPUID */
     uint32_t classification;    /* 0xV000LLLL: V vendor (1 Intel, 2 AMD, 3 Cyrix, 4 Centaur, 5 Rise, 6 NexGen,
                                    7 UMC, 8 Transmeta), L line and variant; 0 if not listed */
-    uint32_t extended_features; /* CPUID leaf 0x80000001, D; 0 if absent */
+    uint32_t extended_features; /* CPUID leaf 0x80000001, D; 0 if absent. On AMD's classes the library reads bits
+                                   22 (extended MMX), 30 (extended 3DNow!) and 31 (3DNow!) */
     char     vendor[13];        /* CPUID leaf 0, zero-terminated; empty without CPUID */
     char     brand[49];         /* the processor's own name, else the name of its class, else empty */
 };

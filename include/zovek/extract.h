@@ -10,7 +10,7 @@ ZV_BEGIN
  *   out[j] = |sum over k < min(lags, length - j - 1) of in[k] in[k + lag]|, j = 0 .. lags - 1
  *
  * divided by the largest, which comes to 1; all zeros where all sums are 0. There is no window and no division by
- * the number of terms. The lag is j, so out[0] is the energy; on AMD family 6 (3DNow!) it is j + 1, and the
+ * the number of terms. The lag is j, so out[0] is the energy; on AMD family 6 with 3DNow! it is j + 1, and the
  * arithmetic is float throughout. in and out don't overlap. */
 ZV_API void Correlate_Float_Float(const float *in, float *out, int32_t length, int32_t lags);
 /* Envelope sqrt(I^2 + Q^2) of count pairs (at least 1), divided by lowest + highest: an envelope that swings

@@ -16,18 +16,36 @@ inline constexpr uint32_t cyrix_mediagx = 0x30004002;
 inline constexpr uint32_t cyrix_6x86 = 0x30005000;
 inline constexpr uint32_t cyrix_gxm = 0x30005001;
 
-// Feature bits under the names of the tables.
-inline constexpr uint32_t mmx = ZV_CPU_MMX;
-inline constexpr uint32_t sse2 = ZV_CPU_SSE2;
-
-// Instruction sets beyond the record's, each present only if the operating system saves its registers too.
-// Found at load; tests write the word to force or forbid a row.
-enum WiderSet : uint32_t {
+// Instruction sets by the bits that show them, no two of which are the same: in the record's features and
+// extended_features, and in wider_sets.
+enum Set : uint32_t {
+    baseline = 0, // what every processor has that the library is built for
+    // of wider_sets
     avx2 = 1,       // with FMA
     avx512 = 2,     // F, BW, DQ, VL
     avx512vnni = 4, // with avx512
+    // of features
+    mmx = ZV_CPU_MMX,
+    sse2 = ZV_CPU_SSE2,
+    // of extended_features, with what they stand on
+    mmx_ext = mmx | 1u << 22,
+    amd_3dnow = mmx | 1u << 31,
+    amd_3dnow_ext = amd_3dnow | mmx_ext | 1u << 30,
 };
+constexpr Set operator|(Set a, Set b) { return Set(uint32_t(a) | uint32_t(b)); }
+
+// The sets beyond the record's, each present only if the operating system saves its registers too. Found at load;
+// tests write the word to force or forbid a row.
 extern uint32_t wider_sets;
+
+// The bits of all sets that a processor has. SSE brings the extended MMX instructions, whatever their own bit says.
+constexpr uint32_t sets_of(const ZVCPUInfo& cpu, uint32_t wider)
+{
+    constexpr uint32_t of_features = mmx | sse2, mmx_ext_bit = mmx_ext & ~uint32_t(mmx);
+    constexpr uint32_t of_extended = amd_3dnow_ext & ~uint32_t(mmx), of_wider = avx2 | avx512 | avx512vnni;
+    return (cpu.features & of_features) | (cpu.features & ZV_CPU_SSE ? mmx_ext_bit : 0) |
+           (cpu.extended_features & of_extended) | (wider & of_wider);
+}
 
 // Answers of one processor: CPUID leaf by leaf as A, B, C, D.
 struct Leaf {

@@ -18,7 +18,7 @@ struct Row {
 };
 
 constexpr Row rows[] = {
-    {on(amd_f6, amd_f15), fill_past_caches},
+    {on(mmx_ext, amd_f6, amd_f15), fill_past_caches},
     {otherwise, fill_words},
 };
 

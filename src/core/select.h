@@ -6,36 +6,47 @@
 #include <cstdint>
 
 namespace zv {
-// When a row applies: on one of the classification codes, or with all the feature bits and all the wider sets.
-// Codes are tested exactly, whatever the feature bits say.
-struct When {
-    uint32_t codes[4] = {};
-    uint32_t features = 0;
-    uint32_t sets = 0;
+// When a row applies: on a processor with all the sets that its kernels are made for, and, if it names classes, of
+// one of these. A class alone is no ground for a kernel: some processors of a class, and most virtual ones, lack what
+// the class is known for, and the search goes on there.
+class When {
+public:
+    template <class... Codes>
+    constexpr When(Set needed, Codes... codes) : needed_(needed), codes_{codes...}
+    {
+    }
+    constexpr bool applies(const ZVCPUInfo& cpu, uint32_t wider) const
+    {
+        return (sets_of(cpu, wider) & needed_) == needed_ &&
+               (codes_[0] == 0 || is_listed(cpu.classification));
+    }
+
+private:
+    constexpr bool is_listed(uint32_t classification) const
+    {
+        for (const uint32_t code : codes_)
+            if (code != 0 && code == classification) return true;
+        return false;
+    }
+    Set needed_;
+    uint32_t codes_[4];
 };
 
+// On these classes, exactly, that have the set.
 template <class... Codes>
-constexpr When on(Codes... codes)
+constexpr When on(Set needed, Codes... codes)
 {
-    return {.codes = {codes...}};
+    static_assert(sizeof...(codes) > 0);
+    return {needed, codes...};
 }
-constexpr When has(uint32_t features, uint32_t sets = 0) { return {.features = features, .sets = sets}; }
-inline constexpr When otherwise = {};
-
-constexpr bool applies(const When& when, const ZVCPUInfo& cpu, uint32_t sets)
-{
-    if (when.codes[0] == 0)
-        return (cpu.features & when.features) == when.features && (sets & when.sets) == when.sets;
-    for (const uint32_t code : when.codes)
-        if (code != 0 && code == cpu.classification) return true;
-    return false;
-}
+constexpr When has(Set needed) { return {needed}; }
+inline constexpr When otherwise = {baseline};
 
 template <class Row, size_t Rows, class Entry>
 constexpr Entry select(const Row (&rows)[Rows], Entry Row::*column, const ZVCPUInfo& cpu)
 {
     for (const Row& row : rows)
-        if (row.*column && applies(row.when, cpu, wider_sets)) return row.*column;
+        if (row.*column && row.when.applies(cpu, wider_sets)) return row.*column;
     return nullptr;
 }
 } // namespace zv

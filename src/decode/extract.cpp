@@ -63,11 +63,11 @@ struct Row {
 };
 // clang-format off
 static constexpr Row rows[] = {
-    // processor        autocorrelation     envelope            frequency
-    {on(amd_f6),        correlate_3dnow,    amplitude_3dnow,    nullptr},
-    {has(sse2, avx512), correlate_avx512,   amplitude_avx512,   frequencies_avx512},
-    {has(sse2, avx2),   correlate_avx2,     amplitude_avx2,     frequencies_avx2},
-    {otherwise,         correlate_portable, amplitude_portable, frequencies_portable},
+    // processor            autocorrelation     envelope            frequency
+    {on(amd_3dnow, amd_f6), correlate_3dnow,    amplitude_3dnow,    nullptr},
+    {has(sse2 | avx512),    correlate_avx512,   amplitude_avx512,   frequencies_avx512},
+    {has(sse2 | avx2),      correlate_avx2,     amplitude_avx2,     frequencies_avx2},
+    {otherwise,             correlate_portable, amplitude_portable, frequencies_portable},
 };
 // clang-format on
 

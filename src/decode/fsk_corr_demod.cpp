@@ -85,9 +85,9 @@ struct Row {
 };
 // clang-format off
 static constexpr Row rows[] = {
-    {has(sse2, avx2), block_avx2},
-    {has(sse2),       block_sse2},
-    {otherwise,       block_plain},
+    {has(sse2 | avx2), block_avx2},
+    {has(sse2),        block_sse2},
+    {otherwise,        block_plain},
 };
 // clang-format on
 

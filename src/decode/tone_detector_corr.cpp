@@ -17,13 +17,13 @@ struct Row {
 };
 // clang-format off
 static constexpr Row rows[] = {
-    // processor                       side by side  in groups
-    {on(amd_f5m6, amd_f5m8, amd_f5m9), plain_scalar, groups_mmx},
-    {has(mmx, avx512vnni),             nullptr,      groups_vnni},
-    {has(mmx, avx512),                 nullptr,      groups_avx512},
-    {has(mmx, avx2),                   nullptr,      groups_avx2},
-    {has(mmx),                         nullptr,      groups_mmx},
-    {otherwise,                        plain_scalar, groups_scalar},
+    // processor                            side by side  in groups
+    {on(mmx, amd_f5m6, amd_f5m8, amd_f5m9), nullptr,      groups_mmx},
+    {has(mmx | avx512vnni),                 nullptr,      groups_vnni},
+    {has(mmx | avx512),                     nullptr,      groups_avx512},
+    {has(mmx | avx2),                       nullptr,      groups_avx2},
+    {has(mmx),                              nullptr,      groups_mmx},
+    {otherwise,                             plain_scalar, groups_scalar},
 };
 // clang-format on
 

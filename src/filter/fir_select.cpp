@@ -15,19 +15,20 @@ struct Row2 {
 
 // clang-format off
 static constexpr Row rows[] = {
-    // processor                       16 -> 16        16 -> 32        32 -> 32
-    {on(amd_k5),                       fir1616_scalar, fir1632_scalar, fir3232_exact},
-    {on(amd_f5m6, amd_f5m8, amd_f5m9), fir1616_mmx4,   fir1632_mmx4,   fir3232_high_shift},
-    {on(amd_f6, amd_f15),              fir1616_mmx16,  fir1632_mmx16,  fir3232_high_shuffle},
-    {has(sse2, avx512vnni),            fir1616_vnni,   fir1632_vnni,   nullptr},
-    {has(sse2, avx512),                fir1616_avx512, fir1632_avx512, nullptr},
-    {has(sse2, avx2),                  fir1616_avx2,   fir1632_avx2,   nullptr},
-    {has(sse2),                        fir1616_sse2,   fir1632_sse2,   nullptr},
-    {has(mmx, avx512vnni),             nullptr,        nullptr,        fir3232_high_vnni},
-    {has(mmx, avx512),                 nullptr,        nullptr,        fir3232_high_avx512},
-    {has(mmx, avx2),                   nullptr,        nullptr,        fir3232_high_avx2},
-    {has(mmx),                         fir1616_mmx8,   fir1632_mmx4,   fir3232_high_unpack},
-    {otherwise,                        fir1616_scalar, fir1632_scalar, fir3232_exact},
+    // processor                            16 -> 16        16 -> 32        32 -> 32
+    {on(baseline, amd_k5),                  fir1616_scalar, fir1632_scalar, fir3232_exact},
+    {on(mmx, amd_f5m6, amd_f5m8, amd_f5m9), fir1616_mmx4,   fir1632_mmx4,   fir3232_high_shift},
+    {on(mmx, amd_f6, amd_f15),              fir1616_mmx16,  fir1632_mmx16,  nullptr},
+    {on(mmx_ext, amd_f6, amd_f15),          nullptr,        nullptr,        fir3232_high_shuffle},
+    {has(sse2 | avx512vnni),                fir1616_vnni,   fir1632_vnni,   nullptr},
+    {has(sse2 | avx512),                    fir1616_avx512, fir1632_avx512, nullptr},
+    {has(sse2 | avx2),                      fir1616_avx2,   fir1632_avx2,   nullptr},
+    {has(sse2),                             fir1616_sse2,   fir1632_sse2,   nullptr},
+    {has(mmx | avx512vnni),                 nullptr,        nullptr,        fir3232_high_vnni},
+    {has(mmx | avx512),                     nullptr,        nullptr,        fir3232_high_avx512},
+    {has(mmx | avx2),                       nullptr,        nullptr,        fir3232_high_avx2},
+    {has(mmx),                              fir1616_mmx8,   fir1632_mmx4,   fir3232_high_unpack},
+    {otherwise,                             fir1616_scalar, fir1632_scalar, fir3232_exact},
 };
 
 // Every second sample of 32 -> 32, chosen at each call whatever the classification.

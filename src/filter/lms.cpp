@@ -110,10 +110,10 @@ struct Row {
 };
 
 static constexpr Row rows[] = {
-    {on(amd_f5m6, amd_f5m8, amd_f5m9), lms_mmx},
-    {on(amd_f6, amd_f15), lms_mmx_ext},
-    {has(0, avx512), lms_avx512},
-    {has(0, avx2), lms_avx2},
+    {on(mmx, amd_f5m6, amd_f5m8, amd_f5m9), lms_mmx},
+    {on(mmx_ext, amd_f6, amd_f15), lms_mmx_ext},
+    {has(avx512), lms_avx512},
+    {has(avx2), lms_avx2},
     {otherwise, lms_any},
 };
 

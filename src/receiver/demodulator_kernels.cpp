@@ -296,8 +296,8 @@ ZV_KERNELS(double_avx512, synchronous_fma, ZV_TARGET("avx512f,avx512bw,avx512dq,
 ZV_KERNELS(double_avx2, synchronous_fma, ZV_TARGET("avx2,fma"))
 ZV_KERNELS(double_sse2, synchronous_plain, )
 static constexpr Row rows[] = {
-    {has(0, avx512), &double_avx512},
-    {has(0, avx2), &double_avx2},
+    {has(avx512), &double_avx512},
+    {has(avx2), &double_avx2},
     {has(sse2), &double_sse2},
     {otherwise, &plain},
 };

@@ -5,11 +5,12 @@
 namespace test {
 class OnProcessor {
 public:
-    OnProcessor(uint32_t classification, uint32_t features, uint32_t sets = 0)
+    OnProcessor(uint32_t classification, uint32_t features, uint32_t sets = 0, uint32_t extended = 0)
         : record_(*_CPU()), sets_(zv::wider_sets)
     {
         _CPU()->classification = classification;
         _CPU()->features = features;
+        _CPU()->extended_features = extended;
         zv::wider_sets = sets;
     }
     ~OnProcessor()
@@ -26,7 +27,9 @@ private:
 };
 
 // A feature bit for runs_here: SSE brings the extended MMX instructions.
-inline constexpr uint32_t sse = 1u << 25;
+inline constexpr uint32_t sse = ZV_CPU_SSE;
+// Bits of extended_features.
+inline constexpr uint32_t amd_mmx_ext = 1u << 22, amd_3dnow_ext = 1u << 30, amd_3dnow = 1u << 31;
 
 // Whether this machine has all these feature bits and wider sets.
 inline bool runs_here(uint32_t features, uint32_t sets = 0)

@@ -31,122 +31,131 @@ namespace {
 constexpr uint32_t k5 = 0x20005001;                                         // AMD: K5,
 constexpr uint32_t f5m6 = 0x20006000, f5m8 = 0x20006001, f5m9 = 0x20006002; // family 5 by model,
 constexpr uint32_t f6 = 0x20007000, f15 = 0x20008000;                       // families 6 and 15
-constexpr uint32_t mmx = ZV_CPU_MMX, sse2 = ZV_CPU_SSE2;
+
+// Sets by the bits that show them, in the record's features and extended_features; WiderSet has other bits. SSE
+// brings the extended MMX instructions too.
+constexpr uint32_t mmx_ext_bit = 1u << 22, now_ext_bit = 1u << 30, now_bit = 1u << 31;
+constexpr uint32_t mmx = ZV_CPU_MMX, sse2 = ZV_CPU_SSE2, mmx_ext = mmx | mmx_ext_bit;
+constexpr uint32_t now = mmx | now_bit, now_ext = now | mmx_ext | now_ext_bit;
+
+uint32_t sets_of(const ZVCPUInfo& cpu, uint32_t wider)
+{
+    const uint32_t by_sse = cpu.features & ZV_CPU_SSE ? mmx_ext_bit : 0;
+    const uint32_t extended = cpu.extended_features & (mmx_ext_bit | now_ext_bit | now_bit);
+    return (cpu.features & (mmx | sse2)) | extended | by_sse | wider;
+}
 
 template <class... Codes>
-constexpr KernelCondition on(Codes... codes)
+constexpr KernelCondition on(uint32_t sets, Codes... codes)
 {
-    return {.codes = {codes...}};
+    return {.sets = sets, .codes = {codes...}};
 }
-constexpr KernelCondition has(uint32_t features, uint32_t sets = 0)
-{
-    return {.features = features, .sets = sets};
-}
+constexpr KernelCondition has(uint32_t sets) { return {.sets = sets}; }
 constexpr KernelCondition otherwise = {};
 
 // clang-format off
 constexpr KernelRow fir1616[] = {
-    {on(k5),              "scalar", "scalar"},
-    {on(f5m6, f5m8, f5m9), "mmx4",  "MMX, 4 taps a pass"},
-    {on(f6, f15),         "mmx16",  "MMX, 16 taps a pass"},
-    {has(sse2, vnni),     "vnni",   "AVX-512 VNNI"},
-    {has(sse2, avx512),   "avx512", "AVX-512"},
-    {has(sse2, avx2),     "avx2",   "AVX2"},
-    {has(sse2),           "sse2",   "SSE2, 16 taps a pass"},
-    {has(mmx),            "mmx8",   "MMX, 8 taps a pass"},
-    {otherwise,           "scalar", "scalar"},
+    {on(0, k5),                 "scalar", "scalar"},
+    {on(mmx, f5m6, f5m8, f5m9), "mmx4",   "MMX, 4 taps a pass"},
+    {on(mmx, f6, f15),          "mmx16",  "MMX, 16 taps a pass"},
+    {has(sse2 | vnni),          "vnni",   "AVX-512 VNNI"},
+    {has(sse2 | avx512),        "avx512", "AVX-512"},
+    {has(sse2 | avx2),          "avx2",   "AVX2"},
+    {has(sse2),                 "sse2",   "SSE2, 16 taps a pass"},
+    {has(mmx),                  "mmx8",   "MMX, 8 taps a pass"},
+    {otherwise,                 "scalar", "scalar"},
 };
 constexpr KernelRow fir1632[] = {
-    {on(k5),              "scalar", "scalar"},
-    {on(f5m6, f5m8, f5m9), "mmx4",  "MMX, 4 taps a pass"},
-    {on(f6, f15),         "mmx16",  "MMX, 16, 8 and 4 taps a pass"},
-    {has(sse2, vnni),     "vnni",   "AVX-512 VNNI"},
-    {has(sse2, avx512),   "avx512", "AVX-512"},
-    {has(sse2, avx2),     "avx2",   "AVX2"},
-    {has(sse2),           "sse2",   "SSE2, 16 taps a pass"},
-    {has(mmx),            "mmx4",   "MMX, 4 taps a pass"},
-    {otherwise,           "scalar", "scalar"},
+    {on(0, k5),                 "scalar", "scalar"},
+    {on(mmx, f5m6, f5m8, f5m9), "mmx4",   "MMX, 4 taps a pass"},
+    {on(mmx, f6, f15),          "mmx16",  "MMX, 16, 8 and 4 taps a pass"},
+    {has(sse2 | vnni),          "vnni",   "AVX-512 VNNI"},
+    {has(sse2 | avx512),        "avx512", "AVX-512"},
+    {has(sse2 | avx2),          "avx2",   "AVX2"},
+    {has(sse2),                 "sse2",   "SSE2, 16 taps a pass"},
+    {has(mmx),                  "mmx4",   "MMX, 4 taps a pass"},
+    {otherwise,                 "scalar", "scalar"},
 };
 constexpr KernelRow fir3232[] = {
-    {on(k5),              "exact",        "scalar, exact form"},
-    {on(f5m6, f5m8, f5m9), "high_shift",  "MMX by shift and pack, high-half form"},
-    {on(f6, f15),         "high_shuffle", "MMX by word shuffle, high-half form"},
-    {has(mmx, vnni),      "high_vnni",    "AVX-512 VNNI, high-half form"},
-    {has(mmx, avx512),    "high_avx512",  "AVX-512, high-half form"},
-    {has(mmx, avx2),      "high_avx2",    "AVX2, high-half form"},
-    {has(mmx),            "high_unpack",  "MMX by word unpack, high-half form"},
-    {otherwise,           "exact",        "scalar, exact form"},
+    {on(0, k5),                 "exact",        "scalar, exact form"},
+    {on(mmx, f5m6, f5m8, f5m9), "high_shift",   "MMX by shift and pack, high-half form"},
+    {on(mmx_ext, f6, f15),      "high_shuffle", "MMX by word shuffle, high-half form"},
+    {has(mmx | vnni),           "high_vnni",    "AVX-512 VNNI, high-half form"},
+    {has(mmx | avx512),         "high_avx512",  "AVX-512, high-half form"},
+    {has(mmx | avx2),           "high_avx2",    "AVX2, high-half form"},
+    {has(mmx),                  "high_unpack",  "MMX by word unpack, high-half form"},
+    {otherwise,                 "exact",        "scalar, exact form"},
 };
 constexpr KernelRow process2[] = {
-    {has(mmx),            "high",  "high-half form"},
-    {otherwise,           "exact", "exact form"},
+    {has(mmx),  "high",  "high-half form"},
+    {otherwise, "exact", "exact form"},
 };
 constexpr KernelRow lms[] = {
-    {on(f5m6, f5m8, f5m9), "mmx",    "MMX"},
-    {on(f6, f15),          "mmx_ext", "extended MMX"},
-    {has(0, avx512),       "avx512", "AVX-512"},
-    {has(0, avx2),         "avx2",   "AVX2"},
-    {otherwise,            "any",    "MMX or scalar by the MMX bit"},
+    {on(mmx, f5m6, f5m8, f5m9), "mmx",     "MMX"},
+    {on(mmx_ext, f6, f15),      "mmx_ext", "extended MMX"},
+    {has(avx512),               "avx512",  "AVX-512"},
+    {has(avx2),                 "avx2",    "AVX2"},
+    {otherwise,                 "any",     "MMX or scalar by the MMX bit"},
 };
 constexpr KernelRow fft_double[] = {
-    {has(sse2, avx512),   "avx512",   "AVX-512"},
-    {has(sse2, avx2),     "avx2",     "AVX2"},
-    {has(sse2),           "sse2",     "SSE2"},
-    {otherwise,           "portable", "portable"},
+    {has(sse2 | avx512), "avx512",   "AVX-512"},
+    {has(sse2 | avx2),   "avx2",     "AVX2"},
+    {has(sse2),          "sse2",     "SSE2"},
+    {otherwise,          "portable", "portable"},
 };
 constexpr KernelRow fft_float[] = {
-    {on(f5m8, f5m9),      "3dnow",     "3DNow!"},
-    {on(f6, f15),         "3dnow_ext", "extended 3DNow!"},
-    {has(sse2, avx512),   "avx512",    "AVX-512"},
-    {has(sse2, avx2),     "avx2",      "AVX2"},
-    {has(sse2),           "sse2",      "SSE2"},
-    {otherwise,           "portable",  "portable"},
+    {on(now, f5m8, f5m9),  "3dnow",     "3DNow!"},
+    {on(now_ext, f6, f15), "3dnow_ext", "extended 3DNow!"},
+    {has(sse2 | avx512),   "avx512",    "AVX-512"},
+    {has(sse2 | avx2),     "avx2",      "AVX2"},
+    {has(sse2),            "sse2",      "SSE2"},
+    {otherwise,            "portable",  "portable"},
 };
 constexpr KernelRow tone_detector_corr[] = {
-    {{.codes = {f5m6, f5m8, f5m9}, .features = mmx}, "groups_mmx", "MMX"},
-    {has(mmx, vnni),      "groups_vnni",   "AVX-512 VNNI"},
-    {has(mmx, avx512),    "groups_avx512", "AVX-512"},
-    {has(mmx, avx2),      "groups_avx2",   "AVX2"},
-    {has(mmx),            "groups_mmx",    "MMX"},
-    {otherwise,           "plain_scalar",  "scalar"},
+    {on(mmx, f5m6, f5m8, f5m9), "groups_mmx",    "MMX"},
+    {has(mmx | vnni),           "groups_vnni",   "AVX-512 VNNI"},
+    {has(mmx | avx512),         "groups_avx512", "AVX-512"},
+    {has(mmx | avx2),           "groups_avx2",   "AVX2"},
+    {has(mmx),                  "groups_mmx",    "MMX"},
+    {otherwise,                 "plain_scalar",  "scalar"},
 };
 constexpr KernelRow whole[] = { // autocorrelation and envelope
-    {on(f6),              "3dnow",    "3DNow!"},
-    {has(sse2, avx512),   "avx512",   "AVX-512"},
-    {has(sse2, avx2),     "avx2",     "AVX2"},
-    {otherwise,           "portable", "portable"},
+    {on(now, f6),        "3dnow",    "3DNow!"},
+    {has(sse2 | avx512), "avx512",   "AVX-512"},
+    {has(sse2 | avx2),   "avx2",     "AVX2"},
+    {otherwise,          "portable", "portable"},
 };
 constexpr KernelRow frequency[] = {
-    {has(sse2, avx512),   "avx512",   "AVX-512"},
-    {has(sse2, avx2),     "avx2",     "AVX2"},
-    {otherwise,           "portable", "portable"},
+    {has(sse2 | avx512), "avx512",   "AVX-512"},
+    {has(sse2 | avx2),   "avx2",     "AVX2"},
+    {otherwise,          "portable", "portable"},
 };
 constexpr KernelRow fsk_corr_demod[] = {
-    {has(sse2, avx2),     "avx2",  "AVX2"},
-    {has(sse2),           "sse2",  "SSE2"},
-    {otherwise,           "plain", "plain"},
+    {has(sse2 | avx2), "avx2",  "AVX2"},
+    {has(sse2),        "sse2",  "SSE2"},
+    {otherwise,        "plain", "plain"},
 };
 constexpr KernelRow demodulator[] = {
 #if __FLT_EVAL_METHOD__ == 0 // a library built for x87 registers has the plain form alone
-    {has(0, avx512),      "double_avx512", "AVX-512"},
-    {has(0, avx2),        "double_avx2",   "AVX2"},
-    {has(sse2),           "double_sse2",   "SSE2"},
+    {has(avx512), "double_avx512", "AVX-512"},
+    {has(avx2),   "double_avx2",   "AVX2"},
+    {has(sse2),   "double_sse2",   "SSE2"},
 #endif
-    {otherwise,           "plain",         "plain"},
+    {otherwise,   "plain",         "plain"},
 };
 constexpr KernelRow resampler_16[] = {
-    {has(sse2, vnni),     "avx512", "AVX-512 VNNI"},
-    {has(sse2, avx2),     "avx2",   "AVX2"},
-    {has(sse2),           "sse2",   "SSE2"},
-    {otherwise,           "scalar", "scalar"},
+    {has(sse2 | vnni), "avx512", "AVX-512 VNNI"},
+    {has(sse2 | avx2), "avx2",   "AVX2"},
+    {has(sse2),        "sse2",   "SSE2"},
+    {otherwise,        "scalar", "scalar"},
 };
 constexpr KernelRow resampler_32[] = {
-    {has(sse2, avx2),     "avx2",   "AVX2"},
-    {otherwise,           "scalar", "scalar"},
+    {has(sse2 | avx2), "avx2",   "AVX2"},
+    {otherwise,        "scalar", "scalar"},
 };
 constexpr KernelRow set_dword[] = {
-    {on(f6, f15),         "past_caches", "extended MMX, past the caches"},
-    {otherwise,           "words",       "plain"},
+    {on(mmx_ext, f6, f15), "past_caches", "extended MMX, past the caches"},
+    {otherwise,            "words",       "plain"},
 };
 
 constexpr KernelFamily families[] = {
@@ -182,7 +191,7 @@ static bool applies(const KernelCondition& when, const ZVCPUInfo& cpu, uint32_t 
 {
     const auto* end = std::find(when.codes, std::end(when.codes), 0u);
     return (when.codes == end || std::find(when.codes, end, cpu.classification) != end) &&
-           (cpu.features & when.features) == when.features && (sets & when.sets) == when.sets;
+           (sets_of(cpu, sets) & when.sets) == when.sets;
 }
 
 const KernelRow& kernel_of(const KernelFamily& family, const ZVCPUInfo& cpu, uint32_t sets)

@@ -16,10 +16,10 @@ enum WiderSet : uint32_t {
 };
 uint32_t wider_sets();
 
-// When a row applies: on one of its codes, if it has any, with all its feature bits and wider sets.
+// When a row applies: on a processor that has all the sets, and is one of the classes if any are named.
 struct KernelCondition {
+    uint32_t sets = 0; // as kernels.cpp numbers them
     uint32_t codes[4] = {};
-    uint32_t features = 0, sets = 0;
 };
 struct KernelRow {
     KernelCondition when;
