@@ -302,6 +302,65 @@ TEST_P(ResamplerKernel, TakesAnyTaps)
         }
 }
 
+// A table of the client's own by the record's routine, in the middle of a stream: heard from the next block on, over
+// the old history, in every form; what the client writes itself isn't.
+TEST_P(ResamplerKernel, ATableByTheRecordsRoutineCountsFromTheNextBlockOn)
+{
+    const OnProcessor on(GetParam());
+    if (!on.runs_here) GTEST_SKIP() << "this machine lacks " << GetParam().name;
+    for (const auto& [over, under, taps, block] : {Shape{1, 1, 127, 64},
+                                                   {160, 147, 2561, 100},
+                                                   {1, 8, 129, 40},
+                                                   {2, 3, 33, 50},
+                                                   {1000, 999, 3001, 200}})
+        for (const int32_t given : {0, taps / 2, taps, taps + 9})
+            for (const Signal32& x : {widened(noise(800)), noise<int32_t>(800)}) {
+                SCOPED_TRACE(testing::Message() << over << "/" << under << ", " << given << " of " << taps);
+                std::vector<double> design(size_t(given) + 1);
+                for (int32_t k = 0; k < given; ++k)
+                    design[size_t(k)] = (k * 37 % 64 - 31.5) / (64. * taps / over);
+                if (given > 9) design[3] = 1.5, design[4] = -1.5, design[5] = -1;
+                const Resampler r = make(over, under, taps, block);
+                auto wanted = model_of(r).process(x, size_t(block));
+                Signal32 got = pushed(r, Signal32(x.begin(), x.begin() + 2 * block));
+                const size_t before = got.size();
+                r->store_routine(r.get(), design.data(), given);
+                auto model = model_of(r);
+                for (int32_t k = 0; k < taps; ++k) {
+                    const double h = k < given ? design[size_t(k)] : 0;
+                    ASSERT_EQ(model.taps[size_t(k)], h >= 1   ? INT32_MAX
+                                                     : h < -1 ? INT32_MIN
+                                                              : int32_t(std::llrint(h * 2147483647.)))
+                        << k;
+                }
+                const auto after = model.process(x, size_t(block));
+                std::copy(after.begin() + ptrdiff_t(before), after.end(), wanted.begin() + ptrdiff_t(before));
+                std::fill_n(r->coefficients, taps, 12345);
+                const Signal32 rest = pushed(r, Signal32(x.begin() + 2 * block, x.end()));
+                got.insert(got.end(), rest.begin(), rest.end());
+                EXPECT_TRUE(same(got, wanted));
+            }
+}
+
+// A client's routine that changes the design and hands it on.
+TEST(Resampler, AClientsRoutineMayEndInTheLibrarys)
+{
+    static void (*librarys)(ZVResampler32*, const double*, int32_t);
+    const Resampler r = make(), plain = make(3, 2, 91, 50);
+    librarys = r->store_routine;
+    r->store_routine = [](ZVResampler32* self, const double* taps, int32_t count) {
+        std::vector<double> turned(taps, taps + count);
+        for (double& v : turned) v = -v;
+        librarys(self, turned.data(), count);
+    };
+    ZVResampler32_Over(r.get(), 3);
+    ZVResampler32_Under(r.get(), 2);
+    ZVResampler32_TapsNum(r.get(), 91);
+    const Signal32 x = noise<int32_t>(400);
+    for (int32_t k = 0; k < 91; ++k) EXPECT_EQ(r->coefficients[k], -plain->coefficients[k]);
+    EXPECT_TRUE(same(pushed(r, x), model_of(r).process(x, 1024)));
+}
+
 // taps - 1 is a multiple of over: any cut of the stream, pushed or pulled, gives the same samples.
 TEST_P(ResamplerKernel, AnyCutGivesTheSameStream)
 {

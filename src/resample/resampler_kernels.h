@@ -33,7 +33,8 @@ inline constexpr int32_t lanes = 16;          // outputs of one step of a lane k
 inline constexpr int32_t lane_reach = 8;      // largest under / over of a lane kernel
 
 struct Tables {
-    Kernel wide; // 32-bit samples, from rows; null where the tables have no room: the plain loop serves
+    Kernel wide; // 32-bit samples, from rows; null where these have no room: the plain loop serves
+    const int32_t* prototype; // for the plain loop
     Kernel
         narrow; // 16-bit samples, from row_pieces or lane_pieces; null where that has no room or isn't exact
     Pack pack;  // samples for narrow

@@ -6,9 +6,10 @@
 namespace zv::resampler {
 // The formula itself, for tables that have no room: far more phases than taps. Nothing behind the last new sample
 // enters a sum.
-static void plain(const ZVResampler32* self, int32_t* out, int32_t outputs, int32_t samples)
+static void plain(const ZVResampler32* self, const int32_t* taps, int32_t* out, int32_t outputs,
+                  int32_t samples)
 {
-    const int32_t *x = self->input_area, *taps = self->coefficients, over = self->over;
+    const int32_t *x = self->input_area, over = self->over;
     int64_t p = self->phase;
     for (int32_t i = 0; i < outputs; ++i, p += self->under) {
         const auto q = static_cast<int32_t>(p / over), r = static_cast<int32_t>(p % over);
@@ -45,7 +46,7 @@ static void convert(ZVResampler32* self, int32_t* out, int32_t outputs, int32_t 
 {
     constexpr int32_t worth_packing = 4; // outputs
     const Tables& t = tables_of(self);
-    if (!t.wide) return plain(self, out, outputs, samples);
+    if (!t.wide) return plain(self, t.prototype, out, outputs, samples);
     const Position at = {self->phase / self->over, self->phase % self->over};
     auto* narrow = static_cast<int16_t*>(t.samples);
     if (t.narrow && outputs >= worth_packing && t.pack(narrow, self->input_area, samples)) {

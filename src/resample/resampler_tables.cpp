@@ -172,9 +172,16 @@ void build_tables(ZVResampler32* self)
     t.row_taps = (t.taps + 15) & ~15;
 
     const uint64_t samples = uint64_t(self->history_length) + uint64_t(self->buffer_size);
+    const Carver behind_record = room;
     auto* area = room.take<int32_t>(front_samples + samples + back_samples);
     t.rows = room.take<int32_t>(uint64_t(over) * uint64_t(t.row_taps));
-    if (!area || !t.rows) return;
+    if (!area || !t.rows) { // then a copy of the prototype has room, but for one of millions of taps
+        room = behind_record;
+        auto* copy = room.take<int32_t>(uint64_t(count));
+        if (copy) std::copy_n(prototype, count, copy);
+        t.prototype = copy ? copy : prototype;
+        return;
+    }
     t.samples = area + front_samples;
     fill_rows(t, prototype, count);
     t.wide = select(rows, &Row::wide, *_CPU());
