@@ -11,6 +11,7 @@ using Runs = std::vector<reference::DataFormatter::Run>;
 
 struct Formatter : ZVDataFormatter2 {
     Runs runs;
+    std::function<void(Formatter&)> delivered; // what the callback does besides
     Formatter()
     {
         ZVDataFormatter2_Construct(this);
@@ -19,12 +20,13 @@ struct Formatter : ZVDataFormatter2 {
             auto* formatter = reinterpret_cast<Formatter*>(user);
             EXPECT_EQ(formatter, self);
             formatter->runs.emplace_back(bits, value);
+            if (formatter->delivered) formatter->delivered(*formatter);
         };
     }
     std::vector<bool> bits() const
     {
         std::vector<bool> all;
-        for (const auto& [count, value] : runs) all.insert(all.end(), size_t(count), value != 0);
+        for (const auto& [count, value] : runs) all.insert(all.end(), size_t(std::max(count, 0)), value != 0);
         return all;
     }
 };
@@ -91,6 +93,68 @@ TEST(DataFormatter, BothWaysEqualTheModelInPiecesOfAnySize)
                 expect_state(formatter, model);
                 if (HasFailure()) FAIL() << set.gain << " " << set.decay << " " << set.bits << " " << mask;
             }
+}
+
+// What a callback sees is the object at that sample, and what it does to it stays, however the stream is cut.
+TEST(DataFormatter, CallbacksMeetTheObjectAsItIsAtTheirSample)
+{
+    using Model = reference::DataFormatter;
+    using Seen = std::vector<std::array<double, 4>>;
+    const struct {
+        const char* name;
+        void (*change)(Formatter&);
+        void (*wanted)(Model&);
+    } deeds[] = {
+        {"looks", [](Formatter&) {}, [](Model&) {}},
+        {"resets", [](Formatter& f) { ZVDataFormatter2_Init(&f); }, [](Model& m) { m.reset(); }},
+        {"moves the bit", [](Formatter& f) { f.next_bit_point += 3.7; }, [](Model& m) { m.b += 3.7; }},
+        {"moves the last", [](Formatter& f) { f.last_bit_point -= 2.2; }, [](Model& m) { m.a -= 2.2; }},
+        {"turns the sample over", [](Formatter& f) { f.previous_sample = -f.previous_sample; },
+         [](Model& m) { m.previous = -m.previous; }},
+        {"lowers the peaks", [](Formatter& f) { f.peak_high /= 2, f.sample_counter += 5; },
+         [](Model& m) { m.high /= 2, m.counter += 5; }},
+    };
+    const Signal x = soft(message(300, 4), 44.1, 9000, 5);
+    for (const auto& deed : deeds)
+        for (const bool loop : {true, false})
+            for (const size_t longest : {1, 13, 20000}) {
+                Formatter formatter;
+                Model model;
+                Seen seen, wanted;
+                formatter.delivered = [&](Formatter& f) {
+                    seen.push_back({f.last_bit_point, f.next_bit_point, double(f.previous_sample),
+                                    double(f.sample_counter)});
+                    if (f.runs.size() % 7 == 0) deed.change(f);
+                };
+                model.delivered = [&](Model& m) {
+                    wanted.push_back({m.a, m.b, double(m.previous), double(m.counter)});
+                    if (m.runs.size() % 7 == 0) deed.wanted(m);
+                };
+                for (size_t at = 0, piece; at < x.size(); at += piece) {
+                    piece = std::min(longest, x.size() - at);
+                    if (loop)
+                        ZVDataFormatter2_DPLL_16(&formatter, &x[at], int32_t(piece), 1);
+                    else
+                        ZVDataFormatter2_Process_16(&formatter, &x[at], -1, int32_t(piece), 1);
+                }
+                for (const int16_t v : x) loop ? model.loop(v) : model.slope(v, -1);
+                ASSERT_GT(wanted.size(), 50u);
+                EXPECT_EQ(seen, wanted) << deed.name << ", " << (loop ? "loop" : "slopes") << ", " << longest;
+                expect_state(formatter, model);
+            }
+}
+
+// In noise at bits of one and a half samples, pulses without a highest point of their own are many.
+TEST(DataFormatter, ARunOfANegativeLengthIsDeliveredToo)
+{
+    Formatter formatter;
+    reference::DataFormatter model;
+    formatter.bit_rate = model.bit_rate = 30000; // bits shorter than two samples
+    const Signal x = noise(20000);
+    ZVDataFormatter2_Process_16(&formatter, x.data(), -1, int32_t(x.size()), 1);
+    for (const int16_t v : x) model.slope(v, -1);
+    EXPECT_GT(std::count_if(model.runs.begin(), model.runs.end(), [](auto run) { return run.first < 0; }), 5);
+    EXPECT_EQ(formatter.runs, model.runs);
 }
 
 TEST(DataFormatter, WorkedNumbersOfTheLoop)

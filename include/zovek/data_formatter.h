@@ -16,9 +16,15 @@
 ZV_BEGIN
 typedef struct ZVDataFormatter2 ZVDataFormatter2;
 struct ZVDataFormatter2 {
-    /* Takes count bits (at least 1), all of the given value, 0 or 1. Runs inside the call that found them and may
-     * read the object; a DPLL goes on with what it finds in next_bit_point. Null, as at first: no delivery, and
-     * the timing runs all the same. */
+    /* Takes count bits, all of the given value, 0 or 1: one from a DPLL, any number but 0 from Process. There a
+     * pulse that sets no highest point is dated by the one before it, and count can come out negative: a receiver
+     * passes that over, or takes so many bits back.
+     *
+     * Runs inside the call that found the bits and sees the object as it is at the present sample, however the
+     * stream was cut. What it changes stays, ZVDataFormatter2_Init included: a DPLL goes on with what it finds in
+     * next_bit_point as the bit's middle, and in previous_sample. Parameters that it changes count from the next
+     * call on; from the next edge on in Process, but for peak_decay. Null, as at first: no delivery, and the
+     * timing runs all the same. */
     void    (*callback)(uintptr_t user_data, ZVDataFormatter2 *self, int32_t count, int32_t value);
     uintptr_t user_data;        /* the callback's first argument; 0 at first */
     double    bit_rate;         /* bits a second; 1000 at first */
@@ -58,7 +64,7 @@ ZV_API ZVDataFormatter2 *ZVDataFormatter2_DPLL_32(ZVDataFormatter2 *self, const 
                                                   int32_t step);
 /* Edges by slope, s[n] = (v[n] - v[n-3]) / 3 toward zero, of v = sample & mask (the sample being widened first,
  * so that mask -1 takes it as it is). A pulse of the slope ends where it falls below half its tracked peak; its
- * highest point is the edge. The bits between two edges, if there are any, are delivered as one run. */
+ * highest point is the edge. The bits between two edges are delivered as one run, but for none. */
 ZV_API ZVDataFormatter2 *ZVDataFormatter2_Process_16(ZVDataFormatter2 *self, const int16_t *in, int32_t mask,
                                                      int32_t length, int32_t step);
 ZV_END

@@ -29,7 +29,7 @@ static int32_t samples_of(int32_t length, int32_t step) { return std::max(starte
 
 static void deliver(ZVDataFormatter2* self, int32_t bits, int32_t value)
 {
-    if (self->callback && bits > 0) self->callback(self->user_data, self, bits, value);
+    if (self->callback && bits != 0) self->callback(self->user_data, self, bits, value);
 }
 
 // ---- The loop. Bit points count from the present sample. ----
@@ -92,8 +92,12 @@ static ZVDataFormatter2* loop(ZVDataFormatter2* self, const Sample* in, int32_t 
             next = rounded(last * (1 - gain) + period * (1 - gain / 2));
         previous = x;
         if (next <= 0) {
+            // The callback sees the object as it is at this sample, and may change it.
+            self->last_bit_point = last;
             self->next_bit_point = next;
+            self->previous_sample = previous;
             deliver(self, 1, x >= 0);
+            previous = self->previous_sample;
             last = self->next_bit_point;
             next = rounded(last + period);
         }

@@ -1,6 +1,7 @@
 // Bit timing, sample by sample: the loop on zero crossings, and edges as peaks of the slope.
 #pragma once
 #include "fixed.h"
+#include <functional>
 #include <utility>
 
 namespace reference {
@@ -11,6 +12,13 @@ struct DataFormatter {
     int32_t previous = 0, high = 0, low = 0, extreme = 0, state = 0, position = 0, counter = 0, d2 = 0,
             d1 = 0;
     std::vector<Run> runs; // all that was delivered
+    std::function<void(DataFormatter&)> delivered; // what the callback does besides
+
+    void reset()
+    {
+        a = b = 0;
+        previous = high = low = extreme = state = position = counter = d2 = d1 = 0;
+    }
 
     void loop(int32_t x)
     {
@@ -20,6 +28,7 @@ struct DataFormatter {
         if (transition) b = to_double(a * (1 - g) + p * (1 - g / 2));
         if (b <= 0) {
             runs.emplace_back(1, x >= 0);
+            if (delivered) delivered(*this);
             a = b;
             b = to_double(b + p);
         }
@@ -65,7 +74,9 @@ private:
         counter = int32_t(uint32_t(counter) - uint32_t(q)); // may run away where pulses set no new extreme
         if (bits != 0) a = to_double(b + (real(bits) - 1) * p);
         b = to_double(p / 2 - g * (a + p / 2));
-        if (bits > 0) runs.emplace_back(bits, new_state);
+        if (bits == 0) return;
+        runs.emplace_back(bits, new_state);
+        if (delivered) delivered(*this);
     }
 };
 } // namespace reference
