@@ -110,6 +110,45 @@ TEST_F(Heap, AnyPointerIntoABlockFindsIt)
     MemoryFree(two - 63); // in its header; the header's first address is the end of the block before
 }
 
+// Released twice, whatever has become of its neighbours by then: the second time it is no block. One that is handed
+// out again is another's.
+TEST_F(Heap, ASecondReleaseIsIgnored)
+{
+    for (const uint32_t bytes : {0u, 1u, 200u})
+        for (int before = 0; before < 8;
+             ++before) { // which of the neighbours are free by then: below, above, both
+            std::vector<void*> all;
+            for (int k = 0; k < 7; ++k) all.push_back(MemoryAlloc(bytes));
+            const uint32_t total = newest_pool()->free_bytes;
+            std::vector<int> released = {3};
+            if (before & 1) released.insert(released.begin(), 2);
+            if (before & 2) released.insert(released.begin(), 4);
+            if (before & 4)
+                released.push_back(2), released.push_back(4); // one that merges afterwards, or twice
+            for (const int k : released) MemoryFree(all[size_t(k)]);
+            const uint32_t free_bytes = newest_pool()->free_bytes;
+            EXPECT_GT(free_bytes, total);
+            for (const int k : released) {
+                MemoryFree(all[size_t(k)]);
+                EXPECT_EQ(MemoryReAlloc(all[size_t(k)], 5000), all[size_t(k)]);
+                EXPECT_EQ(MemoryReAlloc(all[size_t(k)], 0), all[size_t(k)]);
+                EXPECT_EQ(newest_pool()->free_bytes, free_bytes);
+                ASSERT_TRUE(heap_is_sound()) << bytes << ' ' << before;
+            }
+            for (void* p : all) MemoryFree(p); // some for the third time
+            EXPECT_EQ(newest_pool(), nullptr);
+        }
+    void* const held = MemoryAlloc(64);
+    void* const p = MemoryAlloc(64);
+    MemoryFree(p);
+    void* const again = MemoryAlloc(64);
+    EXPECT_EQ(again, p);
+    MemoryFree(p);
+    MemoryFree(again);
+    MemoryFree(held);
+    MemoryFree(held); // its pool is gone
+}
+
 TEST_F(Heap, ReallocationCopiesTheWholeBlockToANewPlace)
 {
     auto* p = static_cast<unsigned char*>(MemoryReAlloc(nullptr, 100));

@@ -161,15 +161,16 @@ static void release(MemoryBlock* block)
     if (!memory_pool_list) leave_system();
 }
 
-// The block that holds p, header and both ends included, or null. A block's end belongs to it and not to its
-// neighbour, so that the data address of a block of 0 bytes finds that block.
+// The block in use that holds p, header and both ends included, or null. A block's end belongs to it and not to its
+// neighbour, so that the data address of a block of 0 bytes finds that block. What was released lies in a free
+// block, merged or not, or in no pool at all.
 static MemoryBlock* locate(const void* p)
 {
     const uintptr_t at = address(p);
     MemoryPool* pool = directory.find(at);
     if (!pool || at < address(pool->first_block)) return nullptr;
     MemoryBlock* block = Starts(pool).last_before(at);
-    return at <= address(block) + block->size ? block : nullptr;
+    return at <= address(block) + block->size && !is_free(block) ? block : nullptr;
 }
 
 static bool pool_is_sound(MemoryPool* pool, uint32_t& free_count)
