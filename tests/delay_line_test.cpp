@@ -1,4 +1,5 @@
 // The delay line at both widths against the plain model, through its open fields and under refusal.
+#include "filter/delay_line.h"
 #include "reference/delay_line.h"
 #include "support/platform.h"
 #include "support/signals.h"
@@ -88,6 +89,26 @@ TYPED_TEST(DelayLine, NullOutAndOwnInputAreaServeParents)
     for (int k = 0; k < 4; ++k) input[k] = Sample(10 + k);
     TestFixture::Call::process(&this->line, nullptr, 0);
     EXPECT_EQ(std::vector<Sample>(area, area + 4), (std::vector<Sample>{6, 10, 11, 12}));
+}
+
+// A client's own rebuild hides the width. Room that is reserved then leaves the layout and the history as they stand.
+TYPED_TEST(DelayLine, AClientsRebuildKeepsTheLayout)
+{
+    auto& line = this->line;
+    ZVDelayLine_Delay(&line, 5);
+    static void (*own)(ZVDelayLine*);
+    own = line.rebuild;
+    line.rebuild = [](ZVDelayLine* self) { own(self); };
+    auto* first = static_cast<TypeParam*>(line.storage);
+    for (int k = 0; k < 5; ++k) first[k] = TypeParam(k + 1);
+    ASSERT_TRUE(zv::delay_line::reserve(&line, 5000, 77));
+    first = static_cast<TypeParam*>(line.storage);
+    EXPECT_EQ(line.input_position, first + 5);
+    EXPECT_EQ(line.output_area, first + 5 + 1024);
+    EXPECT_EQ(first[4], 5);
+    const test::Refusing refusing;
+    ZVDelayLine_BufferSize(&line, 5000);
+    EXPECT_EQ(line.output_area, first + 5 + 5000);
 }
 
 TYPED_TEST(DelayLine, SettersClampKeepOrClearTheHistoryAndSurviveRefusal)

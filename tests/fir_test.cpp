@@ -182,6 +182,35 @@ TEST_P(Fir, SurvivesRefusal)
     EXPECT_EQ(fir.buffer_size, 4096);
 }
 
+// A client's own rebuild hides the kind. Room that is reserved then leaves the layout as it stands, wherever the block
+// goes, and holds whatever the library's rebuild lays out when the client goes on to it.
+TEST_P(Fir, AClientsRebuildKeepsTheLayout)
+{
+    ZVFIR_FIRType(&fir, 1);
+    mark_history();
+    static void (*own)(ZVFIR*);
+    own = fir.rebuild;
+    fir.rebuild = [](ZVFIR* self) { own(self); };
+    const auto offsets = [this] {
+        const auto at = [this](const void* p) {
+            return static_cast<const char*>(p) - static_cast<const char*>(fir.storage);
+        };
+        return std::vector{at(fir.taps), at(fir.history), at(fir.history_write), at(fir.out_buffer)};
+    };
+    const auto before = offsets();
+    const auto designed = taps();
+    ASSERT_TRUE(zv::fir::reserve(&fir, 401, 4096));
+    EXPECT_EQ(offsets(), before);
+    EXPECT_EQ(taps(), designed);
+    EXPECT_TRUE(history_is_marked());
+    const Refusing refusing;
+    ZVFIR_BufferSize(&fir, 4096);
+    EXPECT_EQ(taps(), designed);
+    EXPECT_TRUE(history_is_silent());
+    ZVFIR_TapsNum(&fir, 401);
+    EXPECT_EQ(fir.taps_count, 401);
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, Fir, testing::ValuesIn(kinds),
                          [](const auto& info) { return info.param.name; });
 

@@ -9,6 +9,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <zovek/memory.h>
 
 namespace zv {
@@ -52,6 +53,24 @@ bool grow(T*& buffer, uint32_t& capacity, uint64_t bytes, uint32_t slack = 0)
     if (!grown) return false;
     buffer = static_cast<T*>(grown);
     capacity = static_cast<uint32_t>(bytes);
+    return true;
+}
+
+// Grows an owned buffer as above, and lets the pointers that lie in it follow it to its new place, so that what is
+// laid out there stays good.
+template <class T, class... Part>
+bool grow_laid_out(T*& buffer, uint32_t& capacity, uint64_t bytes, uint32_t slack, Part*&... parts)
+{
+    const auto old = reinterpret_cast<uintptr_t>(buffer);
+    const uint32_t old_bytes = capacity;
+    if (!grow(buffer, capacity, bytes, slack)) return false;
+    const auto follow = [&](auto*& part) {
+        const uintptr_t offset = reinterpret_cast<uintptr_t>(part) - old;
+        if (offset < old_bytes)
+            part = reinterpret_cast<std::remove_reference_t<decltype(part)>>(reinterpret_cast<char*>(buffer) +
+                                                                             offset);
+    };
+    (follow(parts), ...);
     return true;
 }
 

@@ -14,32 +14,27 @@ static void place(ZVDelayLine* self)
     self->output_area = start + self->delay + self->buffer_size;
 }
 
-template <class Sample>
-static bool ensure(ZVDelayLine* self, int32_t block, int32_t delay)
+// The present layout stays good, wherever the block goes.
+static bool ensure(ZVDelayLine* self, size_t sample_bytes, int32_t block, int32_t delay)
 {
-    return grow(self->storage, self->storage_bytes, (2 * uint64_t(block) + uint64_t(delay)) * sizeof(Sample));
+    return grow_laid_out(self->storage, self->storage_bytes,
+                         (2 * uint64_t(block) + uint64_t(delay)) * sample_bytes, 0, self->input_position,
+                         self->output_area);
 }
 
 template <class Sample>
 static void rebuild(ZVDelayLine* self)
 {
-    if (!ensure<Sample>(self, self->buffer_size, self->delay)) return;
+    if (!ensure(self, sizeof(Sample), self->buffer_size, self->delay)) return;
     place<Sample>(self);
     silence(static_cast<Sample*>(self->storage), size_t(self->delay));
 }
 
-template <class Sample>
-static bool reserve_as(ZVDelayLine* self, int32_t block, int32_t delay)
-{
-    if (!ensure<Sample>(self, block, delay)) return false;
-    place<Sample>(self);
-    return true;
-}
-
 bool reserve(ZVDelayLine* self, int32_t block, int32_t delay)
 {
+    // A client's own rebuild doesn't tell the width: there is room for either.
     const bool narrow = self->rebuild == rebuild<int16_t>;
-    return narrow ? reserve_as<int16_t>(self, block, delay) : reserve_as<int32_t>(self, block, delay);
+    return ensure(self, narrow ? sizeof(int16_t) : sizeof(int32_t), block, delay);
 }
 
 template <class Sample>

@@ -5,6 +5,7 @@
 #include "core/real.h"
 #include "filter/fir_kernels.h"
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 namespace zv::fir {
@@ -29,11 +30,6 @@ static constexpr Kind kinds[] = {
 };
 // clang-format on
 
-static const Kind& kind_of(const ZVFIR* self)
-{
-    return *std::find_if(kinds, kinds + 2, [=](const Kind& k) { return k.rebuild == self->rebuild; });
-}
-
 constexpr size_t to_boundary(size_t bytes) { return (bytes + 63) & ~size_t(63); }
 constexpr int32_t odd_taps(int32_t taps) { return std::max(taps, 3) | 1; }
 
@@ -48,28 +44,39 @@ static void place(ZVFIR* self, const Kind& kind)
     self->out_buffer = at + to_boundary((taps - 1 + block) * kind.sample);
 }
 
-static bool ensure(ZVFIR* self, const Kind& kind, int32_t taps, int32_t block)
+static uint64_t bytes_of(const Kind& kind, int32_t taps, int32_t block)
 {
-    const uint64_t bytes = uint64_t(taps) * (sizeof(double) + kind.tap + kind.sample) +
-                           uint64_t(block) * (kind.sample + kind.result) + kind.margin;
-    return bytes <= UINT32_MAX && grow(self->storage, self->storage_bytes, bytes, uint32_t(slack(bytes)));
+    return uint64_t(taps) * (sizeof(double) + kind.tap + kind.sample) +
+           uint64_t(block) * (kind.sample + kind.result) + kind.margin;
+}
+
+// The present layout stays good, wherever the block goes.
+static bool ensure(ZVFIR* self, uint64_t bytes)
+{
+    return bytes <= UINT32_MAX &&
+           grow_laid_out(self->storage, self->storage_bytes, bytes, uint32_t(slack(bytes)), self->taps,
+                         self->history, self->history_write, self->out_buffer);
 }
 
 template <int K>
 static void rebuild(ZVFIR* self)
 {
     const Kind& kind = kinds[K];
-    if (!ensure(self, kind, self->taps_count, self->buffer_size)) return;
+    if (!ensure(self, bytes_of(kind, self->taps_count, self->buffer_size))) return;
     place(self, kind);
     silence(static_cast<char*>(self->history), size_t(self->taps_count) * kind.sample);
 }
 
 bool reserve(ZVFIR* self, int32_t taps, int32_t block)
 {
-    const Kind& kind = kind_of(self);
-    if (!ensure(self, kind, odd_taps(taps), std::max(block, 1))) return false;
-    place(self, kind);
-    return true;
+    // A client's own rebuild doesn't tell the kind: there is room for any that it may go on to.
+    const auto* own =
+        std::find_if(kinds, std::end(kinds), [=](const Kind& k) { return k.rebuild == self->rebuild; });
+    uint64_t bytes = 0;
+    for (const Kind& kind : kinds)
+        if (own == std::end(kinds) || own == &kind)
+            bytes = std::max(bytes, bytes_of(kind, odd_taps(taps), std::max(block, 1)));
+    return ensure(self, bytes);
 }
 
 // Largest tap for v >= 1, most negative for v < -1, else v * (2^15 - 1) or v * (2^31 - 1) to nearest.
