@@ -7,14 +7,14 @@
 #include <iterator>
 
 namespace zv::demodulator {
-// The input copy, and whether a sample came near full scale.
-static void take(ZVDemodulator* self, const int16_t* in, int32_t count, int32_t step)
+// The input copy. True if a sample came near full scale.
+static bool take(ZVDemodulator* self, const int16_t* in, int32_t count, int32_t step)
 {
     auto* copy = static_cast<int16_t*>(self->work_buffer);
     gather(copy, in, count, step);
     bool near_full_scale = false;
     for (int32_t k = 0; k < count; ++k) near_full_scale |= copy[k] >= 32000 || copy[k] <= -32000;
-    self->overload = near_full_scale;
+    return near_full_scale;
 }
 
 // I + jQ = x exp(-j 2 pi local_frequency t), Q31 products rounded toward minus infinity.
@@ -66,17 +66,18 @@ static extended output_gain(const ZVDemodulator* self, extended gain)
     return gain * self->volume * self->audio_upsample / 65536;
 }
 
-static void process(ZVDemodulator* self, const int16_t* in, int16_t* out, int32_t samples, int32_t step)
+// Takes the samples of the input copy, at most buffer_size, and returns the frames that it writes to out.
+static int32_t process(ZVDemodulator* self, int16_t* out, int32_t samples)
 {
     const auto n = static_cast<int32_t>(uint32_t(samples) / self->iq_decimation);
     const auto frames = static_cast<int32_t>(uint32_t(n) * self->audio_upsample);
     ZVFIR *const filter_i = self->post_mixer_filter_i, *const filter_q = self->post_mixer_filter_q;
 
-    take(self, in, samples, step);
     mix(self, samples);
     if (self->mixed_callback)
         self->mixed_callback(self->mixed_context, self, samples, filter_i->history_write,
                              filter_q->history_write);
+    if (n == 0) return 0; // all of it a remainder; and a count of 0 would ask the filters for a whole block
 
     run(filter_i, samples, static_cast<int32_t>(self->iq_decimation));
     run(filter_q, samples, static_cast<int32_t>(self->iq_decimation));
@@ -102,7 +103,7 @@ static void process(ZVDemodulator* self, const int16_t* in, int16_t* out, int32_
         run(self->audio_filter_2, frames, 1);
         kernels().frames(out, audio, static_cast<int32_t*>(self->audio_filter_2->out_buffer), frames,
                          output_gain(self, self->audio_gain));
-        return;
+        return frames;
     case ZVDemodMode_SSB:
         detect_weaver(self, block);
         break;
@@ -116,6 +117,15 @@ static void process(ZVDemodulator* self, const int16_t* in, int16_t* out, int32_
     if (self->audio_agc_enabled) ZVAGC_Process_Mono32(self->audio_agc_1, audio, frames, 1);
     kernels().frames(out, audio, audio, frames,
                      output_gain(self, self->audio_agc_enabled ? 1 : gain * self->audio_gain));
+    return frames;
+}
+
+// Samples of a piece of a call that doesn't fit a block: whole decimations, so that no piece but the last has a
+// remainder to lose.
+static uint32_t piece_of(uint32_t block, uint32_t decimation)
+{
+    const uint32_t whole = block / decimation * decimation;
+    return whole != 0 ? whole : block;
 }
 } // namespace zv::demodulator
 
@@ -124,7 +134,15 @@ using namespace zv;
 void ZVDemodulator16_Process_StereoOut_16_16(ZVDemodulator* self, const int16_t* in, int16_t* out,
                                              uint32_t length, uint32_t step)
 {
-    demodulator::process(self, in, out, static_cast<int32_t>(length / step), static_cast<int32_t>(step));
+    const auto block = static_cast<uint32_t>(std::max(self->buffer_size, 0));
+    self->overload = 0;
+    for (uint32_t samples = whole_steps(length, step), count; samples > 0 && block > 0; samples -= count) {
+        count = samples <= block ? samples : demodulator::piece_of(block, self->iq_decimation);
+        const auto taken = static_cast<int32_t>(count);
+        if (demodulator::take(self, in, taken, static_cast<int32_t>(step))) self->overload = 1;
+        out += 2 * size_t(demodulator::process(self, out, taken));
+        in += size_t(count) * step;
+    }
 }
 
 void* ZVDemodulator16_TestPoint(ZVDemodulator* self, int32_t index)
