@@ -1,27 +1,14 @@
 // The rules that all objects share, over one table of all constructors.
 #include "core/heap.h"
+#include "support/families.h"
 #include "support/platform.h"
 #include <cstring>
 #include <gtest/gtest.h>
-#include <string>
 #include <vector>
 #include <zovek/zovek.h>
 
 namespace {
-struct Family {
-    std::string name;
-    size_t record_bytes;
-    void* (*construct)(void*);
-    void (*destruct)(void*, uint32_t);
-};
-
-template <auto Construct, auto Destruct, class Record>
-Family family(const char* name, Record* (*)(Record*))
-{
-    return {name, sizeof(Record), [](void* p) -> void* { return Construct(static_cast<Record*>(p)); },
-            [](void* p, uint32_t flags) { Destruct(static_cast<Record*>(p), flags); }};
-}
-#define FAMILY(construct, destruct) family<construct, destruct>(#construct, construct)
+using test::Family;
 
 const std::vector<Family> families = {
     FAMILY(ZVFIR1616_Construct, ZVFIR_Destruct),

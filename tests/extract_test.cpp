@@ -169,6 +169,18 @@ TEST(ExtractFrequency, TurningPositivelyReadsNegative)
     EXPECT_EQ(out[0], float(-mean));
 }
 
+TEST(Extract, NothingHasNoMeanAndIsNotWritten)
+{
+    const int16_t pair[2] = {300, 400};
+    const float in[2] = {1, 2};
+    float out = 7;
+    EXPECT_EQ(ExtractAmplitude_16_Float(pair, &out, 0), 0);
+    EXPECT_EQ(ExtractFrequency_16_Float(pair, &out, 0, 8000), 0);
+    Correlate_Float_Float(in, &out, 2, 0);
+    Correlate_Float_Float(in, &out, 0, -1);
+    EXPECT_EQ(out, 7);
+}
+
 TEST(Extract, Choice)
 {
     constexpr uint32_t avx2 = zv::avx2, avx512 = avx2 | zv::avx512;

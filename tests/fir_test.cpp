@@ -281,6 +281,8 @@ void check_stream(ZVFIR* (*construct)(ZVFIR*), Process<Out, In> process, bool ro
             const int32_t length = rounds_up ? (samples - 1) * step + 1 : samples * step + step - 1;
             process(fir, to, &in[at], length, step, decimation);
             process(fir, to, &in[at], 0, step, decimation); // nothing to take
+            process(fir, to, &in[at], length, step, 0);     // nothing to make
+            process(fir, to, &in[at], length, step, -1);
             take(at, samples);
             at += size_t(samples * step);
         }

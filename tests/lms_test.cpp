@@ -217,7 +217,11 @@ TEST(Lms, PredictsWhatRepeats)
     Filter filter(2, 1);
     filter.leakage = 0;
     EXPECT_TRUE(same(filter.process(Signal(8, 1000)), {0, 0, 499, 750, 875, 937, 969, 984}));
-    filter.leakage = 0.5f, filter.step_size = 0; // a change between calls holds from the next sample on
+    filter.step_size = 0; // a change between calls holds from the next sample on
+    const Signal learnt = filter.taps();
+    filter.process(Signal(16, 1000));
+    EXPECT_TRUE(same(filter.taps(), learnt)); // no step and no leakage: nothing moves
+    filter.leakage = 0.5f;
     filter.process(Signal(16, 1000));
     EXPECT_TRUE(same(filter.taps(), {0, 0}));
 }

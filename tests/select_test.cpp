@@ -1,10 +1,14 @@
 // The choice of kernels by processor, stated a second time, as names.
 #include "filter/fir_kernels.h"
+#include "filter/lms_kernels.h"
+#include "resample/resampler.h"
 #include "spectrum/fft_kernels.h"
 #include "support/processors.h"
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
+#include <zovek/fsk_corr_demod.h>
+#include <zovek/tone_detector_corr.h>
 
 namespace {
 constexpr uint32_t mmx = 1 << 23, sse2 = 1 << 26, sse = 1 << 25, neither = 0, all = ~0u;
@@ -116,5 +120,54 @@ TEST(Select, Spectra)
         EXPECT_EQ(fft.compute_band_16, chosen.band_16);
         EXPECT_EQ(fft.compute_band_32, chosen.band_32);
     }
+}
+
+// An object keeps what its Construct chose when the record changes afterwards, by whatever setter it is rebuilt; some
+// choose at the first call, at a rebuild or at each call.
+TEST(Select, HappensWhenTheHeadersSay)
+{
+    const uint32_t features = _CPU()->features;
+    constexpr uint32_t k5 = 0x20005001;
+    ZVFIR* const fir = ZVFIR3232_Construct(nullptr);
+    ZVFFT* const fft = ZVFFT2Float_Construct(nullptr);
+    ZVFFT* const twice = ZVFFT_Construct(nullptr);
+    ZVFSKCorrDemod* const fsk = ZVFSKCorrDemod16_Construct(nullptr);
+    ZVLMS1616* const lms = ZVLMS1616_Construct(nullptr);
+    ZVResampler32* const resampler = ZVResampler32_Construct(nullptr);
+    ZVToneDetectorCorr* const tone = ZVToneDetectorCorr16_Construct(nullptr);
+    const auto fir_kernel = fir->kernel;
+    const auto fft_kernel = fft->compute_16;
+    const auto *row = zv::fft::private_of(fft)->kernel, *twice_row = zv::fft::private_of(twice)->kernel;
+    const auto fsk_kernel = fsk->kernel;
+    const auto resampler_kernel = zv::resampler::tables_of(resampler).wide;
+    zv::lms::lms_kernel = zv::lms::choose;
+    ZVLMS1616_Process(lms, nullptr, 1);
+    const auto lms_kernel = zv::lms::lms_kernel.load();
+    {
+        const test::OnProcessor as(k5, neither, 0);
+        ZVFIR_TapsNum(fir, 63);
+        EXPECT_EQ(fir->kernel, fir_kernel);
+        EXPECT_EQ(zv::fir::process2(), zv::fir::process2_exact);
+        ZVFFT2Float_BufferSize(fft, 1024), ZVFFT_BufferSize(twice, 1024);
+        EXPECT_EQ(fft->compute_16, fft_kernel);
+        EXPECT_EQ(zv::fft::private_of(fft)->kernel, row);
+        EXPECT_EQ(zv::fft::private_of(twice)->kernel, twice_row);
+        ZVFSKCorrDemod_BitRate(fsk, 300);
+        EXPECT_EQ(fsk->kernel, fsk_kernel);
+        ZVLMS1616* const later = ZVLMS1616_Construct(nullptr);
+        ZVLMS1616_Process(later, nullptr, 1);
+        EXPECT_EQ(zv::lms::lms_kernel.load(), lms_kernel);
+        ZVLMS_Destruct(later, 1);
+        ZVResampler32_TapsNum(resampler, 63);
+        EXPECT_EQ(zv::resampler::tables_of(resampler).wide, zv::resampler::wide_scalar);
+        const int16_t first = tone->table[0];
+        ZVToneDetectorCorr_ToneLength(tone, 0.01F);
+        EXPECT_NE(tone->table[0], 0); // the layout without MMX
+        EXPECT_EQ(first == 0, (features & mmx) != 0);
+    }
+    ZVResampler32_TapsNum(resampler, 127);
+    EXPECT_EQ(zv::resampler::tables_of(resampler).wide, resampler_kernel);
+    ZVFIR_Destruct(fir, 1), ZVFFT_Destruct(fft, 1), ZVFFT_Destruct(twice, 1), ZVFSKCorrDemod_Destruct(fsk, 1);
+    ZVLMS_Destruct(lms, 1), ZVResampler32_Destruct(resampler, 1), ZVToneDetectorCorr_Destruct(tone, 1);
 }
 } // namespace

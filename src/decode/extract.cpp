@@ -107,11 +107,13 @@ void Correlate_Float_Float(const float* in, float* out, int32_t length, int32_t 
 
 long double ExtractAmplitude_16_Float(const int16_t* in, float* out, uint32_t count)
 {
+    if (count == 0) return 0;
     return extract_amplitude_kernel.load(std::memory_order_relaxed)(in, out, count);
 }
 
 long double ExtractFrequency_16_Float(const int16_t* in, float* out, uint32_t count, float sampling_rate)
 {
+    if (count == 0) return 0;
     const double scale = sampling_rate * double(0.15915494f); // exact
     const Frequencies frequencies = frequencies_for_processor();
     extended sum = out[0] = 0;

@@ -11,7 +11,7 @@ Block::Block(ZVFSKCorrDemod* self, int16_t* out, uint32_t count)
     : self(self),
       in(self->buffer),
       out(out ? out : self->buffer),
-      count(count ? count : self->buffer_size),
+      count(up_to_block(count, self->buffer_size)),
       tone_1{self->phase_1, 2 * pi * self->tone_1 / self->sampling_rate},
       tone_2{self->phase_2, 2 * pi * self->tone_2 / self->sampling_rate},
       sums{self->sum_1_cos, self->sum_1_sin, self->sum_2_sin, self->sum_2_cos},

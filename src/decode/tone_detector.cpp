@@ -1,5 +1,6 @@
 // Tone detector: a band-pass section between two sums. The sums and the section run in extended precision, the
 // section's state is double from one sample to the next.
+#include "core/blocks.h"
 #include "core/frame.h"
 #include "core/real.h"
 #include <zovek/tone_detector.h>
@@ -13,7 +14,7 @@ static void process(ZVToneDetector* self, const Sample* in, uint32_t length, uin
     const double a0 = self->a0, a1 = self->a1, a2 = self->a2, b1 = self->b1, b2 = self->b2;
     double x1 = self->x1, x2 = self->x2, y1 = self->y1, y2 = self->y2;
     extended input_level = self->input_level, tone_level = self->tone_level;
-    for (uint32_t samples = length / step; samples > 0; --samples, in += step) {
+    for (uint32_t samples = whole_steps(length, step); samples > 0; --samples, in += step) {
         const double x = *in;
         const extended y =
             extended(a2) * x2 + extended(a1) * x1 + extended(a0) * x + extended(b2) * y2 + extended(b1) * y1;

@@ -106,7 +106,7 @@ static void rebuild(ZVToneDetectorCorr* self)
 
 static void block(ZVToneDetectorCorr* self, int16_t* out, uint32_t count)
 {
-    if (count == 0) count = self->buffer_size;
+    count = up_to_block(count, self->buffer_size);
     ZVFIR* const filter = self->filter;
     correlator_for(layout_of(self->table))(self->table, self->tone_samples, self->buffer,
                                            static_cast<int16_t*>(filter->history_write), count);
@@ -189,7 +189,7 @@ void ZVToneDetectorCorr_ToneFrequency(ZVToneDetectorCorr* self, float hz)
 void ZVToneDetectorCorr16_Process_16_16(ZVToneDetectorCorr* self, const int16_t* in, int16_t* out,
                                         uint32_t length, uint32_t step)
 {
-    for (uint32_t samples = length / step; samples > 0;) {
+    for (uint32_t samples = whole_steps(length, step); samples > 0 && self->buffer_size > 0;) {
         const uint32_t count = std::min(samples, self->buffer_size);
         gather(self->input_write, in, static_cast<int32_t>(count), static_cast<int32_t>(step));
         self->kernel(self, out, count);

@@ -54,7 +54,7 @@ static void process(ZVDelayLine* self, Sample* out, uint32_t count)
 {
     auto* line = static_cast<Sample*>(self->storage);
     if (!out) out = static_cast<Sample*>(self->output_area);
-    if (count == 0) count = self->buffer_size;
+    count = up_to_block(count, static_cast<uint32_t>(self->buffer_size));
     std::copy_n(line, count, out);
     std::copy_n(line + count, self->delay, line);
 }

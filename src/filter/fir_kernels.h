@@ -1,6 +1,7 @@
 // The frame of a FIR kernel, and the kernels. A kernel takes the span of N = taps_count samples that starts at
 // history slot i * decimation for result i, and then moves the history on.
 #pragma once
+#include "core/blocks.h"
 #include "core/cpu.h"
 #include "core/simd.h"
 #include <cstddef>
@@ -21,13 +22,15 @@ Process2 process2();
 constexpr int16_t q30_to_q15(uint32_t sum) { return static_cast<int16_t>(sum >> 15); }
 constexpr int32_t q30_to_q31(uint32_t sum) { return static_cast<int32_t>(sum << 1); }
 
+// Results of count samples: one for each whole decimation. A decimation below 1 has none.
+constexpr int32_t results_of(int32_t count, int32_t decimation) { return whole_steps(count, decimation); }
+
 // Defaults, then compute(history, out, results), then the history moves on by whole decimations. What is left
 // over at the end of the block is dropped.
 template <class Sample, class Result, class Compute>
 ZV_INLINE void run(ZVFIR* self, void* out, int32_t count, int32_t decimation, Compute compute)
 {
-    if (count == 0) count = self->buffer_size;
-    const int32_t results = count / decimation;
+    const int32_t results = results_of(up_to_block(count, self->buffer_size), decimation);
     auto* history = static_cast<Sample*>(self->history);
     compute(history, static_cast<Result*>(out ? out : self->out_buffer), results);
     MemoryCopy(history, history + ptrdiff_t(results) * decimation,

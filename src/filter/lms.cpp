@@ -168,7 +168,7 @@ void ZVLMS_DelaySize(ZVLMS1616* self, uint32_t samples) { lms::resize(self, &ZVL
 void ZVLMS1616_Process(ZVLMS1616* self, int16_t* out, uint32_t count)
 {
     if (!out) out = self->output_buffer;
-    if (count == 0) count = self->buffer_size;
+    count = up_to_block(count, self->buffer_size);
     lms::lms_kernel.load(std::memory_order_relaxed)(self, out, count);
 }
 

@@ -28,11 +28,15 @@ struct Gain {
     int32_t apply(int32_t x) const { return saturated32(extended(gain) * x); }
 };
 
+// Whether there is a sample: without one no level can be measured, and nothing moves.
+bool empty(int32_t length, int32_t step) { return length < 1 || step < 1; }
+
 extended at_least_1(extended level) { return level < 1 ? 1 : level; }
 
 template <class Sample>
 ZVAGC* process_mono(ZVAGC* self, Sample* buffer, int32_t length, int32_t step)
 {
+    if (empty(length, step)) return self;
     const extended a = Exp_Float(static_cast<float>(-2 * pi * self->envelope_cutoff / self->sampling_rate));
     Gain gain(*self);
     double envelope = self->envelope;
@@ -62,6 +66,7 @@ ZVAGC* process_stereo(ZVAGC* self, Sample* left, Sample* right, int32_t count)
 
 ZVAGC* process_buffer(ZVAGC* self, int32_t* buffer, int32_t length, int32_t step)
 {
+    if (empty(length, step)) return self;
     extended sum = 0;
     for (int64_t k = 0; k < length; k += step) sum += extended(buffer[k]) * buffer[k];
     Gain gain(*self);

@@ -1,4 +1,5 @@
 // One block through a resampler: how many outputs, by which form, and what stays for the next block.
+#include "core/blocks.h"
 #include "core/frame.h"
 #include "resample/resampler.h"
 #include <cstring>
@@ -65,7 +66,7 @@ using namespace zv;
 uint32_t ZVResampler32_ProcessIn(ZVResampler32* self, int32_t* out, uint32_t count)
 {
     if (!out) out = self->output_buffer;
-    if (count == 0) count = static_cast<uint32_t>(self->buffer_size);
+    count = up_to_block(count, static_cast<uint32_t>(self->buffer_size));
     const int64_t end = int64_t(count) * self->over, left = end - self->phase, under = self->under;
     const auto outputs = static_cast<int32_t>(left <= 0 ? 0 : (left + under - 1) / under);
     if (outputs > 0)
