@@ -18,7 +18,7 @@ import time
 import unittest
 import wave
 
-CLIENT = sys.argv.pop(1)
+CLIENT = os.path.abspath(sys.argv.pop(1))
 ON_WINE = os.path.exists(CLIENT + ".exe")  # called through Wine
 RATE = 24000  # Hz, of the recordings made here
 
@@ -272,21 +272,157 @@ class Client(InFolder):
                               shell=True, executable="/bin/bash", capture_output=True, timeout=60)
         self.assertEqual((done.stdout.split(), done.stderr), ([b"100", b"141"], b""))
 
-    def test_stopped_by_the_user(self):
-        for number in (signal.SIGINT,) if ON_WINE else (signal.SIGINT, signal.SIGTERM):
-            with subprocess.Popen([CLIENT, "receive", "-M", "am", "-t", "raw", "-r", "24k", "-o", "x.wav"],
-                                  stdin=subprocess.PIPE, stderr=subprocess.PIPE) as client:
-                client.stdin.write(pack("h", BAND))
-                client.stdin.flush()
-                while not any(name.startswith("x.wav.") and os.path.getsize(name) > 80 for name in os.listdir()):
-                    time.sleep(0.01)
-                stop(client, number)
+    def recorder(self, path="x.wav"):
+        """A client that has received BAND into a file, and waits for more."""
+        client = subprocess.Popen([CLIENT, "receive", "-M", "am", "-t", "raw", "-r", "24k", "-o", path], stdin=subprocess.PIPE,
+                                  stderr=subprocess.PIPE)
+        self.addCleanup(client.kill)
+        self.addCleanup(client.communicate)
+        before = set(os.listdir())
+        client.stdin.write(pack("h", BAND))
+        client.stdin.flush()
+        deadline = time.monotonic() + 30
+        while not any(name.startswith(path + ".") and os.path.getsize(name) > 40000 for name in set(os.listdir()) - before):
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.01)
+        return client
+
+    def test_stopped_from_outside(self):
+        names = ["INT"] if ON_WINE else "INT TERM HUP QUIT PIPE XFSZ XCPU ALRM PROF VTALRM USR1 USR2 PWR".split()
+        for number in [getattr(signal, "SIG" + name) for name in names if hasattr(signal, "SIG" + name)]:
+            with self.subTest(number):
+                client = self.recorder()
+                for _ in range(3 if number == signal.SIGHUP else 1):  # the kernel's, the shell's, and the kernel's again
+                    stop(client, number)
                 text = client.stderr.read()
-                self.assertEqual(client.wait(20), 128 + number)
-            self.assertIn(b"stopped", text)
-            with wave.open("x.wav") as file:
-                self.assertGreaterEqual(file.getnframes(), 12000)
-            self.assertEqual(os.listdir(), ["x.wav"])
+                self.assertEqual((client.wait(20), b"stopped" in text), (128 + number, True))
+                with wave.open("x.wav") as file:
+                    self.assertGreaterEqual(file.getnframes(), 12000)
+                    self.assertEqual(len(file.readframes(10**6)), 4 * file.getnframes())
+                self.assertEqual(os.listdir(), ["x.wav"])
+
+    @unittest.skipIf(ON_WINE, "signals of POSIX")
+    def test_ignored_signals_stay_ignored(self):
+        before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
+        try:
+            client = self.recorder()
+        finally:
+            signal.signal(signal.SIGHUP, before)
+        client.send_signal(signal.SIGHUP)
+        client.stdin.write(bytes(48000))
+        _, text = client.communicate(timeout=20)
+        self.assertEqual((client.returncode, b"stopped" in text), (0, False))
+        with wave.open("x.wav") as file:
+            self.assertEqual(file.getnframes(), (len(BAND) + 24000) // 2)
+
+    @unittest.skipIf(ON_WINE, "terminals of POSIX")
+    def test_terminal_that_closes(self):
+        child, master = pty.fork()
+        if child == 0:  # a shell that has the terminal, and the client on it
+            os.execlp("bash", "bash", "-ic", f"tail -c +1 -f band | '{CLIENT}' receive -M am -t raw -r 24k -o x.wav; true")
+        with open("band", "wb") as file:
+            file.write(pack("h", BAND))
+        deadline = time.monotonic() + 30
+        while not (os.path.exists("x.wav.part") and os.path.getsize("x.wav.part") > 40000):
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.01)
+        os.close(master)
+        while os.path.exists("x.wav.part") and time.monotonic() < deadline: time.sleep(0.01)
+        os.waitpid(child, 0)
+        with wave.open("x.wav") as file:
+            self.assertGreaterEqual(file.getnframes(), 12000)
+
+    def test_talk_that_nobody_hears(self):
+        """The reader of standard error is gone: the file is finished at the first line."""
+        if ON_WINE: self.skipTest("signals of POSIX")
+        read, write = os.pipe()
+        os.close(read)
+        with open("band.raw", "wb") as file:
+            file.write(pack("h", BAND))
+        done = subprocess.run([CLIENT, "receive", "-M", "am", "-t", "raw", "-r", "24k", "-v", "-o", "x.wav", "band.raw"], stderr=write)
+        os.close(write)
+        self.assertEqual((done.returncode in (-13, 141), os.listdir()), (True, ["band.raw"]))  # at the first line, before all
+        with subprocess.Popen([CLIENT, "receive", "-M", "am", "-t", "raw", "-r", "24k", "-o", "x.wav", "band.raw"],
+                              stderr=subprocess.PIPE) as client:
+            client.stderr.close()
+            self.assertEqual(client.wait(20), 141)  # at the last one
+        with wave.open("x.wav") as file:
+            self.assertEqual(file.getnframes(), len(BAND) // 2)
+
+    @unittest.skipIf(ON_WINE, "limits of POSIX")
+    def test_output_that_takes_no_more(self):
+        """What a limit or a full disk leaves is a whole file."""
+        with open("old.wav", "wb") as file:
+            file.write(b"old")
+        for command in ("receive -M am -r 24k --mono", "resample --input-rate 24k -r 24k", "clean --shift 5 -r 24k"):
+            for ignored, status in (("", 153), ("trap '' XFSZ; ", 1)):
+                with self.subTest(command + ignored):
+                    done = subprocess.run(["bash", "-c", f"{ignored}ulimit -f 41; exec '{CLIENT}' {command} -t raw /dev/zero -o x.wav"],
+                                          capture_output=True, timeout=60)
+                    self.one_line(done, status, "x.wav: File too large: the audio up to there is kept")
+                    with wave.open("x.wav") as file:
+                        self.assertEqual(os.path.getsize("x.wav"), 80 + 2 * file.getnframes())
+                        self.assertGreater(file.getnframes(), 10000)
+            done = subprocess.run(["bash", "-c", f"ulimit -f 0; exec '{CLIENT}' {command} -t raw /dev/zero -o old.wav"],
+                                  capture_output=True, timeout=60)
+            self.one_line(done, 153, "old.wav: File too large")
+        done = subprocess.run(["bash", "-c", f"ulimit -f 1; exec '{CLIENT}' spectrum -o x.png -"], input=PLAIN, capture_output=True)
+        self.one_line(done, 153, "x.png: File too large")
+        self.assertEqual(sorted(os.listdir()), ["old.wav", "x.wav"])
+        self.assertEqual(os.path.getsize("old.wav"), 3)
+
+    def test_watched_and_killed(self):
+        """What is written can be heard meanwhile, and stays so if the program is killed; the next run leaves it alone."""
+        client = self.recorder()
+        with open("x.wav.part", "rb") as file:
+            self.assertEqual(struct.unpack("<4sI", file.read(80)[72:]), (b"data", 0x7ffff000))
+        heard = run("resample", "-r", "12k", "x.wav.part", "--output-type", "raw")
+        self.assertEqual((heard.returncode, b"truncated" in heard.stderr), (0, False))
+        self.assertGreaterEqual(len(heard.stdout), 48000)
+        if ON_WINE: return
+        client.send_signal(signal.SIGKILL)
+        client.wait()
+        left = os.path.getsize("x.wav.part")
+        done = run("receive", "-M", "am", "-o", "x.wav", data=PLAIN)
+        self.assertIn(b"x.wav.part: is there already", done.stderr)
+        self.assertEqual((sorted(os.listdir()), os.path.getsize("x.wav.part")), (["x.wav", "x.wav.part"], left))
+
+    @unittest.skipIf(ON_WINE, "links of POSIX")
+    def test_links_and_names(self):
+        os.mkdir("far")
+        for name, target in (("one.wav", "far/new.wav"), ("two.wav", "one.wav"), ("loop.wav", "loop.wav"), ("lost.wav", "none/x.wav")):
+            os.symlink(target, name)
+        for name, status, why in (("loop.wav", 1, "Too many levels"), ("lost.wav", 1, "No such file"), ("one.wav", 0, ""),
+                                  ("two.wav", 0, "")):
+            with self.subTest(name):
+                self.one_line(run("clean", "--shift", 5, "-o", name, data=PLAIN), status, name + ": " + why if status else name)
+                self.assertTrue(os.path.islink(name))
+        self.assertEqual((os.listdir("far"), os.path.getsize("far/new.wav")), (["new.wav"], 80 + 2 * len(BAND)))
+        os.chmod("far/new.wav", 0o640)
+        self.assertEqual(run("clean", "--shift", 5, "two.wav", "-o", "two.wav").returncode, 0)  # over what it reads
+        self.assertEqual((os.stat("far/new.wav").st_mode & 0o777, os.path.getsize("far/new.wav")), (0o640, 80 + 2 * len(BAND)))
+
+    def test_empty_values(self):
+        for line in (["receive", "-M", "am", "-o", ""], ["receive", "-M", "am", "--output", ""], ["receive", "-M", "am", ""],
+                     ["clean", "--shift", "5", "-o", ""], ["decode", "--mode", "dtmf", ""], ["decode", "--mode", "dtmf", "-", ""],
+                     ["spectrum", "-o", ""], ["waterfall", "-o", ""], ["spectrum", "--title", ""]):
+            with self.subTest(line):
+                self.one_line(run(*line, data=PLAIN), 2, ": the value is empty")
+        self.assertEqual(os.listdir(), [])
+
+    @unittest.skipIf(ON_WINE, "names of POSIX")
+    def test_names_that_are_not_utf8(self):
+        for name, shown in ((b"caf\xe9.wav", "caf\ufffd.wav"), ("caf\u00e9\U0001d11e.wav".encode(), "caf\u00e9\U0001d11e.wav"),
+                            (b"\xed\xa0\x80\xc0\xaf.wav", "\ufffd" * 5 + ".wav"), (b'"\\\n\x7f\xf0\x9f', '"\\\n\x7f\ufffd\ufffd')):
+            with self.subTest(shown):
+                with open(name, "wb") as file:
+                    file.write(PLAIN)
+                for line, key in ((["clean", "--shift", "5", "-o", name + b".out", "--json"], "file"),
+                                  (["spectrum", name, "--json", "--peaks", "0"], "input"),
+                                  (["decode", "--mode", "tones", "--freq", "1k", "--json", name, name], "file")):
+                    done = subprocess.run([CLIENT, *line], input=PLAIN, capture_output=True)
+                    told = json.loads((done.stdout or done.stderr).splitlines()[0].decode())
+                    self.assertEqual(told[key], shown + (".out" if key == "file" and line[0] == "clean" else ""))
 
     def test_every_mode_gives_its_tone(self):
         """A tone of 1 kHz comes out clean, in time with the recording, and at the usual level."""

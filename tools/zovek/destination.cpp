@@ -1,5 +1,6 @@
 #include "destination.h"
-#include "failure.h"
+#include "command.h"
+#include "stop.h"
 
 namespace client {
 Destination::Destination(const std::string& path) : name_(path)
@@ -14,14 +15,16 @@ Destination::Destination(const std::string& path) : name_(path)
         place_.handle = system::open_to_write(path);
         if (place_.handle == system::none) fail();
     } else {
+        watch_for_stop(); // what ends the program now would leave a file that isn't complete
         target_ = path;
-        const bool there = found == system::Found::file;
         // A link stays a link, and what may not be written is not replaced.
-        if (there && !system::find_target(target_)) fail();
-        std::string temporary = target_;
-        place_.handle = system::create_beside(temporary, there);
+        if (!system::find_target(target_)) fail();
+        std::string part = target_;
+        place_.handle = system::create_beside(part);
         if (place_.handle == system::none) fail();
-        place_.temporary = temporary;
+        place_.temporary = part;
+        if (const std::string usual = target_ + system::part_name(1); part != usual)
+            say(usual + ": is there already, of another run or a killed one: this one writes " + part);
     }
 }
 
@@ -38,9 +41,19 @@ void Destination::put(const void* data, size_t bytes)
     if (!system::write(place_.handle, data, bytes)) fail();
 }
 
-void Destination::rewind()
+std::string Destination::offer(const void* data, size_t bytes)
 {
-    if (!system::seek(place_.handle, 0)) fail();
+    return system::write(place_.handle, data, bytes) ? std::string() : system::reason();
+}
+
+void Destination::seek(int64_t position)
+{
+    if (!system::seek(place_.handle, position)) fail();
+}
+
+void Destination::cut(int64_t length)
+{
+    if (!system::cut(place_.handle, length)) fail();
 }
 
 void Destination::finish()

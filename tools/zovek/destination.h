@@ -1,7 +1,8 @@
 // Where a command's bytes go: a file, a device, a pipe or standard output.
 //
-// A file is written under a temporary name beside its target and takes its name when it is complete, so what was
-// there before isn't lost when something fails.
+// A file is written as NAME.part beside its target and takes its name when it is complete, so what was there before isn't
+// lost when something fails. Where NAME.part is there already, of another run or of one that was killed, it stays, and
+// NAME.part2 is written, and so on. A link stays a link: its target is written, even one that isn't there yet.
 #pragma once
 #include "system.h"
 #include <cstddef>
@@ -15,7 +16,11 @@ public:
     explicit Destination(const std::string& path);
 
     void put(const void* data, size_t bytes);
-    void rewind(); // files alone: the next bytes go over the first ones
+    // Likewise, but gives the reason; empty if there is none.
+    std::string offer(const void* data, size_t bytes);
+    // Files alone: where the next bytes go, and the length to which the file is cut.
+    void seek(int64_t position);
+    void cut(int64_t length);
     // Gives a file its name.
     void finish();
 

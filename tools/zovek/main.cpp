@@ -1,6 +1,7 @@
 // zovek: signal processing for radio receivers on the command line. Each command is a row of the table.
 #include "command.h"
 #include "options.h"
+#include "stop.h"
 #include "system.h"
 #include "usage.h"
 #include <CLI/CLI.hpp>
@@ -89,5 +90,5 @@ int main(int argc, char** argv)
     } catch (const std::exception& error) {
         say(error.what());
     }
-    return 1;
+    return stop_signal() ? 128 + stop_signal() : 1;
 }

@@ -3,17 +3,20 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace client {
 namespace {
 // The name by which messages call an option: --rate of "-r,--rate".
 std::string spoken(const std::string& names) { return names.substr(names.rfind(',') + 1); }
 
-// The same reader for the parser: what it throws has the option's name.
+// The same reader for the parser: what it throws has the option's name. Nothing is no value of any option, and no name
+// of a file.
 CommandLine::Read named(const std::string& names, CommandLine::Read read)
 {
     return [name = spoken(names), read = std::move(read)](const std::string& text) {
         try {
+            if (text.empty()) throw WrongValue("the value is empty");
             read(text);
         } catch (const WrongValue& wrong) {
             throw CLI::ValidationError(name, wrong.what());
@@ -78,8 +81,11 @@ Option CommandLine::text(const std::string& names, Read read, const std::string&
 
 Option CommandLine::texts(const std::string& names, std::vector<std::string>& values, const std::string& help)
 {
-    return add_texts(
-        *app_, names, [&values](const auto& texts) { values = texts; }, help);
+    const auto add = [&values, fresh = true](const std::string& text) mutable {
+        if (std::exchange(fresh, false)) values.clear(); // what is there stands for an absent option
+        values.push_back(text);
+    };
+    return texts(names, add, help);
 }
 
 Option CommandLine::texts(const std::string& names, Read read, const std::string& help)

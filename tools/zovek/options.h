@@ -4,7 +4,8 @@
 //     line.quantity("-f,--frequency", hz, 0, 1e9, "HZ", "of the carrier").required();
 //
 // Names are given as "-r,--rate", or as "INPUT" for the words that stand without one. Values are read while the line is,
-// so what they go to has to live as long; that of an absent option stays as it is. Readers throw WrongValue.
+// so what they go to has to live as long; that of an absent option stays as it is. Readers throw WrongValue; an empty value
+// is one.
 #pragma once
 #include "failure.h"
 #include <cstdint>

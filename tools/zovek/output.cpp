@@ -5,8 +5,8 @@
 
 namespace client {
 namespace {
-constexpr uint32_t to_the_end = 0x7ffff000; // bytes of samples, told where the true number isn't known
-constexpr uint32_t header_bytes = 80;       // RIFF 12, JUNK or ds64 36, fmt 24, data 8
+// Bytes of samples, told where the true number isn't known: up to so many, and beyond.
+constexpr int64_t to_the_end = 0x7ffff000, to_a_far_end = int64_t(1) << 50;
 
 // Names that say what the file wouldn't be.
 void check_name(const std::string& path)
@@ -24,7 +24,7 @@ void little(std::string& to, uint64_t value, int bytes)
 
 void add_output_options(CommandLine& line, OutputOptions& options)
 {
-    line.text("-o,--output", options.path, "audio file; - is standard output")
+    line.text("-o,--output", options.path, "audio file; - is standard output; FILE.part while it is written")
         .unit("FILE")
         .usually(options.path);
     line.text("--output-type", options.type, "wav or raw; raw if the name ends in .raw, else wav")
@@ -39,16 +39,21 @@ Output::Output(const OutputOptions& options, int32_t rate, int32_t channels)
       channels_(channels)
 {
     if (options.type.empty()) check_name(options.path);
-    if (wav_) put_header(false);
+    if (wav_) put_header(to_the_end);
 }
 
 // The header of a file leaves room for 64-bit lengths in a JUNK chunk; a pipe gets the plain 44 bytes.
-void Output::put_header(bool complete)
+uint32_t Output::header_bytes() const
+{
+    return !wav_ ? 0 : to_.is_file() ? 80 : 44; // RIFF 12, JUNK or ds64 36, fmt 24, data 8
+}
+
+// Of so many bytes of samples.
+void Output::put_header(uint64_t data)
 {
     const bool file = to_.is_file();
-    const uint32_t around = (file ? header_bytes : 44) - 8; // bytes of RIFF that aren't samples
-    const uint64_t data = complete ? uint64_t(data_bytes_) : to_the_end;
-    const bool large = complete && data + around > UINT32_MAX;
+    const uint32_t around = header_bytes() - 8; // bytes of RIFF that aren't samples
+    const bool large = data + around > UINT32_MAX;
     std::string header = large ? "RF64" : "RIFF";
     little(header, large ? UINT32_MAX : data + around, 4);
     header += "WAVE";
@@ -75,19 +80,34 @@ void Output::put_header(bool complete)
 
 void Output::write(const int16_t* samples, size_t count)
 {
-    data_bytes_ += 2 * int64_t(count);
-    if constexpr (std::endian::native == std::endian::little) return to_.put(samples, 2 * count);
+    if (full()) return;
+    const void* bytes = samples;
     std::string swapped;
-    for (size_t k = 0; k < count; ++k) little(swapped, uint16_t(samples[k]), 2);
-    to_.put(swapped.data(), swapped.size());
+    if constexpr (std::endian::native != std::endian::little) {
+        for (size_t k = 0; k < count; ++k) little(swapped, uint16_t(samples[k]), 2);
+        bytes = swapped.data();
+    }
+    trouble_ = to_.offer(bytes, 2 * count);
+    if (full()) {
+        if (!to_.is_file() || data_bytes_ == 0) throw Failure(name(), trouble_);
+        return;
+    }
+    data_bytes_ += 2 * int64_t(count);
+    if (!to_.is_file() || !wav_ || large_ || data_bytes_ <= to_the_end) return;
+    large_ = true;
+    to_.seek(0);
+    put_header(to_a_far_end);
+    to_.seek(header_bytes() + data_bytes_);
 }
 
 void Output::finish()
 {
+    if (full()) to_.cut(header_bytes() + data_bytes_); // it may have taken a part of a frame
     if (to_.is_file() && wav_) {
-        to_.rewind();
-        put_header(true);
+        to_.seek(0);
+        put_header(uint64_t(data_bytes_));
     }
     to_.finish();
+    if (full()) throw Failure(name(), trouble_ + ": the audio up to there is kept");
 }
 } // namespace client

@@ -80,14 +80,14 @@ Passed pass(const char* command, Input& input, Output& output, const Passage& pa
     double seconds;
     {
         Progress progress;
-        while (const size_t count = input.read(frames.data(), block)) {
+        while (const size_t count = output.full() ? 0 : input.read(frames.data(), block)) {
             passed.read += int64_t(count);
             way.send(frames.data(), count, passage.frames_of(passed.read));
             progress.show(double(passed.read) / input.rate);
         }
         std::fill(frames.begin(), frames.end(), int16_t(0));
         const int64_t all = passage.frames_of(passed.read);
-        while (way.written() < all) way.send(frames.data(), block, all);
+        while (!output.full() && way.written() < all) way.send(frames.data(), block, all);
         seconds = progress.seconds();
     }
     output.finish();

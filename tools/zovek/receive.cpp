@@ -91,7 +91,7 @@ public:
         for (size_t at = 0; at < head; at += block)
             hear(&head_[at * frame], std::min(block, head - at), output);
         head_.resize(block * frame);
-        while (const size_t count = input_->read(head_.data(), block)) {
+        while (const size_t count = output.full() ? 0 : input_->read(head_.data(), block)) {
             hear(head_.data(), count, output);
             clock.show(heard_ / double(plan_.rate));
         }

@@ -34,14 +34,19 @@ bool flush();
 
 bool is_at_start_of_file(Handle handle);
 bool seek(Handle handle, int64_t position); // bytes
+bool cut(Handle handle, int64_t bytes);     // a file to a length; where it is written next stays open
 
 // ---- Names of files ----
 enum class Found { nothing, file, other };
 Found look(const std::string& path);
-// Follows links to the file itself; fails if it may not be written.
+// Follows links to the file itself, which may be missing; fails if it is there and may not be written. On Windows a
+// link to nothing fails.
 bool find_target(std::string& path);
-// A new file beside a target, with its permissions if it is there. Puts a name that nothing has behind the target's.
-Handle create_beside(std::string& path, bool target_is_there);
+// What the name of a file that isn't complete has behind its target's: ".part", then ".part2", ...
+inline std::string part_name(int number) { return ".part" + (number > 1 ? std::to_string(number) : ""); }
+constexpr int most_parts = 1000;
+// A new file beside a target, with its permissions if it is there. Its name is the first of those that nothing has.
+Handle create_beside(std::string& path);
 // At once and whole; what had the name before is gone.
 bool rename(const std::string& from, const std::string& to);
 void remove(const std::string& path);

@@ -13,15 +13,45 @@
 #include <unistd.h>
 
 namespace client {
-static volatile std::sig_atomic_t asked = 0;
+namespace {
+volatile std::sig_atomic_t asked = 0;
+
+struct Stop {
+    int signal;
+    bool inherits;    // ignored if the parent ignores it: only a person or a script means the others
+    bool second_ends; // a closed terminal sends HUP up to three times, and a broken pipe PIPE at each line
+};
+
+constexpr Stop stops[] = {
+    // signal  inherits second_ends
+    {SIGINT, false, true},  {SIGTERM, false, true},   {SIGQUIT, true, true},  {SIGHUP, true, false},
+    {SIGPIPE, true, false}, {SIGXFSZ, true, false},   {SIGXCPU, true, false}, {SIGALRM, true, false},
+    {SIGPROF, true, false}, {SIGVTALRM, true, false}, {SIGUSR1, true, false}, {SIGUSR2, true, false},
+#ifdef SIGPWR
+    {SIGPWR, true, false},
+#endif
+};
+
+// As programs end that don't watch, quietly.
+[[noreturn]] void end_by_pipe()
+{
+    std::signal(SIGPIPE, SIG_DFL);
+    std::raise(SIGPIPE);
+    std::_Exit(128 + SIGPIPE); // it is blocked
+}
+} // namespace
 
 void watch_for_stop()
 {
-    struct sigaction action = {};
-    action.sa_handler = [](int signal) { asked = signal; };
-    action.sa_flags = static_cast<int>(SA_RESETHAND); // without SA_RESTART: a read that waits is interrupted
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    for (const Stop& stop : stops) {
+        struct sigaction action = {}, before;
+        if (sigaction(stop.signal, nullptr, &before) != 0) continue;
+        if (stop.inherits && before.sa_handler == SIG_IGN) continue;
+        action.sa_handler = [](int signal) { asked = signal; };
+        // Without SA_RESTART: a read that waits is interrupted.
+        action.sa_flags = stop.second_ends ? static_cast<int>(SA_RESETHAND) : 0;
+        sigaction(stop.signal, &action, nullptr);
+    }
 }
 
 int stop_signal() { return asked; }
@@ -70,6 +100,7 @@ bool write(Handle handle, const void* from, size_t bytes)
     while (bytes > 0) {
         const ssize_t written = ::write(int(handle), at, bytes);
         if (written < 0 && errno == EINTR) continue;
+        if (written < 0 && errno == EPIPE) end_by_pipe();
         if (written < 0) return false;
         at += written;
         bytes -= size_t(written);
@@ -80,7 +111,9 @@ bool write(Handle handle, const void* from, size_t bytes)
 bool flush()
 {
     errno = EIO; // if it was lost before
-    return std::fflush(stdout) == 0 && !std::ferror(stdout);
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return true;
+    if (errno == EPIPE || stop_signal() == SIGPIPE) end_by_pipe();
+    return false;
 }
 
 bool is_at_start_of_file(Handle handle)
@@ -90,6 +123,7 @@ bool is_at_start_of_file(Handle handle)
 }
 
 bool seek(Handle handle, int64_t position) { return lseek(int(handle), position, SEEK_SET) >= 0; }
+bool cut(Handle handle, int64_t bytes) { return ftruncate(int(handle), bytes) == 0; }
 
 Found look(const std::string& path)
 {
@@ -100,25 +134,32 @@ Found look(const std::string& path)
 
 bool find_target(std::string& path)
 {
-    if (access(path.c_str(), W_OK) != 0) return false;
-    char* real = realpath(path.c_str(), nullptr);
-    if (!real) return false;
-    path = real;
-    std::free(real);
-    return true;
+    constexpr int most_links = 40; // as the system itself follows
+    std::string target(PATH_MAX, 0);
+    ssize_t length;
+    for (int links = 0; (length = readlink(path.c_str(), target.data(), target.size())) >= 0; ++links) {
+        if (links == most_links) {
+            errno = ELOOP;
+            return false;
+        }
+        const size_t folder = target[0] == '/' ? 0 : path.rfind('/') + 1; // 0 too where there is none
+        path.replace(folder, std::string::npos, target, 0, size_t(length));
+    }
+    return access(path.c_str(), W_OK) == 0 || errno == ENOENT;
 }
 
-Handle create_beside(std::string& path, bool target_is_there)
+Handle create_beside(std::string& path)
 {
-    const mode_t mask = umask(0);
-    umask(mask);
-    mode_t mode = 0666 & ~mask;
     struct stat info;
-    if (target_is_there && stat(path.c_str(), &info) == 0) mode = info.st_mode & 0777;
-    path += ".XXXXXX";
-    const int fd = mkstemp(path.data());
-    if (fd >= 0) fchmod(fd, mode);
-    return fd;
+    const bool there = stat(path.c_str(), &info) == 0;
+    const mode_t mode = there ? info.st_mode & 0777 : 0666;
+    const std::string target = path;
+    for (int attempt = 1;; ++attempt) {
+        path = target + part_name(attempt);
+        const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+        if (fd >= 0 && there) fchmod(fd, mode); // whatever the mask takes off
+        if (fd >= 0 || errno != EEXIST || attempt == most_parts) return fd;
+    }
 }
 
 bool rename(const std::string& from, const std::string& to)

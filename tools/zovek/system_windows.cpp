@@ -36,6 +36,7 @@ BOOL WINAPI stop(DWORD event)
 
 void watch_for_stop()
 {
+    if (main_thread) return;
     DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &main_thread, 0, FALSE,
                     DUPLICATE_SAME_ACCESS);
     SetConsoleCtrlHandler(nullptr, FALSE); // whatever the parent does with Ctrl-C
@@ -210,6 +211,11 @@ bool seek(Handle handle, int64_t position)
     return or_reason(SetFilePointerEx(of(handle), to, nullptr, FILE_BEGIN) != 0);
 }
 
+bool cut(Handle handle, int64_t bytes)
+{
+    return seek(handle, bytes) && or_reason(SetEndOfFile(of(handle)) != 0);
+}
+
 Found look(const std::string& path)
 {
     const std::wstring name = wide(path);
@@ -226,7 +232,7 @@ Found look(const std::string& path)
 bool find_target(std::string& path)
 {
     const Handle handle = open_to_write(path);
-    if (handle == none) return false;
+    if (handle == none) return GetFileAttributesW(wide(path).c_str()) == INVALID_FILE_ATTRIBUTES;
     std::wstring real(32768, 0); // no path is longer
     real.resize(GetFinalPathNameByHandleW(of(handle), real.data(), DWORD(real.size()), 0));
     CloseHandle(of(handle));
@@ -234,18 +240,13 @@ bool find_target(std::string& path)
     return true;
 }
 
-Handle create_beside(std::string& path, bool)
+Handle create_beside(std::string& path)
 {
     const std::string target = path;
-    LARGE_INTEGER seed;
-    QueryPerformanceCounter(&seed);
-    auto number = uint64_t(seed.QuadPart) ^ uint64_t(GetCurrentProcessId()) << 16;
-    for (int attempt = 0;; ++attempt) {
-        path = target + '.';
-        for (int k = 0; k < 6; ++k, number = number * 6364136223846793005 + 1442695040888963407)
-            path += "0123456789abcdefghijklmnopqrstuv"[number >> 59];
+    for (int attempt = 1;; ++attempt) {
+        path = target + part_name(attempt);
         const Handle handle = open(path, GENERIC_WRITE, CREATE_NEW);
-        if (handle != none || error.value() != ERROR_FILE_EXISTS || attempt == 100) return handle;
+        if (handle != none || error.value() != ERROR_FILE_EXISTS || attempt == most_parts) return handle;
     }
 }
 

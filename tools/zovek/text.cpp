@@ -1,4 +1,5 @@
 #include "text.h"
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -23,19 +24,39 @@ std::string number(double value)
     return text;
 }
 
-// A string literal: quotes, backslashes and control characters escaped, all other bytes as they are.
+size_t utf8_length(const std::string& text, size_t place)
+{
+    const auto byte = [&](size_t k) { return k < text.size() ? uint8_t(text[k]) : uint8_t(0); };
+    const uint8_t first = byte(place), second = byte(place + 1);
+    const size_t length = first < 0x80                    ? 1
+                          : first >= 0xc2 && first < 0xe0 ? 2
+                          : first >= 0xe0 && first < 0xf0 ? 3
+                          : first >= 0xf0 && first < 0xf5 ? 4
+                                                          : 0;
+    for (size_t n = 1; n < length; ++n)
+        if ((byte(place + n) & 0xc0) != 0x80) return 0;
+    const bool wrong = (first == 0xe0 && second < 0xa0) || (first == 0xed && second >= 0xa0) ||
+                       (first == 0xf0 && second < 0x90) || (first == 0xf4 && second >= 0x90);
+    return wrong ? 0 : length;
+}
+
+// A string literal: quotes, backslashes and control characters escaped, characters in UTF-8 as they are.
 static std::string quoted(const std::string& text)
 {
     std::string result = "\"";
-    for (const char c : text) {
+    for (size_t k = 0, length; k < text.size(); k += std::max<size_t>(length, 1)) {
+        const char c = text[k];
         char escape[8];
+        length = utf8_length(text, k);
         if (c == '"' || c == '\\')
             (result += '\\') += c;
         else if (static_cast<unsigned char>(c) < 0x20) {
             std::snprintf(escape, sizeof escape, "\\u%04x", c);
             result += escape;
-        } else
-            result += c;
+        } else if (length == 0)
+            result += "\\ufffd";
+        else
+            result.append(text, k, length);
     }
     return result + '"';
 }

@@ -13,7 +13,12 @@ std::optional<double> parse_quantity(const std::string& text);
 // The shortest decimal form that reads as the number to 9 digits: 14250, 0.35.
 std::string number(double value);
 
-// One JSON object on one line, built member by member.
+// Bytes that the character at a place takes in UTF-8 (RFC 3629: no overlong forms, surrogates or numbers beyond the
+// last); 0 where there is none.
+size_t utf8_length(const std::string& text, size_t place);
+
+// One JSON object on one line, built member by member. A byte of a text that isn't UTF-8, as names of files may have,
+// becomes U+FFFD, the replacement character.
 class JsonObject {
 public:
     JsonObject& add(const char* name, const std::string& text);

@@ -319,20 +319,9 @@ std::string decode::printable(const std::string& bytes)
     std::string line;
     size_t end = bytes.size();
     while (end > 0 && (bytes[end - 1] == '\n' || bytes[end - 1] == '\r')) --end;
-    const auto byte = [&](size_t k) { return k < end ? uint8_t(bytes[k]) : 0; };
     for (size_t k = 0; k < end;) {
-        const uint8_t first = byte(k);
-        // UTF-8 as it should be: no overlong forms, surrogates or numbers beyond the last.
-        size_t length = first < 0x80                    ? 1
-                        : first >= 0xc2 && first < 0xe0 ? 2
-                        : first >= 0xe0 && first < 0xf0 ? 3
-                        : first >= 0xf0 && first < 0xf5 ? 4
-                                                        : 0;
-        for (size_t n = 1; n < length; ++n)
-            if ((byte(k + n) & 0xc0) != 0x80) length = 0;
-        if ((first == 0xe0 && byte(k + 1) < 0xa0) || (first == 0xed && byte(k + 1) >= 0xa0) ||
-            (first == 0xf0 && byte(k + 1) < 0x90) || (first == 0xf4 && byte(k + 1) >= 0x90))
-            length = 0;
+        const auto first = uint8_t(bytes[k]);
+        size_t length = utf8_length(bytes, k);
         if (first < 0x20 || first == 0x7f || length == 0) {
             line += "<0x" + hex(bytes.substr(k, 1)) + ">";
             length = 1;

@@ -7,7 +7,7 @@
 namespace client::spectra {
 void add_picture_options(CommandLine& line, PictureOptions& options)
 {
-    line.text("-o,--output", options.output, "PNG file; - is standard output").unit("FILE");
+    line.text("-o,--output", options.output, "PNG file; - is standard output; FILE.part while it is written").unit("FILE");
     line.quantity("--floor", options.floor, -200, 200, "DBFS", "lowest level shown; found if left out");
     line.quantity("--ceiling", options.ceiling, -200, 200, "DBFS", "highest level shown; found if left out");
     add_marks(line, options.marks);
