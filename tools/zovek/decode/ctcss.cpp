@@ -105,7 +105,7 @@ public:
         for (size_t k = 0; k < span; ++k) {
             Part& part = parts[k / block];
             const double value = samples_[size_t(first) + k];
-            part.sum += std::polar(value, -omega * double(k));
+            part.sum += value * std::polar(1.0, -omega * double(k));
             part.power += value * value + silence;
         }
         std::ranges::sort(parts, {}, &Part::power);

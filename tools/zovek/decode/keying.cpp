@@ -71,7 +71,7 @@ const std::vector<Correlator::Piece>& Correlator::push(const int16_t* samples, s
     for (; at + size_t(bit_samples_) <= waiting_.size(); at += size_t(bit_samples_)) {
         self->phase_1 = float(phase_[mark]);
         self->phase_2 = float(phase_[space]);
-        for (const Symbol tone : {space, mark})
+        for (const Tone tone : {space, mark})
             phase_[tone] = std::remainder(phase_[tone] + omega_[tone] * bit_samples_, full_turn);
         ZVFSKCorrDemod16_Process_16_16(self, &waiting_[at], soft_.data(), bit_samples_, 1);
         const float* product = self->window;
@@ -148,7 +148,7 @@ State Surveyor::survey(int64_t at) const
     // A tone that was hardly sent is taken to be like the other one.
     state.noise = std::max(noise / weights / 2, 1e-3f);
     const float all = (own[0] + own[1]) / (weight[0] + weight[1]);
-    for (const Symbol tone : {space, mark}) {
+    for (const Tone tone : {space, mark}) {
         const float mean = (own[tone] + all) / (weight[tone] + 1);
         state.amplitude[tone] = std::sqrt(std::max({mean - 2 * state.noise, 0.1f * mean, 1e-3f}));
     }

@@ -34,7 +34,7 @@ struct Tones {
     double mark, space, baud; // Hz, Hz, Bd
 };
 
-enum Symbol : uint8_t { space = 0, mark = 1 };
+enum Tone : uint8_t { space = 0, mark = 1 };
 
 // Sums of the audio against each tone, tick by tick.
 class Correlator {
@@ -48,7 +48,7 @@ public:
     const std::vector<Piece>& push(const int16_t* samples, size_t count);
     double delay() const { return resampler_.delay(); } // s
     int bit_samples() const { return bit_samples_; }
-    double omega(Symbol tone) const { return omega_[tone]; } // radians a sample
+    double omega(Tone tone) const { return omega_[tone]; } // radians a sample
 
 private:
     int bit_samples_;
@@ -62,7 +62,7 @@ private:
 // A bit as a search found it: its last tick is end - 1.
 struct Bit {
     int64_t end;
-    Symbol symbol;
+    Tone symbol;
 };
 
 // What is known of the signal around a bit.
@@ -90,7 +90,7 @@ public:
 private:
     struct Heard {
         int64_t end;
-        Symbol symbol;
+        Tone symbol;
         float own, noise; // energy at the tone; at the other one, beyond what leaks over
         Phasor ahead;     // of the second half against the first
     };

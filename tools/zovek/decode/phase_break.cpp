@@ -24,7 +24,7 @@ PhaseBreak::Fit PhaseBreak::fit(int64_t sample, double frequency, double range) 
     const double omega = 2 * M_PI * frequency / rate_;
     double alone = 0; // power of a clipped tone alone: a square wave's sine has 2 / pi of its sum
     for (size_t k = 0; k < 2 * side * size_t(part); ++k) {
-        sums[k / size_t(part)] += std::polar(double(samples_[first + k]), -omega * double(k));
+        sums[k / size_t(part)] += double(samples_[first + k]) * std::polar(1.0, -omega * double(k));
         alone += std::abs(double(samples_[first + k])) * M_2_PI;
     }
     alone *= alone / 2;

@@ -92,7 +92,7 @@ public:
             found_.clear();
             first_.push(surveyor_.push(piece), found_);
             for (const Span& span : found_)
-                each_bit(span, [this](int64_t end, Symbol symbol) {
+                each_bit(span, [this](int64_t end, Tone symbol) {
                     const auto state = surveyor_.find({end, symbol});
                     while (state && heard_ < state->end) hear(*state);
                 });
@@ -131,7 +131,7 @@ private:
         }
         function(span.bit_end(0), space);
         for (int bit = 0; bit < frame_.bits; ++bit)
-            function(span.bit_end(1 + bit), Symbol(span.character >> bit & 1));
+            function(span.bit_end(1 + bit), Tone(span.character >> bit & 1));
         function(std::min(span.bit_end(1 + frame_.bits), span.end), mark);
     }
 
@@ -172,7 +172,7 @@ private:
     {
         float sum = 0;
         const int64_t data = span.bit_end(0), stop = span.bit_end(frame_.bits);
-        each_bit(span, [&](int64_t end, Symbol symbol) {
+        each_bit(span, [&](int64_t end, Tone symbol) {
             const auto& energy = outs_[end - 1].energy;
             const float clear = (energy[symbol] - energy[1 - symbol]) / (energy[0] + energy[1] + 1e-6f);
             const bool frame = span.character == Span::idle || end <= data || end > stop;
@@ -191,7 +191,7 @@ private:
     {
         Held held{.span = span, .state = outs_[span.end - 1].state};
         held.weakest.fill(1e30f);
-        each_bit(span, [&](int64_t end, Symbol symbol) {
+        each_bit(span, [&](int64_t end, Tone symbol) {
             held.weakest[symbol] = std::min(held.weakest[symbol], outs_[end - 1].energy[symbol]);
         });
         held_.push_back(held);
@@ -201,7 +201,7 @@ private:
     void cut_front()
     {
         size_t first = 0;
-        const auto noisy = [&](Symbol tone) {
+        const auto noisy = [&](Tone tone) {
             const float amplitude = held_[first + 1].state.amplitude[tone];
             return held_[first].weakest[tone] < mere_noise * amplitude * amplitude;
         };

@@ -14,6 +14,14 @@ namespace {
 constexpr int32_t smallest = 16, largest = 1 << 20;
 constexpr int32_t least_chosen = 256, most_chosen = 1 << 16;
 
+int64_t most_frames(const AnalysisOptions& options, int rate)
+{
+    if (!options.end) return std::numeric_limits<int64_t>::max() / 2;
+    const int64_t frames = std::llround((*options.end - options.start) * rate);
+    if (frames <= 0) throw WrongUsage("--end is not behind --start");
+    return frames;
+}
+
 std::optional<int64_t> expected_frames(const Input& input, const AnalysisOptions& options, int64_t most)
 {
     if (input.announced < 0) return {};
@@ -83,15 +91,13 @@ Analysis::Analysis(const AnalysisOptions& options, const Resolution& resolution)
       input_(iq() ? open_pairs(options.input) : Input::open(options.input)),
       window_(options.window),
       start_(options.start),
-      most_(options.end ? std::llround((*options.end - options.start) * input_->rate)
-                        : std::numeric_limits<int64_t>::max() / 2),
+      most_(most_frames(options, input_->rate)),
       expected_(expected_frames(*input_, options, most_)),
       size_(chosen_size(*input_, options, resolution, expected_)),
       hop_(chosen_hop(size_, options, resolution, expected_)),
       transform_(size_, options.window, iq()),
       block_(size_t(size_) * frame_)
 {
-    if (most_ <= 0) throw WrongUsage("--end is not behind --start");
     choose_band(options);
 }
 

@@ -140,6 +140,7 @@ private:
             const double hz = analysis_.frequency(peak.bin);
             const std::string text = frequency_text(rounded(hz, analysis_.bin_width() < 2 ? 0.1 : 1));
             const int half = int(text_width(text) / 2) + 4, x = column(peak.bin);
+            if (2 * half > plot_.right() - plot_.left()) continue;
             const int middle = std::clamp(x, plot_.left() + half, plot_.right() - half);
             const int y = row(std::max(peak.power, spectrum_.highest[size_t(std::lround(peak.bin))])) - 5;
             const Box box = {middle - half, middle + half, y - 14};
