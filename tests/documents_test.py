@@ -11,6 +11,7 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
 BITS = os.environ.get("ZOVEK_BITS", "64")
+CC = os.environ.get("ZOVEK_CC", "cc")
 
 
 class Documents(unittest.TestCase):
@@ -25,7 +26,7 @@ class Documents(unittest.TestCase):
                 source.write_text(code)
                 flags = [f"-m{BITS}", "-std=c99", "-Wall", "-Wextra", "-Werror", f"-I{ROOT / 'include'}"]
                 flags += [f"-fsanitize={sanitize}"] if sanitize else []
-                subprocess.run(["cc", *flags, source, "-o", program, f"-L{BUILD}", "-lzovek", f"-Wl,-rpath,{BUILD}"],
+                subprocess.run([CC, *flags, source, "-o", program, f"-L{BUILD}", "-lzovek", f"-Wl,-rpath,{BUILD}"],
                                check=True)
                 done = subprocess.run([program], input=bytes(range(256)) * 64, capture_output=True)
                 self.assertEqual(done.returncode, 0, done.stderr)

@@ -12,6 +12,7 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
 BITS = os.environ.get("ZOVEK_BITS", "64")
+CC = os.environ.get("ZOVEK_CC", "cc")
 LIBRARY = BUILD / "libzovek.so.1"
 HEADERS = sorted((ROOT / "include/zovek").glob("*.h"))
 
@@ -61,7 +62,7 @@ class Library(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             run, source = pathlib.Path(folder, "run"), pathlib.Path(folder, "run.c")
             source.write_text(program)
-            subprocess.run(["cc", *flags, source, "-o", run, LIBRARY.resolve(), f"-Wl,-rpath,{BUILD}"], check=True)
+            subprocess.run([CC, *flags, source, "-o", run, LIBRARY.resolve(), f"-Wl,-rpath,{BUILD}"], check=True)
             deep = pathlib.Path(folder, *["d" * 200] * 15)
             deep.mkdir(parents=True)
             subprocess.run([run], cwd=deep, check=True)
