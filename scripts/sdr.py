@@ -15,10 +15,10 @@ from typing import NamedTuple
 
 import numpy as np
 import soundfile
-from scipy import signal
 
 RATE = 8000            # Hz, where the two are compared
 BAND = (300, 2600)     # Hz
+EDGE = 100             # Hz, from what the band keeps to what it leaves out
 TAPS = 65              # of the fitted FIR, at RATE
 MARGIN = 0.4           # s left out at either end
 LONGEST_DELAY = 0.5    # s, either way
@@ -33,17 +33,21 @@ class Sdr(NamedTuple):
 
 def at_common_rate(audio, rate):
     """audio at rate, brought to RATE and to BAND with no delay."""
-    common = math.gcd(int(rate), RATE)
-    audio = signal.resample_poly(np.asarray(audio, float), RATE // common, int(rate) // common)
-    return signal.fftconvolve(audio, signal.firwin(401, BAND, pass_zero=False, fs=RATE), "same")
+    step = int(rate) // math.gcd(int(rate), RATE)  # the least that is whole samples at either rate
+    count = -(-len(audio) // step) * step
+    spectrum, hz = np.fft.rfft(audio, count), np.fft.rfftfreq(count, 1 / rate)
+    passed = np.clip([(hz - BAND[0]) / EDGE + 0.5, (BAND[1] - hz) / EDGE + 0.5], 0, 1).min(0)
+    count = count * RATE // int(rate)
+    return np.fft.irfft((spectrum * np.sin(np.pi / 2 * passed) ** 2)[:count // 2 + 1], count) * RATE / rate
 
 
 def lateness(received, sent):
     """Samples by which received comes after sent: the largest correlation of either sign."""
-    correlation = signal.correlate(received, sent, "full", "fft")
-    lags = signal.correlation_lags(len(received), len(sent), "full")
-    near = np.abs(lags) <= LONGEST_DELAY * RATE
-    return int(lags[near][np.argmax(np.abs(correlation[near]))])
+    size = len(received) + len(sent)
+    correlation = np.fft.irfft(np.fft.rfft(received, size) * np.fft.rfft(sent, size).conj(), size)
+    reach = min(int(LONGEST_DELAY * RATE), size // 2 - 1)
+    lags = np.arange(-reach, reach + 1)  # earlier ones stand at the end
+    return int(lags[np.argmax(np.abs(correlation[lags]))])
 
 
 def measure(received, received_rate, sent, sent_rate):

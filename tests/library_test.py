@@ -48,6 +48,16 @@ class Library(unittest.TestCase):
         self.assertLessEqual(needed, {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2", "ld-linux.so.2"})
         self.assertIn("libzovek.so.1", output("readelf", "-d", LIBRARY))
 
+    def test_hardened_as_distributions_do(self):
+        client = BUILD / "zovek"
+        for path in [LIBRARY] + ([client] if client.exists() else []):
+            with self.subTest(path.name):
+                self.assertRegex(output("readelf", "-dW", path), r"FLAGS.* (BIND_)?NOW\b")
+                segments = output("readelf", "-lW", path)
+                self.assertIn("GNU_RELRO", segments)
+                self.assertRegex(segments, r"GNU_STACK +(0x\w+ +){5}RW +0x")
+                self.assertIn("__stack_chk_fail", output("nm", "-D", "--undefined-only", path))
+
     def test_the_system_runs_its_load_and_tells_the_current_directory(self):
         program = ("#include <string.h>\n#include <unistd.h>\n#include <zovek/zovek.h>\n"
                    "int main(void) {\n"
