@@ -137,6 +137,13 @@ const std::vector<Stream> streams = {
            ZVResampler32_Setup(self, 4, 3, 0, 32)),
     STREAM(ZVResampler32_Construct, ZVResampler32_Destruct, ZVResampler32_ProcessIn_32_32, over_input,
            ZVResampler32_Setup(self, 4, 4, 0, 32)),
+    {"ZVResampler32_ProcessOut_16_16", FAMILY(ZVResampler32_Construct, ZVResampler32_Destruct),
+     [] { return made<ZVResampler32_Construct>([](auto* self) { ZVResampler32_Setup(self, 4, 3, 0, 32); }); },
+     [](void* self, void* out, void* in, int32_t outputs, int32_t step) {
+         ZVResampler32_ProcessOut_16_16(static_cast<ZVResampler32*>(self), static_cast<int16_t*>(out),
+                                        static_cast<int16_t*>(in), uint32_t(outputs), step);
+     },
+     true, elsewhere},
 };
 
 // An object and its twin, which gets the same but for what is tried.

@@ -306,6 +306,32 @@ TEST(PixMap, FormatsAndStorage)
     EXPECT_EQ(test::platform_calls.areas, 0);
 }
 
+// The limits that the header names: without rows the widest row costs no memory.
+TEST(PixMap, TheWidestRows)
+{
+    const struct {
+        int32_t depth, widest;
+    } rows[] = {{32, 536870911}, {24, 715827881}, {16, 1073741822}, {15, 1073741822}, {8, 2147483644}};
+    ZVDynamicPixMap map;
+    ASSERT_TRUE(ZVDynamicPixMap_Construct(&map));
+    for (const auto& [depth, widest] : rows) {
+        ZVDynamicPixMap_FormatUpdate(&map, widest, 0, depth);
+        EXPECT_EQ(map.width, widest);
+        EXPECT_LE(map.bytes_per_row, 2147483644);
+        ZVDynamicPixMap_FormatUpdate(&map, widest + 1, 0, depth);
+        EXPECT_EQ(map.width, widest);
+        ZVDynamicPixMap_FormatUpdate(&map, widest, 3, depth); // more than a block holds
+        EXPECT_EQ(map.height, 0);
+    }
+    for (const int32_t depth : {4, 1}) {
+        ZVDynamicPixMap_FormatUpdate(&map, INT32_MAX, 0, depth);
+        EXPECT_EQ(map.bits_per_pixel, depth);
+    }
+    ZVDynamicPixMap_FormatUpdate(&map, 0, INT32_MAX, 32);
+    EXPECT_EQ(map.height, INT32_MAX);
+    ZVDynamicPixMap_Destruct(&map, 0);
+}
+
 TEST(PixMap, PaletteColours)
 {
     const struct {

@@ -45,7 +45,7 @@ static uint32_t push(ZVResampler32* self, Sample* out, const Sample* in, int32_t
 template <class Sample>
 static void pull(ZVResampler32* self, Sample* out, const Sample* in, uint32_t wanted, int32_t step)
 {
-    while (wanted > 0) {
+    while (wanted > 0 && step > 0) {
         const uint32_t ready = std::min(wanted, static_cast<uint32_t>(self->pending_count));
         hand_over(out, self->pending_read, ready);
         out += ready;
