@@ -28,14 +28,15 @@ ZV_API void ZVAGC_Reset(ZVAGC *self);
 
 /* One channel in place, L being the envelope a * envelope + (1 - a) * |x|, a = exp(-2 pi envelope_cutoff /
  * sampling_rate): one update a sample. Works on buffer[0], buffer[step], ... while the position is below
- * length (at least 1). All five return self. */
+ * length; a length or step below 1 changes nothing. All five return self. */
 ZV_API ZVAGC *ZVAGC_Process_Mono16(ZVAGC *self, int16_t *buffer, int32_t length, int32_t step);
 ZV_API ZVAGC *ZVAGC_Process_Mono32(ZVAGC *self, int32_t *buffer, int32_t length, int32_t step);
-/* A pair of channels in place, L = sqrt(left^2 + right^2): one update a pair. count is at least 1. */
+/* A pair of channels in place, L = sqrt(left^2 + right^2): one update a pair. A count below 1 changes
+ * nothing. */
 ZV_API ZVAGC *ZVAGC_Process_Stereo16(ZVAGC *self, int16_t *left, int16_t *right, int32_t count);
 ZV_API ZVAGC *ZVAGC_Process_Stereo32(ZVAGC *self, int32_t *left, int32_t *right, int32_t count);
 /* One channel in place, L being the root mean square of the call's samples: one update a call, and one gain
- * for all of them. */
+ * for all of them. A length or step below 1 changes nothing. */
 ZV_API ZVAGC *ZVAGC_ProcessBuffer_Mono32(ZVAGC *self, int32_t *buffer, int32_t length, int32_t step);
 ZV_END
 #endif

@@ -1,8 +1,19 @@
 /* The processor: what it is, what it can do, and its fastest timer. The library fills one record at load;
- * constructors choose their kernels by it, so a client that writes classification, features or extended_features
- * before a Construct forces a kernel. A kernel counts only where the bits show the instruction set that it is
- * made for, whatever the classification: some processors of a class, and most virtual ones, lack what the class
- * is known for. */
+ * kernels are chosen by it, so a client that writes classification, features or extended_features before the
+ * choice forces a kernel. A kernel counts only where the bits show the instruction set that it is made for,
+ * whatever the classification: some processors of a class, and most virtual ones, lack what the class is known
+ * for. The choice falls
+ *
+ *   in Construct        FIR filters, and with them all objects that hold one; both kinds of spectrum; the FSK
+ *                       correlator. The object keeps it for good
+ *   with the tables     resampler: in Construct and whenever its taps are stored anew; correlating tone
+ *                       detector: the layout of its table
+ *   at the first call   ZVLMS1616_Process, Correlate_Float_Float, ExtractAmplitude_16_Float: the first of the
+ *                       whole program, for all objects and for good
+ *   at each call        ZVFIR3232_Process2, MemorySet_DWord, ExtractFrequency_16_Float; mixer, detectors and
+ *                       output of the demodulator; the correlator of the correlating tone detector
+ *
+ * All else has one form for all processors. */
 #ifndef ZOVEK_CPU_H
 #define ZOVEK_CPU_H
 #include <zovek/base.h>

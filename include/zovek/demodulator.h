@@ -6,6 +6,14 @@
  * Fs = sampling_rate, D = iq_decimation, U = audio_upsample. One Process call takes N samples, makes n = N / D
  * detector samples and writes F = n * U stereo frames.
  *
+ * Frame j belongs to input sample j * D / U. What is heard in it lies earlier by
+ *
+ *   (P - 1) / 2 * U / D + M + (A - 1) / 2 frames, each 1 / (Fs * U / D) seconds
+ *
+ * with the taps P of the post-mixer filters and A of the audio filters. M is 0 in AM, synchronous AM and SSB,
+ * U * (H - 1) / 2 in ISB, with the taps H of isb_filter, and U / 2 in FM, which measures between two samples.
+ * At first that is 30 frames, 60 in ISB and 31 in FM. Gain controls and DC blocker delay nothing.
+ *
  * Set a new object up in this order: IQDecimation and AudioUpsample; SamplingRate with force 1 (it tells the
  * members their rates); BufferSize; the filter lengths; Mode, then PostMixerCutOff (it looks at the mode), in
  * FM AudioFilterCutOff besides; LocalFrequency and the open fields. */
@@ -43,17 +51,18 @@ struct ZVDemodulator {
     ZVDelayLine *isb_delay;           /* ZVDelayLine32, half the taps of isb_filter, rounded down */
     ZVFIR       *noise_filter;        /* ZVFIR1616 high-pass at Fs / D, 31 taps, 5000 Hz (lowered for good by
                                          a rate that can't hold it) */
-    int32_t     *detector_output;     /* n detector samples; an area inside work_buffer */
+    int32_t     *detector_output;     /* n detector samples; an area inside work_buffer, which BufferSize,
+                                         IQDecimation and AudioUpsample can move: read it again after them */
     ZVFIR       *audio_filter_1;      /* ZVFIR1632 low-pass at Fs * U / D, 31 taps, 3000 Hz; left or only */
     ZVFIR       *audio_filter_2;      /* its twin; right channel of independent sideband */
     ZVAGC       *audio_agc_1;         /* target_level 600000000 in 32-bit units */
     ZVAGC       *audio_agc_2;         /* built alike; no mode runs it */
-    uint8_t  overload;              /* result; 1 if a sample of the last block was <= -32000 or >= 32000 */
+    uint8_t  overload;              /* result; 1 if a sample of the last call was <= -32000 or >= 32000 */
     uint8_t  iq_agc_enabled;        /* open; not 0 runs iq_agc (never in FM); 0 at first */
     uint8_t  mode;                  /* ZVDemodMode; 0 at first */
     uint8_t  noise_measure_enabled; /* open; not 0 measures noise_level in FM; 0 at first */
     uint8_t  audio_agc_enabled;     /* open; not 0 runs audio_agc_1 (never in ISB); 0 at first */
-    int32_t  buffer_size;           /* input samples a Process call takes at most; 1024 at first */
+    int32_t  buffer_size;           /* input samples that are worked on at a time; 1024 at first */
     int32_t  sampling_rate;         /* Fs, Hz, at least 1; 44100 at first */
     int32_t  local_frequency;       /* mixer, whole Hz, 0 to Fs; 11025 at first */
     float    post_mixer_cutoff;     /* Hz; 3000 at first */
@@ -70,7 +79,8 @@ struct ZVDemodulator {
     uint32_t oscillator_bytes;      /* capacity of oscillator_table */
     void    *work_buffer;           /* owned: the input copy (N 16-bit samples), then detector_output */
     int32_t *oscillator_table;      /* owned: Fs pairs (c, s), one cycle; c[k] = 2147483600 cos(2 pi k / Fs),
-                                       s[k] = -2147483600 sin(2 pi k / Fs), rounded */
+                                       s[k] = -2147483600 sin(2 pi k / Fs), rounded. Read it only: most
+                                       frequencies are mixed from a copy */
     int32_t  oscillator_phase;      /* mixer's place in the table */
     double   carrier_phase;         /* synchronous AM: loop phase, radians, -pi < phase <= pi */
     double   carrier_frequency;     /* synchronous AM: phase step, radians a detector sample */
@@ -99,8 +109,10 @@ ZV_API ZVDemodulator *ZVDemodulator16_Construct(ZVDemodulator *self);
 /* Bit 0 of flags frees the record as well. A null self does nothing. */
 ZV_API void ZVDemodulator_Destruct(ZVDemodulator *self, uint32_t flags);
 
-/* Input samples that one Process call can take, D to as many as memory holds; sizes all members. An unchanged
- * size with force 0 does nothing. */
+/* Input samples that are worked on at a time, D to as many as memory holds, best a multiple of D; sizes all
+ * members and clears the histories of those that get another size. An unchanged size with force 0 does
+ * nothing. As with all setters that size something, a refusal shows in the field (here buffer_size), which
+ * stays; that of a length shows in taps_count of the filter. */
 ZV_API void ZVDemodulator_BufferSize(ZVDemodulator *self, int32_t samples, int32_t force);
 /* Fs in whole Hz, at least 1: builds the oscillator table (8 bytes a Hz), sets oscillator_phase to 0 and tells
  * the members their rates. An unchanged rate with force 0 does nothing. */
@@ -117,14 +129,31 @@ ZV_API void ZVDemodulator_DemodFiltersUpdate(ZVDemodulator *self);
 /* Sets post_mixer_cutoff; the audio cut-off follows it in modes 0 to 2, becomes 2 * sideband_offset in mode 3
  * and stays in mode 4. */
 ZV_API void ZVDemodulator_PostMixerCutOff(ZVDemodulator *self, float hz);
+/* Taps of both post-mixer filters, odd and at least 3: an even count goes up by one. The gain is down by 1 dB
+ * about 1.2 Fs / taps below the cut-off, by 6 dB at it and by 70 dB from 2.8 Fs / taps above it on, so more
+ * taps keep out what lies beside the station; they cost time in proportion, and delay. A new count starts the
+ * two filters from silence, which is heard as a click or a short gap; the present one does nothing. */
 ZV_API void ZVDemodulator_PostMixerLength(ZVDemodulator *self, int32_t taps);
+/* Cut-off of both audio filters, 2 Hz to half of Fs * U / D. With U above 1 they also take out the images
+ * that the zeros make, the audio mirrored about Fs / D and its multiples, which are heard unless the cut-off
+ * is well below half of Fs / D. A new one leaves the history, so the sound goes on. PostMixerCutOff sets
+ * another one, but in FM. */
 ZV_API void ZVDemodulator_AudioFilterCutOff(ZVDemodulator *self, float hz);
+/* Taps of both audio filters, as with PostMixerLength, the widths counting in Fs * U / D. */
 ZV_API void ZVDemodulator_AudioFilterLength(ZVDemodulator *self, int32_t taps);
-/* Length of isb_filter; isb_delay follows with half of it. */
+/* Taps of isb_filter, odd and at least 3; isb_delay follows with half of them, and both start from silence.
+ * The sidebands are 30 dB apart from 1.3 Fs / D / taps on: more taps part lower tones, and delay. */
 ZV_API void ZVDemodulator_ISBFilterLength(ZVDemodulator *self, int32_t taps);
 
-/* One block: N = length / step samples in[0], in[step], ... (D to buffer_size of them, best a multiple of D;
- * a remainder is lost to the filters), F frames left, right, left, right to out. in is not changed. */
+/* in stands before out. N = length / step samples in[0], in[step], ..., best a multiple of D: a remainder
+ * moves the mixer on and is lost to the filters. F frames left, right, left, right to out; in is not changed.
+ * out may be in where N is at most buffer_size.
+ *
+ * More samples than buffer_size run in pieces of as many whole D as it holds, with a call of each hook a
+ * piece; overload is that of the whole call. Fewer than D make no output and hurt nothing, and neither does a
+ * buffer_size below D. A step of 0 takes nothing.
+ *
+ * The mixer, the detectors and the output choose their kernels at each call, the filters in Construct. */
 ZV_API void ZVDemodulator16_Process_StereoOut_16_16(ZVDemodulator *self, const int16_t *in, int16_t *out,
                                                     uint32_t length, uint32_t step);
 /* Data of a stage as last written, good until the next change of layout; null for any other index.

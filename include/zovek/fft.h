@@ -26,7 +26,8 @@ struct ZVFFT {
                               uint32_t last_bin);
     void   (*compute_band_32)(ZVFFT *self, const int32_t *samples, uint32_t count, uint32_t first_bin,
                               uint32_t last_bin);
-    /* Arrays of double in a ZVFFT, of float in a ZVFFT2Float; all point into the block at bit_reverse. */
+    /* Arrays of double in a ZVFFT, of float in a ZVFFT2Float; all point into the block at bit_reverse, as
+     * twiddle and window do: read them again after BufferSize. */
     void    *work;          /* scratch of a transform: H complex values, or S real ones for a band */
     void    *re;            /* H values, first component of each bin */
     void    *im;            /* H values, second component of each bin */
@@ -36,11 +37,13 @@ struct ZVFFT {
     int32_t  window_type;   /* 0 to 4, see ZVFFT_WindowType; 0 at first */
     uint32_t storage_bytes; /* capacity of the block, 30 S at the largest S so far; 0 in a ZVFFT2Float */
     uint32_t *bit_reverse;  /* owned: H indices, n with its bits reversed, and the start of the one block */
-    float   *twiddle;       /* H pairs sin, cos of -pi n / H, sine first */
+    float   *twiddle;       /* H pairs sin, cos of -pi n / H, sine first. Read them: most transforms work with
+                               copies in an order of their own */
     float   *window;        /* S factors, filled by ZVFFT_WindowType; a client may write its own */
 };
 
-/* A null self takes the record from the heap. Returns self, or null when memory can't be had. */
+/* A null self takes the record from the heap. Chooses the transforms by the processor record, for good.
+ * Returns self, or null when memory can't be had. */
 ZV_API ZVFFT *ZVFFT_Construct(ZVFFT *self);
 /* Of both kinds. Bit 0 of flags frees the record as well. A null self does nothing. */
 ZV_API void ZVFFT_Destruct(ZVFFT *self, uint32_t flags);
@@ -53,14 +56,15 @@ ZV_API void ZVFFT_BufferSize(ZVFFT *self, uint32_t size);
 ZV_API void ZVFFT_WindowType(ZVFFT *self, int32_t type);
 
 /* Real samples, S of them, or I/Q pairs, H of them. A larger count is cut, a smaller one is filled up with
- * zeros. */
+ * zeros, 0 to silence. The samples are not changed and must not lie in the object's arrays. */
 ZV_API void ZVFFT_Compute_16(ZVFFT *self, const int16_t *samples, uint32_t count);
 ZV_API void ZVFFT_Compute_32(ZVFFT *self, const int32_t *samples, uint32_t count);
 ZV_API void ZVFFT_ComputeComplex_IQ_16(ZVFFT *self, const int16_t *i_samples, const int16_t *q_samples,
                                        uint32_t count);
 ZV_API void ZVFFT_ComputeComplex_IQ_32(ZVFFT *self, const int32_t *i_samples, const int32_t *q_samples,
                                        uint32_t count);
-/* module[k] = (a[k]^2 + b[k]^2) / 4 for k = 0 to H - 1, from any two arrays of H values. */
+/* module[k] = (a[k]^2 + b[k]^2) / 4 for k = 0 to H - 1, from any two arrays of H values,
+ * re, im and module among them. */
 ZV_API void ZVFFT_Compute_Module(ZVFFT *self, const double *a, const double *b);
 ZV_END
 #endif

@@ -15,19 +15,21 @@
 #include <zovek/fft.h>
 
 ZV_BEGIN
-/* A null self takes the record from the heap. Chooses the transforms by the processor record. Returns self,
- * or null when memory can't be had. */
+/* A null self takes the record from the heap. Chooses the transforms by the processor record, for good.
+ * Returns self, or null when memory can't be had. */
 ZV_API ZVFFT *ZVFFT2Float_Construct(ZVFFT *self);
 /* As ZVFFT_BufferSize, but a request below 4 becomes 4. The block holds 20 S bytes; its capacity isn't
  * kept. */
 ZV_API void ZVFFT2Float_BufferSize(ZVFFT *self, uint32_t size);
 
-/* I/Q pairs, H of them. A larger count is cut, a smaller one is filled up with zeros. */
+/* I/Q pairs, H of them. A larger count is cut, a smaller one is filled up with zeros. The samples are not
+ * changed and must not lie in the object's arrays. */
 ZV_API void ZVFFT2Float_ComputeComplex_IQ_16(ZVFFT *self, const int16_t *i_samples, const int16_t *q_samples,
                                              uint32_t count);
 ZV_API void ZVFFT2Float_ComputeComplex_IQ_32(ZVFFT *self, const int32_t *i_samples, const int32_t *q_samples,
                                              uint32_t count);
-/* module[k] = (a[k]^2 + b[k]^2) / 4 for k = 0 to H - 1, from any two arrays of H values. */
+/* module[k] = (a[k]^2 + b[k]^2) / 4 for k = 0 to H - 1, from any two arrays of H values,
+ * re, im and module among them. */
 ZV_API void ZVFFT2Float_Compute_Module(ZVFFT *self, const float *a, const float *b);
 ZV_END
 #endif

@@ -21,14 +21,17 @@
 ZV_BEGIN
 typedef struct ZVFIR ZVFIR;
 struct ZVFIR {
-    /* Load count taps of the caller's: count becomes N as in ZVFIR_TapsNum, then v >= 1 gives the largest
-     * tap, v < -1 the most negative, any other v * 32767 (or 2147483647) rounded to nearest, ties to even. */
+    /* Load count taps of the caller's, for the next block: count becomes N as in ZVFIR_TapsNum, then v >= 1
+     * gives the largest tap, v < -1 the most negative, any other v * 32767 (or 2147483647) rounded to
+     * nearest, ties to even. Each design is handed to set_taps_double. */
     void (*set_taps_double)(ZVFIR *self, const double *taps, int32_t count);
     void (*set_taps_float)(ZVFIR *self, const float *taps, int32_t count);
     /* Filters the count samples that stand at history_write (0: buffer_size; at most buffer_size) into
      * count / decimation results at out (null: out_buffer), and moves the history on by as many whole
-     * decimations. Samples beyond the last whole decimation are dropped. */
+     * decimations. Samples beyond the last whole decimation are dropped. out must not overlap the history.
+     * Chosen in Construct. The calls below go through it, and so do the objects that hold a filter. */
     void   (*kernel)(ZVFIR *self, void *out, int32_t count, int32_t decimation);
+    /* These three and history point into storage: read them again after TapsNum, BufferSize and a loader. */
     void    *history_write; /* history slot N-1: where new samples go, oldest first */
     void    *out_buffer;    /* own output, buffer_size results */
     void    *taps;          /* N integer taps, then zeros up to the next 64-byte boundary */
@@ -39,7 +42,8 @@ struct ZVFIR {
     int32_t  fir_type;      /* design, 0 to 6; 0 at first */
     int32_t  taps_count;    /* N, odd, at least 3; 31 at first */
     void    *history;       /* slot 0, the oldest sample; slots 0 to N-2 are kept from call to call */
-    void   (*rebuild)(ZVFIR *self); /* lays out storage; the history falls silent */
+    void   (*rebuild)(ZVFIR *self); /* lays out storage; the history falls silent. TapsNum and BufferSize go
+                                       through it with the new value stored */
     void    *storage;       /* owned: design (N doubles) | taps | history | output, each at 64 bytes */
     uint32_t storage_bytes; /* capacity of storage; grows, never shrinks */
 };
@@ -66,10 +70,11 @@ ZV_API void ZVFIR_SamplingRate(ZVFIR *self, float hz);
 /* Filter a caller's stream of any length in blocks of at most buffer_size, the two numbers being the widths
  * of input and output. The samples are in[0], in[step], ...: length / step of them, rounded down for
  * ZVFIR1616 and ZVFIR3232, up for ZVFIR1632. Each block of b samples gives b / decimation contiguous results,
- * so a caller that decimates keeps buffer_size a multiple of it. A null out leaves each block's results
- * in out_buffer, over the last one's (32-bit ones for the calls that narrow). out may be in when step and
- * decimation are 1 and both have one width. 16-bit input to a ZVFIR3232 fills the upper half; 32-bit input to
- * a ZVFIR1632 and 32-bit results bound for 16-bit output keep their upper half. */
+ * so a caller that decimates keeps buffer_size a multiple of it. A step or decimation below 1 makes nothing.
+ * A null out leaves each block's results in out_buffer, over the last one's (32-bit ones for the calls that
+ * narrow). out may be in when step and decimation are 1 and both have one width. 16-bit input to a ZVFIR3232
+ * fills the upper half; 32-bit input to a ZVFIR1632 and 32-bit results bound for 16-bit output keep their
+ * upper half. */
 ZV_API void ZVFIR1616_Process_16_16(ZVFIR *self, int16_t *out, const int16_t *in, int32_t length, int32_t step,
                                     int32_t decimation);
 ZV_API void ZVFIR1632_Process_16_32(ZVFIR *self, int32_t *out, const int16_t *in, int32_t length, int32_t step,
@@ -87,7 +92,8 @@ ZV_API void ZVFIR3232_Process_32_32(ZVFIR *self, int32_t *out, const int32_t *in
 /* Filters a stream of which every second sample is zero with half the products: the count samples at
  * history_write (0: buffer_size) into count results at out (null: out_buffer). Only history slots whose index
  * has the parity of phase (0 or 1) are used. A ZVFIR3232 only; exact or upper-half arithmetic by the MMX bit
- * of the processor record at each call. phase isn't stored: after an odd count the other value goes on. */
+ * of the processor record at each call. out must not overlap the history. phase isn't stored: after an odd
+ * count the other value goes on. */
 ZV_API void ZVFIR3232_Process2(ZVFIR *self, int32_t *out, int32_t count, int32_t phase);
 ZV_END
 #endif

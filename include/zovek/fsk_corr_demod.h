@@ -16,9 +16,11 @@
 ZV_BEGIN
 typedef struct ZVFSKCorrDemod ZVFSKCorrDemod;
 struct ZVFSKCorrDemod {
-    /* Demodulates the first count samples of buffer (0: buffer_size) into out (null: over buffer). */
+    /* Demodulates the first count samples of buffer (0: buffer_size; at most buffer_size) into out (null, or
+     * buffer itself: over buffer). Chosen in Construct; Process goes through it. */
     void   (*kernel)(ZVFSKCorrDemod *self, int16_t *out, uint32_t count);
-    int16_t *buffer;          /* owned: the block being worked on, buffer_size samples */
+    int16_t *buffer;          /* owned: the block being worked on, buffer_size samples. Read it again after
+                                 BufferSize, and window after the other two setters */
     uint32_t buffer_size;     /* samples a block takes, at least 1; 512 at first */
     float    sampling_rate;   /* Hz; 22050 at first */
     float    tone_1;          /* Hz; 1200 at first. The client writes both tones; a block reads them at its */
@@ -51,9 +53,9 @@ ZV_API void ZVFSKCorrDemod_BitRate(ZVFSKCorrDemod *self, float bit_rate);   /* a
 ZV_API void ZVFSKCorrDemod_SamplingRate(ZVFSKCorrDemod *self, float hz);    /* above 0 */
 ZV_API void ZVFSKCorrDemod_BufferSize(ZVFSKCorrDemod *self, uint32_t size); /* samples, at least 1 */
 
-/* Demodulates in[0], in[step], ...: length / step samples, rounded down, into as many contiguous values. out
- * may be in when step is 1. A null out leaves the values of the first block in buffer, and what exceeds
- * buffer_size is not read. */
+/* in stands before out. Demodulates in[0], in[step], ...: length / step samples, rounded down, into as many
+ * contiguous values; a step below 1 takes nothing. out may be in when step is 1. A null out leaves the values
+ * of the first block in buffer, and what exceeds buffer_size is not read. */
 ZV_API void ZVFSKCorrDemod16_Process_16_16(ZVFSKCorrDemod *self, const int16_t *in, int16_t *out, int32_t length,
                                            int32_t step);
 ZV_END

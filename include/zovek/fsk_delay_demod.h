@@ -5,7 +5,7 @@
  * A tone whose phase turns by f (-pi to pi) over the delay settles at 16383 (1 - 2 |f| / pi): full scale for
  * no turn, 0 for a quarter, minus full scale for half a turn. The level of the input plays no part. The client
  * tunes the chain through its open members: ZVDelayLine_Delay on delay_line, ZVFIR_CutOffHigh, ZVFIR_TapsNum
- * and the like on the filters. */
+ * and the like on the filters, whose kernels are chosen in Construct. */
 #ifndef ZOVEK_FSK_DELAY_DEMOD_H
 #define ZOVEK_FSK_DELAY_DEMOD_H
 #include <zovek/delay_line.h>
@@ -38,7 +38,7 @@ ZV_API void ZVFSKDelayDemod_SamplingRate(ZVFSKDelayDemod *self, float hz);
 
 /* Demodulates in[0], in[step], ...: length / step samples, rounded down, into as many contiguous values. out
  * may be in when step is 1. A null out leaves the values of each block in out_buffer of post_filter, over the
- * last one's. A length below step does nothing. */
+ * last one's. A length below step, or a step below 1, does nothing. */
 ZV_API void ZVFSKDelayDemod16_Process(ZVFSKDelayDemod *self, int16_t *out, const int16_t *in, int32_t length,
                                       int32_t step);
 ZV_END

@@ -6,15 +6,17 @@
 ZV_BEGIN
 /* --- Block heap. Any thread may call these three; one lock guards the whole heap. --- */
 
-/* A block of at least bytes bytes, aligned to 64 bytes and not cleared; null when the system refuses.
- * 0 bytes give a valid block without data. */
+/* A block of at least bytes bytes, aligned to 64 bytes and not cleared; null when the system refuses, and for
+ * more than about 4286 million bytes, which is the most that one block holds. 0 bytes give a valid block
+ * without data. */
 ZV_API void *MemoryAlloc(uint32_t bytes);
 /* Gives a block back. Any pointer into the block (header, data or end) finds it; a pointer that lies in no
- * block, null among them, is ignored. A block must not be released twice. */
+ * block, null among them, is ignored. So is a block's second release, unless it has been handed out again:
+ * then that one is released under its new owner. */
 ZV_API void MemoryFree(void *pointer);
 /* A block of at least bytes bytes with the old data, perhaps elsewhere. Blocks never shrink: where the
- * present one is large enough its data address comes back. Null allocates; a pointer in no block comes
- * back as it is. Null when the system refuses, and the old block is then untouched. */
+ * present one is large enough its data address comes back. Null allocates; a pointer in no block, or in a
+ * released one, comes back as it is. Null when the system refuses, and the old block is then untouched. */
 ZV_API void *MemoryReAlloc(void *pointer, uint32_t bytes);
 
 /* --- Primitives. Plain memory operations; sizes in bytes or elements as named. --- */

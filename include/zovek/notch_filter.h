@@ -23,7 +23,8 @@ struct ZVNotchFilter2 {
 
 ZV_API ZVNotchFilter2 *ZVNotchFilter2_Construct(ZVNotchFilter2 *self);
 ZV_API void ZVNotchFilter2_Destruct(ZVNotchFilter2 *self, uint32_t flags);
-/* Filters count samples (at least 1) in place. A result beyond 16 bits wraps, it is not clipped. */
+/* Filters count samples in place; 0 or below of them change nothing. A result beyond 16 bits wraps, it is not
+ * clipped. */
 ZV_API void ZVNotchFilter2_Process16(ZVNotchFilter2 *self, int16_t *buffer, int32_t count);
 ZV_END
 #endif

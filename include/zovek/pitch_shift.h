@@ -16,6 +16,7 @@ ZV_BEGIN
 typedef struct ZVPitchShift ZVPitchShift;
 /* "open": the client writes the field, there is no setter. */
 struct ZVPitchShift {
+    /* buffer and table change with the setters, as do the members' pointers: read them again. */
     int16_t    *buffer;       /* owned: gathers a block, buffer_size samples */
     uint32_t    buffer_size;  /* samples a block takes, at least 1; 1024 at first */
     int32_t     table_length; /* L, entries of table: the sampling rate in whole Hz; 11025 at first */
@@ -25,7 +26,7 @@ struct ZVPitchShift {
                                  s[k] = -32767 sin(2 pi k / L), rounded */
     int32_t     table_index;  /* oscillator's place in the table, 0 to L - 1; 0 at first */
     ZVDelayLine delay_line;   /* ZVDelayLine16, half of taps_count, rounded down: D */
-    ZVFIR       filter;       /* ZVFIR1616, Hilbert transformer: H */
+    ZVFIR       filter;       /* ZVFIR1616, Hilbert transformer: H. Its kernel is chosen in Construct */
 };
 
 /* A null self takes the record from the heap. Returns self, or null when memory can't be had. */
@@ -43,7 +44,8 @@ ZV_API void ZVPitchShift1616_SamplingRate(ZVPitchShift *self, int32_t hz);
 ZV_API void ZVPitchShift1616_TapsNum(ZVPitchShift *self, int32_t taps);
 
 /* Shifts a caller's stream of any length: in[0], in[step], ..., length / step of them, rounded down, into as
- * many contiguous results at out, which may be in when step is 1 and must not be null. */
+ * many contiguous results at out, which may be in when step is 1 and must not be null. A step below 1 takes
+ * nothing. */
 ZV_API void ZVPitchShift1616_Process_16_16(ZVPitchShift *self, int16_t *out, const int16_t *in,
                                            int32_t length, int32_t step);
 ZV_END

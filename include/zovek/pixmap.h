@@ -78,7 +78,10 @@ ZV_API void ZVDynamicPixMap_Destruct(ZVDynamicPixMap *self, uint32_t flags);
 
 /* Sets size and depth at once. The bytes of the image stay where they are, now read as rows of the new
  * format, and what a grown block holds behind them is undefined: paint anew. The palette stays. A negative
- * size, another depth than the seven, and an image whose memory can't be had leave the pixmap as it was. */
+ * size, another depth than the seven, and an image whose memory can't be had leave the pixmap as it was,
+ * which width, height and bits_per_pixel show. A row takes at most 2147483644 bytes: 536870911 pixels of 32
+ * bits, 715827881 of 24, 1073741822 of 15 or 16, 2147483644 of 8, and any number of fewer bits. The image
+ * takes at most about 4286 million bytes, the largest block of the heap; without bytes any height will do. */
 ZV_API void ZVDynamicPixMap_FormatUpdate(ZVDynamicPixMap *self, int32_t width, int32_t height,
                                          int32_t bits_per_pixel);
 /* One of the three by FormatUpdate; the present value does nothing. BitsPerPixel takes 1, 4, 8, 16, 24 and 32

@@ -18,7 +18,8 @@
 ZV_BEGIN
 typedef struct ZVResampler32 ZVResampler32;
 struct ZVResampler32 {
-    int32_t *input_write;   /* where the next block goes: input_area + history_length */
+    int32_t *input_write;   /* where the next block goes: input_area + history_length. Read it again after a
+                               setter, like all that points into work_block */
     int32_t *output_buffer; /* own output: buffer_size * over / under samples, rounded up */
     int32_t  buffer_size;   /* input samples a block takes, at least 1; 1024 at first */
     int32_t  over;          /* interpolation factor, at least 1; 1 at first */
@@ -43,8 +44,8 @@ struct ZVResampler32 {
     int32_t  pending_count;    /* outputs made by a pull call and not yet handed over */
 };
 
-/* Ratio 1 : 1, 127 taps. A null self takes the record from the heap. Returns self, or null when memory can't be
- * had. */
+/* Ratio 1 : 1, 127 taps. Kernels are chosen by the processor record here, and anew in each setter that has a
+ * new value. A null self takes the record from the heap. Returns self, or null when memory can't be had. */
 ZV_API ZVResampler32 *ZVResampler32_Construct(ZVResampler32 *self);
 /* Bit 0 of flags frees the record as well. A null self does nothing. */
 ZV_API void ZVResampler32_Destruct(ZVResampler32 *self, uint32_t flags);
@@ -76,7 +77,8 @@ ZV_API uint32_t ZVResampler32_ProcessIn(ZVResampler32 *self, int32_t *out, uint3
 
 /* Push: convert a caller's stream of any length and return the number of outputs. The samples are in[0],
  * in[step], ... while the position is below length. out is contiguous with room for samples * over / under,
- * rounded up; null drops the outputs. A length of 0 or below does nothing. A stream keeps to push or to pull. */
+ * rounded up; null drops the outputs. out may be in when step is 1 and over is at most under. A length or step
+ * of 0 or below does nothing. A stream keeps to push or to pull. */
 ZV_API uint32_t ZVResampler32_ProcessIn_8_8(ZVResampler32 *self, uint8_t *out, const uint8_t *in, int32_t length,
                                             int32_t step);
 ZV_API uint32_t ZVResampler32_ProcessIn_16_16(ZVResampler32 *self, int16_t *out, const int16_t *in,
@@ -86,7 +88,8 @@ ZV_API uint32_t ZVResampler32_ProcessIn_32_32(ZVResampler32 *self, int32_t *out,
 
 /* Pull: hand over exactly the wanted number of outputs, taking in[0], in[step], ... as needed. Outputs beyond
  * the request stay pending and come first in the next call. A request that one block serves takes
- * ZVResampler32_InSamples samples; a larger one may differ a little from that. */
+ * ZVResampler32_InSamples samples; a larger one may differ a little from that. out and in must not overlap. A step
+ * below 1 takes and gives nothing. */
 ZV_API void ZVResampler32_ProcessOut_8_8(ZVResampler32 *self, uint8_t *out, const uint8_t *in, uint32_t outputs,
                                          int32_t step);
 ZV_API void ZVResampler32_ProcessOut_16_16(ZVResampler32 *self, int16_t *out, const int16_t *in,

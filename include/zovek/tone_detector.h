@@ -42,8 +42,8 @@ ZV_API void ZVToneDetector_Update(ZVToneDetector *self);
 /* Clears the two sums; the filter runs on, so the next period is measured without a transient. */
 ZV_API void ZVToneDetector_Init(ZVToneDetector *self);
 
-/* Measures in[0], in[step], ...: length / step samples, rounded down; step is at least 1. A stream may be cut
- * anywhere. Reals may have any scale. */
+/* Measures in[0], in[step], ...: length / step samples, rounded down; a step of 0 takes nothing. A stream may
+ * be cut anywhere. Reals may have any scale. */
 ZV_API void ZVToneDetector_Process_16(ZVToneDetector *self, const int16_t *in, uint32_t length, uint32_t step);
 ZV_API void ZVToneDetector_Process_double(ZVToneDetector *self, const double *in, uint32_t length,
                                           uint32_t step);

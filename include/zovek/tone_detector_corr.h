@@ -15,9 +15,10 @@ ZV_BEGIN
 typedef struct ZVToneDetectorCorr ZVToneDetectorCorr;
 struct ZVToneDetectorCorr {
     /* Takes the count samples that stand at input_write (0: buffer_size; at most buffer_size) to count results
-     * at out (null: the filter's out_buffer), and moves the history on. */
+     * at out (null: the filter's out_buffer), and moves the history on. Process goes through it. */
     void    (*kernel)(ZVToneDetectorCorr *self, int16_t *out, uint32_t count);
-    int16_t  *input_write;   /* where new samples go: buffer + L - 1 */
+    int16_t  *input_write;   /* where new samples go: buffer + L - 1. Read it, buffer and table again after a
+                                setter */
     ZVFIR    *filter;        /* owned: ZVFIR1616 behind the correlator, low-pass at 3000 Hz at first, at half the
                                 tone once ToneFrequency has changed it; a client may redesign it */
     uint32_t  buffer_size;   /* samples a block takes, not 0; 512 at first */
@@ -47,9 +48,9 @@ ZV_API void ZVToneDetectorCorr_SamplingRate(ZVToneDetectorCorr *self, float hz);
 ZV_API void ZVToneDetectorCorr_ToneLength(ZVToneDetectorCorr *self, float seconds);
 ZV_API void ZVToneDetectorCorr_ToneFrequency(ZVToneDetectorCorr *self, float hz); /* the filter cuts at half */
 
-/* Takes in[0], in[step], ...: length / step samples, rounded down; step is at least 1. One result a sample,
- * contiguous. With a null out it stops after the first block, whose results are in the filter's out_buffer.
- * out may be in when step is 1. */
+/* in stands before out. Takes in[0], in[step], ...: length / step samples, rounded down; a step of 0 takes
+ * nothing. One result a sample, contiguous. With a null out it stops after the first block, whose results are
+ * in the filter's out_buffer. out may be in when step is 1. */
 ZV_API void ZVToneDetectorCorr16_Process_16_16(ZVToneDetectorCorr *self, const int16_t *in, int16_t *out,
                                                uint32_t length, uint32_t step);
 ZV_END
