@@ -156,7 +156,8 @@ ZV_API void ZVDemodulator_ISBFilterLength(ZVDemodulator *self, int32_t taps);
  * The mixer, the detectors and the output choose their kernels at each call, the filters in Construct. */
 ZV_API void ZVDemodulator16_Process_StereoOut_16_16(ZVDemodulator *self, const int16_t *in, int16_t *out,
                                                     uint32_t length, uint32_t step);
-/* Data of a stage as last written, good until the next change of layout; null for any other index.
+/* Data of a stage as last written, of a long call its last piece; good until the next change of layout. Null for
+ * any other index.
  * 0 input copy (16-bit, N)   1 mixer I, 2 mixer Q (16-bit, N)   3 filtered I, 4 filtered Q (32-bit, n, after
  * iq_agc)   5 Hilbert output, 6 delayed Q (32-bit, n)   7 audio filter input (16-bit, F)
  * 8 audio filter output (32-bit, F, after audio_agc_1) */

@@ -22,15 +22,12 @@ Process2 process2();
 constexpr int16_t q30_to_q15(uint32_t sum) { return static_cast<int16_t>(sum >> 15); }
 constexpr int32_t q30_to_q31(uint32_t sum) { return static_cast<int32_t>(sum << 1); }
 
-// Results of count samples: one for each whole decimation. A decimation below 1 has none.
-constexpr int32_t results_of(int32_t count, int32_t decimation) { return whole_steps(count, decimation); }
-
 // Defaults, then compute(history, out, results), then the history moves on by whole decimations. What is left
-// over at the end of the block is dropped.
+// over at the end of the block is dropped, and all of it where the decimation is below 1.
 template <class Sample, class Result, class Compute>
 ZV_INLINE void run(ZVFIR* self, void* out, int32_t count, int32_t decimation, Compute compute)
 {
-    const int32_t results = results_of(up_to_block(count, self->buffer_size), decimation);
+    const int32_t results = whole_steps(up_to_block(count, self->buffer_size), decimation);
     auto* history = static_cast<Sample*>(self->history);
     compute(history, static_cast<Result*>(out ? out : self->out_buffer), results);
     MemoryCopy(history, history + ptrdiff_t(results) * decimation,

@@ -12,9 +12,10 @@ template <class Stored, class Result, class Out, class In, class Convert = AsIs>
 static void process(ZVFIR* self, Out* out, const In* in, int32_t samples, int32_t step, int32_t decimation,
                     Convert convert = {})
 {
+    if (decimation < 1) return;
     in_blocks(in, samples, step, self->buffer_size, [&](const In* piece, int32_t count) {
         gather(static_cast<Stored*>(self->history_write), piece, count, step, convert);
-        const int32_t results = results_of(count, decimation);
+        const int32_t results = count / decimation;
         if constexpr (sizeof(Out) == sizeof(Result)) {
             self->kernel(self, out, count, decimation);
         } else {
