@@ -1,5 +1,6 @@
 // Spectrum objects: sizes, tables, windows, and spectra of both kinds against plain sums.
 #include "reference/dft.h"
+#include "spectrum/fft_kernels.h"
 #include "support/guarded.h"
 #include "support/platform.h"
 #include "support/processors.h"
@@ -261,6 +262,36 @@ TYPED_TEST(FftOf, SpectraEqualThePlainSum)
             spectra_fit<TypeParam, int16_t>(limit, window);
             if (limit.size <= 4096) spectra_fit<TypeParam, int32_t>(limit, window);
         }
+}
+
+// From 2^21 points on the table of factors is no exact mirror of itself, and each bin has its own: against the plain
+// form, which knows of no mirror.
+TEST(Fft, EachBinOfManyPointsHasItsOwnFactor)
+{
+    using namespace zv::fft;
+    constexpr uint32_t size = 1 << 21;
+    const Signal x = noise(size);
+    const auto spectrum = [&](const Kernel& kernel) {
+        Fft<double> fft(make_double(nullptr, kernel), size, 0);
+        fft.compute(x.data(), size);
+        std::vector<double> bins;
+        for (const void* part : {fft->re, fft->im})
+            bins.insert(bins.end(), static_cast<const double*>(part),
+                        static_cast<const double*>(part) + size / 2);
+        return bins;
+    };
+    const std::vector<double> plain = spectrum(double_portable);
+    for (const auto& [kernel, sets] :
+         {std::pair{&double_sse2, 0u}, {&double_avx2, zv::avx2 + 0u}, {&double_avx512, zv::avx512 + 0u}}) {
+        if (!runs_here(ZV_CPU_SSE2, sets)) continue;
+        const std::vector<double> got = spectrum(*kernel);
+        double error = 0, power = 0;
+        for (size_t k = 0; k < size; ++k) {
+            error += (got[k] - plain[k]) * (got[k] - plain[k]);
+            power += plain[k] * plain[k];
+        }
+        EXPECT_LT(10 * std::log10(error / power), -300) << kernel->name;
+    }
 }
 
 // A block that is cut short, at the end of a page, is one that ends in zeros; a longer one is cut.

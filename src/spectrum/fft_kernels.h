@@ -56,6 +56,7 @@ bool resize(ZVFFT* self, uint32_t size, const Kernel& kernel);
 struct alignas(64) Private {
     const Kernel* kernel;
     void *real, *pairs; // the tables of the two transforms, perhaps the same
+    bool mirrors;       // twiddle[H - k] is twiddle[k] with the other sign of the cosine, k < H / 2
 };
 
 inline Private* private_of(const ZVFFT* self)

@@ -321,8 +321,9 @@ ZV_SET ZV_INLINE void transform(const ZVFFT* self, const void* tables, Source so
 
 // Unpacking and power in one sweep over bins k and H - k, which come from the same sums. re and im hold Z
 // and get the result. The mirrored side is stored one step late, when its lowest bin is known, so that all
-// of memory is read and written in whole vectors.
-template <class V, class Real>
+// of memory is read and written in whole vectors. Where the factors of H - k are those of k in a mirror, they needn't
+// be read, and both bins come from one turn.
+template <bool mirrors, class V, class Real>
 ZV_SET ZV_INLINE void unpack(ZVFFT* self)
 {
     constexpr size_t w = width<V>;
@@ -339,20 +340,36 @@ ZV_SET ZV_INLINE void unpack(ZVFFT* self)
     const Complex<V> centre = {splat<V>(2 * centre_re + twiddle[half + 1] * (2 * centre_im)),
                                splat<V>(twiddle[half] * (2 * centre_im))};
 
+    // Factors of w bins from k on, the sine as im.
+    const auto factors = [=](size_t k) ZV_SET {
+        const V pairs = load<V>(twiddle + 2 * k), more_pairs = load<V>(twiddle + 2 * k + w);
+        return Complex<V>{odd(pairs, more_pairs), even(pairs, more_pairs)};
+    };
+    // i e (a - conj(b)) from its sums and differences.
+    const auto turned = [](Complex<V> e, V sum_im, V dif_re) ZV_SET {
+        return Complex<V>{madd(e.re, sum_im, e.im * dif_re), nmadd(e.re, dif_re, e.im * sum_im)};
+    };
+
     Complex<V> above = {splat<V>(re[0]), splat<V>(im[0])}, held = above; // Z[H] is Z[0]
+    Complex<V> factors_above = {splat<V>(-1), splat<V>(0)};              // half a turn
     for (size_t k = 0; k < middle; k += w) {
         const Complex<V> a = {load<V>(re + k), load<V>(im + k)};
         const Complex<V> below = {load<V>(re + half - k - w), load<V>(im + half - k - w)};
         const Complex<V> b = {mirror(below.re, above.re), mirror(below.im, above.im)};
         above = below;
-        const V pairs = load<V>(twiddle + 2 * k), more_pairs = load<V>(twiddle + 2 * k + w);
-        const V sn = even(pairs, more_pairs), cs = odd(pairs, more_pairs);
         const V sum_re = a.re + b.re, dif_im = a.im - b.im, sum_im = a.im + b.im, dif_re = a.re - b.re;
-        const V turned_re = madd(cs, sum_im, sn * dif_re), turned_im = nmadd(cs, dif_re, sn * sum_im);
-        const Complex<V> mirrored = {sum_re - turned_re, turned_im - dif_im};
+        const Complex<V> t = turned(factors(k), sum_im, dif_re);
+        Complex<V> mirrored = {sum_re - t.re, t.im - dif_im};
+        if constexpr (!mirrors) {
+            const Complex<V> e = factors(half - k - w);
+            const Complex<V> own = {mirror(e.re, factors_above.re), mirror(e.im, factors_above.im)};
+            factors_above = e;
+            const Complex<V> u = turned(own, sum_im, -dif_re);
+            mirrored = {sum_re + u.re, u.im - dif_im};
+        }
         if (k > 0) finish(half - k, {mirror(held.re, mirrored.re), mirror(held.im, mirrored.im)});
         held = mirrored;
-        finish(k, {sum_re + turned_re, dif_im + turned_im});
+        finish(k, {sum_re + t.re, dif_im + t.im});
     }
     finish(middle, {mirror(held.re, centre.re), mirror(held.im, centre.im)});
     re[0] *= Real(0.5); // bin 0 isn't doubled
@@ -373,7 +390,10 @@ ZV_SET ZV_ENTRY void real(ZVFFT* self, const Sample* samples, uint32_t count)
     const RealVectors<V, Sample> source = {real_block(self, samples, count), self->window};
     const Natural<Real> sink = {static_cast<Real*>(self->re), static_cast<Real*>(self->im)};
     transform<V>(self, private_of(self)->real, source, static_cast<Real*>(self->work), sink);
-    unpack<U, Real>(self);
+    if (private_of(self)->mirrors)
+        unpack<true, U, Real>(self);
+    else
+        unpack<false, U, Real>(self);
 }
 
 template <class V, class Real, class Sample>
