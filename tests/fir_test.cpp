@@ -146,12 +146,18 @@ TEST_P(Fir, LoadersQuantiseTheCallersTaps)
     EXPECT_EQ(
         (std::vector<int32_t>(stored.begin(), stored.begin() + 8)),
         (std::vector<int32_t>{top, top, stored[2], -top, -top - 1, -top - 1, top / 2 + 1, -top / 2 - 1}));
+    const double infinity = HUGE_VAL, strange[] = {std::nan(""), infinity, -infinity};
+    fir.set_taps_double(&fir, strange, 3);
+    for (const int32_t t : {0, 1, 2}) EXPECT_EQ(taps()[size_t(t)], t == 1 ? top : -top - 1) << t;
     mark_history();
     const std::vector<float> few = {0.5f, -0.25f, 1, -1};
     fir.set_taps_float(&fir, few.data(), 4); // one more tap, zero
     EXPECT_EQ(fir.taps_count, 5);
     EXPECT_EQ(taps(), quantised({0.5, -0.25, 1, -1, 0}));
     EXPECT_TRUE(history_is_silent());
+    const float none = std::nanf("");
+    fir.set_taps_float(&fir, &none, 1);
+    EXPECT_EQ(taps()[0], -top - 1);
 }
 
 // Without memory every setter and loader leaves the filter as it was, and reserving leaves the present layout.

@@ -22,8 +22,8 @@ ZV_BEGIN
 typedef struct ZVFIR ZVFIR;
 struct ZVFIR {
     /* Load count taps of the caller's, for the next block: count becomes N as in ZVFIR_TapsNum, then v >= 1
-     * gives the largest tap, v < -1 the most negative, any other v * 32767 (or 2147483647) rounded to
-     * nearest, ties to even. Each design is handed to set_taps_double. */
+     * gives the largest tap, v < -1 or no number the most negative, any other v * 32767 (or 2147483647)
+     * rounded to nearest, ties to even. Each design is handed to set_taps_double. */
     void (*set_taps_double)(ZVFIR *self, const double *taps, int32_t count);
     void (*set_taps_float)(ZVFIR *self, const float *taps, int32_t count);
     /* Filters the count samples that stand at history_write (0: buffer_size; at most buffer_size) into

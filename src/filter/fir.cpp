@@ -79,14 +79,18 @@ bool reserve(ZVFIR* self, int32_t taps, int32_t block)
     return ensure(self, bytes);
 }
 
-// Largest tap for v >= 1, most negative for v < -1, else v * (2^15 - 1) or v * (2^31 - 1) to nearest.
+// Largest tap for v >= 1, most negative for v < -1 and what is no number, else v * (2^15 - 1) or v * (2^31 - 1) to
+// nearest.
 template <class Tap>
 static Tap quantised(double v)
 {
     using Range = std::numeric_limits<Tap>;
     if (v >= 1) return Range::max();
     if (v < -1) return Range::min();
-    return static_cast<Tap>(to_nearest32(extended(v) * Range::max()));
+    if constexpr (sizeof(Tap) == 2)
+        return to_nearest16(extended(v) * Range::max());
+    else
+        return to_nearest32(extended(v) * Range::max());
 }
 
 template <class Tap, class Real>
