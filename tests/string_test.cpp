@@ -1,11 +1,26 @@
-// String object: limits, random work against std::string with refusals, and the current directory.
+// String object: limits, random work against std::string with refusals, the current directory and the registry.
 #include "core/heap.h"
+#include "platform/platform.h"
 #include "support/guarded.h"
 #include "support/platform.h"
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
 #include <zovek/string.h>
+
+// The test's registry: what a value is at each question, "-" for none; the last one stays. And the sizes asked with.
+static std::deque<std::string> registry_values;
+static std::vector<uint32_t> registry_sizes;
+
+uint32_t zv::platform::registry_value(void*, const char*, const char*, uint32_t size, char* buffer)
+{
+    registry_sizes.push_back(size);
+    const std::string value = registry_values.front();
+    if (registry_values.size() > 1) registry_values.pop_front();
+    if (value == "-") return 0;
+    if (value.size() < size) std::memcpy(buffer, value.c_str(), value.size() + 1);
+    return uint32_t(value.size() + 1);
+}
 
 namespace {
 class String : public testing::Test {
@@ -119,6 +134,30 @@ TEST_F(String, AX25CallSigns)
         EXPECT_EQ(ZVString_Add_AX25CallSign(&s, address.data()), &s);
         EXPECT_EQ(text(), std::string(55, '>') + result);
         EXPECT_EQ(s.capacity, 128u); // for the longest call sign, whatever this one takes
+    }
+}
+
+// The second question is for the size that the first one gave, so a value that has grown since is a failure, also
+// where the block would hold it; one that has shrunk is taken.
+TEST_F(String, AValueOfTheRegistryIsAskedForItsSizeFirst)
+{
+    const std::pair<std::deque<std::string>, std::string> rows[] = {
+        {{"12.5"}, "12.5"},
+        {{"12.5", "12.50"}, ""},
+        {{"12.5", "12"}, "12"},
+        {{"12.5", "-"}, ""},
+        {{"-"}, ""},
+        {{std::string(200, 'v')}, std::string(200, 'v')},
+    };
+    for (const auto& [answers, result] : rows) {
+        ZVString_Set_String(&s, "old");
+        registry_values = answers;
+        registry_sizes.clear();
+        ZVString_Set_FromRegistry(&s, ZV_HKEY_USERS, "", "value");
+        EXPECT_EQ(text(), result);
+        const auto need = uint32_t(answers[0].size()) + 1;
+        EXPECT_EQ(registry_sizes, answers[0] == "-" ? std::vector{0u} : (std::vector{0u, need}))
+            << answers[0];
     }
 }
 

@@ -34,15 +34,16 @@ static ZVString* put(ZVString* self, uint32_t index, const char* bytes, size_t c
     return self;
 }
 
-// The text that ask(size, buffer) writes, asked for its size first. Where that is not to be had or can't be
-// held the text stays; if it fails later (it has changed between the two) the text becomes empty.
-template <class Ask>
-static void fetch(ZVString* self, Ask ask)
+// The text that ask(size, buffer) writes, asked for its size first, and then with room(need) bytes to write to. Where
+// the size is not to be had or can't be held the text stays; if it fails later (it has changed between the two)
+// the text becomes empty.
+template <class Ask, class Room>
+static void fetch(ZVString* self, Ask ask, Room room)
 {
     const uint32_t need = ask(0, nullptr);
     if (need == 0 || !reserve(self, need)) return;
-    const uint32_t got = ask(self->capacity, self->text);
-    end_at(self, got <= self->capacity ? std::max(got, 1u) - 1 : 0);
+    const uint32_t size = room(need), got = ask(size, self->text);
+    end_at(self, got <= size ? std::max(got, 1u) - 1 : 0);
 }
 
 static ZVString* make(ZVString* self, const char* source)
@@ -80,16 +81,19 @@ ZVString* ZVString_Set_ZVString(ZVString* self, const ZVString* source)
 
 ZVString* ZVString_Set_CurrentDirectory(ZVString* self)
 {
-    string::fetch(self, platform::current_directory);
+    string::fetch(self, platform::current_directory, [=](uint32_t) { return self->capacity; });
     return self;
 }
 
 void ZVString_Set_FromRegistry(ZVString* self, void* root, const char* subkey, const char* value_name)
 {
     string::end_at(self, 0);
-    string::fetch(self, [=](uint32_t size, char* buffer) {
-        return platform::registry_value(root, subkey, value_name, size, buffer);
-    });
+    string::fetch(
+        self,
+        [=](uint32_t size, char* buffer) {
+            return platform::registry_value(root, subkey, value_name, size, buffer);
+        },
+        [](uint32_t need) { return need; });
 }
 
 ZVString* ZVString_Add_Character(ZVString* self, char character)
