@@ -82,12 +82,17 @@ public:
         watch_for_stop();
         Output output(options_.output, int32_t(std::lround(plan_.output_rate())), options_.mono ? 1 : 2);
         const size_t block = size_t(plan_.block), second = (size_t(plan_.rate) + block - 1) / block * block;
-        head_.resize(second * size_t(input_->channels));
-        head_.resize(input_->read(head_.data(), second) * size_t(input_->channels));
-
+        const size_t frame = size_t(input_->channels);
         Clock clock;
+        // Silence before the station doesn't count.
+        size_t head = 0;
+        head_.resize(second * frame);
+        while ((head = input_->read(head_.data(), block)) &&
+               is_silent(head_.data(), head, input_->channels, input_->channel))
+            hear(head_.data(), head, output);
+        if (head == block) head += input_->read(&head_[block * frame], second - block);
+        head_.resize(head * frame);
         radio_.settle(head_, input_->channels, input_->channel);
-        const size_t frame = size_t(input_->channels), head = head_.size() / frame;
         for (size_t at = 0; at < head; at += block)
             hear(&head_[at * frame], std::min(block, head - at), output);
         head_.resize(block * frame);
@@ -97,8 +102,7 @@ public:
         }
         const Receiver::Readings readings = radio_.readings();
         // Silence behind the end brings out what still is in the filters.
-        const std::vector<int16_t> silence(block);
-        while (written_ < frames_of(heard_)) write(radio_.receive(silence.data(), block, 1, 0), output);
+        while (written_ < frames_of(heard_)) write(radio_.drain(), output);
         const double seconds = clock.seconds();
         clock.clear();
         output.finish();

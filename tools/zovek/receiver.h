@@ -1,7 +1,11 @@
-// The library's demodulator as a plan sets it up, with what the client does between its filters and its
-// detector.
+// The library's demodulator as a plan sets it up, with what the client does between its filters and its detector, and the
+// gain controls, which the client runs itself so that they hold where there is no signal.
+//
+// A gap in the band, digital silence, is bridged: gains stay, and the detector gets the station's carrier unmodulated. So
+// the gap is silent, DC blocker and carrier loop stay where they are, and what follows comes at its level.
 #pragma once
 #include "channel.h"
+#include "gaps.h"
 #include "plan.h"
 #include <complex>
 #include <cstdint>
@@ -32,6 +36,9 @@ public:
     // the audio, left, right, left, right, with the delay of the filters taken off the start.
     const std::vector<int16_t>& receive(const int16_t* band, size_t count, int32_t channels, int32_t channel);
 
+    // A block of silence behind the recording's end, which brings out what still is in the filters.
+    const std::vector<int16_t>& drain();
+
     // What the detector tells of the station, by the blocks so far.
     struct Readings {
         int32_t noise_level;   // FM: 16-bit units above 5000 Hz
@@ -43,21 +50,37 @@ public:
 
 private:
     static void prepare(void* self, ZVDemodulator* radio, int32_t count, void* i, void* q);
+    void prepare(int32_t count, int32_t* i, int32_t* q);
     void measure(int32_t count, const int32_t* i, const int32_t* q);
     void raise_carrier(int32_t count, int32_t* i, int32_t* q);
+    void limit(int32_t count, int32_t* i, int32_t* q);
+    void control_level(int32_t count, int32_t* i, int32_t* q);
+    void bridge_envelope(int32_t count, int32_t* i, int32_t* q);
+    void control_loudness(size_t frames);
     void hold_level();
+    void process(const int16_t* band, size_t count, size_t step);
     void follow_carrier(int32_t count);
+    // Whether a detector sample is left out of the station: it comes out of a gap.
+    bool bridged(int32_t k) const { return gaps_.marks()[size_t(k)] >= Gap::inside; }
     double loop_offset() const; // Hz
 
     const Plan plan_;
     const Level level_;
     std::unique_ptr<ZVDemodulator, void (*)(ZVDemodulator*)> radio_;
     std::optional<ChannelFilter> channel_i_, channel_q_;
+    Gaps gaps_;
     std::vector<int16_t> band_; // one channel, with zeros as the plan wants them
     std::vector<int16_t> audio_;
     int64_t next_ = 0; // frame of the demodulator's output, seen from the next block, to be kept
     bool measuring_ = false;
+    bool levelling_ = false;       // the I/Q gain control runs
     double expected_peak_ = 0;     // 32-bit units
+    bool in_gap_ = false;          // the last block ended in one
+    double resting_ = 0;           // the detector's mean before the last gap, which the DC blocker takes off
+    std::complex<double> turn_ = 1, // synchronous AM, FM: what brings a station into the phase that it would have
+                         match_;    // without the gap before; the sum of which that is the angle
+    int32_t gap_frames_ = 0;       // frames until the audio filter holds nothing of a gap
+    bool bridging_ = false;        // FM: the sample before was no signal
     std::complex<double> carrier_; // synchronous AM: the carrier, 32-bit units
     double carrier_coherence_ =
         0.5;                    // share of the station's power on the carrier's axis: 1 in lock, 1/2 without

@@ -52,7 +52,7 @@ public:
     const std::vector<int16_t>& next()
     {
         const size_t channels = size_t(input_.channels);
-        if (radio_ && !settled_) settle();
+        if (radio_ && !settled_ && head_.empty()) settle();
         band_.resize(block_ * channels);
         const size_t count = head_.empty() ? input_.read(band_.data(), block_) : take_head();
         audio_.clear();
@@ -66,14 +66,14 @@ public:
     }
 
 private:
-    // The station's level is found in the first second.
+    // The station's level is found in the first second that isn't silent.
     void settle()
     {
         head_.resize((size_t(input_.rate) / block_ + 1) * block_ * size_t(input_.channels));
         head_.resize(input_.read(head_.data(), head_.size() / size_t(input_.channels)) *
                      size_t(input_.channels));
-        radio_->settle(head_, input_.channels, input_.channel);
-        settled_ = true;
+        settled_ = !is_silent(head_.data(), head_.size() / size_t(input_.channels), input_.channels, input_.channel);
+        if (settled_) radio_->settle(head_, input_.channels, input_.channel);
     }
 
     size_t take_head()
@@ -93,9 +93,8 @@ private:
     void flush()
     {
         const int64_t most = plan_->delay() / plan_->keep;
-        const std::vector<int16_t> silence(block_);
         if (flushed_ >= most) return;
-        keep_left(radio_->receive(silence.data(), block_, 1, 0));
+        keep_left(radio_->drain());
         audio_.resize(std::min(audio_.size(), size_t(most - flushed_)));
         flushed_ += int64_t(audio_.size());
     }
