@@ -10,13 +10,19 @@ using namespace client;
 
 TEST(Quantity, TakesDecimalsAndSuffixes)
 {
-    const std::pair<const char*, double> good[] = {
-        {"48k", 48e3}, {"14.25k", 14250}, {"2.4M", 2.4e6}, {"1e3", 1000}, {"-6", -6}, {"0", 0}, {".5K", 500}};
+    const std::pair<const char*, double> good[] = {{"48k", 48e3}, {"14.25k", 14250}, {"2.4M", 2.4e6},
+                                                   {"1e3", 1000}, {"-6", -6},        {"0", 0},
+                                                   {".5K", 500},  {"+1", 1}};
     for (const auto& [text, value] : good)
         EXPECT_DOUBLE_EQ(parse_quantity(text).value_or(NAN), value) << text;
     for (const char* text :
-         {"", "k", "nan", "inf", "-inf", "1e999", "48 k", "48kk", "4m", "0x10", "1,5", "+1"})
+         {"", "k", "nan", "inf", "-inf", "1e999", "48 k", "48kk", "4m", "0x10", "1,5", "+-1", "4kHz"})
         EXPECT_FALSE(parse_quantity(text)) << text;
+    for (const char* text :
+         {"4.5k", "4500", "4.5kHz", "4.5 kHz", "4.5KHZ", "4500hz", "+4500 Hz", "0.0045MHz"})
+        EXPECT_DOUBLE_EQ(parse_quantity(text, "Hz").value_or(NAN), 4500) << text;
+    for (const char* text : {"Hz", "4.5kk Hz", "4.5k  Hz", "4,5kHz", "4.5 k", "4.5kHzz", "4.5ks", "4500 "})
+        EXPECT_FALSE(parse_quantity(text, "Hz")) << text;
 }
 
 TEST(Json, EscapesWhatItMust)

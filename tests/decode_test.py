@@ -143,7 +143,7 @@ class Packets(unittest.TestCase):
         lines, talk = decode(ROOT / "samples/navtex.flac", "--mode", "navtex,rtty", status=1) # at 4 kHz
         self.assertEqual((len(lines), talk.count("rtty: a tone of 2125 Hz")), (4, 1))
         self.assertNotIn("truncated", talk)
-        for rate, trouble in ((2**31 - 1, "damage"), (100, "too low")):
+        for rate, trouble in ((2**31 - 1, "damage"), (100, "not in audio of 100 Hz")):
             wrong_rate = pathlib.Path(self.folder.name, "rate.wav")
             header = bytearray(good.read_bytes())
             header[24:28] = rate.to_bytes(4, "little")
@@ -156,6 +156,25 @@ class Packets(unittest.TestCase):
         for wrong in (["--mode", "nosuch"], [], ["--mode", "packet", "-M", "fm"], ["--mode", "packet", "--effort", 0],
                       ["--mode", "packet", "--if", "x"], ["--mode", "packet", "-r", "8000"]):
             decode(good, *wrong, status=2)
+
+    def test_rates_that_are_too_low_for_a_mode(self):
+        path = pathlib.Path(self.folder.name, "low.wav")
+        for rate, fit, mode, tone in ((4000, 5000, "packet", "2200"), (3600, 4000, "packet --hf", "1800"), (3300, 3700, "dtmf", "1633"),
+                                      (5500, 6000, "zvei", "2800"), (5000, 5300, "zvei --set CCIR", "2400"), (3000, 3300, "selcal", "1479.1"),
+                                      (500, 560, "ctcss", "254.1"), (4200, 4500, "same", "2083.33333"), (2100, 2400, "navtex", "1085"),
+                                      (6600, 7200, "navtex --centre 3.2kHz", "3285"), (4400, 5000, "rtty", "2125"), (2000, 2600, "ascii --tones v21", "980"),
+                                      (2000, 2600, "pocsag --pager-baud 2400", "2400 Bd"), (500, 2000, "pocsag", "512 Bd"),
+                                      (1800, 2200, "tones --freq 1k", "1000")):
+            with self.subTest(mode):
+                what = f"{mode.split()[0]}: {tone if 'Bd' in tone else f'a tone of {tone} Hz'}"
+                soundfile.write(path, np.zeros(rate), rate)
+                _, talk = decode(path, "--mode", *mode.split(), status=1)
+                self.assertEqual((talk.count("\n"), what.replace("a tone of 1000", "1000") in talk), (1, True), talk)
+                soundfile.write(path, np.zeros(fit), fit)
+                self.assertIn("0 messages" if "tones --f" not in mode else "10 messages", decode(path, "--mode", *mode.split())[1])
+        soundfile.write(path, np.zeros(3000), 3000)
+        _, talk = decode(path, "--mode", "packet,dtmf,navtex", status=1)
+        self.assertEqual((talk.count("packet: "), talk.count("dtmf: "), talk.count("navtex: ")), (1, 1, 0))
 
     @unittest.skipUnless(DATA.exists() or os.environ.get("CI"), f"no recordings at {DATA}")
     def test_recordings_of_others(self):

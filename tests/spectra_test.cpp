@@ -108,6 +108,13 @@ TEST(Peaks, AreTheStrongestAboveTheirSurroundings)
     };
     EXPECT_EQ(bins(99), (std::vector{900, 100, 103, 500}));
     EXPECT_EQ(bins(2), (std::vector{900, 100}));
+    // Between two bins the strongest of all, though its highest bin isn't.
+    for (const auto& [bin, off] : {std::pair(299, 1.49), {300, 0.49}, {301, 0.51}, {302, 1.5}})
+        power[size_t(bin)] = 0.11 * hann.main_lobe(off);
+    EXPECT_EQ(bins(1), std::vector{300});
+    EXPECT_EQ(bins(3), (std::vector{300, 900, 100}));
+    EXPECT_EQ(bins(0), std::vector<int>());
+    std::fill_n(power.begin() + 299, 4, 1e-6);
     for (size_t k = 490; k < 600; ++k) power[k] = 1e-4; // a station as wide as that has no peaks
     EXPECT_EQ(bins(99), (std::vector{900, 100, 103}));
 }

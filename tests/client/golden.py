@@ -130,7 +130,15 @@ class Client(InFolder):
 
     def test_wrong_words_are_named(self):
         for line, words in (("", ("which command",)), ("receve", ("no command 'receve'", "receive?")), ("wat x.wav", ("waterfall?",)),
-                            ("help", ("no command 'help' (",)), ("receive --bandwith 5k", ("no option '--bandwith'", "--bandwidth?")),
+                            ("help receve", ("no command 'receve'", "receive?")), ("receve --help", ("no command 'receve'",)),
+                            ("cpu -- --json", ("--json' is one word too many",)),
+                            ("receive -M am -f 4,5k", ("--frequency", "'4,5k'", "decimal mark is a point")),
+                            ("clean --notch 4,5kHz", ("--notch", "'4,5kHz'", "decimal mark is a point")),
+                            ("spectrum --start 5kHz", ("--start", "'5kHz'")), ("waterfall --size 1,024", ("decimal mark",)),
+                            ("resample -r 4,8k", ("decimal mark",)), ("decode --mode dtmf --if 4,5k", ("decimal mark",)),
+                            ("spectrum --mark 4,5k:am", ("decimal mark",)), ("receive -M am -o x.FLAC", ("x.FLAC", "WAV or raw")),
+                            ("receive -M=cw", ("'cw'",)), ("receive -M am -f=", ("--frequency", "empty")),
+                            ("receive --bandwith 5k", ("no option '--bandwith'", "--bandwidth?")),
                             ("cpu extra", ("'extra'",)), ("receive -M am --agc=5", ("--agc takes no value",)),
                             ("receive -M am -M fm", ("--mode", "more than once")), ("receive -f", ("--frequency needs",)),
                             ("receive -M am -f 3x", ("--frequency: '3x'",)), ("receive -M cw", ("'cw'", "usb, lsb or fm")),
@@ -143,6 +151,54 @@ class Client(InFolder):
             with self.subTest(line):
                 self.one_line(run(*line.split(), data=PLAIN), 2, *words)
         self.assertEqual(run("decode", "--mode", "navtex,rtty,dtmf", "--centre", "1k", "--pause", "1", data=PLAIN).returncode, 0)
+
+    def test_words_as_users_write_them(self):
+        """Each line gives what the first of its row gives."""
+        with open("-x.wav", "wb") as file:
+            file.write(PLAIN)
+        pairs = pack("h", [v for pair in zip(BAND, BAND[::-1]) for v in pair])
+        raw = "--output-type raw"
+        for data, plain, *others in (
+                (PLAIN, f"receive -M am -f 6000 {raw}", f"receive -M AM -f 6kHz {raw}", f"receive --mode=Am -f=6.0khz {raw}",
+                 f"-- receive -M=am -f 6000hz {raw}", f"receive -vMam -f+6K {raw}", f"receive -M am -f 6k {raw} --",
+                 "receive -M am -f 6k --output-type RAW -- -", f"receive -M am -f 6k {raw} -- -x.wav", f"receive -M am -f 6k {raw} ./-x.wav"),
+                (pairs, f"receive -M usb -f -2900 -t cs16 -r 24000 {raw}", f"receive -M USB -f=-2.9k -t CS16 -r=24kHz {raw}",
+                 f"receive -M usb --frequency=-2.9kHz -t cs16 -r24k {raw}"),
+                (PLAIN, "spectrum --json --start 0.5 --from 5000 --size 1024", "spectrum --json --start 0.5s --from 5kHz --window HANN --size 1024 -"),
+                (PLAIN, f"clean --notch 1000:80 --shift -300 {raw}", f"clean --notch 1kHz:80Hz --shift=-300Hz {raw}"),
+                (PLAIN, f"resample -r 8000 {raw}", f"resample -r8kHz {raw} --", f"resample {raw} -r 8KHZ -- -x.wav"),
+                (PLAIN, "decode --mode tones --freq 1000,5000 --every 0.5", "decode --mode TONES --freq 1k,5kHz --every 0.5s -- -"),
+                (b"", "receive --help", "help receive"), (b"", "--help", "help", "help help")):
+            expected = run(*plain.split(), data=data)
+            self.assertEqual((expected.returncode, bool(expected.stdout)), (0, True), expected.stderr)
+            for line in others:
+                with self.subTest(line):
+                    done = run(*line.split(), data=data)
+                    self.assertEqual(done.returncode, 0, done.stderr)
+                    self.assertTrue(done.stdout.replace(b"./-x.wav", b"standard input") == expected.stdout)
+        spaced = run("receive", "-M", "am", "-f", "6 kHz", *raw.split(), data=PLAIN)
+        self.assertTrue(spaced.stdout == run("receive", "-M", "am", *raw.split(), data=PLAIN).stdout)
+        self.assertEqual(run("receive", "-M", "am", "-o", "x.RAW", data=PLAIN).returncode, 0)
+        with open("x.RAW", "rb") as file:
+            self.assertTrue(file.read() == spaced.stdout)
+        self.assertEqual(run("waterfall", "-o", "--", "--mark", "6k:AM:music", data=PLAIN).returncode, 0)  # a file of this name
+        self.assertTrue(os.path.exists("--"))
+
+    def test_quiet(self):
+        """Results and errors stay, all else goes."""
+        both = wav(pack("h", [v for pair in zip(BAND, BAND) for v in pair]), channels=2)[:-4000]  # and truncated
+        for line in ("receive -v -M am", "resample -r 8k", "clean --denoise", "decode --mode tones --freq 1k", "spectrum", "spectrum -o x.png",
+                     "waterfall -o x.png --mark 20k", "waterfall --live"):
+            with self.subTest(line):
+                loud, still = run(*line.split(), data=both), run(*line.split(), "--quiet", data=both)
+                self.assertEqual((loud.returncode, still.returncode, still.stderr), (0, 0, b""))
+                self.assertGreater(loud.stderr.count(b"\n"), 0 if "live" in line else 1)
+                self.assertTrue(loud.stdout == still.stdout)
+        self.assertTrue(json.loads(run("receive", "-M", "am", "--quiet", "--json", data=both).stderr)["truncated"])
+        for line, status in (("receive -M am none.wav --quiet", 1), ("decode --mode packet none.wav --quiet", 1),
+                             ("decode --mode packet none.wav none.wav --quiet", 1), ("spectrum --quiet --from 3x", 2)):
+            done = run(*line.split())
+            self.assertEqual((done.returncode, done.stderr.count(b"\n")), (status, max(line.count("none"), 1)))
 
     def test_terminal_as_input(self):
         master, slave = pty.openpty()

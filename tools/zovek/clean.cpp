@@ -243,18 +243,18 @@ int run(const Options& options, const std::vector<Wish>& wishes)
 Wish notch_of(const std::string& text)
 {
     const size_t colon = text.find(':');
-    const auto hz = parse_quantity(text.substr(0, colon));
-    const auto width = colon == std::string::npos ? 50 : parse_quantity(text.substr(colon + 1));
+    const auto hz = parse_quantity(text.substr(0, colon), "Hz");
+    const auto width = colon == std::string::npos ? 50 : parse_quantity(text.substr(colon + 1), "Hz");
     if (!hz || *hz <= 0 || !width || *width < 1)
-        throw WrongValue("'" + text + "' is not FREQ[:WIDTH] in Hz, 1 Hz wide or more");
+        throw WrongValue(not_a("FREQ[:WIDTH] in Hz, 1 Hz wide or more", text));
     return {Kind::notch, *hz, *width};
 }
 
 Wish shift_of(const std::string& text)
 {
-    const auto hz = parse_quantity(text);
+    const auto hz = parse_quantity(text, "Hz");
     if (!hz || *hz != std::round(*hz) || std::abs(*hz) > 1 << 24)
-        throw WrongValue("'" + text + "' is not a number of whole Hz");
+        throw WrongValue(not_a("a number of whole Hz", text));
     return {Kind::shift, *hz};
 }
 

@@ -15,6 +15,7 @@ struct Command {
     const char* help;         // one line
     const char* example;      // a whole line of a shell
     Run (*add)(CommandLine&); // adds the command's options, and returns what runs
+    bool talks;               // so that it can be quiet
 };
 
 Run add_receive(CommandLine& line);
@@ -26,8 +27,10 @@ Run add_spectrum(CommandLine& line);
 Run add_cpu(CommandLine& line);
 Run add_selftest(CommandLine& line);
 
-// One line of talk on standard error.
+// One line on standard error: of talk, which --quiet silences, or of what failed.
 void say(const std::string& line);
+void complain(const std::string& line);
+bool quiet(); // no talk is wanted
 // Fails if what was printed on standard output didn't get there.
 void deliver();
 } // namespace client

@@ -13,25 +13,34 @@ using namespace client;
 // clang-format off
 static const Command commands[] = {
     {"receive", "demodulate one station of a recorded band to audio",
-     "zovek receive band.flac -M am -f 12k -o station.wav", add_receive},
+     "zovek receive band.flac -M am -f 12k -o station.wav", add_receive, true},
     {"decode", "data, text and tones out of recordings",
-     "zovek decode packet.flac --mode packet", add_decode},
+     "zovek decode packet.flac --mode packet", add_decode, true},
     {"resample", "convert a recording to another sampling rate",
-     "zovek resample speech.wav -r 8k -o small.wav", add_resample},
+     "zovek resample speech.wav -r 8k -o small.wav", add_resample, true},
     {"clean", "take noise, whistles and single tones off speech, or shift it",
-     "zovek clean speech.wav --notch 1k --denoise -o clean.wav", add_clean},
+     "zovek clean speech.wav --notch 1k --denoise -o clean.wav", add_clean, true},
     {"waterfall", "draw a recording: time downward, frequency across, level as colour",
-     "zovek waterfall band.flac -o band.png --mark 12k:am:music", add_waterfall},
+     "zovek waterfall band.flac -o band.png --mark 12k:am:music", add_waterfall, true},
     {"spectrum", "averaged spectrum of a recording: tones, numbers or a picture",
-     "zovek spectrum band.flac --from 10k --to 20k", add_spectrum},
+     "zovek spectrum band.flac --from 10k --to 20k", add_spectrum, true},
     {"cpu", "show the processor and the kernels it gets",
-     "zovek cpu", add_cpu},
+     "zovek cpu", add_cpu, false},
     {"selftest", "run the whole library against its stored results",
-     "zovek selftest", add_selftest},
+     "zovek selftest", add_selftest, false},
 };
 // clang-format on
 
-void client::say(const std::string& line) { std::fputs(("zovek: " + line + "\n").c_str(), stderr); }
+static bool told_to_be_quiet = false;
+
+bool client::quiet() { return told_to_be_quiet; }
+
+void client::complain(const std::string& line) { std::fputs(("zovek: " + line + "\n").c_str(), stderr); }
+
+void client::say(const std::string& line)
+{
+    if (!quiet()) complain(line);
+}
 
 void client::deliver()
 {
@@ -44,6 +53,8 @@ static std::pair<CLI::App*, Run> add(CLI::App& app, const Command& command)
     CLI::App* options = app.add_subcommand(command.name, command.help)->group("Commands");
     CommandLine line(app.get_subcommand_ptr(options));
     const Run run = command.add(line);
+    if (command.talks)
+        line.flag("--quiet", told_to_be_quiet, "say nothing but errors: no summary, notes or progress");
     const std::string notes = options->get_footer();
     options->footer(notes + (notes.empty() ? "" : "\n\n") + "Example: " + command.example);
     for (CLI::Option* option : options->get_options())
@@ -63,10 +74,11 @@ static int run(const std::vector<std::string>& arguments)
     app.allow_windows_style_options(false); // a slash begins a path everywhere
     std::vector<std::pair<CLI::App*, Run>> rows;
     for (const Command& command : commands) rows.push_back(add(app, command));
-    app.footer("zovek COMMAND --help tells of a command's options.");
+    app.footer("zovek help COMMAND tells of a command's options, and so does zovek COMMAND --help.");
     try {
-        app.parse(std::vector(arguments.rbegin(), arguments.rend())); // the last one first
-    } catch (const CLI::Success& asked) {                             // help or version
+        const std::vector<std::string> words = arranged(app, arguments);
+        app.parse(std::vector(words.rbegin(), words.rend())); // the last one first
+    } catch (const CLI::Success& asked) {                     // help or version
         return app.exit(asked);
     } catch (const CLI::ParseError& error) {
         throw WrongUsage(explain(app, error));
@@ -83,12 +95,12 @@ int main(int argc, char** argv)
         deliver();
         return status;
     } catch (const WrongUsage& error) {
-        say(std::string(error.what()) + " (see --help)");
+        complain(std::string(error.what()) + " (see --help)");
         return 2;
     } catch (const std::bad_alloc&) {
-        say("out of memory");
+        complain("out of memory");
     } catch (const std::exception& error) {
-        say(error.what());
+        complain(error.what());
     }
     return stop_signal() ? 128 + stop_signal() : 1;
 }

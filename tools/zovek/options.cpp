@@ -24,6 +24,16 @@ CommandLine::Read named(const std::string& names, CommandLine::Read read)
     };
 }
 
+// What may stand behind the number of an option whose value help calls by this name.
+std::string symbol_of(const std::string& unit)
+{
+    constexpr const char* symbols[][2] = {{"HZ", "Hz"},     {"SECONDS", "s"}, {"DB", "dB"},
+                                          {"DBFS", "dBFS"}, {"PERCENT", "%"}, {"BD", "Bd"}};
+    for (const auto& [name, symbol] : symbols)
+        if (unit == name) return symbol;
+    return {};
+}
+
 // An option whose values are taken all at once.
 Option add_texts(CLI::App& app, const std::string& names,
                  const std::function<void(const std::vector<std::string>&)>& take, const std::string& help)
@@ -45,14 +55,18 @@ Option Option::excludes(Option other) const { return Option(option_->excludes(ot
 
 Option Option::one_of(const std::vector<std::string>& names) const
 {
-    const auto check = [names](const std::string& text) -> std::string {
-        if (std::ranges::count(names, text)) return {};
+    const auto check = [names](std::string& text) -> std::string {
+        const auto same = [&text](const std::string& name) { return same_word(name, text); };
+        if (const auto name = std::ranges::find_if(names, same); name != names.end()) {
+            text = *name;
+            return {};
+        }
         std::string list;
         for (const std::string& name : names)
             list += (list.empty() ? "" : &name == &names.back() ? " or " : ", ") + name;
         return "'" + text + "' is not " + list;
     };
-    return Option(option_->check(CLI::Validator(check, "")));
+    return Option(option_->transform(CLI::Validator(check, "")));
 }
 
 std::string Option::name() const { return option_->get_name(); }
@@ -109,12 +123,13 @@ Option CommandLine::between(double least, double most, bool whole, const std::st
                             const std::function<void(double)>& take, const std::string& unit,
                             const std::string& help)
 {
-    const auto read = [=](const std::string& text) {
-        const auto quantity = parse_quantity(text);
+    const auto read = [=, symbol = symbol_of(unit)](const std::string& text) {
+        const auto quantity = parse_quantity(text, symbol);
         if (!quantity || (whole && *quantity != std::floor(*quantity)) || *quantity < least ||
             *quantity > most)
-            throw WrongValue("'" + text + "' is not a " + (whole ? "whole " : "") + "number from " +
-                             number(least) + " to " + number(most));
+            throw WrongValue(not_a(std::string("a ") + (whole ? "whole " : "") + "number from " +
+                                       number(least) + " to " + number(most),
+                                   text));
         take(*quantity);
     };
     return text(names, read, help).unit(unit);
@@ -123,9 +138,9 @@ Option CommandLine::between(double least, double most, bool whole, const std::st
 Option CommandLine::rate(const std::string& names, int32_t& hz, const std::string& help)
 {
     const auto read = [&hz](const std::string& text) {
-        const auto quantity = parse_quantity(text);
+        const auto quantity = parse_quantity(text, "Hz");
         if (!quantity || *quantity < 1 || *quantity > INT32_MAX || *quantity != std::floor(*quantity))
-            throw WrongValue("'" + text + "' is not a rate in whole Hz");
+            throw WrongValue(not_a("a rate in whole Hz", text));
         hz = int32_t(*quantity);
     };
     return text(names, read, help).unit("HZ");

@@ -31,7 +31,7 @@ public:
     Option unit(const std::string& text) const;                 // what help calls its value
     Option usually(const std::string& text) const;              // the value of an absent one, for help
     Option group(const std::string& title) const;               // what help has it under
-    Option one_of(const std::vector<std::string>& names) const; // takes these values alone
+    Option one_of(const std::vector<std::string>& names) const; // takes these alone, in any case of letters
     Option separated_by(char mark) const;                       // several values in one word
     Option or_bare() const;                                     // may lack its value: usually() tells it
     Option required() const;
@@ -70,7 +70,8 @@ public:
         return choice(
             names, {table, table + count}, [&value](size_t place) { value = Value(place); }, help);
     }
-    // A quantity between two bounds, both included, in a unit; whole if the variable is. Takes k and M.
+    // A quantity between two bounds, both included, in a unit; whole if the variable is. Takes k and
+    // M, and the unit's symbol.
     template <class Value>
     Option quantity(const std::string& names, Value& value, double least, double most,
                     const std::string& unit, const std::string& help)

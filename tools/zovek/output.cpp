@@ -1,6 +1,7 @@
 #include "output.h"
 #include "failure.h"
 #include "options.h"
+#include "text.h"
 #include <bit>
 
 namespace client {
@@ -12,7 +13,7 @@ constexpr int64_t to_the_end = 0x7ffff000, to_a_far_end = int64_t(1) << 50;
 void check_name(const std::string& path)
 {
     for (const char* end : {".flac", ".mp3", ".ogg", ".opus", ".m4a", ".au", ".aiff", ".png"})
-        if (path.ends_with(end))
+        if (ends_with_word(path, end))
             throw WrongUsage(path + ": audio is written as WAV or raw (--output-type, whatever the name)");
 }
 
@@ -34,7 +35,7 @@ void add_output_options(CommandLine& line, OutputOptions& options)
 
 Output::Output(const OutputOptions& options, int32_t rate, int32_t channels)
     : to_(options.path),
-      wav_(options.type.empty() ? !options.path.ends_with(".raw") : options.type == "wav"),
+      wav_(options.type.empty() ? !ends_with_word(options.path, ".raw") : options.type == "wav"),
       rate_(rate),
       channels_(channels)
 {

@@ -27,7 +27,7 @@ public:
     }
 
 private:
-    const bool terminal_ = system::is_terminal(system::standard_error());
+    const bool terminal_ = !client::quiet() && system::is_terminal(system::standard_error());
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     double next_ = 0.5; // s: nothing is shown of what is done at once
     bool shown_ = false;

@@ -39,7 +39,7 @@ public:
 
     void show(double received)
     {
-        if (!system::is_terminal(system::standard_error()) || seconds() < next_) return;
+        if (quiet() || !system::is_terminal(system::standard_error()) || seconds() < next_) return;
         std::fprintf(stderr, "\r%.1f s, %.1f x real time ", received, received / seconds());
         next_ = seconds() + 0.25;
         shown_ = true;

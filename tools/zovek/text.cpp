@@ -5,16 +5,40 @@
 #include <cstdio>
 
 namespace client {
-std::optional<double> parse_quantity(const std::string& text)
+std::optional<double> parse_quantity(const std::string& text, const std::string& unit)
 {
     double value = 0;
-    const char* end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, value, std::chars_format::general);
+    const char *end = text.data() + text.size(),
+               *begin = text.data() + (text.starts_with('+') && !text.starts_with("+-"));
+    const auto [rest, error] = std::from_chars(begin, end, value, std::chars_format::general);
     if (error != std::errc() || !std::isfinite(value)) return {};
-    if (rest == end) return value;
-    if (rest + 1 == end && (*rest == 'k' || *rest == 'K')) return value * 1e3;
-    if (rest + 1 == end && *rest == 'M') return value * 1e6;
+    std::string suffix(rest, end);
+    if (!unit.empty() && ends_with_word(suffix, unit)) {
+        suffix.resize(suffix.size() - unit.size());
+        if (suffix.starts_with(' ')) suffix.erase(0, 1);
+    }
+    if (suffix.empty()) return value;
+    if (suffix == "k" || suffix == "K") return value * 1e3;
+    if (suffix == "M") return value * 1e6;
     return {};
+}
+
+std::string not_a(const std::string& what, const std::string& text)
+{
+    const bool comma = text.find(',') != std::string::npos;
+    return "'" + text + "' is not " + what + (comma ? " (the decimal mark is a point)" : "");
+}
+
+static char lower(char letter) { return letter >= 'A' && letter <= 'Z' ? char(letter - 'A' + 'a') : letter; }
+
+bool same_word(const std::string& a, const std::string& b)
+{
+    return std::ranges::equal(a, b, {}, lower, lower);
+}
+
+bool ends_with_word(const std::string& text, const std::string& end)
+{
+    return text.size() >= end.size() && same_word(text.substr(text.size() - end.size()), end);
 }
 
 std::string number(double value)

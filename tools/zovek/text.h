@@ -6,9 +6,15 @@
 #include <vector>
 
 namespace client {
-// A finite decimal number with an optional suffix k (1000) or M (1000000): "14.25k" is 14250. Nothing for
-// any other text.
-std::optional<double> parse_quantity(const std::string& text);
+// A finite decimal number with an optional suffix k (1000) or M (1000000), and behind it the unit, if it has one and if it
+// is given: "14.25k" is 14250, and so is "14.25 kHz" of the unit "Hz". Nothing for any other text.
+std::optional<double> parse_quantity(const std::string& text, const std::string& unit = {});
+// Why a text that should be a quantity isn't one: "'4,5k' is not a number (the decimal mark is a point)".
+std::string not_a(const std::string& what, const std::string& text);
+
+// Words are compared whatever the case of their letters, which are those of ASCII.
+bool same_word(const std::string& a, const std::string& b);
+bool ends_with_word(const std::string& text, const std::string& end);
 
 // The shortest decimal form that reads as the number to 9 digits: 14250, 0.35.
 std::string number(double value);

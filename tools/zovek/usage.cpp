@@ -35,6 +35,24 @@ std::string unknown(const std::string& kind, const std::string& word, const std:
     return "there is no " + kind + " '" + word + "'" + (best ? ": " + *best + "?" : "");
 }
 
+const CLI::App* command_of(const CLI::App& app, const std::string& name)
+{
+    for (const CLI::App* command : app.get_subcommands({}))
+        if (command->get_name() == name) return command;
+    return nullptr;
+}
+
+// The place behind the option's letter whose value ends a word of short options like -vf3; 0 if there is none.
+size_t value_place(const CLI::App& app, const std::string& word)
+{
+    for (size_t k = 1; k < word.size(); ++k) {
+        const CLI::Option* option = app.get_option_no_throw(std::string("-") + word[k]);
+        if (!option) return 0;
+        if (option->get_items_expected_min() > 0) return k + 1;
+    }
+    return 0;
+}
+
 // What the line's words are that nothing took; empty if all were taken.
 std::string stray(const CLI::App& app)
 {
@@ -77,6 +95,44 @@ std::string Help::make_option_desc(const CLI::Option* option) const
         first = blank + 1;
     }
     return text;
+}
+
+std::vector<std::string> arranged(const CLI::App& app, std::vector<std::string> words)
+{
+    if (!words.empty() && words[0] == "help") {
+        words.erase(words.begin());
+        if (words.empty() || words[0] == "help") return {"--help"};
+        if (command_of(app, words[0])) words.insert(words.begin() + 1, "--help");
+    }
+    std::vector<std::string> result;
+    const CLI::App* command = nullptr;
+    for (size_t k = 0; k < words.size(); ++k) {
+        const std::string& word = words[k];
+        if (!command) { // all up to its name is the program's
+            command = command_of(app, word);
+            if (!command && !word.starts_with("-")) return {word}; // nobody's --help
+            if (word != "--") result.push_back(word);
+        } else if (word == "--") {
+            for (++k; k < words.size(); ++k)
+                result.push_back((words[k].starts_with("-") && words[k] != "-" ? "./" : "") + words[k]);
+        } else if (!word.starts_with("-")) {
+            result.push_back(word);
+        } else if (word.starts_with("--")) {
+            const CLI::Option* option = command->get_option_no_throw(word); // none of --rate=8k
+            result.push_back(word);
+            if (option && option->get_items_expected_min() > 0 && k + 1 < words.size())
+                result.push_back(words[++k]);
+        } else {
+            const size_t value = value_place(*command, word);
+            const bool equals = value && word[value] == '=';
+            result.push_back(equals ? word.substr(0, value) : word);
+            if (equals)
+                result.push_back(word.substr(value + 1));
+            else if (value == word.size() && k + 1 < words.size())
+                result.push_back(words[++k]);
+        }
+    }
+    return result;
 }
 
 std::string explain(const CLI::App& app, const CLI::ParseError& error)

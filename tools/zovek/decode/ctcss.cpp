@@ -322,6 +322,9 @@ private:
 std::vector<DataMode> ctcss_modes(CommandLine&)
 {
     return {{"ctcss", "sub-audible tones: an over a line, with its start and its tone in Hz or none",
-             [](double rate, Emit emit) { return std::make_unique<Ctcss>(rate, std::move(emit)); }}};
+             [](double rate, Emit emit) {
+                 require_tone(rate, *std::rbegin(tones));
+                 return std::make_unique<Ctcss>(rate, std::move(emit));
+             }}};
 }
 } // namespace client::decode

@@ -112,7 +112,7 @@ private:
 // What became of a file: a row of the table at the end.
 struct Result {
     std::string name;
-    std::string trouble;                 // empty: none
+    bool failed = false;                 // in whole or in part; it has been told
     double duration = 0;                 // s, of the signal
     double work = 0;                     // s
     std::map<std::string, int> messages; // by mode
@@ -139,19 +139,24 @@ public:
             try {
                 decode(path, result);
             } catch (const Failure& failure) {
-                result.trouble = failure.what();
                 if (std::ferror(stdout)) throw; // for no file it can go on
+                fail(result, failure.what());
             }
             result.work = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-            if (!result.trouble.empty()) say(result.trouble);
         }
-        const bool failed = results_.size() == 1 && results_[0].duration == 0 && !results_[0].trouble.empty();
+        const bool failed = results_.size() == 1 && results_[0].duration == 0 && results_[0].failed;
         if (!failed) summarise(); // else all is said
         if (stop_signal()) return 128 + stop_signal();
-        return std::ranges::any_of(results_, [](const Result& result) { return !result.trouble.empty(); });
+        return std::ranges::any_of(results_, &Result::failed);
     }
 
 private:
+    static void fail(Result& result, const std::string& why)
+    {
+        result.failed = true;
+        complain(why);
+    }
+
     void decode(const std::string& path, Result& result)
     {
         InputOptions opened = options_.input;
@@ -170,7 +175,7 @@ private:
             try {
                 decoders.push_back(mode.make(audio.rate(), emit));
             } catch (const Failure& failure) { // not at this rate; the other modes may
-                result.trouble = input->name + ": " + mode.name + ": " + failure.what();
+                fail(result, input->name + ": " + mode.name + ": " + failure.what());
             }
         }
         while (!decoders.empty()) {
@@ -231,7 +236,7 @@ private:
         if (results_.size() > 1)
             for (const Result& result : results_)
                 say("decode: " + result.name + std::string(width + 2 - result.name.size(), ' ') +
-                    figures(result) + (result.trouble.empty() ? "" : ", failed"));
+                    figures(result) + (result.failed ? ", failed" : ""));
         say("decode: " + figures(sum));
     }
 
@@ -290,9 +295,9 @@ template <class Number>
 std::function<void(const std::string&)> frequency_into(std::optional<Number>& value, double least)
 {
     return [&value, least](const std::string& text) {
-        const auto quantity = parse_quantity(text);
+        const auto quantity = parse_quantity(text, "Hz");
         if (!quantity || *quantity < least || *quantity > 1e9)
-            throw WrongValue("'" + text + "' is not a frequency in Hz");
+            throw WrongValue(not_a("a frequency in Hz", text));
         value = Number(*quantity);
     };
 }
@@ -302,15 +307,15 @@ Option decode::centre_option(CommandLine& line)
 {
     if (const auto there = line.find("--centre")) return *there;
     const auto check = [](const std::string& text) {
-        const auto hz = parse_quantity(text);
-        if (!hz || *hz <= 0 || *hz >= 1e5) throw WrongValue("'" + text + "' is not a frequency in Hz");
+        const auto hz = parse_quantity(text, "Hz");
+        if (!hz || *hz <= 0 || *hz >= 1e5) throw WrongValue(not_a("a frequency in Hz", text));
     };
     return line.text("--centre", check, "middle of the two tones (navtex 1000, to 200 Hz)").unit("HZ");
 }
 
 std::optional<double> decode::centre_of(Option option)
 {
-    return option.given() ? parse_quantity(option.text()) : std::nullopt;
+    return option.given() ? parse_quantity(option.text(), "Hz") : std::nullopt;
 }
 
 std::string decode::printable(const std::string& bytes)

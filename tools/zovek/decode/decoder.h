@@ -3,6 +3,7 @@
 // A family of modes is one file: it names its modes in a list, adds the options that they share, and is a row of
 // the table in decode.cpp.
 #pragma once
+#include "failure.h"
 #include "options.h"
 #include "text.h"
 #include <cstdint>
@@ -31,6 +32,19 @@ public:
     virtual void push(const int16_t* samples, size_t count) = 0;
     virtual void finish() {} // the stream has ended: what still waits comes out
 };
+
+// Fails if audio at a rate, Hz, can't hold what a mode listens to up to a frequency, Hz: sampling wants twice as much,
+// and filters a little more.
+inline void require(double rate, double frequency, const std::string& what)
+{
+    constexpr double usable = 0.47; // of the rate: up to here modes read a clean signal
+    if (frequency > usable * rate) throw Failure(what, "not in audio of " + number(rate) + " Hz");
+}
+// The same of a tone, which is named by its frequency.
+inline void require_tone(double rate, double frequency)
+{
+    require(rate, frequency, "a tone of " + number(frequency) + " Hz");
+}
 
 struct DataMode {
     const char* name;

@@ -114,10 +114,12 @@ std::vector<DataMode> dtmf_modes(CommandLine& line)
     const auto pause = std::make_shared<double>(default_pause);
     const Option option = line.quantity("--pause", *pause, 0.05, 3600, "SECONDS",
                                         "between digits that end a line (" + number(*pause) + ")");
-    return {
-        {"dtmf",
-         "telephone keys, a line of digits ended by a pause",
-         [pause](double rate, Emit emit) { return std::make_unique<Dtmf>(rate, *pause, std::move(emit)); },
-         {option}}};
+    return {{"dtmf",
+             "telephone keys, a line of digits ended by a pause",
+             [pause](double rate, Emit emit) {
+                 require(rate, (1 + most_off) * columns[3], "a tone of " + number(columns[3]) + " Hz");
+                 return std::make_unique<Dtmf>(rate, *pause, std::move(emit));
+             },
+             {option}}};
 }
 } // namespace client::decode

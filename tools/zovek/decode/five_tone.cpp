@@ -130,6 +130,7 @@ std::vector<DataMode> five_tone_modes(CommandLine& line)
              [name](double rate, Emit emit) {
                  const auto set =
                      std::ranges::find_if(sets, [&](const ToneSet& row) { return row.name == *name; });
+                 require_tone(rate, std::ranges::max(set->tones));
                  return std::make_unique<FiveTone>(rate, *set, std::move(emit));
              },
              {option}}};

@@ -96,12 +96,11 @@ private:
     int64_t filled_ = 0, periods_ = 0;
 };
 
-// A positive number with k or M.
-double positive(const std::string& text)
+// A positive number with k or M, and its unit.
+double positive(const std::string& text, const char* unit)
 {
-    const auto quantity = parse_quantity(text);
-    if (!quantity || *quantity <= 0 || *quantity > 1e9)
-        throw WrongValue("'" + text + "' is not a number above 0");
+    const auto quantity = parse_quantity(text, unit);
+    if (!quantity || *quantity <= 0 || *quantity > 1e9) throw WrongValue(not_a("a number above 0", text));
     return *quantity;
 }
 } // namespace
@@ -112,16 +111,18 @@ std::vector<DataMode> levels_modes(CommandLine& line)
     const std::vector options = {
         line.texts(
                 "--freq",
-                [settings](const std::string& text) { settings->frequencies.push_back(positive(text)); },
+                [settings](const std::string& text) {
+                    settings->frequencies.push_back(positive(text, "Hz"));
+                },
                 "frequencies, as a,b; takes k")
             .separated_by(',')
             .unit("HZ"),
         line.text(
-                "--every", [settings](const std::string& text) { settings->every = positive(text); },
+                "--every", [settings](const std::string& text) { settings->every = positive(text, "s"); },
                 "between levels (0.1)")
             .unit("SECONDS"),
         line.text(
-                "--width", [settings](const std::string& text) { settings->width = positive(text); },
+                "--width", [settings](const std::string& text) { settings->width = positive(text, "Hz"); },
                 "width of a tone's band (2 / every)")
             .unit("HZ")};
     return {{"tones", "levels of the tones of --freq: time in s and a level in dB each, every 0.1 s",

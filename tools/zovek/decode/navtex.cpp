@@ -340,6 +340,7 @@ std::vector<DataMode> navtex_modes(CommandLine& line)
                  const double centre = centre_of(option).value_or(usual_centre);
                  if (centre < lowest_centre || centre > highest_centre)
                      throw WrongUsage("navtex: --centre between 400 and 3200 Hz");
+                 require_tone(from, centre + half_shift);
                  return std::make_unique<Navtex>(from, centre, std::move(emit));
              },
              {option}}};

@@ -196,6 +196,7 @@ std::vector<DataMode> packet_modes(CommandLine& line)
                           std::to_string(default_hf_effort) + ")")};
     return {{"packet", "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)",
              [settings](double rate, Emit emit) {
+                 require_tone(rate, (settings->hf ? hf : vhf).tone_2);
                  return std::make_unique<Packet>(rate, *settings, std::move(emit));
              },
              options}};

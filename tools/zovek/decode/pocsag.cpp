@@ -181,6 +181,8 @@ std::vector<DataMode> pocsag_modes(CommandLine& line)
             .usually("auto")};
     return {{"pocsag", "POCSAG pages, from discriminator audio",
              [settings](double from, Emit emit) {
+                 const int baud = settings->baud.value_or(512); // of all, those that can be heard
+                 require(from, baud / 2.0, std::to_string(baud) + " Bd");
                  return std::make_unique<Pocsag>(from, *settings, std::move(emit));
              },
              options}};

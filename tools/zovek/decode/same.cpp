@@ -170,6 +170,7 @@ std::vector<DataMode> same_modes(CommandLine& line)
     return {{"same",
              "weather radio and emergency alert headers (SAME), bursts by vote",
              [settings](double rate, Emit emit) {
+                 require_tone(rate, modem.tone_1);
                  return std::make_unique<Same>(rate, *settings, std::move(emit));
              },
              {once}}};

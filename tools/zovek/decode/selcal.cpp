@@ -180,7 +180,9 @@ private:
 
 std::vector<DataMode> selcal_modes(CommandLine&)
 {
-    return {{"selcal", "selective calls to aircraft, as AB-CD",
-             [](double rate, Emit emit) { return std::make_unique<Selcal>(rate, std::move(emit)); }}};
+    return {{"selcal", "selective calls to aircraft, as AB-CD", [](double rate, Emit emit) {
+                 require(rate, tones[15] + most_shift, "a tone of " + number(tones[15]) + " Hz");
+                 return std::make_unique<Selcal>(rate, std::move(emit));
+             }}};
 }
 } // namespace client::decode

@@ -67,7 +67,7 @@ void add_analysis_options(CommandLine& line, AnalysisOptions& options)
         const auto value = parse_quantity(text);
         const bool power = value && *value >= smallest && *value <= largest && *value == std::floor(*value) &&
                            std::has_single_bit(uint32_t(*value));
-        if (!power) throw WrongValue("'" + text + "' is not a power of two from 16 to 1048576");
+        if (!power) throw WrongValue(not_a("a power of two from 16 to 1048576", text));
         options.size = int32_t(*value);
     };
     line.text("--size", size, "samples (or I/Q pairs) a transform takes; fits the picture if left out")

@@ -9,13 +9,14 @@ namespace {
 Mark mark_of(const std::string& text)
 {
     const size_t colon = std::min(text.find(':'), text.size());
-    const auto hz = parse_quantity(text.substr(0, colon));
-    if (!hz) throw WrongValue("'" + text + "' is not FREQ[:MODE][:NAME] with a frequency in Hz");
+    const auto hz = parse_quantity(text.substr(0, colon), "Hz");
+    if (!hz) throw WrongValue(not_a("FREQ[:MODE][:NAME] with a frequency in Hz", text));
     Mark mark = {*hz};
     if (colon == text.size()) return mark;
     const size_t second = std::min(text.find(':', colon + 1), text.size());
     const std::string mode = text.substr(colon + 1, second - colon - 1);
-    const auto* place = std::find(std::begin(mode_names), std::end(mode_names), mode);
+    const auto* place =
+        std::ranges::find_if(mode_names, [&mode](const char* name) { return same_word(name, mode); });
     if (place != std::end(mode_names)) {
         mark.mode = Mode(place - std::begin(mode_names));
         mark.name = text.substr(std::min(second + 1, text.size()));

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <functional>
 #include <numbers>
+#include <queue>
 
 namespace client::spectra {
 namespace {
@@ -67,8 +69,12 @@ std::vector<Peak> find_peaks(const std::vector<double>& power, const Kernel& ker
     std::vector<Peak> peaks;
     std::vector<size_t> taken;
     std::vector<double> bins;
+    // A tone between two bins is stronger than its top. So lower tops are looked at until none can be among the
+    // strongest tones; strongest holds the powers of these, the least of them on top.
+    const double most_above_top = 1 / kernel.main_lobe(0.5);
+    std::priority_queue<double, std::vector<double>, std::greater<>> strongest;
     for (const size_t top : tops) {
-        if (peaks.size() == most) break;
+        if (most == 0 || (strongest.size() == most && power[top] * most_above_top < strongest.top())) break;
         const size_t first = top < around ? 0 : top - around, last = std::min(top + around + 1, power.size());
         bins.assign(power.begin() + ptrdiff_t(first), power.begin() + ptrdiff_t(last));
         const auto middle = bins.begin() + ptrdiff_t(bins.size() / 2);
@@ -80,7 +86,11 @@ std::vector<Peak> find_peaks(const std::vector<double>& power, const Kernel& ker
         const double off = kernel.place(&power[top - 1]);
         peaks.push_back({double(top) + off, power[top] / kernel.main_lobe(off), *middle});
         taken.push_back(top);
+        strongest.push(peaks.back().power);
+        if (strongest.size() > most) strongest.pop();
     }
+    std::ranges::stable_sort(peaks, std::greater(), &Peak::power);
+    if (peaks.size() > most) peaks.resize(most);
     return peaks;
 }
 } // namespace client::spectra

@@ -7,7 +7,8 @@
 namespace client::spectra {
 void add_picture_options(CommandLine& line, PictureOptions& options)
 {
-    line.text("-o,--output", options.output, "PNG file; - is standard output; FILE.part while it is written").unit("FILE");
+    line.text("-o,--output", options.output, "PNG file; - is standard output; FILE.part while it is written")
+        .unit("FILE");
     line.quantity("--floor", options.floor, -200, 200, "DBFS", "lowest level shown; found if left out");
     line.quantity("--ceiling", options.ceiling, -200, 200, "DBFS", "highest level shown; found if left out");
     add_marks(line, options.marks);
@@ -33,7 +34,8 @@ void check_picture_options(const CommandLine& line, const PictureOptions& option
             throw WrongUsage(name + " is for a picture: -o FILE.png");
     for (const char* end :
          {".jpg", ".jpeg", ".gif", ".bmp", ".svg", ".pdf", ".webp", ".tiff", ".wav", ".flac"})
-        if (options.output.ends_with(end)) throw WrongUsage(options.output + ": pictures are written as PNG");
+        if (ends_with_word(options.output, end))
+            throw WrongUsage(options.output + ": pictures are written as PNG");
     if (options.floor && options.ceiling && *options.floor >= *options.ceiling)
         throw WrongUsage("--ceiling is not above --floor");
 }
