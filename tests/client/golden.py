@@ -234,7 +234,7 @@ class Client(InFolder):
         for data, line, why in ((PLAIN, "-f 12001", "12000"), (PLAIN, "-M usb -f 11.8k", "beyond"), (PLAIN, "-M lsb -f 0", "beyond"),
                                 (PLAIN, "missing.wav", "No such file"), (PLAIN, "/", "directory"),
                                 (b"no sound", "", "not an audio file"), (b"", "", "empty"),
-                                (PLAIN[:20], "", "not an audio file"), (PLAIN, "--channel 2", "1 channel"),
+                                (PLAIN[:20], "", "damaged or truncated"), (PLAIN, "--channel 2", "1 channel"),
                                 (PLAIN, "-o none/x.wav", "none/x.wav: No such file"), (PLAIN, "-o /dev/full", "space"),
                                 (PLAIN, "--iq", "two channels, not 1"), (PLAIN, "-t cs16 -r 60M", "50 MHz"),
                                 (PLAIN, "-t cu8 -r 24k -f -12001", "from -12000 Hz to 12000 Hz")):

@@ -1,15 +1,17 @@
 // Recordings and live streams as 16-bit samples: the one way by which signals come into the client.
 //
-// Files are WAV, RF64, FLAC, AU and whatever else libsndfile knows, from a file or a pipe, or raw signed 16-bit
-// little-endian samples, or the raw complex ones of I/Q receivers as two channels. Other sample formats become 16-bit at this door: wider integers are rounded to
-// nearest, reals are scaled by 32768, and both saturate.
+// Files are what libsndfile knows, from a file or a pipe (sound_file.h), or samples without a header (raw_input.h). Other
+// sample formats become 16-bit at this door: wider integers are rounded to nearest, reals are scaled by 32768, and both
+// saturate.
 #pragma once
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace client {
 class CommandLine;
+class JsonObject;
 
 struct InputOptions {
     std::string path = "-";               // - is standard input
@@ -18,6 +20,7 @@ struct InputOptions {
     int32_t channels = 0;                 // of raw input; 0: one, of complex types two
     int32_t channel = 0;                  // 1 is the first; 0: not chosen, the first is taken
     bool all_channels = false;            // none is chosen: --channel isn't offered
+    bool maybe_iq = false;                // --iq is offered and not given: two channels may be meant for it
     std::string rate_names = "-r,--rate"; // the options that tell the rate of raw input
 };
 
@@ -45,11 +48,18 @@ public:
     int32_t channel = 0;    // offset of the chosen channel in a frame
     int32_t per_frame = 1;  // frames here that one of the recording became
     int32_t centre = 0;     // Hz here that the recording's frequencies count from
-    int64_t announced = -1; // frames that the header tells of; -1: to the end of the stream
+    int64_t announced = -1; // frames that are to come; -1: nobody knows
     int64_t taken = 0;      // frames read so far
-    bool cut = false;       // the end came in the middle of a frame
 
-    // After the end: the stream stopped before the length that its header tells of.
-    bool truncated() const { return cut || taken < announced; }
+    // What was wrong with the recording; known when its end has been read.
+    struct Faults {
+        bool truncated =
+            false; // it stops before the length that its header tells of, or in the middle of a frame
+        bool damaged = false;    // parts of it couldn't be read, and are left out
+        bool unfinished = false; // its header tells of no samples, though there are some
+        JsonObject json() const; // the three as members
+    } faults;
+    // The same as lines for people, each with the name; ends is what a truncated recording cuts off: "the audio ends".
+    std::vector<std::string> complaints(const std::string& ends) const;
 };
 } // namespace client

@@ -80,7 +80,7 @@ private:
             frames_.resize(2 * std::min(wanted, piece));
             size_t count = source_->read(frames_.data(), frames_.size() / 2);
             if (count == 0) { // silence behind the end brings out what still is in the filters
-                cut = source_->cut;
+                faults = source_->faults;
                 count = size_t(std::min(source_->taken - made_, int64_t(piece)));
                 if (count == 0) return false;
                 frames_.assign(2 * count, 0);
@@ -148,9 +148,15 @@ std::unique_ptr<Input> open_pairs(InputOptions options)
     return source;
 }
 
+std::unique_ptr<Input> open_real(InputOptions options)
+{
+    options.maybe_iq = true;
+    return Input::open(options);
+}
+
 std::unique_ptr<Input> open_band(InputOptions options, const IQOptions& iq)
 {
-    if (!is_iq(options, iq)) return Input::open(options);
+    if (!is_iq(options, iq)) return open_real(std::move(options));
     auto source = open_pairs(std::move(options));
     if (source->rate > 50'000'000) throw Failure(source->name, "a rate beyond 50 MHz is too high for I/Q");
     return std::make_unique<Band>(std::move(source), iq.swap);

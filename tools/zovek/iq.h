@@ -23,6 +23,8 @@ void add_iq_options(CommandLine& line, IQOptions& options);
 bool is_iq(const InputOptions& options, const IQOptions& iq);
 // Opens a recording of I/Q as it is: two channels, in the order of the recording.
 std::unique_ptr<Input> open_pairs(InputOptions options);
+// Opens a recording that isn't told to be I/Q, where it might be.
+std::unique_ptr<Input> open_real(InputOptions options);
 // Opens a recording of a band, real or I/Q.
 std::unique_ptr<Input> open_band(InputOptions options, const IQOptions& iq);
 

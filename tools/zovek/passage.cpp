@@ -94,12 +94,12 @@ Passed pass(const char* command, Input& input, Output& output, const Passage& pa
     passed.written = way.written();
     passed.duration = double(passed.read) / input.rate;
     passed.speed = seconds > 0 ? passed.duration / seconds : 0;
-    passed.truncated = input.truncated() && !stop_signal();
+    if (!stop_signal()) passed.faults = input.faults;
     if (quiet) return passed;
     if (stop_signal())
         say(std::string(command) + ": stopped, the audio up to here is kept");
-    else if (passed.truncated)
-        say(input.name + ": truncated, the audio ends where it does");
+    else
+        for (const std::string& line : input.complaints("the audio ends")) say(line);
     return passed;
 }
 
@@ -114,7 +114,8 @@ std::string Passed::text() const
 void Passed::add_to(JsonObject& summary) const
 {
     summary.add("samples", read).add("output_frames", written).add("seconds", duration);
-    summary.add("times_real_time", speed).add("truncated", truncated).add("stopped", stop_signal() != 0);
+    summary.add("times_real_time", speed);
+    summary.append(faults.json()).add("stopped", stop_signal() != 0);
 }
 
 std::string decimals(double value)

@@ -30,7 +30,7 @@ struct Passed {
     int64_t read = 0, written = 0; // frames
     double duration = 0;           // s of the recording
     double speed = 0;              // times real time
-    bool truncated = false;        // the recording is shorter than its header tells
+    Input::Faults faults;
 
     // The ends of both forms of a summary: "480000 samples, 10.0 s, ..." and the same as members.
     std::string text() const;

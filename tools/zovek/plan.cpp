@@ -156,9 +156,10 @@ Plan make_plan(int32_t rate, const Wishes& wishes)
     plan.centre = wishes.centre;
     const std::string ends =
         (plan.centre ? "reaches from " + hz(-plan.centre) + " to " : "ends at ") + hz(band - plan.centre);
+    const double told = plan.centre ? band : rate; // I/Q comes at twice its rate
     if (rate < 1000)
-        throw Failure("the recording", "a rate of " + hz(rate) + " leaves no room for a station");
-    if (rate > 100'000'000) throw Failure("the recording", "a rate of " + hz(rate) + " is beyond 100 MHz");
+        throw Failure("the recording", "a rate of " + hz(told) + " leaves no room for a station");
+    if (rate > 100'000'000) throw Failure("the recording", "a rate of " + hz(told) + " is beyond 100 MHz");
 
     const int32_t frequency = wishes.frequency ? *wishes.frequency + plan.centre : rate / 4;
     if (frequency < 0 || frequency > band)

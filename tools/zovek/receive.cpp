@@ -75,6 +75,10 @@ public:
         if (plan_.centre && reach > usable_band * input_->rate / 2 && !options.json)
             say("receive: the station lies where the band fades, more than " +
                 number(usable_band * input_->rate / 2) + " Hz from its centre");
+        const double rate = plan_.output_rate(), whole = std::round(rate);
+        if (std::fabs(rate - whole) > 1e-9 * rate && !options.json)
+            say("receive: the audio's rate of " + number(rate) + " Hz stands as " + number(whole) +
+                " Hz in a header (--audio-rate gives a whole one)");
     }
 
     int run()
@@ -179,14 +183,14 @@ private:
             summary.add("input_rate", int64_t(plan_.rate / input_->per_frame))
                 .add("detector_rate", plan_.detector_rate());
             summary.add("output_rate", plan_.output_rate()).add("output_frames", written_);
-            summary.add("truncated", input_->truncated()).add("stopped", stop_signal() != 0);
+            summary.append(input_->faults.json()).add("stopped", stop_signal() != 0);
             std::fprintf(stderr, "%s\n", summary.text().c_str());
             return;
         }
         if (stop_signal())
             say("receive: stopped, the audio up to here is kept");
-        else if (input_->truncated())
-            say(input_->name + ": truncated, the audio ends where it does");
+        else
+            for (const std::string& line : input_->complaints("the audio ends")) say(line);
         std::string line = std::to_string(heard_ / input_->per_frame) + " samples, " + decimals(duration) +
                            " s, " + decimals(speed) + " x real time, audio at " +
                            number(plan_.output_rate()) + " Hz to " + output.name();

@@ -33,6 +33,7 @@ bool write(Handle handle, const void* from, size_t bytes);
 bool flush();
 
 bool is_at_start_of_file(Handle handle);
+int64_t length(Handle handle);              // bytes of a file
 bool seek(Handle handle, int64_t position); // bytes
 bool cut(Handle handle, int64_t bytes);     // a file to a length; where it is written next stays open
 

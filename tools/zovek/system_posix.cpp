@@ -1,4 +1,5 @@
 // The client's requests to the operating system, by POSIX.
+#include "sound_file.h"
 #include "stop.h"
 #include "system.h"
 #include <cerrno>
@@ -122,6 +123,12 @@ bool is_at_start_of_file(Handle handle)
     return fstat(int(handle), &info) == 0 && S_ISREG(info.st_mode) && lseek(int(handle), 0, SEEK_CUR) == 0;
 }
 
+int64_t length(Handle handle)
+{
+    struct stat info;
+    return fstat(int(handle), &info) == 0 ? info.st_size : 0;
+}
+
 bool seek(Handle handle, int64_t position) { return lseek(int(handle), position, SEEK_SET) >= 0; }
 bool cut(Handle handle, int64_t bytes) { return ftruncate(int(handle), bytes) == 0; }
 
@@ -168,6 +175,8 @@ bool rename(const std::string& from, const std::string& to)
 }
 
 void remove(const std::string& path) { unlink(path.c_str()); }
+
+SNDFILE* open_sound(const std::string& path, SF_INFO* info) { return sf_open(path.c_str(), SFM_READ, info); }
 
 bool is_terminal(Handle handle) { return isatty(int(handle)) != 0; }
 

@@ -1,5 +1,6 @@
 // The client's requests to the operating system, by the calls of Windows: files and consoles by handles, names in
 // UTF-16, and no more of the C library than that it leaves line ends alone.
+#include "sound_file.h"
 #include "stop.h"
 #include "system.h"
 #include <algorithm>
@@ -204,6 +205,13 @@ bool is_at_start_of_file(Handle handle)
            SetFilePointerEx(of(handle), {}, &position, FILE_CURRENT) && position.QuadPart == 0;
 }
 
+int64_t length(Handle handle)
+{
+    LARGE_INTEGER size = {};
+    GetFileSizeEx(of(handle), &size);
+    return size.QuadPart;
+}
+
 bool seek(Handle handle, int64_t position)
 {
     LARGE_INTEGER to;
@@ -256,6 +264,11 @@ bool rename(const std::string& from, const std::string& to)
 }
 
 void remove(const std::string& path) { DeleteFileW(wide(path).c_str()); }
+
+SNDFILE* open_sound(const std::string& path, SF_INFO* info)
+{
+    return sf_wchar_open(wide(path).c_str(), SFM_READ, info);
+}
 
 bool is_terminal(Handle handle)
 {

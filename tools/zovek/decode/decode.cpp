@@ -185,8 +185,8 @@ private:
             for (auto& decoder : decoders) decoder->push(samples.data(), samples.size());
         }
         for (auto& decoder : decoders) decoder->finish();
-        if (!decoders.empty() && input->truncated() && !stop_signal())
-            say(input->name + ": truncated, the messages end where it does");
+        if (decoders.empty() || stop_signal()) return;
+        for (const std::string& line : input->complaints("the messages end")) say(line);
     }
 
     void print(const Input& input, const char* mode, const Message& message) const

@@ -88,7 +88,7 @@ void add_analysis_options(CommandLine& line, AnalysisOptions& options)
 Analysis::Analysis(const AnalysisOptions& options, const Resolution& resolution)
     : frame_(is_iq(options.input, options.iq) ? 2 : 1),
       swap_(options.iq.swap ? 1 : 0),
-      input_(iq() ? open_pairs(options.input) : Input::open(options.input)),
+      input_(iq() ? open_pairs(options.input) : open_real(options.input)),
       window_(options.window),
       start_(options.start),
       most_(most_frames(options, input_->rate)),
@@ -183,8 +183,8 @@ void Analysis::tell_end(const char* command) const
                                                   : "holds no samples, so there is nothing to show");
     if (stop_signal())
         say(std::string(command) + ": stopped, what came up to here is shown");
-    else if (input_->truncated() && frames_ < most_)
-        say(input_->name + ": truncated, the " + command + " ends where it does");
+    else
+        for (const std::string& line : input_->complaints("the " + std::string(command) + " ends")) say(line);
     if (frames_ < size_) say(input_->name + ": shorter than a transform, filled up with silence");
 }
 
@@ -193,7 +193,7 @@ void Analysis::add_to(JsonObject& summary) const
     summary.add("input", input_->name).add("rate", int64_t(input_->rate)).add("iq", iq());
     summary.add("seconds", seconds()).add("size", int64_t(size_)).add("window", window_names[window_]);
     summary.add("hop", int64_t(hop_)).add("blocks", blocks_).add("bin_width", bin_width());
-    summary.add("noise_width", noise_width()).add("truncated", input_->truncated() && frames_ < most_);
-    summary.add("stopped", stop_signal() != 0);
+    summary.add("noise_width", noise_width());
+    summary.append(input_->faults.json()).add("stopped", stop_signal() != 0);
 }
 } // namespace client::spectra
