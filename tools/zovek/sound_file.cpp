@@ -168,18 +168,17 @@ std::unique_ptr<Input> input_for(std::unique_ptr<SoundStream> stream, const Soun
     }
 }
 
-std::string why_not_opened(bool by_pipe)
+constexpr char no_sound[] = "not an audio file (raw samples need -t raw and their rate)";
+
+std::string why_not_opened(const SoundHeader& header, bool by_pipe)
 {
-    switch (sf_error(nullptr)) {
-    case SF_ERR_UNRECOGNISED_FORMAT:
-        return std::string("not an audio file") + (by_pipe ? " that a pipe can bring" : "") +
-               " (raw samples need -t raw and their rate)";
-    case SF_ERR_UNSUPPORTED_ENCODING:
-        return "a coding that can't be read";
-    default:
-        return by_pipe ? "a header that is damaged or truncated, or of what is read from a file alone"
-                       : "not an audio file, or one with a damaged or truncated header";
-    }
+    if (header.container)
+        return std::string(header.container) +
+               ", but damaged or truncated in its header, or in a coding that " +
+               (by_pipe ? "a pipe can't bring" : "isn't read");
+    if (sf_error(nullptr) == SF_ERR_UNRECOGNISED_FORMAT || sf_error(nullptr) == SF_ERR_NO_ERROR)
+        return no_sound;
+    return "not an audio file, or one with a damaged or truncated header";
 }
 
 // By libsndfile's own means where it can be; a pipe and a header to be mended pass through the stream.
@@ -192,7 +191,7 @@ Opened open_with_libsndfile(const std::string& path, SoundStream& stream, const 
                         : header.in_blocks ? most_in_blocks
                                            : SoundStream::endless - header.begin;
     const bool mend = header.unfinished || header.to_the_end || header.too_long ||
-                      (header.bytes > all && (header.must_fit || header.in_blocks));
+                      (header.bytes > all && (header.must_fit || (header.in_blocks && !stream.is_file())));
     if (mend) stream.mend(header.patches(all));
     const bool watch = header.container && header.container == std::string("FLAC"); // for damage
     if (mend || watch || !stream.is_file())
@@ -225,7 +224,7 @@ std::unique_ptr<Input> open_sound_file(const std::string& path, const std::strin
     if (!stream->source.trouble().empty()) throw Failure(name, stream->source.trouble());
     // By its name alone libsndfile takes a file for raw samples.
     if (!file || container(info.format) == SF_FORMAT_RAW)
-        throw Failure(name, why_not_opened(!stream->is_file()));
+        throw Failure(name, why_not_opened(header, !stream->is_file()));
     if (!stream->is_file() && !comes_by_pipe(info.format))
         throw Failure(name, "in this coding " + std::string(header.container) + from_a_file);
     if (info.samplerate > highest_rate)
