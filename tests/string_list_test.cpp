@@ -109,6 +109,87 @@ TEST_F(StringList, EqualsAStablySortedVectorThroughRandomWorkAndRefusals)
     EXPECT_GT(refusals, 20); // how many varies with the addresses that pools get
 }
 
+// What a client wrote itself, order or texts, is sorted by the next add or replace, as if all had been added anew.
+TEST_F(StringList, IsSortedAnewAfterWhatTheClientWroteItself)
+{
+    const auto sorted_by = [&](Pointers model) {
+        std::stable_sort(model.begin(), model.end(), [&](const char* a, const char* b) {
+            return list.sorting == 1 ? std::strcmp(a, b) < 0 : std::strcmp(a, b) > 0;
+        });
+        return model;
+    };
+    std::mt19937 random(9);
+    for (const int count : {1, 2, 3, 100, 1000, 4000}) {
+        ZVStringList_Clear(&list);
+        list.sorting = 0;
+        for (int n = 0; n < count; ++n) add({std::to_string(random() % 500)});
+        for (int round = 0; round < 12; ++round) {
+            switch (round % 3) {
+            case 0:
+                list.sorting = round % 2 ? 1 : -1;
+                break;
+            case 1: // one text alone
+                list.items[random() % unsigned(list.count)][0] = char('0' + random() % 10);
+                break;
+            default:
+                std::swap(list.items[0], list.items[list.count - 1]);
+            }
+            Pointers model = pointers();
+            const size_t at = random() % model.size();
+            if (round % 2)
+                add({"250"});
+            else
+                ZVStringList_Replace_Index(&list, int32_t(at), "250");
+            const Pointers now = pointers(), held = model;
+            const auto fresh = std::find_if(now.begin(), now.end(), [&](char* item) {
+                return std::find(held.begin(), held.end(), item) == held.end();
+            });
+            ASSERT_NE(fresh, now.end());
+            if (round % 2) model.push_back(nullptr);
+            model[round % 2 ? held.size() : at] = *fresh;
+            ASSERT_EQ(pointers(), sorted_by(model)) << count << ", round " << round;
+        }
+    }
+    // A long list that has never been sorted, and a text that is replaced in one.
+    ZVStringList_Clear(&list);
+    list.sorting = 0;
+    for (int n = 0; n < 20000; ++n) add({std::to_string(random())});
+    list.sorting = 1;
+    Entries model = entries();
+    add({"5"});
+    model.push_back("5");
+    std::sort(model.begin(), model.end());
+    EXPECT_EQ(entries(), model);
+    list.items[7777][0] = '~';
+    ZVStringList_Replace_Index(&list, 0, "#");
+    EXPECT_EQ(list.items[0], std::string("#"));
+    EXPECT_EQ(list.items[20000][0], '~');
+}
+
+TEST_F(StringList, ASetKeepsTheArrayAndFromAnEmptyListNeedsNoMemory)
+{
+    ZVStringList few;
+    ZVStringList_Construct(&few);
+    for (int n = 0; n < 380; ++n) add({"text"});
+    char** const items = list.items;
+    for (const char* text : {"b", "a", "c"}) {
+        ZVStringList_Add_String(&few, text);
+        list.sorting = 2;
+        EXPECT_EQ(ZVStringList_Set_ZVStringList(&list, &few), &list);
+        EXPECT_EQ(list.count, few.count);
+        EXPECT_EQ(list.items, items) << text;
+    }
+    EXPECT_EQ(entries(), (Entries{"c", "b", "a"}));
+    ZVStringList_Clear(&few);
+    {
+        const test::Refusing refusing;
+        ZVStringList_Set_ZVStringList(&list, &few);
+    }
+    EXPECT_EQ(list.count, 0);
+    EXPECT_EQ(list.items, items);
+    ZVStringList_Destruct(&few, 0);
+}
+
 TEST_F(StringList, TakesOverAnotherListInItsOwnOrderOrNotAtAll)
 {
     Entries texts(300);

@@ -3,7 +3,12 @@
  * Read items and count directly. The order is StringCompare's: by unsigned byte value, so capitals stand before
  * small letters; equal texts keep the order in which they stood. Adding may move items; a text lives, perhaps
  * at another index, until it is removed, replaced or cleared. Lists find their memory before they change: an
- * operation that can't get it leaves the list as it was. */
+ * operation that can't get it leaves the list as it was.
+ *
+ * A client may write sorting, and change texts within their length, itself: the next add or replace sorts the whole
+ * list anew. An add to more than 4096 entries looks at those alone that it meets on the way to the new text's
+ * place: it finds a list that has never been sorted, but hardly a single text out of place. Then
+ * ZVStringList_Sorting(list, list->sorting) sorts at once. */
 #ifndef ZOVEK_STRING_LIST_H
 #define ZOVEK_STRING_LIST_H
 #include <zovek/base.h>
@@ -11,9 +16,10 @@
 ZV_BEGIN
 typedef struct ZVStringList ZVStringList;
 struct ZVStringList {
-    char  **items;   /* owned, like the texts: entries 0 to count - 1. Grows by 128 entries, never shrinks */
+    char  **items;   /* owned, like the texts: entries 0 to count - 1. Grows by 128 entries, never shrinks;
+                        Remove, Clear, and Set from a list that fits leave the block where it is */
     int32_t count;   /* entries in use; 0 at first */
-    int32_t sorting; /* 0 keeps the order of insertion, 1 ascending, all else descending; 0 at first. Read it */
+    int32_t sorting; /* 0 keeps the order of insertion, 1 ascending, all else descending; 0 at first */
 };
 
 /* An empty list. A null self takes the record from the heap. Returns self, or null when memory can't be had. */
