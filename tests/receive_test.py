@@ -1,16 +1,22 @@
 #!/usr/bin/python3
-"""zovek receive on I/Q recordings and at any audio rate, measured: what comes out, where, and what shouldn't."""
+"""zovek receive on I/Q recordings, over gaps and at any audio rate, measured: what comes out, where, and what
+shouldn't."""
 import json
 import os
 import pathlib
 import subprocess
+import sys
 import tempfile
 import unittest
 
 import numpy as np
 import soundfile
+from scipy import signal
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "scripts"))
+import sdr  # noqa: E402
+
 BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
 RATE = 90000  # Hz, of the I/Q recordings: what leaks through a receiver at the image comes out elsewhere
 AUDIO = 12000  # Hz
@@ -113,6 +119,94 @@ class IQ(unittest.TestCase):
             power = audio[rate // 2:7 * rate // 10] ** 2
             centre = np.sum(power * np.arange(len(power))) / np.sum(power) + rate // 2
             self.assertAlmostEqual(centre / rate, 0.6, delta=0.5 / 12000)
+
+
+def station(mode, seconds, rate=48000, hz=12000, phase=1.0):
+    """A station of amplitude 1 that sends a tone of 700 Hz, complex."""
+    time, tone = np.arange(round(seconds * rate)) / rate, 2 * np.pi * 700 * np.arange(round(seconds * rate)) / rate
+    sent = {"am": lambda: 1 + 0.6 * np.cos(tone), "usb": lambda: np.exp(1j * tone), "lsb": lambda: np.exp(-1j * tone),
+            "isb": lambda: np.exp(1j * tone) + 0.3 * np.exp(-1j * tone) + 0.2, "fm": lambda: np.exp(1j * 3000 / 700 * np.sin(tone))}["am" if mode == "sam" else mode]()
+    return sent * np.exp(1j * (2 * np.pi * hz * time + phase))
+
+
+class Gaps(unittest.TestCase):
+    """Digital silence is heard as silence, and what follows is at its level within 50 ms."""
+    MODES = ("am", "sam", "isb", "usb", "lsb", "fm")
+    LEVELS = ((), ("--agc",), ("--iq-agc",), ("--gain", 4))
+    BEFORE, AFTER = 2.0123, 1.5  # s; the gap begins and ends within a block
+
+    @classmethod
+    def ways(cls):
+        return [(mode, level) for mode in cls.MODES for level in cls.LEVELS
+                if (mode, level) not in (("isb", ("--agc",)), ("fm", ("--iq-agc",)))]
+
+    def listen(self, band, *arguments):
+        return receive(np.rint(np.real(band)).astype("<i2").tobytes(), *arguments, "-f", 12000, "-t", "raw", "-r", 48000)
+
+    def judge(self, audio, begin, end, rate=AUDIO):
+        part = lambda first, last: audio[round(first * rate):round(last * rate)]
+        before, peak = np.std(part(begin - 0.5, begin - 0.05)), np.max(abs(part(begin - 0.5, begin - 0.05)))
+        self.assertGreater(before, 100)
+        self.assertLess(db(np.std(part(begin + 0.05, end - 0.02)) / before), -40)
+        self.assertLess(db(np.max(abs(part(begin - 0.03, end + 0.05))) / peak), 3)  # neither click nor burst
+        for late in (0.05, 0.07, 0.1, 0.2, 0.5, 1.2):
+            self.assertLess(abs(db(np.std(part(end + late, end + late + 0.02)) / before)), 1, late)
+
+    def test_every_mode_and_level(self):
+        for mode, level in self.ways():
+            for gap in (0.1, 1, 10):
+                band = 3000 * station(mode, self.BEFORE + gap + self.AFTER)
+                band[round(self.BEFORE * 48000):round((self.BEFORE + gap) * 48000)] = 0
+                with self.subTest(mode=mode, level=level, gap=gap):
+                    self.judge(self.listen(band, "-M", mode, *level)[0], self.BEFORE, self.BEFORE + gap)
+
+    def test_synchronous_detector_keeps_its_lock(self):
+        noise = np.random.default_rng(1).normal(0, 60, 64 * 48000)
+        for off in (0, 3, -11, 20):
+            for gap, phase in ((1, 0), (5.37, 2), (60, -1.5)):
+                band = np.concatenate((2000 * station("sam", self.BEFORE, hz=12000 + off), np.zeros(round(gap * 48000)),
+                                       2000 * station("sam", self.AFTER, hz=12000 + off, phase=phase)))
+                band = np.real(band) + noise[:len(band)] * (band != 0)
+                with self.subTest(off=off, gap=gap):
+                    audio, summary = self.listen(band, "-M", "sam")
+                    self.judge(audio, self.BEFORE, self.BEFORE + gap)
+                    self.assertTrue(summary["locked"])
+                    self.assertAlmostEqual(summary["carrier_offset"], off, delta=0.5)
+
+    def test_silence_alone_and_before_the_station(self):
+        for mode, level in self.ways():
+            with self.subTest(mode=mode, level=level):
+                self.assertEqual(np.max(abs(self.listen(np.zeros(2 * 48000 + 5), "-M", mode, *level)[0])), 0)
+                band = 300 * station(mode, 3)
+                late, _ = self.listen(np.concatenate((np.zeros(round(1.77 * 48000)), band)), "-M", mode, *level)
+                self.assertLess(np.max(abs(late[:round(1.76 * AUDIO)])), 20)
+                for at in (0.1, 2.5):
+                    levels = [np.std(audio[round(at * AUDIO):round((at + 0.1) * AUDIO)])
+                              for audio in (late[round(1.77 * AUDIO):], self.listen(band, "-M", mode, *level)[0])]
+                    self.assertLess(abs(db(levels[0] / levels[1])), 2.5, at)
+
+    def test_iq_gaps(self):
+        """The zero of unsigned bytes lies between two codes; a fast recording is filtered in two stages."""
+        for kind, rate in (("cu8", RATE), ("cs16", RATE), ("cu8", 960000)):
+            for mode in ("am", "sam", "usb", "fm"):
+                band = 0.4 * station(mode, self.BEFORE + 1 + self.AFTER, rate, hz=-20000)
+                band[round(self.BEFORE * rate):round((self.BEFORE + 1) * rate)] = 0
+                data = TYPES[kind][0](np.column_stack((band.real, band.imag)).ravel()).tobytes()
+                with self.subTest(kind=kind, rate=rate, mode=mode):
+                    audio, summary = receive(data, "-M", mode, "-f", "-20k", "-t", kind, "-r", rate)
+                    self.judge(audio, self.BEFORE, self.BEFORE + 1, summary["output_rate"])
+
+    def test_pauses_without_noise(self):
+        """--agc doesn't rise without end while a station says nothing."""
+        said, rate = soundfile.read(ROOT / "samples/usb_speech.ref.flac")
+        said = np.concatenate([np.append(part, np.zeros(pause * rate)) for part, pause in ((said, 4), (said, 2), (said, 0))])
+        fast = signal.resample_poly(said / np.max(abs(said)), 48000, rate)
+        turn = np.exp(2j * np.pi * 12000 * np.arange(len(fast)) / 48000)
+        for mode, band in (("am", 1 + 0.8 * fast), ("usb", signal.hilbert(fast))):
+            for level in (1000, 12000):
+                audio, _ = self.listen(level * band * turn, "-M", mode, "--agc")
+                self.assertLess(np.mean(abs(audio) >= 32767), 0.001)
+                self.assertGreater(sdr.measure(audio, AUDIO, said, rate).db, 12, (mode, level))
 
 
 class AudioRates(unittest.TestCase):

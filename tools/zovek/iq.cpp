@@ -3,6 +3,7 @@
 #include "converter.h"
 #include "options.h"
 #include <algorithm>
+#include <cstdlib>
 #include <new>
 #include <vector>
 
@@ -94,8 +95,10 @@ private:
     {
         int32_t *i = i_.room(), *q = q_.room();
         for (size_t k = 0; k < count; ++k) {
-            i[k] = frames_[2 * k + first_] * 65536;
-            q[k] = frames_[2 * k + 1 - first_] * 65536;
+            const int32_t re = frames_[2 * k + first_], im = frames_[2 * k + 1 - first_];
+            const bool zero = stays_zero(re, im);
+            i[k] = zero ? 0 : re * 65536;
+            q[k] = zero ? 0 : im * 65536;
         }
         const int32_t *real = i_.run(count), *imaginary = q_.run(count);
         const size_t late = std::min(size_t(late_), count);
@@ -110,6 +113,18 @@ private:
         made_ += int64_t(count - late);
     }
 
+    // Unsigned bytes have no zero: their digital silence is half a step to either side of it, always the same.
+    bool stays_zero(int32_t re, int32_t im)
+    {
+        constexpr int32_t half_step = 128, least = 64; // frames: by chance no recording stays so long
+        const bool same = re == last_re_ && im == last_im_;
+        alike_ =
+            same && std::abs(re) == half_step && std::abs(im) == half_step ? std::min(alike_ + 1, least) : 0;
+        last_re_ = re;
+        last_im_ = im;
+        return alike_ == least;
+    }
+
     static int16_t narrow(int64_t v)
     {
         return int16_t(std::clamp<int64_t>((v + 0x8000) >> 16, INT16_MIN, INT16_MAX));
@@ -118,8 +133,9 @@ private:
     const std::unique_ptr<Input> source_;
     const size_t first_; // offset of I in a frame
     Half i_{false}, q_{true};
-    int32_t late_ = filter_taps / 2; // results before the one on the first sample
-    int64_t made_ = 0;               // pairs of samples
+    int32_t last_re_ = 0, last_im_ = 0, alike_ = 0; // the frame before; so many like it, up to a limit
+    int32_t late_ = filter_taps / 2;                // results before the one on the first sample
+    int64_t made_ = 0;                              // pairs of samples
     std::vector<int16_t> frames_, band_;
     size_t given_ = 0; // of band_
 };

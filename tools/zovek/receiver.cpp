@@ -19,13 +19,13 @@ constexpr double most_loudness = 3000; // of the audio's gain control
 
 // Share of a difference that a time constant in s closes at each sample.
 double share_for(double seconds, double rate) { return 1 - std::exp(-1 / (seconds * rate)); }
-
 } // namespace
 
 Receiver::Receiver(const Plan& plan, const Level& level)
-    : plan_(plan), level_(level), radio_(ZVDemodulator16_Construct(nullptr), [](ZVDemodulator* radio) {
-          ZVDemodulator_Destruct(radio, 1);
-      }),
+    : plan_(plan),
+      level_(level),
+      radio_(ZVDemodulator16_Construct(nullptr),
+             [](ZVDemodulator* radio) { ZVDemodulator_Destruct(radio, 1); }),
       gaps_((plan.taps | 1) + plan.channel_taps * int32_t(plan.decimation), int32_t(plan.decimation)),
       next_(plan.delay())
 {
@@ -84,8 +84,8 @@ void Receiver::prepare(int32_t count, int32_t* i, int32_t* q)
 {
     if (!in_gap_) resting_ = double(radio_->dc_input_1) - radio_->dc_output_1;
     in_gap_ = count > 0 && bridged(count - 1);
-    // The mixer rounds down, half a unit of 16 bits on average: in a sideband a faint whistle at the offset. What is zero
-    // isn't rounded.
+    // The mixer rounds down, half a unit of 16 bits on average: in a sideband a faint whistle at the offset.
+    // What is zero isn't rounded.
     for (int32_t k = 0; k < count; ++k) {
         const int32_t half = gaps_.marks()[size_t(k)] == Gap::inside ? 0 : half_step;
         i[k] += i[k] < INT32_MAX - half ? half : 0;
@@ -99,7 +99,7 @@ void Receiver::prepare(int32_t count, int32_t* i, int32_t* q)
     if (plan_.mode == ZVDemodMode_SyncAM) raise_carrier(count, i, q);
     if (plan_.mode == ZVDemodMode_FM) limit(count, i, q);
     if (levelling_) control_level(count, i, q);
-    if (plan_.mode == ZVDemodMode_AM) bridge_envelope(count, i, q);
+    if (plan_.mode == ZVDemodMode_AM || plan_.mode == ZVDemodMode_ISB) bridge_rest(count, i, q);
 }
 
 // The peak that the station may come to, by what this block shows: a carrier's peaks are at most twice its mean;
@@ -122,8 +122,8 @@ void Receiver::measure(int32_t count, const int32_t* i, const int32_t* q)
 
 // Exalted carrier: what lies within a few Hz of the carrier comes in stronger than the sidebands, which are
 // lowered instead. So the loop holds on to a carrier that fades below its sidebands. The one-pole filter turns
-// with the loop's frequency, else the carrier would come out of it late. In a gap it turns on alone, and what follows is
-// turned into its phase: the loop sees no gap.
+// with the loop's frequency, else the carrier would come out of it late. In a gap it turns on alone, and what
+// follows is turned into its phase: the loop sees no gap.
 void Receiver::raise_carrier(int32_t count, int32_t* i, int32_t* q)
 {
     constexpr double corner = 10; // Hz
@@ -141,7 +141,7 @@ void Receiver::raise_carrier(int32_t count, int32_t* i, int32_t* q)
             q[k] = int32_t(carrier.imag());
             continue;
         }
-        if (std::abs(match_) > 0) turn_ = match_ / std::abs(match_);
+        if (match_ != 0.0) turn_ = match_ / std::abs(match_);
         match_ = 0;
         station *= turn_;
         carrier += share * (station - carrier);
@@ -151,15 +151,15 @@ void Receiver::raise_carrier(int32_t count, int32_t* i, int32_t* q)
     carrier_ = carrier;
 }
 
-// A limiter: the discriminator's products keep 32 bits of a weak station too. In a gap the station's mean frequency goes
-// on, and what follows is turned to begin where that is: the discriminator sees no jump. What the filters let go last,
-// below a unit of 16 bits, is no signal either.
+// A limiter: the discriminator's products keep 32 bits of a weak station too. In a gap the station's mean
+// frequency goes on, and what follows is turned to begin where that is: the discriminator sees no jump. What the
+// filters let go last, below a unit of 16 bits, is no signal either.
 void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
 {
     // The discriminator measures arctan(sin v) of a turn by v, and 2^31 is a cycle.
     const double measured = std::clamp(std::tan(2 * M_PI * resting_ / full_scale), -1.0, 1.0);
     const std::complex<double> step = std::polar(1.0, std::asin(measured));
-    std::complex<double> before(radio_->previous_i, radio_->previous_q); // of the level that the limiter gives
+    std::complex<double> before(radio_->previous_i, radio_->previous_q);
     for (int32_t k = 0; k < count; ++k) {
         std::complex<double> station(i[k], q[k]);
         const double magnitude = std::hypot(i[k], q[k]);
@@ -168,7 +168,8 @@ void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
             before *= step;
             bridging_ = true;
         } else {
-            if (bridging_ && std::abs(before) > 0) turn_ = std::polar(1.0, std::arg(before * step * std::conj(station)));
+            if (bridging_ && std::abs(before) > 0)
+                turn_ = std::polar(1.0, std::arg(before * step * std::conj(station)));
             bridging_ = false;
             before = station * turn_ * (magnitude > 0 ? full_scale / 2 / magnitude : 0);
         }
@@ -177,8 +178,8 @@ void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
     }
 }
 
-// Runs a gain control by pieces. The gain stays over those that quiet(first, count) names: there is nothing in them that
-// it could be measured by, and a gain that follows silence has no end.
+// Runs a gain control by pieces. The gain stays over those that quiet(first, count) names: there is nothing in
+// them that it could be measured by, and a gain that follows silence has no end.
 template <class Quiet, class Run>
 static void in_pieces(ZVAGC* agc, int32_t count, Quiet quiet, Run run)
 {
@@ -211,18 +212,27 @@ void Receiver::control_level(int32_t count, int32_t* i, int32_t* q)
               [=](int32_t first, int32_t n) { ZVAGC_Process_Stereo32(agc, i + first, q + first, n); });
 }
 
-// In a gap the envelope is what it was on average.
-void Receiver::bridge_envelope(int32_t count, int32_t* i, int32_t* q)
+// In a gap AM has the envelope that it had on average, and independent sideband what stood between its sidebands:
+// the DC blocker sees no step.
+void Receiver::bridge_rest(int32_t count, int32_t* i, int32_t* q)
 {
-    for (int32_t k = 0; k < count; ++k)
-        if (bridged(k)) {
-            i[k] = int32_t(std::clamp(resting_ * M_SQRT2, 0.0, full_scale - 1)); // the detector takes 1 / sqrt(2)
-            q[k] = 0;
+    const bool envelope = plan_.mode == ZVDemodMode_AM;
+    const double share = share_for(1 / (2 * M_PI * radio_->dc_cutoff), plan_.detector_rate());
+    for (int32_t k = 0; k < count; ++k) {
+        if (!bridged(k)) {
+            if (!envelope) carrier_ += share * (std::complex<double>(i[k], q[k]) - carrier_);
+            continue;
         }
+        // the envelope detector takes 1 / sqrt(2)
+        const std::complex<double> rest =
+            envelope ? std::clamp(resting_ * M_SQRT2, 0.0, full_scale - 1) : carrier_;
+        i[k] = int32_t(rest.real());
+        q[k] = int32_t(rest.imag());
+    }
 }
 
-// The audio's gain control and the output behind it, as the demodulator has them. There is no audio where the audio filter
-// holds some of a gap, nor 70 dB below the target.
+// The audio's gain control and the output behind it, as the demodulator has them. There is no audio where the
+// audio filter holds some of a gap, nor 70 dB below the target.
 void Receiver::control_loudness(size_t frames)
 {
     auto* audio = static_cast<int32_t*>(ZVDemodulator16_TestPoint(radio_.get(), 8));
@@ -242,7 +252,8 @@ void Receiver::control_loudness(size_t frames)
               [=](int32_t first, int32_t n) { ZVAGC_Process_Mono32(agc, audio + first, n, 1); });
     const long double gain = (long double)radio_->volume * plan_.upsample / 65536;
     for (size_t j = 0; j < frames; ++j)
-        audio_[2 * j] = audio_[2 * j + 1] = int16_t(std::clamp(std::llrint(audio[j] * gain), -32768LL, 32767LL));
+        audio_[2 * j] = audio_[2 * j + 1] =
+            int16_t(std::clamp(std::llrint(audio[j] * gain), -32768LL, 32767LL));
 }
 
 void Receiver::settle(const std::vector<int16_t>& band, int32_t channels, int32_t channel)
@@ -256,7 +267,7 @@ void Receiver::settle(const std::vector<int16_t>& band, int32_t channels, int32_
         if (measuring_) hold_level();
         carrier_offset_ = loop_offset();
     }
-    // Silence isn't heard with what the filters hold of the station.
+    // Where the band begins with silence the filters are emptied, else their rest would be heard in it.
     const std::vector<int16_t> silence(block);
     if (is_silent(band.data(), std::min(size_t(gaps_.least()), frames), channels, channel))
         for (int64_t left = 2 * plan_.delay() / plan_.upsample; left > 0;
@@ -274,7 +285,8 @@ void Receiver::hold_level()
     ZVAGC* agc = radio_->iq_agc;
     levelling_ = true;
     radio_->iq_agc_level = float(target_db + (lift > 1 ? 3 : 0)); // a lifted carrier stands above the peaks
-    agc->target_level = double((full_scale - 1) * Exp_Float(float(radio_->iq_agc_level * std::log(10.0L) / 10)));
+    agc->target_level =
+        double((full_scale - 1) * Exp_Float(float(radio_->iq_agc_level * std::log(10.0L) / 10)));
     agc->gain = expected_peak_ > 0 ? std::min(target * lift / expected_peak_, most_gain) : most_gain;
     agc->gain_fall_rate = share_for(level_.iq_agc ? 0.5 : 0.002, rate);
     agc->gain_rise_rate = level_.iq_agc ? share_for(0.5, rate) : 0;

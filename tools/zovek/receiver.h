@@ -1,8 +1,9 @@
-// The library's demodulator as a plan sets it up, with what the client does between its filters and its detector, and the
-// gain controls, which the client runs itself so that they hold where there is no signal.
+// The library's demodulator as a plan sets it up, with what the client does between its filters and its
+// detector, and the gain controls, which the client runs itself so that they hold where there is no signal.
 //
-// A gap in the band, digital silence, is bridged: gains stay, and the detector gets the station's carrier unmodulated. So
-// the gap is silent, DC blocker and carrier loop stay where they are, and what follows comes at its level.
+// A gap in the band, digital silence, is bridged: gains stay, and the detector gets the station's carrier
+// unmodulated. So the gap is silent, DC blocker and carrier loop stay where they are, and what follows comes at
+// its level.
 #pragma once
 #include "channel.h"
 #include "gaps.h"
@@ -55,7 +56,7 @@ private:
     void raise_carrier(int32_t count, int32_t* i, int32_t* q);
     void limit(int32_t count, int32_t* i, int32_t* q);
     void control_level(int32_t count, int32_t* i, int32_t* q);
-    void bridge_envelope(int32_t count, int32_t* i, int32_t* q);
+    void bridge_rest(int32_t count, int32_t* i, int32_t* q);
     void control_loudness(size_t frames);
     void hold_level();
     void process(const int16_t* band, size_t count, size_t step);
@@ -73,15 +74,16 @@ private:
     std::vector<int16_t> audio_;
     int64_t next_ = 0; // frame of the demodulator's output, seen from the next block, to be kept
     bool measuring_ = false;
-    bool levelling_ = false;       // the I/Q gain control runs
-    double expected_peak_ = 0;     // 32-bit units
-    bool in_gap_ = false;          // the last block ended in one
-    double resting_ = 0;           // the detector's mean before the last gap, which the DC blocker takes off
-    std::complex<double> turn_ = 1, // synchronous AM, FM: what brings a station into the phase that it would have
-                         match_;    // without the gap before; the sum of which that is the angle
+    bool levelling_ = false;   // the I/Q gain control runs
+    double expected_peak_ = 0; // 32-bit units
+    bool in_gap_ = false;      // the last block ended in one
+    double resting_ = 0;       // the detector's mean before the last gap, which the DC blocker takes off
+    // Synchronous AM, FM: what turns a station into the phase that it would have without the gap before, and the
+    // sum of which it is the direction.
+    std::complex<double> turn_ = 1, match_;
     int32_t gap_frames_ = 0;       // frames until the audio filter holds nothing of a gap
     bool bridging_ = false;        // FM: the sample before was no signal
-    std::complex<double> carrier_; // synchronous AM: the carrier, 32-bit units
+    std::complex<double> carrier_; // synchronous AM, independent sideband: the carrier, 32-bit units
     double carrier_coherence_ =
         0.5;                    // share of the station's power on the carrier's axis: 1 in lock, 1/2 without
     double carrier_offset_ = 0; // Hz

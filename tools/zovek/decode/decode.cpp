@@ -72,7 +72,8 @@ private:
         head_.resize((size_t(input_.rate) / block_ + 1) * block_ * size_t(input_.channels));
         head_.resize(input_.read(head_.data(), head_.size() / size_t(input_.channels)) *
                      size_t(input_.channels));
-        settled_ = !is_silent(head_.data(), head_.size() / size_t(input_.channels), input_.channels, input_.channel);
+        settled_ =
+            !is_silent(head_.data(), head_.size() / size_t(input_.channels), input_.channels, input_.channel);
         if (settled_) radio_->settle(head_, input_.channels, input_.channel);
     }
 
