@@ -4,14 +4,34 @@ to listen to."""
 import os
 import pathlib
 import re
+import shutil
 import subprocess
+import sys
 import tempfile
 import unittest
+
+import numpy as np
+import soundfile
+from scipy import signal
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
 BITS = os.environ.get("ZOVEK_BITS", "64")
 CC = os.environ.get("ZOVEK_CC", "cc")
+CLIENT = os.environ.get("ZOVEK_CLIENT") != "OFF"
+SANITIZE = os.environ.get("ZOVEK_SANITIZE")
+FLAGS = [f"-m{BITS}", "-std=c99", "-Wall", "-Wextra", "-Werror"] + ([f"-fsanitize={SANITIZE}"] if SANITIZE else [])
+sys.path.insert(0, str(ROOT / "scripts"))
+import sdr  # noqa: E402
+
+
+def sent(*names):
+    """Programmes of the sample band, pauses of 3 s between them; peaks of 1 at 8 kHz."""
+    parts = []
+    for name in names:
+        audio, _ = soundfile.read(ROOT / f"samples/{name}.ref.flac")
+        parts += [audio / np.max(np.abs(audio)), np.zeros(3 * 8000)]
+    return np.concatenate(parts)
 
 
 class Documents(unittest.TestCase):
@@ -19,20 +39,61 @@ class Documents(unittest.TestCase):
         programs = [(path, code) for path in [ROOT / "README.md", *sorted(ROOT.glob("docs/*.md"))]
                     for code in re.findall(r"```c\n(.*?)```", path.read_text(), flags=re.S) if "main(" in code]
         self.assertTrue(programs)
-        sanitize = os.environ.get("ZOVEK_SANITIZE")
         for path, code in programs:
             with self.subTest(path=path.name), tempfile.TemporaryDirectory() as folder:
                 source, program = pathlib.Path(folder, "program.c"), pathlib.Path(folder, "program")
                 source.write_text(code)
-                flags = [f"-m{BITS}", "-std=c99", "-Wall", "-Wextra", "-Werror", f"-I{ROOT / 'include'}"]
-                flags += [f"-fsanitize={sanitize}"] if sanitize else []
-                subprocess.run([CC, *flags, source, "-o", program, f"-L{BUILD}", "-lzovek", f"-Wl,-rpath,{BUILD}"],
-                               check=True)
+                subprocess.run([CC, *FLAGS, f"-I{ROOT / 'include'}", source, "-o", program, f"-L{BUILD}", "-lzovek",
+                                f"-Wl,-rpath,{BUILD}"], check=True)
                 done = subprocess.run([program], input=bytes(range(256)) * 64, capture_output=True)
                 self.assertEqual(done.returncode, 0, done.stderr)
                 self.assertTrue(done.stdout)
 
-    @unittest.skipIf(os.environ.get("ZOVEK_CLIENT") == "OFF", "built without the client")
+    def test_readme_program_receives(self):
+        """Its lines, pasted, receive the station that they name; the program holds speech with pauses, at any level."""
+        readme = (ROOT / "README.md").read_text()
+        program, lines = (re.search(rf"## In a program.*?```{kind}\n(.*?)```", readme, re.S)[1] for kind in ("c", "sh"))
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            (folder / "samples").symlink_to(ROOT / "samples")
+            (folder / "radio.c").write_text(program)
+            (folder / "zovek.pc").write_text(f"Name: zovek\nDescription: as built\nVersion: 1\nCflags: -I{ROOT / 'include'}\n"
+                                             f"Libs: -L{BUILD} -lzovek\n")
+            compiler = folder / "bin/cc"
+            compiler.parent.mkdir()
+            compiler.write_text(f'#!/bin/sh\nexec {shutil.which(CC)} {" ".join(FLAGS)} "$@"\n')
+            compiler.chmod(0o755)
+            env = {**os.environ, "PATH": f"{compiler.parent}:{BUILD}:{os.environ['PATH']}", "PKG_CONFIG_PATH": name,
+                   "LD_LIBRARY_PATH": str(BUILD)}
+            self.assertTrue(lines.startswith("cc "))
+            subprocess.run(["sh", "-e", "-c", lines if CLIENT else lines.splitlines()[0]], cwd=folder, env=env, check=True)
+            if CLIENT:
+                self.assertGreater(sdr.measure_files(folder / "music.wav", ROOT / "samples/am_music.ref.flac")["left"].db, 30)
+
+            def received(band):
+                done = subprocess.run([folder / "radio"], input=np.rint(band).astype("<i2").tobytes(), capture_output=True, env=env)
+                self.assertEqual((done.returncode, done.stderr), (0, b""))
+                return np.frombuffer(done.stdout, "<i2")[::2].astype(float)
+
+            for names in (("fm_speech", "usb_speech"), ("am_music",)):
+                said = sent(*names)
+                fast = signal.resample_poly(said, 12, 1)
+                carrier = np.cos(2 * np.pi * 4500 / 96000 * np.arange(len(fast)))
+                levels = []
+                for modulation, level, least in ((0.5, -1, 29), (0.9, -20, 29), (0.7, -40, 29), (0.9, -60, 22)):
+                    with self.subTest(names=names, modulation=modulation, level=level):
+                        peak = 32767 * 10 ** (level / 20)
+                        audio = received(peak / (1 + modulation) * (1 + modulation * fast) * carrier)
+                        self.assertLess(np.mean(np.abs(audio) >= 32767), 0.001)
+                        self.assertGreater(sdr.measure(audio, 48000, said, 8000).db, least)
+                        levels.append(20 * np.log10(np.std(audio[48000:]) / np.std(said[8000:]) / modulation / 32768))
+                self.assertLess(max(levels) - min(levels), 2, levels)
+            band = 3000 * (1 + 0.5 * fast) * carrier
+            wanted = received(band)
+            band[5 * 96000 + 777:6 * 96000] = 0
+            self.assertLess(np.abs(20 * np.log10(np.std(received(band)[7 * 48000:]) / np.std(wanted[7 * 48000:]))), 0.5)
+
+    @unittest.skipUnless(CLIENT, "built without the client")
     def test_examples_to_listen_to(self):
         client, listen = {**os.environ, "CLIENT": BUILD / "zovek"}, ROOT / "scripts/listen"
         names = set(re.findall(r"^(\S+):", subprocess.run([listen], check=True, capture_output=True, text=True).stdout, re.M))
