@@ -3,8 +3,10 @@
 #include "support/platform.h"
 #include "support/signals.h"
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <gtest/gtest.h>
+#include <numbers>
 #include <zovek/demodulator.h>
 #if defined(__linux__)
 #include <linux/filter.h>
@@ -350,6 +352,46 @@ TEST(Demodulator, TonesComeOutWhereTheyShould)
         const double scale = r.mode == ZVDemodMode_ISB ? 9400 : 4700; // the filters' edges begin early
         EXPECT_NEAR(left, r.left != 0 ? scale : 0, scale / 8) << +r.mode << ' ' << r.offset;
         EXPECT_NEAR(right, r.right != 0 ? scale : 0, scale / 8) << +r.mode << ' ' << r.offset;
+    }
+}
+
+// The amplitudes that the header promises at audio_gain 1: a station of A = 0.4 that sends 1000 Hz.
+TEST(Demodulator, LevelsAreAsTold)
+{
+    const double a = 0.4, m = 0.8, deviation = 1500, tau = 2 * std::numbers::pi;
+    const struct {
+        uint8_t mode;
+        double wanted;
+    } rows[] = {{ZVDemodMode_AM, 0.707 * m * a},
+                {ZVDemodMode_SyncAM, 0.707 * m * a},
+                {ZVDemodMode_ISB, a},
+                {ZVDemodMode_SSB, 0.5 * a},
+                {ZVDemodMode_FM, std::atan(std::sin(tau * deviation * 2 / 48000)) / tau}};
+    for (const auto& [mode, wanted] : rows) {
+        Object d;
+        ZVDemodulator_SamplingRate(d.get(), 48000, 1);
+        ZVDemodulator_Mode(d.get(), mode);
+        ZVDemodulator_PostMixerCutOff(d.get(), 6000);
+        ZVDemodulator_AudioFilterCutOff(d.get(), 6000);
+        ZVDemodulator_LocalFrequency(d.get(), 12000);
+        d->volume = 1;
+        int peak = 0;
+        for (int64_t first = 0; first < 96 * 1024; first += 1024) {
+            Signal x(1024);
+            for (int64_t k = 0; k < 1024; ++k) {
+                const double t = double(first + k) / 48000, carrier = 1 + tau * 12000 * t,
+                             tone = tau * 1000 * t;
+                const double sent = mode == ZVDemodMode_FM
+                                        ? std::cos(carrier + deviation / 1000 * std::sin(tone))
+                                    : mode < ZVDemodMode_ISB ? (1 + m * std::cos(tone)) * std::cos(carrier)
+                                                             : std::cos(carrier + tone);
+                x[size_t(k)] = int16_t(std::lrint(32767 * a * sent));
+            }
+            const Signal out = d.process(x);
+            if (first >= 64 * 1024)
+                for (const int16_t frame : out) peak = std::max(peak, +frame);
+        }
+        EXPECT_NEAR(peak / 32767.0 / wanted, 1, 0.05) << +mode;
     }
 }
 
