@@ -89,16 +89,12 @@ struct Stream {
     Place place;
     int32_t most = 3000; // samples that a call takes here: several blocks
 };
+// clang-format off
 #define STREAM(construct, destruct, call, place, ...)                                                        \
-    Stream                                                                                                   \
-    {                                                                                                        \
-#call, FAMILY(construct, destruct),                                                                  \
-            [] { return made<construct>([]([[maybe_unused]] auto* self) { __VA_ARGS__; }); },                \
-                                                                                           As < call> ::run, \
-                                                                                           As < call>        \
-                                                                                               ::steps,      \
-                                                                                           place             \
-    }
+    Stream{#call, FAMILY(construct, destruct),                                                               \
+           [] { return made<construct>([]([[maybe_unused]] auto* self) { __VA_ARGS__; }); },                 \
+           As<call>::run, As<call>::steps, place}
+// clang-format on
 
 const std::vector<Stream> streams = {
     STREAM(ZVFIR1616_Construct, ZVFIR_Destruct, ZVFIR1616_Process_16_16, over_input, ZVFIR_FIRType(self, 1)),
