@@ -17,14 +17,14 @@ ZV_BEGIN
 typedef struct ZVDataFormatter2 ZVDataFormatter2;
 struct ZVDataFormatter2 {
     /* Takes count bits, all of the given value, 0 or 1: one from a DPLL, any number but 0 from Process. There a
-     * pulse that sets no highest point is dated by the one before it, and count can come out negative: a receiver
-     * passes that over, or takes so many bits back.
+     * pulse that sets no highest point is dated by the one before it, and count can come out negative: a
+     * receiver passes that over, or takes so many bits back.
      *
-     * Runs inside the call that found the bits and sees the object as it is at the present sample, however the
-     * stream was cut. What it changes stays, ZVDataFormatter2_Init included: a DPLL goes on with what it finds in
-     * next_bit_point as the bit's middle, and in previous_sample. Parameters that it changes count from the next
-     * call on; from the next edge on in Process, but for peak_decay. Null, as at first: no delivery, and the
-     * timing runs all the same. */
+     * Runs inside the call that found the bits and sees the object as it is at the present sample, however
+     * the stream was cut. What it changes stays, ZVDataFormatter2_Init included: a DPLL goes on with what it
+     * finds in next_bit_point, as the middle of this bit, and in previous_sample. Parameters that it changes
+     * count from the next call on; from the next edge on in Process, but for peak_decay. Null, as at first:
+     * no delivery, and the timing runs all the same. */
     void    (*callback)(uintptr_t user_data, ZVDataFormatter2 *self, int32_t count, int32_t value);
     uintptr_t user_data;        /* the callback's first argument; 0 at first */
     double    bit_rate;         /* bits a second; 1000 at first */

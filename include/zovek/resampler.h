@@ -27,14 +27,15 @@ struct ZVResampler32 {
     int32_t  under;         /* decimation factor, at least 1; 1 at first */
     int32_t *input_area;    /* history_length old samples, then room for a block */
     void   (*rebuild)(ZVResampler32 *self); /* lays out work_block, designs the taps; the history falls silent */
-    int32_t *coefficients;  /* the prototype, Q31, sum 1; read it. Blocks are converted by private copies of it in
-                               the order of the phases, so a store that goes round store_routine has no effect */
+    int32_t *coefficients;  /* the prototype, Q31, sum 1; read it. Blocks are converted by private copies of it,
+                               so a store that goes round store_routine has no effect */
     void    *work_block;    /* owned: design (taps_count doubles) | taps | input area | output area */
-    /* Quantises a design of count taps into coefficients: v >= 1 gives 2147483647, v < -1 or no number the most
-     * negative value, any other v * 2147483647 rounded to nearest, ties to even. Taps from count on become 0, and
-     * those past taps_count are left out. rebuild calls it with the library's design; a client may call it with
-     * one of its own, which the next block uses: history, phase and what is pending stay. A client's own routine,
-     * put here, writes coefficients, and counts where rebuild calls it or where it ends by calling the library's. */
+    /* Quantises a design of count taps into coefficients: v >= 1 gives 2147483647, v < -1 or no number the
+     * most negative value, any other v * 2147483647 rounded to nearest, ties to even. Taps from count on
+     * become 0, and those past taps_count are left out. rebuild calls it with the library's design; a client
+     * may call it with one of its own, which the next block uses: history, phase and what is pending stay.
+     * A client's own routine, put here, writes coefficients, and counts where rebuild calls it or where it
+     * ends by calling the library's. */
     void   (*store_routine)(ZVResampler32 *self, const double *taps, int32_t count);
     int32_t *pending_read;     /* the next of the pending outputs */
     uint32_t work_block_bytes; /* largest need of work_block so far; never shrinks */

@@ -5,9 +5,9 @@
  * at another index, until it is removed, replaced or cleared. Lists find their memory before they change: an
  * operation that can't get it leaves the list as it was.
  *
- * A client may write sorting, and change texts within their length, itself: the next add or replace sorts the whole
- * list anew. An add to more than 4096 entries looks at those alone that it meets on the way to the new text's
- * place: it finds a list that has never been sorted, but hardly a single text out of place. Then
+ * A client may write sorting, and change texts within their length, itself: the next add or replace sorts the
+ * whole list anew. An add to more than 4096 entries looks at those alone that it meets on the way to the new
+ * text's place: it finds a list that has never been sorted, but hardly a single text out of place. There
  * ZVStringList_Sorting(list, list->sorting) sorts at once. */
 #ifndef ZOVEK_STRING_LIST_H
 #define ZOVEK_STRING_LIST_H

@@ -11,7 +11,7 @@ struct DataFormatter {
     double a = 0, b = 0; // last and next bit point
     int32_t previous = 0, high = 0, low = 0, extreme = 0, state = 0, position = 0, counter = 0, d2 = 0,
             d1 = 0;
-    std::vector<Run> runs; // all that was delivered
+    std::vector<Run> runs;                         // all that was delivered
     std::function<void(DataFormatter&)> delivered; // what the callback does besides
 
     void reset()
