@@ -42,7 +42,7 @@ def chunk(name, data, size=None):
 def wav(data, code=1, bits=16, channels=1, rate=RATE, size=None, before=b""):
     """A WAV file. size is the length that its header tells of."""
     frame = channels * bits // 8
-    body = b"WAVE" + chunk(b"fmt ", struct.pack("<HHIIHH", code, channels, rate, rate * frame, frame, bits))
+    body = b"WAVE" + chunk(b"fmt ", struct.pack("<HHIIHH", code, channels, rate, rate * frame % 2**32, frame, bits))
     return chunk(b"RIFF", body + before + chunk(b"data", data, size), size)
 
 
@@ -302,6 +302,37 @@ class Client(InFolder):
         self.assertTrue(mono == b"".join(pipe[k:k + 2] for k in range(44, len(pipe), 4)))
         self.assertTrue(os.path.islink("link.wav"))
         self.assertEqual(sorted(os.listdir()), ["link.wav", "new.raw", "new.wav", "old.wav"])
+
+    @unittest.skipIf(ON_WINE, "memory as this system counts it")
+    def test_memory_by_what_is_worked_on(self):
+        """4 kB of samples take no more for what their header tells of rate and channels, or it is told."""
+        with open(CLIENT, "rb") as file:
+            most = 800 if b"__asan_init" in file.read() else 200  # MB
+        for rate, channels, status, line, why in (
+                (8000000, 1024, 0, "receive -M am -o x.wav", "2 samples"), (100000000, 1024, 1, "receive -M fm -o x.wav", "beyond 50 MHz"),
+                (26000000, 2, 1, "receive --iq -M am -o x.wav", "26000000 Hz is beyond 25 MHz"),
+                (8000000, 1024, 0, "decode --if 1M --mode packet", "0 messages"), (200000000, 1, 1, "decode --mode same", "beyond 100 MHz"),
+                (100000000, 1024, 0, "decode --mode packet,rtty,ascii,same,navtex,pocsag,dtmf,zvei,selcal,ctcss", "0 messages"),
+                (100000000, 1024, 0, "decode --mode tones --freq 1k", "0 messages"),
+                (100000000, 1024, 0, "spectrum --size 1048576", "1048576 points"), (100000000, 1024, 0, "waterfall -o x.png", "100 MHz"),
+                (100000000, 1024, 0, "waterfall --live", "taking the first"),
+                (16000000, 1024, 1, "clean --shift 5 -o x.wav", "1024 channel(s), times 1 shift(s), is beyond 16.7 MHz"),
+                (9000000, 1, 1, "clean --shift 5 --shift 6 -o x.wav", "times 2 shift(s)"),
+                (9000000, 1, 0, "clean --shift 5 --shift 0 -o x.wav", "2048 samples"),
+                (100000000, 1024, 0, "clean --denoise --autonotch -o x.wav", "2 samples"),
+                (100000000, 1024, 1, "resample -r 8k -o x.wav", "too far apart"),
+                (100000000, 1024, 0, "resample -r 100M -o x.wav", "2 samples")):
+            with self.subTest(f"{rate} Hz, {channels}: {line}"):
+                with open("band.wav", "wb") as file:
+                    file.write(wav(bytes(4096), channels=channels, rate=rate))
+                start = time.monotonic()
+                with subprocess.Popen([CLIENT, *line.split(), "band.wav"], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as client:
+                    text = client.stderr.read().decode()
+                    _, ended, usage = os.wait4(client.pid, 0)
+                    client.returncode = os.waitstatus_to_exitcode(ended)
+                self.assertEqual((client.returncode, why in text), (status, True), text)
+                self.assertLess(usage.ru_maxrss / 1024, most)
+                self.assertLess(time.monotonic() - start, 30)
 
     def test_length_of_the_audio(self):
         for samples in (0, 1, 2, 3, 8191, 8193, 24001, 36000):

@@ -25,6 +25,11 @@ struct Wish {
     double width = 0; // notch: Hz
 };
 
+bool moves(const Wish& wish) { return wish.kind == Kind::shift && wish.hz != 0; }
+
+// Samples of all shifters' tables together: 67 MB, and a rate that a float holds.
+constexpr double most_shift_table = 1 << 24;
+
 struct Options {
     InputOptions input;
     OutputOptions output;
@@ -159,7 +164,7 @@ public:
     Chain(const std::vector<Wish>& wishes, int32_t rate)
     {
         for (const Wish& wish : wishes)
-            if (wish.kind != Kind::shift || wish.hz != 0) steps_.push_back(make_step(wish, rate));
+            if (wish.kind != Kind::shift || moves(wish)) steps_.push_back(make_step(wish, rate));
     }
 
     int64_t delay() const
@@ -204,8 +209,6 @@ void check(const Wish& wish, const Input& input)
     if (wish.kind == Kind::notch && wish.width > band / 4)
         throw Failure(described(wish), "at this rate " + number(band / 4) + " Hz is the widest");
     if (wish.kind == Kind::shift && std::abs(wish.hz) >= band) throw Failure(described(wish), ends);
-    if (wish.kind == Kind::shift && input.rate > 1 << 24)
-        throw Failure(described(wish), "the rate of the recording is beyond 16.7 MHz");
 }
 
 int run(const Options& options, const std::vector<Wish>& wishes)
@@ -217,6 +220,12 @@ int run(const Options& options, const std::vector<Wish>& wishes)
         check(wish, *input);
         steps += (steps.empty() ? "" : ", then ") + described(wish);
     }
+    // A shift has a table of a second for each channel.
+    const auto shifts = std::ranges::count_if(wishes, [](const Wish& wish) { return moves(wish); });
+    if (double(shifts) * input->rate * input->channels > most_shift_table)
+        throw Failure(input->name, "the rate, times " + std::to_string(input->channels) +
+                                       " channel(s), times " + std::to_string(shifts) +
+                                       " shift(s), is beyond 16.7 MHz");
     Passage passage;
     for (int32_t c = 0; c < input->channels; ++c) {
         auto chain = std::make_unique<Chain>(wishes, input->rate);

@@ -9,13 +9,14 @@ Gaps::Gaps(int32_t reach, int32_t decimation)
 {
 }
 
-void Gaps::look(const int16_t* band, size_t count, size_t step)
+void Gaps::look(std::span<const int16_t> band)
 {
-    marks_.resize(count / size_t(decimation_));
+    marks_.resize(band.size() / size_t(decimation_));
     none_ = true;
+    const int16_t* sample = band.data();
     for (Gap& mark : marks_) {
         bool zero = true;
-        for (int32_t k = 0; k < decimation_; ++k, band += step) zero = zero && *band == 0;
+        for (int32_t k = 0; k < decimation_; ++k) zero = *sample++ == 0 && zero;
         zeros_ = zero ? std::min(zeros_ + decimation_, least_) : 0;
         if (zeros_ >= least_) {
             mark = Gap::inside;
@@ -36,10 +37,8 @@ void Gaps::look_behind_end(size_t count)
     marks_.assign(count / size_t(decimation_), none_ ? Gap::none : Gap::inside);
 }
 
-bool is_silent(const int16_t* band, size_t count, int32_t channels, int32_t channel)
+bool is_silent(std::span<const int16_t> band)
 {
-    for (size_t k = 0; k < count; ++k)
-        if (band[k * size_t(channels) + size_t(channel)]) return false;
-    return true;
+    return std::ranges::all_of(band, [](int16_t sample) { return sample == 0; });
 }
 } // namespace client

@@ -3,6 +3,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace client {
@@ -19,8 +20,8 @@ public:
     // The filters hold reach samples of the band, and decimation of them come for each detector sample.
     Gaps(int32_t reach, int32_t decimation);
 
-    // The next count samples, a multiple of the decimation; every step-th is looked at.
-    void look(const int16_t* band, size_t count, size_t step);
+    // The next samples, a multiple of the decimation.
+    void look(std::span<const int16_t> band);
     // As many zeros behind the recording's end, which are no gap unless it ends in one.
     void look_behind_end(size_t count);
 
@@ -39,6 +40,6 @@ private:
     std::vector<Gap> marks_;
 };
 
-// Whether one channel of count frames is zero throughout.
-bool is_silent(const int16_t* band, size_t count, int32_t channels, int32_t channel);
+// Whether all samples are zero.
+bool is_silent(std::span<const int16_t> band);
 } // namespace client

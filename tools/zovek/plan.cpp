@@ -159,7 +159,10 @@ Plan make_plan(int32_t rate, const Wishes& wishes)
     const double told = plan.centre ? band : rate; // I/Q comes at twice its rate
     if (rate < 1000)
         throw Failure("the recording", "a rate of " + hz(told) + " leaves no room for a station");
-    if (rate > 100'000'000) throw Failure("the recording", "a rate of " + hz(told) + " is beyond 100 MHz");
+    constexpr int32_t most_rate = 50'000'000; // the oscillator's table holds a second, at 8 bytes a sample
+    if (rate > most_rate)
+        throw Failure("the recording", "a rate of " + hz(told) + " is beyond " +
+                                           number(most_rate * told / rate / 1e6) + " MHz");
 
     const int32_t frequency = wishes.frequency ? *wishes.frequency + plan.centre : rate / 4;
     if (frequency < 0 || frequency > band)

@@ -9,6 +9,7 @@
 #include "options.h"
 #include "output.h"
 #include "receiver.h"
+#include "selected.h"
 #include "stop.h"
 #include "system.h"
 #include "text.h"
@@ -16,6 +17,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <span>
 #include <vector>
 
 namespace client {
@@ -61,7 +63,8 @@ public:
         : options_(options),
           input_(open_band(options.input, options.iq)),
           plan_(make_plan(input_->rate, wishes_for(options.wishes, *input_))),
-          radio_(plan_, options.level)
+          radio_(plan_, options.level),
+          band_(*input_)
     {
         if (plan_.over != plan_.under)
             for (int side = 0; side < (plan_.mode == ZVDemodMode_ISB ? 2 : 1); ++side)
@@ -85,25 +88,21 @@ public:
     {
         watch_for_stop();
         Output output(options_.output, int32_t(std::lround(plan_.output_rate())), options_.mono ? 1 : 2);
-        const size_t block = size_t(plan_.block), second = (size_t(plan_.rate) + block - 1) / block * block;
-        const size_t frame = size_t(input_->channels);
+        const size_t block = size_t(plan_.block), head = (settling(plan_.rate) + block - 1) / block * block;
         Clock clock;
-        // Silence before the station doesn't count.
-        size_t head = 0;
-        head_.resize(second * frame);
-        while ((head = input_->read(head_.data(), block)) &&
-               is_silent(head_.data(), head, input_->channels, input_->channel))
-            hear(head_.data(), head, output);
-        if (head == block) head += input_->read(&head_[block * frame], second - block);
-        head_.resize(head * frame);
-        radio_.settle(head_, input_->channels, input_->channel);
-        for (size_t at = 0; at < head; at += block)
-            hear(&head_[at * frame], std::min(block, head - at), output);
-        head_.resize(block * frame);
-        while (const size_t count = output.full() ? 0 : input_->read(head_.data(), block)) {
-            hear(head_.data(), count, output);
+        const auto next = [&] { // a block into head_; none at the end
             clock.show(heard_ / double(plan_.rate));
-        }
+            head_.resize(block);
+            head_.resize(output.full() ? 0 : band_.read(head_.data(), block));
+            return !head_.empty();
+        };
+        // Silence before the station doesn't count.
+        while (next() && is_silent(head_)) hear(head_, output);
+        band_.append(head_, head - block);
+        radio_.settle(head_);
+        for (size_t at = 0; at < head_.size(); at += block)
+            hear(std::span(head_).subspan(at, std::min(block, head_.size() - at)), output);
+        while (next()) hear(head_, output);
         const Receiver::Readings readings = radio_.readings();
         // Silence behind the end brings out what still is in the filters.
         while (written_ < frames_of(heard_)) write(radio_.drain(), output);
@@ -115,10 +114,10 @@ public:
     }
 
 private:
-    void hear(const int16_t* band, size_t count, Output& output)
+    void hear(std::span<const int16_t> band, Output& output)
     {
-        heard_ += int64_t(count);
-        write(radio_.receive(band, count, input_->channels, input_->channel), output);
+        heard_ += int64_t(band.size());
+        write(radio_.receive(band), output);
         overloads_ += radio_.overload();
     }
 
@@ -213,6 +212,7 @@ private:
     const std::unique_ptr<Input> input_;
     const Plan plan_;
     Receiver radio_;
+    Selected band_;
     std::vector<int16_t> head_;       // the first second, later a block
     int64_t heard_ = 0, written_ = 0; // samples of the band, frames of audio
     int64_t overloads_ = 0;           // blocks

@@ -256,23 +256,23 @@ void Receiver::control_loudness(size_t frames)
             int16_t(std::clamp(std::llrint(audio[j] * gain), -32768LL, 32767LL));
 }
 
-void Receiver::settle(const std::vector<int16_t>& band, int32_t channels, int32_t channel)
+void Receiver::settle(std::span<const int16_t> band)
 {
-    const size_t frames = band.size() / size_t(channels), block = size_t(plan_.block);
+    const size_t block = size_t(plan_.block);
     const int64_t next = next_;
     for (const bool first : {true, false}) {
         measuring_ = first && !level_.gain && plan_.mode != ZVDemodMode_FM;
-        for (size_t at = 0; at < frames; at += block)
-            receive(band.data() + at * size_t(channels), std::min(block, frames - at), channels, channel);
+        for (size_t at = 0; at < band.size(); at += block)
+            receive(band.subspan(at, std::min(block, band.size() - at)));
         if (measuring_) hold_level();
         carrier_offset_ = loop_offset();
     }
     // Where the band begins with silence the filters are emptied, else their rest would be heard in it.
     const std::vector<int16_t> silence(block);
-    if (is_silent(band.data(), std::min(size_t(gaps_.least()), frames), channels, channel))
+    if (is_silent(band.first(std::min(size_t(gaps_.least()), band.size()))))
         for (int64_t left = 2 * plan_.delay() / plan_.upsample; left > 0;
              left -= int64_t(block) * plan_.stuffing / plan_.decimation)
-            receive(silence.data(), block, 1, 0);
+            receive(silence);
     next_ = next;
 }
 
@@ -292,20 +292,17 @@ void Receiver::hold_level()
     agc->gain_rise_rate = level_.iq_agc ? share_for(0.5, rate) : 0;
 }
 
-const std::vector<int16_t>& Receiver::receive(const int16_t* band, size_t count, int32_t channels,
-                                              int32_t channel)
+const std::vector<int16_t>& Receiver::receive(std::span<const int16_t> band)
 {
     const size_t d = plan_.decimation, zeros = size_t(plan_.stuffing);
-    const size_t whole = (count * zeros + d - 1) / d * d;
-    if (zeros == 1 && whole == count) {
-        gaps_.look(band + channel, count, size_t(channels));
-        process(band + channel, count, size_t(channels));
-    } else {
+    const size_t whole = (band.size() * zeros + d - 1) / d * d;
+    if (zeros > 1 || whole > band.size()) {
         band_.assign(whole, 0);
-        for (size_t k = 0; k < count; ++k) band_[k * zeros] = band[k * size_t(channels) + size_t(channel)];
-        gaps_.look(band_.data(), whole, 1);
-        process(band_.data(), whole, 1);
+        for (size_t k = 0; k < band.size(); ++k) band_[k * zeros] = band[k];
+        band = band_;
     }
+    gaps_.look(band);
+    process(band);
     return audio_;
 }
 
@@ -313,17 +310,17 @@ const std::vector<int16_t>& Receiver::drain()
 {
     band_.assign(size_t(plan_.block) * size_t(plan_.stuffing), 0);
     gaps_.look_behind_end(band_.size());
-    process(band_.data(), band_.size(), 1);
+    process(band_);
     return audio_;
 }
 
-// count is a multiple of D.
-void Receiver::process(const int16_t* band, size_t count, size_t step)
+// A multiple of D.
+void Receiver::process(std::span<const int16_t> band)
 {
-    const size_t samples = count / plan_.decimation, frames = samples * plan_.upsample;
+    const size_t samples = band.size() / plan_.decimation, frames = samples * plan_.upsample;
     audio_.resize(2 * frames);
-    ZVDemodulator16_Process_StereoOut_16_16(radio_.get(), band, audio_.data(), uint32_t(count * step),
-                                            uint32_t(step));
+    ZVDemodulator16_Process_StereoOut_16_16(radio_.get(), band.data(), audio_.data(), uint32_t(band.size()),
+                                            1);
     if (level_.agc) control_loudness(frames);
     if (plan_.mode == ZVDemodMode_SyncAM && gaps_.none()) follow_carrier(int32_t(samples));
 

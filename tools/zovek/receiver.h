@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 #include <zovek/demodulator.h>
 
@@ -24,18 +25,21 @@ struct Level {
     std::optional<double> volume; // output gain; 0.5
 };
 
+// Samples of the first second, in which a receiver settles; at high rates less is long enough.
+inline size_t settling(int32_t rate) { return size_t(rate < 1 << 24 ? rate : 1 << 24); }
+
 class Receiver {
 public:
     // Fails if memory can't be had.
     Receiver(const Plan& plan, const Level& level);
 
     // Passes the first second of a recording twice, unheard: to find the station's level, and to let carrier
-    // loop and DC blocker settle. band holds frames of channels samples each, of which channel is taken.
-    void settle(const std::vector<int16_t>& band, int32_t channels, int32_t channel);
+    // loop and DC blocker settle.
+    void settle(std::span<const int16_t> band);
 
-    // Receives count frames, at most plan.block; what is missing to a multiple of D is taken as silence. Gives
+    // Receives samples of the band, at most plan.block; what is missing to a multiple of D is taken as silence. Gives
     // the audio, left, right, left, right, with the delay of the filters taken off the start.
-    const std::vector<int16_t>& receive(const int16_t* band, size_t count, int32_t channels, int32_t channel);
+    const std::vector<int16_t>& receive(std::span<const int16_t> band);
 
     // A block of silence behind the recording's end, which brings out what still is in the filters.
     const std::vector<int16_t>& drain();
@@ -59,7 +63,7 @@ private:
     void bridge_rest(int32_t count, int32_t* i, int32_t* q);
     void control_loudness(size_t frames);
     void hold_level();
-    void process(const int16_t* band, size_t count, size_t step);
+    void process(std::span<const int16_t> band);
     void follow_carrier(int32_t count);
     // Whether a detector sample is left out of the station: it comes out of a gap.
     bool bridged(int32_t k) const { return gaps_.marks()[size_t(k)] >= Gap::inside; }
@@ -70,7 +74,7 @@ private:
     std::unique_ptr<ZVDemodulator, void (*)(ZVDemodulator*)> radio_;
     std::optional<ChannelFilter> channel_i_, channel_q_;
     Gaps gaps_;
-    std::vector<int16_t> band_; // one channel, with zeros as the plan wants them
+    std::vector<int16_t> band_; // with zeros as the plan wants them
     std::vector<int16_t> audio_;
     int64_t next_ = 0; // frame of the demodulator's output, seen from the next block, to be kept
     bool measuring_ = false;

@@ -1,5 +1,6 @@
 // Blocks of the library as decoders use them: owned, and fed with streams.
 #pragma once
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <new>
@@ -33,6 +34,18 @@ using Fir = Owned<ZVFIR, ZVFIR_Destruct>;
 
 // A filter of 16-bit samples. Designs are those of ZVFIR: 1 low-pass, 2 high-pass, 3 band-pass.
 Fir make_fir(int32_t design, int32_t taps, double rate, double low, double high);
+
+// Pushes silence of so many samples, by pieces.
+template <class Push>
+void push_silence(double samples, Push push)
+{
+    constexpr size_t piece = 1 << 16;
+    const std::vector<int16_t> silence(std::min(size_t(samples), piece));
+    for (size_t left = size_t(samples), count; left > 0; left -= count) {
+        count = std::min(left, piece);
+        push(silence.data(), count);
+    }
+}
 
 // A stream at another rate.
 class Resampler {

@@ -157,8 +157,8 @@ public:
 
     void finish() override
     {
-        const std::vector<int16_t> silence(size_t(0.7 * to_sub_.input_rate()));
-        push(silence.data(), silence.size());
+        push_silence(0.7 * to_sub_.input_rate(),
+                     [this](const int16_t* samples, size_t count) { push(samples, count); });
         if (state_ >= 0 && lost()) end_tone(sights_.back().time);
         if (state_ == off && syllables_.began()) change(none, *syllables_.began());
     }

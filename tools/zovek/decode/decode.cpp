@@ -7,6 +7,7 @@
 #include "iq.h"
 #include "options.h"
 #include "receiver.h"
+#include "selected.h"
 #include "stop.h"
 #include <algorithm>
 #include <chrono>
@@ -34,9 +35,11 @@ struct Options {
 // Audio out of an input: its chosen channel, or what a receiver makes of it.
 class Audio {
 public:
-    Audio(Input& input, const std::optional<Wishes>& station) : input_(input), rate_(input.rate)
+    Audio(Input& input, const std::optional<Wishes>& station) : samples_(input), rate_(input.rate)
     {
-        block_ = size_t(std::max(input.rate / 10, 256)); // a message waits for 0.1 s at most
+        if (input.rate > most_rate)
+            throw Failure(input.name, "audio of " + number(input.rate) + " Hz is beyond 100 MHz");
+        block_ = size_t(std::clamp(input.rate / 10, 256, most_block)); // a message waits for 0.1 s at most
         if (!station) return;
         Wishes wishes = *station;
         wishes.centre = input.centre;
@@ -51,15 +54,17 @@ public:
     // The next samples; none at the end.
     const std::vector<int16_t>& next()
     {
-        const size_t channels = size_t(input_.channels);
-        if (radio_ && !settled_ && head_.empty()) settle();
-        band_.resize(block_ * channels);
-        const size_t count = head_.empty() ? input_.read(band_.data(), block_) : take_head();
+        if (!radio_) {
+            audio_.resize(block_);
+            audio_.resize(samples_.read(audio_.data(), block_));
+            return audio_;
+        }
+        if (!settled_ && head_.empty()) settle();
+        band_.resize(block_);
+        const size_t count = head_.empty() ? samples_.read(band_.data(), block_) : take_head();
         audio_.clear();
-        if (!radio_)
-            for (size_t k = 0; k < count; ++k) audio_.push_back(band_[k * channels + size_t(input_.channel)]);
-        else if (count)
-            keep_left(radio_->receive(band_.data(), count, input_.channels, input_.channel));
+        if (count)
+            keep_left(radio_->receive(std::span(band_).first(count)));
         else
             flush();
         return audio_;
@@ -69,20 +74,18 @@ private:
     // The station's level is found in the first second that isn't silent.
     void settle()
     {
-        head_.resize((size_t(input_.rate) / block_ + 1) * block_ * size_t(input_.channels));
-        head_.resize(input_.read(head_.data(), head_.size() / size_t(input_.channels)) *
-                     size_t(input_.channels));
-        settled_ =
-            !is_silent(head_.data(), head_.size() / size_t(input_.channels), input_.channels, input_.channel);
-        if (settled_) radio_->settle(head_, input_.channels, input_.channel);
+        samples_.append(head_, (settling(plan_->rate) / block_ + 1) * block_);
+        settled_ = !is_silent(head_);
+        if (settled_) radio_->settle(head_);
     }
 
     size_t take_head()
     {
-        const size_t count = std::min(head_.size(), band_.size());
-        std::copy_n(head_.begin(), count, band_.begin());
-        head_.erase(head_.begin(), head_.begin() + ptrdiff_t(count));
-        return count / size_t(input_.channels);
+        const size_t count = std::min(head_.size() - given_, block_);
+        std::copy_n(head_.begin() + ptrdiff_t(given_), count, band_.begin());
+        given_ += count;
+        if (given_ == head_.size()) std::vector<int16_t>().swap(head_), given_ = 0;
+        return count;
     }
 
     void keep_left(const std::vector<int16_t>& stereo)
@@ -100,13 +103,16 @@ private:
         flushed_ += int64_t(audio_.size());
     }
 
-    Input& input_;
+    static constexpr int32_t most_rate = 100'000'000; // Hz: filters are as long as that
+    static constexpr int32_t most_block = 1 << 16;    // samples
+    Selected samples_;
     double rate_; // Hz
     std::optional<Plan> plan_;
     std::unique_ptr<Receiver> radio_;
     bool settled_ = false;
     int64_t flushed_ = 0;
-    size_t block_; // frames
+    size_t block_;     // samples
+    size_t given_ = 0; // of head_
     std::vector<int16_t> head_, band_, audio_;
 };
 

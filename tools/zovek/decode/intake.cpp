@@ -54,9 +54,8 @@ void Intake::push(const int16_t* samples, size_t count)
 
 void Intake::finish(double seconds)
 {
-    const std::vector<int16_t> silence(
-        size_t((seconds + double(block_) / rate() + resampler_.delay()) * resampler_.input_rate()) + 1);
-    push(silence.data(), silence.size());
+    push_silence((seconds + double(block_) / rate() + resampler_.delay()) * resampler_.input_rate() + 1,
+                 [this](const int16_t* samples, size_t count) { push(samples, count); });
 }
 
 double Intake::level(double begin, double end) const

@@ -48,8 +48,7 @@ void Spectra::push32(const int32_t* samples, size_t count, const std::function<v
 void Spectra::finish(const std::function<void(double time)>& frame)
 {
     const double silent = (double(window_) / rate() + to_rate_.delay()) * to_rate_.input_rate();
-    const std::vector<int16_t> silence(size_t(silent) + 1);
-    push(silence.data(), silence.size(), frame);
+    push_silence(silent + 1, [&](const int16_t* samples, size_t count) { push(samples, count, frame); });
 }
 
 int Spectra::bin(double frequency) const

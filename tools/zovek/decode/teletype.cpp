@@ -103,8 +103,8 @@ public:
     void finish() override
     {
         const double bits = (first_wait + second_wait + 3) * (frame_.bits + 3) + 2 * surveyor_.reach();
-        const std::vector<int16_t> silence(size_t((bits / tones_.baud + 2 * correlator_.delay()) * rate_));
-        push(silence.data(), silence.size());
+        push_silence((bits / tones_.baud + 2 * correlator_.delay()) * rate_,
+                     [this](const int16_t* samples, size_t count) { push(samples, count); });
         end_line();
     }
 

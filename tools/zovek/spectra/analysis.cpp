@@ -89,6 +89,7 @@ Analysis::Analysis(const AnalysisOptions& options, const Resolution& resolution)
     : frame_(is_iq(options.input, options.iq) ? 2 : 1),
       swap_(options.iq.swap ? 1 : 0),
       input_(iq() ? open_pairs(options.input) : open_real(options.input)),
+      selected_(*input_, iq() ? std::vector{swap_, 1 - swap_} : std::vector{size_t(input_->channel)}),
       window_(options.window),
       start_(options.start),
       most_(most_frames(options, input_->rate)),
@@ -126,22 +127,10 @@ std::optional<int64_t> Analysis::blocks_expected() const
     return std::max<int64_t>((*expected_ - size_) / hop_ + 1, 1);
 }
 
-// Frames of one value, or of two in I/Q.
-size_t Analysis::take(int16_t* to, size_t frames)
-{
-    const auto channels = size_t(input_->channels);
-    frames_read_.resize(frames * channels);
-    const size_t got = input_->read(frames_read_.data(), frames);
-    for (size_t k = 0; k < got; ++k)
-        for (size_t c = 0; c < frame_; ++c)
-            to[k * frame_ + c] = frames_read_[k * channels + size_t(input_->channel) + (c ^ swap_)];
-    return got;
-}
-
-// The same, up to the end asked for.
+// Frames of one value, or of two in I/Q, up to the end asked for.
 size_t Analysis::read(int16_t* to, size_t frames)
 {
-    const size_t got = take(to, size_t(std::min<int64_t>(int64_t(frames), most_ - frames_)));
+    const size_t got = selected_.read(to, size_t(std::min<int64_t>(int64_t(frames), most_ - frames_)));
     frames_ += int64_t(got);
     return got;
 }
@@ -151,7 +140,7 @@ const float* Analysis::next()
     const auto size = size_t(size_), hop = size_t(hop_);
     if (blocks_ == 0) {
         for (int64_t left = std::llround(start_ * input_->rate); left > 0;) {
-            const size_t got = take(block_.data(), size_t(std::min<int64_t>(left, size_)));
+            const size_t got = selected_.read(block_.data(), size_t(std::min<int64_t>(left, size_)));
             if (got == 0) return nullptr;
             left -= int64_t(got);
         }

@@ -1,6 +1,7 @@
 // A recording as a series of power spectra: what waterfall and spectrum have in common.
 #pragma once
 #include "iq.h"
+#include "selected.h"
 #include "spectra/transform.h"
 #include <cmath>
 #include <optional>
@@ -71,13 +72,13 @@ public:
 
 private:
     bool iq() const { return frame_ == 2; }
-    size_t take(int16_t* to, size_t frames);
     size_t read(int16_t* to, size_t frames);
     void choose_band(const AnalysisOptions& options);
 
     size_t frame_; // values a frame: 1, or 2 in I/Q
     size_t swap_;  // 1 where the first channel is Q
     std::unique_ptr<Input> input_;
+    Selected selected_;
     int window_;
     double start_;
     int64_t most_;                    // frames between start and end
@@ -86,7 +87,7 @@ private:
     Transform transform_;
     int64_t first_ = 0;             // of the band, in whole bins of bin_width from 0 Hz
     size_t skipped_ = 0, bins_ = 0; // of the transform's bins: before the band, in it
-    std::vector<int16_t> block_, frames_read_;
+    std::vector<int16_t> block_;
     int64_t frames_ = 0, blocks_ = 0;
 };
 } // namespace client::spectra
