@@ -363,8 +363,8 @@ class Client(InFolder):
         """A client that has received BAND into a file, and waits for more."""
         client = subprocess.Popen([CLIENT, "receive", "-M", "am", "-t", "raw", "-r", "24k", "-o", path], stdin=subprocess.PIPE,
                                   stderr=subprocess.PIPE)
-        self.addCleanup(client.kill)
-        self.addCleanup(client.communicate)
+        for clean in (client.stderr.close, client.stdin.close, client.wait, client.kill):  # the last one first
+            self.addCleanup(clean)
         before = set(os.listdir())
         client.stdin.write(pack("h", BAND))
         client.stdin.flush()
