@@ -133,6 +133,12 @@ class Pictures(InFolder):
                 self.assertTrue(places, f"{window} {hz}: {colour} isn't on the scale")
                 self.assertAlmostEqual(-60 * (sum(places) / len(places) + 0.5) / len(scale), level, delta=0.4)
 
+    def test_a_label_wider_than_its_plot(self):
+        tone = wav(pack("h", [round(10000 * math.sin(2 * math.pi * 0.2109 * k)) for k in range(4 * RATE)]))
+        done = run("spectrum", "-", "-o", "-", "--width", 64, "--height", 120, "--size", 65536, data=tone)
+        self.assertEqual(done.returncode, 0, done.stderr)  # the standard library's assertions would stop it
+        self.assertGreater(picture(done.stdout)[1], 120)
+
     def test_depths_look_the_same(self):
         pictures = [waterfall(f"--width 400 --depth {depth} --mark 3k:am:one --mark 7.5k:usb") for depth in (8, 24, 32)]
         self.assertEqual([summary["kind"] for _, summary in pictures], [3, 2, 6])
