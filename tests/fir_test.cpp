@@ -270,8 +270,8 @@ void check_stream(ZVFIR* (*construct)(ZVFIR*), Process<Out, In> process, bool ro
         std::copy(taps.begin(), taps.end(), static_cast<Tap*>(fir->taps));
         const auto in = noise<In>(size_t(600 * step), 6);
         std::vector<Tap> taken;
-        const auto take = [&](size_t at, int32_t samples) {
-            for (int32_t k = 0; k < samples; ++k) taken.push_back(store(in[at + size_t(k * step)]));
+        const auto take = [&, apart = step](size_t at, int32_t samples) {
+            for (int32_t k = 0; k < samples; ++k) taken.push_back(store(in[at + size_t(k * apart)]));
         };
         const auto results = [&, by = decimation] { return reference(taps, taken, by, std::vector<Tap>{}); };
         const auto narrowed = [&] {
