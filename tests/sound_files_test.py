@@ -256,8 +256,10 @@ class SoundFiles(unittest.TestCase):
     def test_damage_is_no_truncation(self):
         dice = np.random.default_rng(2)
         data, wanted = self.make("FLAC", frames=60000)
-        for width in 4, 3000:
-            for way, (samples, summary, _) in self.three_ways(patched(data, (len(data) // 2, dice.bytes(width)))):
+        # Where the decoder learns of it, as it reads or as it goes back to look for the next block, hangs on the bytes.
+        for width in 1, 4, 10, 100, 1000, 3000, 9000:
+            junk = (dice.bytes(width), bytes(width), b"\xff" * width)[width % 3]
+            for way, (samples, summary, _) in self.three_ways(patched(data, (len(data) // 2 - width, junk))):
                 with self.subTest(f"FLAC, {width} bytes by {way}"):
                     self.assertEqual((summary["damaged"], summary["truncated"]), (True, False))
                     for end in slice(0, 16384), slice(-16384, None):  # what is before it and behind it

@@ -36,8 +36,16 @@ std::string SoundStream::tail()
     return bytes(length() - count, count);
 }
 
+void SoundStream::pass_damage()
+{
+    if (!reader_ || sf_error(reader_) == SF_ERR_NO_ERROR) return;
+    passed_damage_ = true;
+    sf_seek(reader_, 0, SEEK_CUR); // to where it is, which clears the error
+}
+
 int64_t SoundStream::seek(int64_t offset, int whence)
 {
+    pass_damage();
     const int64_t end = is_file() ? length() : endless;
     const int64_t from = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? position_ : end;
     return position_ = std::max<int64_t>(from + offset, 0);
@@ -51,10 +59,7 @@ int64_t SoundStream::read(char* to, int64_t bytes)
                       last = std::min(patch.at + int64_t(patch.bytes.size()), begin + got);
         for (int64_t k = first; k < last; ++k) to[k - begin] = patch.bytes[size_t(k - patch.at)];
     }
-    if (reader_ && got > 0 && sf_error(reader_) != SF_ERR_NO_ERROR) {
-        passed_damage_ = true;
-        sf_seek(reader_, 0, SEEK_CUR); // to where it is, which clears the error
-    }
+    if (got > 0) pass_damage();
     short_reads_ += got < bytes;
     vain_reads_ += got == 0 && bytes > 0;
     position_ += got;
@@ -76,9 +81,13 @@ int64_t SoundStream::read_pipe(char* to, int64_t bytes)
         take(skipped.data(), position_ - came_);
     }
     int64_t got = 0;
+    const int64_t tail = came_ - int64_t(tail_.size()); // where it begins
     if (position_ < int64_t(head_.size())) {
         got = std::min(bytes, int64_t(head_.size()) - position_);
         std::memcpy(to, head_.data() + position_, static_cast<size_t>(got));
+    } else if (position_ >= tail && position_ < came_) {
+        got = std::min(bytes, came_ - position_);
+        std::memcpy(to, tail_.data() + (position_ - tail), static_cast<size_t>(got));
     }
     return position_ + got == came_ ? got + take(to + got, bytes - got) : got;
 }

@@ -1,7 +1,8 @@
 // A recording as libsndfile wants it where it can't open the file itself: a pipe, or a file whose header needs mending.
 //
-// A pipe keeps its first bytes, so that headers can be read twice; a position beyond what has come is remembered, and
-// reads there give nothing, which ends the search for chunks behind the samples. The length of a pipe is said to be
+// A pipe keeps its first bytes, so that headers can be read twice, and its last, so that FLAC can look for the next frame
+// in a damaged one. A position beyond what has come is remembered, and reads there give nothing, which ends the search for
+// chunks behind the samples. The length of a pipe is said to be
 // endless, so that libsndfile believes the header's frames, and one that is shorter shows itself when it ends.
 #pragma once
 #include "sound_header.h"
@@ -25,8 +26,8 @@ public:
     int64_t length() const { return is_file() ? source.length() : came_; }
     // The last of them, as many as a page of Ogg may have at least.
     std::string tail();
-    // Says who reads here. Where the reader finds damage in a FLAC, it would end with the next read of its own; so that
-    // it goes on behind it, the error is taken from it there.
+    // Says who reads here. Where the reader finds damage in a FLAC, it would end with the next read or seek of its own;
+    // so that it goes on behind it, the error is taken from it there.
     void serve(SNDFILE* reader) { reader_ = reader; }
     bool passed_damage() const { return passed_damage_; }
     // A pipe has come to its end.
@@ -35,8 +36,7 @@ public:
     int64_t vain_reads() const { return vain_reads_; }
     int64_t short_reads() const { return short_reads_; }
 
-    static constexpr int64_t endless = int64_t(1)
-                                       << 50; // bytes that a pipe is said to have: more than any has
+    static constexpr int64_t endless = int64_t(1) << 50; // bytes of a pipe, as it is said: more than any has
 
     Source source;
 
@@ -49,6 +49,7 @@ private:
     int64_t read_file(char* to, int64_t bytes);
     int64_t read_pipe(char* to, int64_t bytes);
     int64_t take(char* to, int64_t bytes);
+    void pass_damage();
 
     std::vector<Patch> patches_;
     std::string head_, tail_; // of a pipe: the first bytes, and the last
