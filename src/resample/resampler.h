@@ -5,7 +5,7 @@
 namespace zv::resampler {
 // Fills the design array with the prototype and hands it to store_routine.
 void design(ZVResampler32* self);
-// The library's store_routine: the public table, and the private ones.
+// The library's store_routine: makes the public table, and the private ones anew.
 void store(ZVResampler32* self, const double* taps, int32_t count);
 
 // Private tables stand behind the recorded capacity of work_block, in this much room: enough for the record of
