@@ -54,12 +54,14 @@ using Words = short __attribute__((vector_size(8), may_alias)); // four of 16 bi
 using DWords = int __attribute__((vector_size(8), may_alias));  // two of 32 bits
 using QWord = long long __attribute__((vector_size(8), may_alias));
 
-using AnyQWord = long long __attribute__((vector_size(8), may_alias, aligned(1)));
+struct __attribute__((packed, may_alias)) AnyQWord { // at any address
+    QWord value;
+};
 using AnyDWord = int __attribute__((may_alias, aligned(1)));
 
 // From any address.
-ZV_MMX_OP Words load4(const int16_t* from) { return Words(*reinterpret_cast<const AnyQWord*>(from)); }
-ZV_MMX_OP DWords load2(const int32_t* from) { return DWords(*reinterpret_cast<const AnyQWord*>(from)); }
+ZV_MMX_OP Words load4(const int16_t* from) { return Words(reinterpret_cast<const AnyQWord*>(from)->value); }
+ZV_MMX_OP DWords load2(const int32_t* from) { return DWords(reinterpret_cast<const AnyQWord*>(from)->value); }
 // Two words, and the same two again.
 ZV_MMX_OP Words twice2(const int16_t* from)
 {

@@ -30,9 +30,9 @@ ZV_3DNOW_OP Floats take1(const float* from)
 {
     return Floats(DWords{*reinterpret_cast<const AnyDWord*>(from), 0});
 }
-ZV_3DNOW_OP Floats take2(const float* from) { return Floats(*reinterpret_cast<const AnyQWord*>(from)); }
+ZV_3DNOW_OP Floats take2(const float* from) { return Floats(reinterpret_cast<const AnyQWord*>(from)->value); }
 ZV_3DNOW_OP void put1(float* to, Floats a) { *reinterpret_cast<AnyDWord*>(to) = mmx_ops::lowest(a); }
-ZV_3DNOW_OP void put2(float* to, Floats a) { *reinterpret_cast<AnyQWord*>(to) = QWord(a); }
+ZV_3DNOW_OP void put2(float* to, Floats a) { reinterpret_cast<AnyQWord*>(to)->value = QWord(a); }
 ZV_3DNOW_OP bool is_zero(Floats a) { return mmx_ops::lowest(a) == 0; }
 
 // Scales count values in place; their sum.
