@@ -31,10 +31,10 @@ def check(case, column, *compiler):
         claims.append(f'_Static_assert(sizeof({record}) == {sizes[column]}, "{record}");')
         claims += [f'_Static_assert(offsetof({record}, {field}) == {offsets[column]}, "{record}.{field}");'
                    for field, *offsets in fields]
-    with tempfile.TemporaryDirectory() as folder:
+    with tempfile.TemporaryDirectory() as folder:  # freestanding: without the C library's headers of 32 bits
         source = pathlib.Path(folder, "claims.c")
         source.write_text("\n".join(claims) + "\n")
-        done = subprocess.run([*compiler, "-std=c11", "-fsyntax-only", f"-I{ROOT / 'include'}", source],
+        done = subprocess.run([*compiler, "-std=c11", "-ffreestanding", "-fsyntax-only", f"-I{ROOT / 'include'}", source],
                               capture_output=True, text=True)
     case.assertEqual(done.returncode, 0, f"{compiler}: {done.stderr}")
 
