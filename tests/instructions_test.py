@@ -62,13 +62,13 @@ SSE = """(add|sub|mul|div|min|max|sqrt|rcp|rsqrt)[ps]s (andn?|x?or)ps cmp\\w+[ps
 SSE2_NAMES = """(add|sub|mul|div|min|max|sqrt)[ps]d (andn?|x?or)pd cmp\\w+[ps]d u?comisd cvtsi2sd cvtt?sd2si
     cvt(dq2p[sd]|pd2ps|ps2pd|sd2ss|ss2sd) cvtt?p[sd]2dq mov([au]|h|l|msk)pd movsd movdq[au] movdq2q movq2dq
     shufpd unpck[hl]pd paddq psubq pmuludq pshuf(d|hw|lw) ps[lr]ldq punpck[hl]qdq"""
-AVX2 = """blendv?p[sd] broadcast(ss|sd|f128|i128) extract[fi]128 fn?m(add|sub)(132|213|231)[ps][sd]
-    p?gather[dq](d|q|ps|pd) insert[fi]128 movddup packusdw pblend(d|w|vb) pbroadcast[bwdq] pcmp(eq|gt)q perm(d|q|pd|ps)
-    perm2[fi]128 pextr[bdq] pinsr[bdq] p(max|min)(u[wd]|s[bd]) pmov[sz]x(bw|bd|bq|wd|wq|dq) pmuldq pmulld
-    ps([lr]l|ra)v[dq] ptest zeroupper"""
+AVX2 = """blendv?p[sd] broadcast(ss|sd|f128|i128) extract[fi]128 extractps fn?m(add|sub)(132|213|231)[ps][sd]
+    p?gather[dq](d|q|ps|pd) haddp[sd] insert[fi]128 movddup packusdw palignr pblend(d|w|vb) pbroadcast[bwdq] pcmp(eq|gt)q perm(d|q|pd|ps)
+    perm2[fi]128 pextr[bdq] phadd[wd] pinsr[bdq] p(max|min)(u[wd]|s[bd])
+    pmov[sz]x(bw|bd|bq|wd|wq|dq) pmuldq pmulld ps([lr]l|ra)v[dq] pshufb ptest rounds[sd] testp[sd] zeroupper"""
 AVX512 = """align[dq] p?blendm(b|w|d|q|ps|pd) (broadcast|extract|insert)[fi](32x[248]|64x[24])
     movdqa(32|64) movdqu(8|16|32|64) (p(andn?|x?or))[dq] pcmp\\w*[bwdq] permw perm[it]2(w|d|q|ps|pd) p(max|min)[su]q
-    pmov(dw|qd|sqd|sdw) pmullq psraq pternlog[dq] ptestn?m[bwdq] rangep[sd] shuf[fi](32x4|64x2)"""
+    pmov(dw|qd|sqd|sdw|d2m|m2d) pmullq psraq pternlog[dq] ptestn?m[bwdq] rangep[sd] rndscales[sd] shuf[fi](32x4|64x2)"""
 VNNI = "pdpwssds? pdpbusds?"
 
 
@@ -94,7 +94,7 @@ MNEMONICS = {kind: [(name, pattern(*names)) for name, *names in rows] for kind, 
     "evex": [("vnni", VNNI, "v"), ("avx512", f"{SSE} {SSE2_NAMES} {MMX} {MMX_EXT} {AVX2} {AVX512}", "v")],
     "mask": [("avx512", "k(add|andn?|mov|not|or|ortest|shift[lr]|test|unpck(bw|wd|dq)|xn?or)[bwdq]?")],
 }.items()}
-PREFIXES = {"rep", "repz", "repnz", "lock", "data16", "addr32", "notrack", "cs", "ds", "es", "fs", "gs", "ss"}
+PREFIXES = {"rep", "repz", "repnz", "lock", "{evex}", "data16", "addr32", "notrack", "cs", "ds", "es", "fs", "gs", "ss"}
 
 
 def needed(code, text):
