@@ -83,14 +83,13 @@ class Install(unittest.TestCase):
             with self.subTest(name):
                 root = self.folder / root if root else ""
                 said = self.installed(*(option.format(self.folder) for option in options), root=root)
-                (found,) = [path.parent for top in ("own", "stage", "libraries") for path in (self.folder / top).rglob("zovek.pc")]
-                found = found.parent
+                tops = [self.folder / top for top in ("own", "stage", "libraries")]
+                (found,) = [path.parent.parent for top in tops for path in top.rglob("zovek.pc")]
                 self.assertRegex(str(found.relative_to(self.folder)), f"^{libraries}$")
                 self.assertEqual("LD_LIBRARY_PATH" in said, not root)
                 self.serves(found)
                 run("cmake", "--build", self.folder / "build", "--target", "uninstall", DESTDIR=str(root))
-                left = [path for top in ("own", "stage", "libraries") for path in (self.folder / top).rglob("*")
-                        if not path.is_dir() or path.name == "zovek"]
+                left = [path for top in tops for path in top.rglob("*") if not path.is_dir() or path.name == "zovek"]
                 self.assertFalse(left)
 
     def test_moves_as_a_whole(self):
