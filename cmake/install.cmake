@@ -9,10 +9,6 @@ file(RELATIVE_PATH zovek_includedir ${folder} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(cmake/zovek.pc.in zovek.pc @ONLY)
 
 if(TARGET zovek_client)
-    file(RELATIVE_PATH from_bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-    if(NOT CMAKE_INSTALL_FULL_LIBDIR IN_LIST CMAKE_C_IMPLICIT_LINK_DIRECTORIES) # where the loader looks anyway
-        set_target_properties(zovek_client PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
-    endif()
     install(TARGETS zovek_client)
 endif()
 

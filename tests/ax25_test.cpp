@@ -1,10 +1,10 @@
 // AX.25 frames out of levels: the frame's bits made here by another road than they are read, bit by bit.
-#include "decode/ax25.h"
+#include "decoders/packet/ax25.h"
 #include <gtest/gtest.h>
 
-using client::decode::Ax25;
-using client::decode::Deframer;
-using client::decode::parse_ax25;
+using decoders::packet::Ax25;
+using decoders::packet::Deframer;
+using decoders::packet::parse_ax25;
 
 namespace {
 std::string shifted(const std::string& call, int last_byte)

@@ -1,12 +1,13 @@
 // The client's pure parts: numbers as users write them, and the frequency plan of each mode.
-#include "../tools/zovek/failure.h"
-#include "../tools/zovek/plan.h"
-#include "../tools/zovek/text.h"
+#include "line/failure.h"
+#include "radio/plan.h"
+#include "words/words.h"
 #include <cmath>
 #include <gtest/gtest.h>
 #include <zovek/demodulator.h>
 
 using namespace client;
+using namespace words;
 
 TEST(Quantity, TakesDecimalsAndSuffixes)
 {

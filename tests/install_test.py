@@ -106,12 +106,11 @@ class Install(unittest.TestCase):
             self.assertEqual(run(self.folder / library / "program"), "1024\n")
 
     @unittest.skipIf(os.environ.get("ZOVEK_CLIENT") == "OFF", "built without the client")
-    def test_the_client_finds_its_library(self):
+    def test_the_client_needs_no_library_of_ours(self):
         # All is of this component; naming it leaves alone the list by which a user's own installation is taken back.
         run("cmake", "--install", BUILD, "--prefix", self.folder / "own", "--component", "Unspecified")
         run(self.folder / "own/bin/zovek", "cpu")
-        loaded = run("ldd", self.folder / "own/bin/zovek")
-        self.assertIn(str(self.folder), re.search(r"libzovek.*", loaded)[0])
+        self.assertNotIn("libzovek", run("ldd", self.folder / "own/bin/zovek"))
 
 
 if __name__ == "__main__":

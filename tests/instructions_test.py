@@ -11,7 +11,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
-CLIENT = BUILD / "tools/zovek/CMakeFiles/zovek_client.dir"
+CLIENT = BUILD / "tools"
 BITS = int(os.environ.get("ZOVEK_BITS", "64"))
 
 # ---- Which function may use which set. The first row that is found in "file function" counts; file is empty for

@@ -1,12 +1,12 @@
 // POCSAG codewords and pages: the code's promise for every pattern of errors, and what becomes of a page in bad company.
-#include "decode/pocsag_pages.h"
+#include "decoders/pages/pocsag_pages.h"
 #include <bit>
 #include <gtest/gtest.h>
 
-using client::decode::correct_pocsag;
-using client::decode::Page;
-using client::decode::PageText;
-using client::decode::PocsagReceiver;
+using decoders::pages::correct_pocsag;
+using decoders::pages::Page;
+using decoders::pages::PageText;
+using decoders::pages::PocsagReceiver;
 
 namespace {
 constexpr uint32_t sync_word = 0x7cd215d8, idle_word = 0x7a89c197;

@@ -1,9 +1,9 @@
 // The client's spectra: calibrated levels, tones found, round ticks, rows that lose nothing, an even ramp.
-#include "../tools/zovek/spectra/axis.h"
-#include "../tools/zovek/spectra/lines.h"
-#include "../tools/zovek/spectra/palette.h"
-#include "../tools/zovek/spectra/peaks.h"
-#include "../tools/zovek/spectra/transform.h"
+#include "spectra/axis.h"
+#include "spectra/lines.h"
+#include "spectra/palette.h"
+#include "spectra/peaks.h"
+#include "spectra/transform.h"
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>

@@ -1,10 +1,11 @@
 // Tones: a stream cut anywhere gives the same messages. The samples go to the decoders themselves, piece by piece.
-#include "decode/decoder.h"
+#include "decoders/decoder.h"
 #include <cmath>
 #include <gtest/gtest.h>
 #include <random>
 
-using namespace client::decode;
+using namespace decoders;
+using namespace decoders::tones;
 
 namespace {
 constexpr double rate = 11025; // Hz

@@ -3,8 +3,9 @@
 // The library's steps wrap where they overshoot, and a turned phase makes peaks of steep edges. So they run at a quarter
 // of the level, and what is above full scale when the level is restored is clipped.
 #include "command.h"
-#include "options.h"
-#include "passage.h"
+#include "io/passage.h"
+#include "io/talk.h"
+#include "line/options.h"
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -14,6 +15,7 @@
 #include <zovek/pitch_shift.h>
 
 namespace client {
+using namespace words;
 namespace {
 constexpr int headroom = 4;
 

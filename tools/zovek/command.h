@@ -1,8 +1,6 @@
-// What the commands share: their table's row and their talk.
+// A command: its row of the table, and what adds it to the command line.
 #pragma once
-#include "failure.h"
 #include <functional>
-#include <string>
 
 namespace client {
 class CommandLine;
@@ -26,11 +24,4 @@ Run add_waterfall(CommandLine& line);
 Run add_spectrum(CommandLine& line);
 Run add_cpu(CommandLine& line);
 Run add_selftest(CommandLine& line);
-
-// One line on standard error: of talk, which --quiet silences, or of what failed.
-void say(const std::string& line);
-void complain(const std::string& line);
-bool quiet(); // no talk is wanted
-// Fails if what was printed on standard output didn't get there.
-void deliver();
 } // namespace client

@@ -1,13 +1,14 @@
 // zovek cpu: the processor record, and the kernel that each family chooses by it.
 #include "command.h"
 #include "kernels.h"
-#include "options.h"
-#include "text.h"
+#include "line/options.h"
+#include "words/words.h"
 #include <cstdio>
 #include <string>
 #include <vector>
 
 namespace client {
+using namespace words;
 namespace {
 std::string hex(uint32_t value)
 {

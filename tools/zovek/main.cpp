@@ -1,9 +1,10 @@
 // zovek: signal processing for radio receivers on the command line. Each command is a row of the table.
 #include "command.h"
-#include "options.h"
-#include "stop.h"
-#include "system.h"
-#include "usage.h"
+#include "io/stop.h"
+#include "io/system.h"
+#include "io/talk.h"
+#include "line/options.h"
+#include "line/usage.h"
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <zovek/base.h>
@@ -30,22 +31,6 @@ static const Command commands[] = {
      "zovek selftest", add_selftest, false},
 };
 // clang-format on
-
-static bool told_to_be_quiet = false;
-
-bool client::quiet() { return told_to_be_quiet; }
-
-void client::complain(const std::string& line) { std::fputs(("zovek: " + line + "\n").c_str(), stderr); }
-
-void client::say(const std::string& line)
-{
-    if (!quiet()) complain(line);
-}
-
-void client::deliver()
-{
-    if (!system::flush()) throw Failure("standard output", system::reason());
-}
 
 // Adds a command as its row tells.
 static std::pair<CLI::App*, Run> add(CLI::App& app, const Command& command)

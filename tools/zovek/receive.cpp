@@ -4,15 +4,16 @@
 // carrier loop and the DC blocker settle, and to be heard. Audio stands where it stood in the recording: the
 // filters' delay is dropped at the start and made up with silence behind the end.
 #include "command.h"
-#include "converter.h"
-#include "iq.h"
-#include "options.h"
-#include "output.h"
-#include "receiver.h"
-#include "selected.h"
-#include "stop.h"
-#include "system.h"
-#include "text.h"
+#include "io/converter.h"
+#include "io/iq.h"
+#include "io/output.h"
+#include "io/selected.h"
+#include "io/stop.h"
+#include "io/system.h"
+#include "io/talk.h"
+#include "line/options.h"
+#include "radio/receiver.h"
+#include "words/words.h"
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -21,6 +22,7 @@
 #include <vector>
 
 namespace client {
+using namespace words;
 namespace {
 struct Options {
     InputOptions input;
@@ -41,7 +43,7 @@ public:
 
     void show(double received)
     {
-        if (quiet() || !system::is_terminal(system::standard_error()) || seconds() < next_) return;
+        if (told_to_be_quiet || !system::is_terminal(system::standard_error()) || seconds() < next_) return;
         std::fprintf(stderr, "\r%.1f s, %.1f x real time ", received, received / seconds());
         next_ = seconds() + 0.25;
         shown_ = true;

@@ -3,14 +3,16 @@
 // The ratio is over / under in whole numbers. An output sample is made of so many input samples as --quality tells,
 // and of more where the rate falls, so that the filter is as sharp beside the lower of the two rates.
 #include "command.h"
-#include "converter.h"
-#include "options.h"
-#include "text.h"
+#include "io/converter.h"
+#include "io/talk.h"
+#include "line/options.h"
+#include "words/words.h"
 #include <algorithm>
 #include <cmath>
 #include <optional>
 
 namespace client {
+using namespace words;
 namespace {
 constexpr int64_t most_taps = 1 << 23; // of all channels together: about 200 MB
 

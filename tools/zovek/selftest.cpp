@@ -2,7 +2,7 @@
 #include "selftest/selftest.h"
 #include "command.h"
 #include "kernels.h"
-#include "options.h"
+#include "line/options.h"
 
 namespace client {
 Run add_selftest(CommandLine& line)

@@ -1,6 +1,6 @@
 // zovek-selftest [--json]: the client's self-test as a program of its own, for systems without the client's other
 // libraries.
-#include "../kernels.h"
+#include "kernels.h"
 #include "selftest.h"
 #include <cstdio>
 #include <cstring>

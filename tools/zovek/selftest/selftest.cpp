@@ -1,7 +1,7 @@
 // Runs the parts, holds their results against what they must give, and tells.
 #include "selftest.h"
-#include "../kernels.h"
-#include "../text.h"
+#include "kernels.h"
+#include "words/words.h"
 #include <algorithm>
 #include <cinttypes>
 #include <cmath>
@@ -9,6 +9,7 @@
 #include <cstring>
 
 namespace client::selftest {
+using namespace words;
 static std::string hex(uint64_t value)
 {
     char text[20];

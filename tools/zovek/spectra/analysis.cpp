@@ -1,15 +1,16 @@
 #include "spectra/analysis.h"
-#include "command.h"
-#include "options.h"
+#include "io/stop.h"
+#include "io/talk.h"
+#include "line/options.h"
 #include "spectra/axis.h"
-#include "stop.h"
-#include "text.h"
+#include "words/words.h"
 #include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
 
 namespace client::spectra {
+using namespace words;
 namespace {
 constexpr int32_t smallest = 16, largest = 1 << 20;
 constexpr int32_t least_chosen = 256, most_chosen = 1 << 16;

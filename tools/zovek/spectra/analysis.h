@@ -1,14 +1,17 @@
 // A recording as a series of power spectra: what waterfall and spectrum have in common.
 #pragma once
-#include "iq.h"
-#include "selected.h"
+#include "io/iq.h"
+#include "io/selected.h"
 #include "spectra/transform.h"
 #include <cmath>
 #include <optional>
 #include <string>
 
-namespace client {
+namespace words {
 class JsonObject;
+}
+
+namespace client {
 }
 
 namespace client::spectra {
@@ -67,7 +70,7 @@ public:
     std::string title() const { return input_->name.substr(input_->name.rfind('/') + 1); }
     // After the end: tells on standard error what the recording lacks.
     void tell_end(const char* command) const;
-    void add_to(JsonObject& summary) const;
+    void add_to(words::JsonObject& summary) const;
     const std::string& name() const { return input_->name; }
 
 private:

@@ -1,9 +1,10 @@
 #include "spectra/axis.h"
-#include "text.h"
+#include "words/words.h"
 #include <algorithm>
 #include <cstdio>
 
 namespace client::spectra {
+using namespace words;
 namespace {
 // The ticks at whole steps, labelled at every so many of them.
 template <class Label>

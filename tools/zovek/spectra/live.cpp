@@ -5,13 +5,13 @@
 // recording runs through a little faster than it was. Where the terminal takes longer for a row, rows cover more
 // signal: all blocks are averaged in, none is dropped.
 #include "spectra/live.h"
-#include "command.h"
+#include "io/stop.h"
+#include "io/system.h"
+#include "line/failure.h"
 #include "spectra/axis.h"
 #include "spectra/lines.h"
 #include "spectra/palette.h"
-#include "stop.h"
-#include "system.h"
-#include "text.h"
+#include "words/words.h"
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -20,6 +20,7 @@
 #include <thread>
 
 namespace client::spectra {
+using namespace words;
 namespace {
 constexpr double pace = 1.0 / 20, covered = 1.0 / 19; // s
 constexpr size_t remembered = 512;                    // rows that are drawn anew after a resize

@@ -1,10 +1,11 @@
 #include "spectra/marks.h"
-#include "options.h"
+#include "line/options.h"
 #include "spectra/axis.h"
-#include "text.h"
+#include "words/words.h"
 #include <algorithm>
 
 namespace client::spectra {
+using namespace words;
 namespace {
 Mark mark_of(const std::string& text)
 {

@@ -1,6 +1,6 @@
 // Stations that the user names, to be marked in a picture.
 #pragma once
-#include "plan.h"
+#include "radio/plan.h"
 #include <optional>
 #include <string>
 #include <vector>

@@ -1,10 +1,11 @@
 #include "spectra/picture_options.h"
-#include "failure.h"
-#include "options.h"
-#include "text.h"
+#include "line/failure.h"
+#include "line/options.h"
+#include "words/words.h"
 #include <tuple>
 
 namespace client::spectra {
+using namespace words;
 void add_picture_options(CommandLine& line, PictureOptions& options)
 {
     line.text("-o,--output", options.output, "PNG file; - is standard output; FILE.part while it is written")

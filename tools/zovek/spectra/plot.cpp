@@ -1,5 +1,5 @@
 #include "spectra/plot.h"
-#include "command.h"
+#include "io/talk.h"
 #include "spectra/font.h"
 #include <algorithm>
 

@@ -1,5 +1,5 @@
 #include "spectra/png_file.h"
-#include "failure.h"
+#include "line/failure.h"
 #include <png.h>
 #include <vector>
 

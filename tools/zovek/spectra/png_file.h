@@ -1,6 +1,6 @@
 // Pictures as PNG.
 #pragma once
-#include "destination.h"
+#include "io/destination.h"
 #include "spectra/canvas.h"
 
 namespace client::spectra {

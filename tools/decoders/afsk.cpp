@@ -1,0 +1,153 @@
+#include "decoders/afsk.h"
+#include <algorithm>
+#include <cmath>
+
+namespace decoders {
+namespace {
+// A band-pass whose gain rises by so many dB from tone 1 to tone 2, in a straight line, and is 1 at the larger one:
+// the wanted response integrated over the band, under a Blackman window.
+Fir make_tilted(const Modem& modem, const Band& band, double tilt)
+{
+    constexpr int steps = 400;
+    const double rate = modem.rate(), step = (band.high - band.low) / steps;
+    std::vector<double> taps(static_cast<size_t>(band.taps));
+    for (int n = 0; n < band.taps; ++n) {
+        double sum = 0;
+        for (int k = 0; k < steps; ++k) {
+            const double f = band.low + (k + 0.5) * step;
+            const double place = (f - modem.tone_1) / (modem.tone_2 - modem.tone_1) - (tilt > 0);
+            sum +=
+                std::pow(10, tilt / 20 * place) * std::cos(2 * M_PI * f / rate * (n - (band.taps - 1) / 2.0));
+        }
+        const double u = 2 * M_PI * n / (band.taps - 1);
+        taps[size_t(n)] = 2 * step / rate * sum * (0.42 - 0.5 * std::cos(u) + 0.08 * std::cos(2 * u));
+    }
+    Fir fir = make_fir(3, band.taps, rate, band.low, band.high);
+    fir->set_taps_double(fir.get(), taps.data(), band.taps);
+    return fir;
+}
+} // namespace
+
+Front::Front(const Modem& modem, const Hearing& hearing) : sums_(kept)
+{
+    const Band& band = hearing.width == Width::wide ? modem.wide : modem.narrow;
+    const double rate = modem.rate();
+    band_ = hearing.tilt ? make_tilted(modem, band, hearing.tilt)
+                         : make_fir(3, band.taps, rate, band.low, band.high);
+    post_ = make_fir(1, post_taps, rate, 0, modem.baud * 5 / 6);
+    omega_ = {2 * M_PI * (modem.tone_1 + hearing.offset) / rate,
+              2 * M_PI * (modem.tone_2 + hearing.offset) / rate};
+    lag_ = (band.taps - 1) / 2.0 / rate;
+    if (hearing.by_delay) {
+        discriminator_ = own<decltype(discriminator_)>(ZVFSKDelayDemod16_Construct(nullptr));
+        ZVFSKDelayDemod_SamplingRate(discriminator_.get(), float(rate));
+        ZVDelayLine_Delay(discriminator_->delay_line, int32_t(std::lround(modem.delay * rate)));
+        ZVFIR_FIRType(discriminator_->pre_filter, 0); // the band-pass stands before
+        ZVFIR_TapsNum(discriminator_->pre_filter, 3);
+        ZVFIR_CutOffHigh(discriminator_->post_filter, float(modem.baud * 3 / 4));
+        return;
+    }
+    correlator_ = own<decltype(correlator_)>(ZVFSKCorrDemod16_Construct(nullptr));
+    ZVFSKCorrDemod_SamplingRate(correlator_.get(), float(rate));
+    // The window is rate / baud + 0.5 samples, rounded: away from the tie, whatever the last bit of the rates is.
+    ZVFSKCorrDemod_BitRate(correlator_.get(), float(modem.baud * 1.01));
+    correlator_->tone_1 = float(modem.tone_1 + hearing.offset);
+    correlator_->tone_2 = float(modem.tone_2 + hearing.offset);
+    if (correlator_->samples_per_bit != bit_samples) throw std::bad_alloc();
+}
+
+void Front::push(const int16_t* samples, size_t count)
+{
+    filtered_.resize(count);
+    soft_.resize(count);
+    ZVFIR1616_Process_16_16(band_.get(), filtered_.data(), samples, int32_t(count), 1, 1);
+    if (correlator_) {
+        correlate(count);
+        ZVFIR1616_Process_16_16(post_.get(), soft_.data(), soft_.data(), int32_t(count), 1, 1);
+    } else
+        ZVFSKDelayDemod16_Process(discriminator_.get(), soft_.data(), filtered_.data(), int32_t(count), 1);
+}
+
+// Bit time by bit time: the correlator's window then holds the products of exactly the samples that went in.
+void Front::correlate(size_t count)
+{
+    ZVFSKCorrDemod* const self = correlator_.get();
+    for (size_t at = 0; at < count; at += bit_samples) {
+        self->phase_1 = float(phase_[0]);
+        self->phase_2 = float(phase_[1]);
+        for (size_t k = 0; k < 2; ++k)
+            phase_[k] = std::remainder(phase_[k] + omega_[k] * bit_samples, 2 * M_PI);
+        ZVFSKCorrDemod16_Process_16_16(self, &filtered_[at], &soft_[at], bit_samples, 1);
+        for (const float* product = self->window; product < self->window + self->window_length;
+             product += 4) {
+            sums_[size_t(position_++) % kept] = sum_;
+            for (size_t slot = 0; slot < 4; ++slot) sum_[slot] += product[slot];
+        }
+    }
+    sums_[size_t(position_) % kept] = sum_;
+}
+
+Phasor Front::correlation(int tone, int64_t end) const
+{
+    const auto &to = sums_[size_t(end) % kept], &from = sums_[size_t(end - bit_samples) % kept];
+    const size_t cos = tone == 1 ? 0 : 3, sin = tone == 1 ? 1 : 2;
+    return Phasor{float(to[cos] - from[cos]), float(from[sin] - to[sin])} * (2.0f / bit_samples);
+}
+
+Branch::Branch(const Front& front, const Modem& modem, const Tuning& tuning, Take take)
+    : front_(front),
+      tuning_(tuning),
+      period_(modem.rate() / modem.baud / (1 + tuning.rate_offset)),
+      take_(std::move(take)),
+      clock_(own<decltype(clock_)>(ZVDataFormatter2_Construct(nullptr))),
+      sequence_(front.omega(1), front.omega(2), tuning.tracking)
+{
+    clock_->sampling_rate = period_; // the unit of time is a bit
+    clock_->bit_rate = 1;
+    clock_->loop_gain = tuning.loop_gain;
+    clock_->user_data = reinterpret_cast<uintptr_t>(this);
+    clock_->callback = [](uintptr_t self, ZVDataFormatter2*, int32_t, int32_t) {
+        reinterpret_cast<Branch*>(self)->decide();
+    };
+}
+
+// The clock doesn't tell at which sample a bit is due, so samples near a bit go in one by one. An edge moves the
+// coming bit by half the loop's gain of a bit time at most, against one bit time after the last.
+void Branch::run()
+{
+    const std::vector<int16_t>& soft = front_.soft();
+    for (size_t at = 0; at < soft.size();) {
+        const double period = clock_->sampling_rate;
+        const auto safe = int64_t(clock_->last_bit_point + period * (1 - tuning_.loop_gain / 2)) - 1;
+        const size_t piece = size_t(std::clamp<int64_t>(safe, 1, int64_t(soft.size() - at)));
+        level_ = soft[at + piece - 1];
+        position_ += int64_t(piece);
+        decided_ = false;
+        const double due = clock_->next_bit_point - double(piece);
+        ZVDataFormatter2_DPLL_16(clock_.get(), &soft[at], int32_t(piece), 1);
+        if (tuning_.rate_reach > 0) follow(clock_->next_bit_point - due - (decided_ ? period : 0));
+        at += piece;
+    }
+}
+
+// Takes a share of each correction of the bit point into the bit's length: a loop of second order with damping 1 at
+// an edge every other bit.
+void Branch::follow(double correction)
+{
+    const double most = period_ * tuning_.rate_reach;
+    clock_->sampling_rate = std::clamp(clock_->sampling_rate + tuning_.loop_gain / 8 * correction,
+                                       period_ - most, period_ + most);
+}
+
+void Branch::decide()
+{
+    decided_ = true;
+    if (tuning_.rule == Rule::level) return take_(level_, position_);
+    // The clock finds edges a sample late.
+    const int64_t end = position_ - front_.delay() - 1;
+    if (end < bit_samples) return;
+    const auto way = int(end - last_end_);
+    last_end_ = end;
+    take_(sequence_.push(front_.correlation(1, end), front_.correlation(2, end), way), position_);
+}
+} // namespace decoders

@@ -1,0 +1,71 @@
+// Blocks of the library as decoders use them: owned, and fed with streams.
+#pragma once
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <vector>
+#include <zovek/fir.h>
+#include <zovek/resampler.h>
+
+namespace decoders {
+template <auto Destruct>
+struct Destructor {
+    template <class Record>
+    void operator()(Record* record) const
+    {
+        Destruct(record, 1);
+    }
+};
+
+// A record of the library's heap that is destructed with its owner.
+template <class Record, auto Destruct>
+using Owned = std::unique_ptr<Record, Destructor<Destruct>>;
+
+// Takes what a constructor of the library gave.
+template <class Block, class Record>
+Block own(Record* record)
+{
+    if (!record) throw std::bad_alloc();
+    return Block(record);
+}
+
+using Fir = Owned<ZVFIR, ZVFIR_Destruct>;
+
+// A filter of 16-bit samples. Designs are those of ZVFIR: 1 low-pass, 2 high-pass, 3 band-pass.
+Fir make_fir(int32_t design, int32_t taps, double rate, double low, double high);
+
+// Pushes silence of so many samples, by pieces.
+template <class Push>
+void push_silence(double samples, Push push)
+{
+    constexpr size_t piece = 1 << 16;
+    const std::vector<int16_t> silence(std::min(size_t(samples), piece));
+    for (size_t left = size_t(samples), count; left > 0; left -= count) {
+        count = std::min(left, piece);
+        push(silence.data(), count);
+    }
+}
+
+// A stream at another rate.
+class Resampler {
+public:
+    // The rate that comes out is within 1e-5 of the wanted one: see rate(). An output costs so many products.
+    Resampler(double from, double to, uint32_t taps_per_phase = 32);
+
+    // The outputs of these samples, until the next call.
+    const std::vector<int16_t>& push(const int16_t* samples, size_t count);
+    // The same, not narrowed: 32-bit samples at half scale, which leaves room for what the filter overshoots.
+    const std::vector<int32_t>& push32(const int16_t* samples, size_t count);
+    double rate() const { return rate_; }
+    double input_rate() const { return from_; }
+    // Time that the filter takes, s: an output stands for the input so long before.
+    double delay() const { return delay_; }
+
+private:
+    Owned<ZVResampler32, ZVResampler32_Destruct> resampler_;
+    double from_, rate_, delay_;
+    std::vector<int16_t> out_;
+    std::vector<int32_t> in32_, out32_;
+};
+} // namespace decoders

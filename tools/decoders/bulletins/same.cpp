@@ -1,0 +1,178 @@
+// Headers of weather radio and the emergency alert system: 520.83 Bd AFSK between 2083.3 and 1562.5 Hz.
+#include "decoders/afsk.h"
+#include "decoders/bulletins/same_header.h"
+#include "decoders/decoder.h"
+#include "decoders/intake.h"
+#include <algorithm>
+#include <cmath>
+#include <deque>
+
+namespace decoders::bulletins {
+namespace {
+constexpr double baud = 3125.0 / 6; // a bit is four waves of tone 1, or three of tone 2
+constexpr Modem modem = {.baud = baud,
+                         .tone_1 = 4 * baud,
+                         .tone_2 = 3 * baud,
+                         .wide = {1250, 2400, 67},
+                         .narrow = {1250, 2400, 67},
+                         .delay = 0};
+// Clocks side by side, for senders whose bit rate is off; each serves 1 % to either side.
+constexpr double rate_offsets[] = {0, 0.015, -0.015};
+constexpr int block_bits = 12;
+constexpr double same_burst = 0.25; // s, between the beginnings of one burst as two clocks have it
+
+struct Settings {
+    bool once = false;
+};
+
+// One clock, and what is received by it.
+class Channel {
+public:
+    using Take = std::function<void(const Channel& channel, const SameReceiver::Found& found)>;
+    Channel(const Front& front, double rate_offset, Take take)
+        : front_(front),
+          take_(std::move(take)),
+          branch_(front, modem, {Rule::sequence, 0.12, rate_offset, 0, {0.03, 0.02}},
+                  [this](float soft, int64_t sample) { hear(soft, sample); })
+    {
+    }
+
+    void run() { branch_.run(); }
+    void finish() { give(receiver_.finish()); }
+
+    // The sample at which a bit ended that the receiver counts so.
+    double sample(int64_t bit) const { return samples_[size_t(std::max<int64_t>(bit - bits_gone_, 0))]; }
+
+private:
+    // A bit of the sequence detector is one that ended so many samples ago.
+    static constexpr int behind = SequenceDetector::span / 2 * bit_samples;
+    static constexpr size_t most_bits = 16384; // half a minute: longer than three bursts
+
+    void hear(float soft, int64_t sample)
+    {
+        const int64_t end = sample - front_.delay() - 1 - behind;
+        float tone = 0, other = 0;
+        if (end >= bit_samples) {
+            const Phasor first = front_.correlation(1, end), second = front_.correlation(2, end);
+            tone = first.re * first.re + first.im * first.im;
+            other = second.re * second.re + second.im * second.im;
+            if (soft < 0) std::swap(tone, other);
+        }
+        samples_.push_back(double(end));
+        if (samples_.size() > most_bits) {
+            samples_.pop_front();
+            ++bits_gone_;
+        }
+        give(receiver_.push({soft, tone, other}));
+    }
+
+    void give(const std::vector<SameReceiver::Found>& all)
+    {
+        for (const SameReceiver::Found& found : all) take_(*this, found);
+    }
+
+    const Front& front_;
+    const Take take_;
+    Branch branch_;
+    SameReceiver receiver_;
+    std::deque<double> samples_; // of the ends of the last bits
+    int64_t bits_gone_ = 0;
+};
+
+class Same : public Decoder {
+public:
+    Same(double rate, const Settings& settings, Emit emit)
+        : once_(settings.once),
+          emit_(std::move(emit)),
+          intake_(rate, modem.rate(), block_bits * bit_samples, 0.12,
+                  [this](const int16_t* samples, size_t count, int64_t) {
+                      front_.push(samples, count);
+                      for (auto& channel : channels_) channel->run();
+                  }),
+          front_(modem, {})
+    {
+        for (const double offset : rate_offsets)
+            channels_.push_back(std::make_unique<Channel>(
+                front_, offset,
+                [this](const Channel& channel, const SameReceiver::Found& found) { take(channel, found); }));
+    }
+
+    void push(const int16_t* samples, size_t count) override { intake_.push(samples, count); }
+
+    void finish() override
+    {
+        intake_.finish(0.2);
+        for (auto& channel : channels_) channel->finish();
+    }
+
+private:
+    void take(const Channel& channel, const SameReceiver::Found& found)
+    {
+        const double end = channel.sample(found.burst.begin + preamble_bits); // of the first bit of the text
+        const double text = intake_.time(end) - front_.lag() - 1 / baud, begin = text - preamble_bits / baud;
+        if (std::ranges::any_of(begins_, [&](double other) { return std::fabs(begin - other) < same_burst; }))
+            return;
+        begins_.push_back(begin);
+        if (begins_.size() > most_begins) begins_.pop_front();
+        if (once_ && found.number > 1) return;
+        Message message{.time = begin, .text = found.header ? found.header->text : "NNNN"};
+        message.level = intake_.level(begin, text + double(message.text.size()) * 8 / baud);
+        message.snr = snr(found.burst, message.text.size() * 8);
+        if (found.header) tell(*found.header, message.fields);
+        message.fields.add("burst", int64_t(found.number))
+            .add("agreeing", int64_t(found.agreeing))
+            .add("mended", int64_t(found.mended));
+        emit_(message);
+    }
+
+    static void tell(const SameHeader& header, JsonObject& fields)
+    {
+        char issued[8];
+        std::snprintf(issued, sizeof issued, "%02d:%02d", header.hour % 24, header.minute % 60);
+        fields.add("originator", header.originator)
+            .add("event", header.event)
+            .add("locations", header.locations)
+            .add("valid_minutes", int64_t(header.valid))
+            .add("day", int64_t(header.day))
+            .add("issued", issued)
+            .add("station", header.station);
+    }
+
+    // The tone that isn't sent shows the noise in a bandwidth of the bit rate, at twice its power as it is an
+    // amplitude squared.
+    static std::optional<double> snr(const SameReceiver::Burst& burst, size_t bits)
+    {
+        double tone = 0, other = 0;
+        for (size_t k = 0; k < std::min(bits, burst.bits.size()); ++k) {
+            tone += burst.bits[k].tone;
+            other += burst.bits[k].other;
+        }
+        if (!(tone > other) || !(other > 0)) return {};
+        return 10 * std::log10((tone - other) / other * baud / 3000);
+    }
+
+    static constexpr int preamble_bits = 16 * 8;
+    static constexpr size_t most_begins = 16; // more bursts than two clocks may be apart
+
+    const bool once_;
+    const Emit emit_;
+    Intake intake_;
+    Front front_;
+    std::vector<std::unique_ptr<Channel>> channels_;
+    std::deque<double> begins_; // s, of the last bursts that came out
+};
+} // namespace
+
+std::vector<DataMode> same_modes(CommandLine& line)
+{
+    const auto settings = std::make_shared<Settings>();
+    const Option once = line.flag("--once", settings->once, "one line a header, not one a burst");
+    return {{"same",
+             "weather radio and emergency alert headers (SAME), bursts by vote",
+             [settings](double rate, Emit emit) {
+                 require_tone(rate, modem.tone_1);
+                 return std::make_unique<Same>(rate, *settings, std::move(emit));
+             },
+             {once}}};
+}
+} // namespace decoders::bulletins

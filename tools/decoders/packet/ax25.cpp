@@ -1,0 +1,223 @@
+#include "decoders/packet/ax25.h"
+#include "decoders/blocks.h"
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numeric>
+#include <zovek/string.h>
+
+namespace decoders::packet {
+namespace {
+constexpr size_t address_bytes = 7;
+constexpr int least_bytes = 17;  // two addresses, control, check sequence
+constexpr int most_bytes = 1100; // ten addresses, control, pid, 1024 of info and some
+constexpr size_t most_levels = most_bytes * 8 * 6 / 5 + 16;
+constexpr uint8_t flag = 0x7e;
+
+// Repair tries the weakest levels of a frame, this many at most at once.
+constexpr ptrdiff_t weakest = 12;
+constexpr int most_flips = 3;
+
+// CRC-16/X.25: x^16 + x^12 + x^5 + 1, bits reflected. A frame with its check sequence leaves the residue 0xf0b8.
+constexpr auto crc_table = [] {
+    std::array<uint16_t, 256> table{};
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        unsigned crc = byte;
+        for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0x8408 : 0);
+        table[byte] = uint16_t(crc);
+    }
+    return table;
+}();
+constexpr uint16_t crc_residue = 0xf0b8;
+
+// The bytes of a frame whose levels stand from the one before its first bit to the last of the closing flag. False
+// if the bits aren't a frame with a good check sequence.
+bool unstuff(const std::vector<bool>& levels, std::string& frame)
+{
+    frame.clear();
+    uint16_t crc = 0xffff;
+    unsigned byte = 0, bits = 0, ones = 0;
+    for (size_t k = 1; k + 8 < levels.size(); ++k) { // the flag is the last eight
+        const bool bit = levels[k] == levels[k - 1];
+        if (!bit && ones == 5) {
+            ones = 0;
+            continue;
+        }
+        ones = bit ? ones + 1 : 0;
+        if (ones > 5) return false;
+        byte = byte >> 1 | (bit ? 0x80u : 0);
+        if (++bits % 8 == 0) {
+            frame += char(byte);
+            crc = uint16_t(crc >> 8 ^ crc_table[(crc ^ byte) & 255]);
+        }
+    }
+    if (bits % 8 != 0 || frame.size() < least_bytes || crc != crc_residue) return false;
+    frame.resize(frame.size() - 2);
+    return true;
+}
+
+// One address: six characters shifted left by one bit, blanks behind, and the SSID.
+bool address_is_sound(const uint8_t* address)
+{
+    bool blank = false, any = false;
+    for (int k = 0; k < 6; ++k) {
+        const int c = address[k] >> 1;
+        if (address[k] & 1) return false;
+        if (c == ' ')
+            blank = true;
+        else if (blank || !((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')))
+            return false;
+        else
+            any = true;
+    }
+    return any;
+}
+
+// Writes call signs: the address has its characters shifted, and the SSID as the library takes it.
+class CallSigns {
+public:
+    std::string operator()(const uint8_t* address) const
+    {
+        uint8_t plain[address_bytes];
+        for (size_t k = 0; k < 6; ++k) plain[k] = address[k] >> 1;
+        plain[6] = address[6];
+        ZVString_Truncate(text_.get(), 0);
+        ZVString_Add_AX25CallSign(text_.get(), plain);
+        return text_->text;
+    }
+
+private:
+    const Owned<ZVString, ZVString_Destruct> text_ =
+        own<Owned<ZVString, ZVString_Destruct>>(ZVString_Construct(nullptr));
+};
+
+// Names of control fields, modulo 8.
+std::string kind_of(int control)
+{
+    if ((control & 1) == 0) return "I";
+    if ((control & 3) == 1) {
+        constexpr const char* names[] = {"RR", "RNR", "REJ", "SREJ"};
+        return names[control >> 2 & 3];
+    }
+    switch (control & ~0x10) {
+    case 0x03:
+        return "UI";
+    case 0x0f:
+        return "DM";
+    case 0x2f:
+        return "SABM";
+    case 0x43:
+        return "DISC";
+    case 0x63:
+        return "UA";
+    case 0x6f:
+        return "SABME";
+    case 0x87:
+        return "FRMR";
+    case 0xaf:
+        return "XID";
+    case 0xe3:
+        return "TEST";
+    }
+    return "U";
+}
+} // namespace
+
+std::optional<Ax25> parse_ax25(const std::string& frame)
+{
+    const auto* bytes = reinterpret_cast<const uint8_t*>(frame.data());
+    constexpr size_t most = 10;
+    const CallSigns call_sign;
+    size_t count = 0;
+    do {
+        if (count == most || (count + 1) * address_bytes >= frame.size() ||
+            !address_is_sound(bytes + count * address_bytes))
+            return {};
+        ++count;
+    } while (!(bytes[count * address_bytes - 1] & 1));
+    if (count < 2) return {};
+
+    Ax25 fields;
+    fields.destination = call_sign(bytes);
+    fields.source = call_sign(bytes + address_bytes);
+    size_t repeated = 0;
+    for (size_t k = 2; k < count; ++k) {
+        fields.path.push_back(call_sign(bytes + k * address_bytes));
+        if (bytes[k * address_bytes + 6] & 0x80) repeated = k;
+    }
+    if (repeated) fields.path[repeated - 2] += '*';
+    size_t at = count * address_bytes;
+    fields.control = bytes[at++];
+    fields.kind = kind_of(fields.control);
+    if ((fields.kind == "UI" || fields.kind == "I") && at < frame.size()) fields.pid = bytes[at++];
+    fields.info = frame.substr(at);
+    return fields;
+}
+
+std::string Ax25::monitor() const
+{
+    std::string text = source + ">" + destination;
+    for (const std::string& digipeater : path) text += "," + digipeater;
+    return text + ":" + (kind == "UI" ? "" : "<" + kind + ">") + info;
+}
+
+bool Ax25::plausible() const
+{
+    constexpr uint8_t unshown[] = {'\r', '\n', 0x1c, 0x1d,
+                                   0x7f}; // line ends, and what compressed positions hold
+    return kind == "UI" && pid == 0xf0 && !info.empty() && std::ranges::all_of(info, [&](char c) {
+               return (uint8_t(c) >= ' ' && uint8_t(c) < 0x7f) || std::ranges::count(unshown, uint8_t(c));
+           });
+}
+
+std::optional<Deframer::Found> Deframer::push(float soft)
+{
+    const bool level = soft >= 0, bit = level == (soft_.back() >= 0);
+    ++position_;
+    last_ = uint8_t(last_ >> 1 | (bit ? 0x80 : 0));
+    soft_.push_back(soft);
+    std::optional<Found> found;
+    if (last_ == flag) {
+        if (open_ && soft_.size() > least_bytes * 8) found = read();
+        open_ = true;
+    } else {
+        // Seven ones end a frame, but for one that may be mended.
+        const bool abort = (last_ & 0xfe) == 0xfe && !repair_;
+        if (open_ && !abort && soft_.size() <= most_levels) return {};
+        open_ = false;
+    }
+    soft_.assign(1, soft);
+    return found;
+}
+
+std::optional<Deframer::Found> Deframer::read() const
+{
+    Found found{.begin = position_ - int64_t(soft_.size()) + 1, .end = position_};
+    std::vector<bool> levels(soft_.size());
+    for (size_t k = 0; k < levels.size(); ++k) levels[k] = soft_[k] >= 0;
+    if (unstuff(levels, found.frame)) return found;
+    if (!repair_) return {};
+
+    std::vector<size_t> weak(levels.size() - 8); // the flag is good
+    std::iota(weak.begin(), weak.end(), size_t(0));
+    std::ranges::partial_sort(weak, weak.begin() + weakest, {},
+                              [this](size_t k) { return std::fabs(soft_[k]); });
+    // Flips as many of the levels from first on as are left, in every way.
+    const auto mend = [&](const auto& self, size_t first, int left) -> bool {
+        if (left == 0) {
+            if (!unstuff(levels, found.frame)) return false;
+            const auto fields = parse_ax25(found.frame);
+            return fields && fields->plausible();
+        }
+        for (size_t k = first; k < weakest; ++k) {
+            levels[weak[k]].flip();
+            if (self(self, k + 1, left - 1)) return true;
+            levels[weak[k]].flip();
+        }
+        return false;
+    };
+    for (found.flipped = 1; found.flipped <= most_flips; ++found.flipped)
+        if (mend(mend, 0, found.flipped)) return found;
+    return {};
+}
+} // namespace decoders::packet

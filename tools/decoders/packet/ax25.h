@@ -1,0 +1,49 @@
+// AX.25 frames (version 2.2): from the levels of a line to what stands in a frame.
+#pragma once
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace decoders::packet {
+// A frame as fields. Call signs with SSID, as AB1CD-7.
+struct Ax25 {
+    std::string source, destination;
+    std::vector<std::string> path; // digipeaters, '*' behind the last that has repeated the frame
+    std::string kind;              // UI, I, RR, SABM, ...
+    int control = 0, pid = -1;     // pid -1: none
+    std::string info;
+    // SRC>DST,PATH:INFO; frames other than UI tell their kind before the info, in <>.
+    std::string monitor() const;
+    // Of a well-formed UI frame whose text a person or a program wrote: printable, or few bytes that aren't.
+    bool plausible() const;
+};
+
+// The fields of a frame without its check sequence; nothing if the addresses aren't well-formed.
+std::optional<Ax25> parse_ax25(const std::string& frame);
+
+// Finds frames in a stream of levels: NRZI (a change is a 0), HDLC flags and bit stuffing, CRC-16/X.25.
+class Deframer {
+public:
+    struct Found {
+        std::string frame; // without the check sequence
+        int flipped = 0;   // levels that were mended
+        int64_t begin,
+            end; // levels since the first that was pushed: behind the opening flag, behind the closing one
+    };
+    // Repair flips the weakest levels of a frame with a bad check sequence, and takes what becomes a plausible frame.
+    explicit Deframer(bool repair) : repair_(repair) {}
+
+    // Takes the soft value of a bit, whose sign is its level. Gives a frame when its closing flag ends.
+    std::optional<Found> push(float soft);
+
+private:
+    std::optional<Found> read() const;
+
+    const bool repair_;
+    int64_t position_ = 0;          // levels so far
+    uint8_t last_ = 0;              // the last eight data bits, the newest highest
+    bool open_ = false;             // behind a flag
+    std::vector<float> soft_ = {0}; // of the frame so far, from the level before its first bit on
+};
+} // namespace decoders::packet

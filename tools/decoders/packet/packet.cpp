@@ -1,0 +1,204 @@
+// AX.25 packets over audio: 1200 Bd between 1200 and 2200 Hz, as on VHF FM, or 300 Bd between 1600 and 1800 Hz, as
+// through SSB receivers. Every branch hears the signal in another way, and a frame that one of them finds is found.
+#include "decoders/afsk.h"
+#include "decoders/decoder.h"
+#include "decoders/intake.h"
+#include "decoders/packet/ax25.h"
+#include "line/failure.h"
+#include "line/options.h"
+#include <algorithm>
+#include <cmath>
+
+namespace decoders::packet {
+namespace {
+// clang-format off
+constexpr Modem vhf = {.baud = 1200, .tone_1 = 1200, .tone_2 = 2200,
+                       .wide = {480, 2920, 67}, .narrow = {1000, 2400, 151}, .delay = 0.45e-3};
+constexpr Modem hf = {.baud = 300, .tone_1 = 1600, .tone_2 = 1800,
+                      .wide = {1350, 2050, 101}, .narrow = {1450, 1950, 151}, .delay = 2.5e-3};
+
+// Slow clock and tracking for weak signals, quick ones for stations off the rules.
+constexpr Branch::Tuning steady = {Rule::sequence, 0.06, 0, 0, {0.01, 0.02}};
+constexpr Branch::Tuning agile = {Rule::sequence, 0.2, 0, 0, {0.03, 0.02}};
+constexpr Branch::Tuning following = {Rule::sequence, 0.2, 0, 0.02, {0.03, 0.02}};
+constexpr Branch::Tuning by_level = {Rule::level, 0.2, 0, 0, {}};
+constexpr Branch::Tuning fast = {Rule::sequence, 0.06, 0.012, 0, {0.02, 0.02}};
+constexpr Branch::Tuning slow = {Rule::sequence, 0.06, -0.012, 0, {0.02, 0.02}};
+
+struct Row {
+    Hearing hearing;
+    Branch::Tuning tuning;
+};
+
+// The branches in the order of what they add; --effort tells how many run.
+constexpr Row rows[] = {
+    //copy         band           tilt  off  delay
+    {{Copy::plain,   Width::wide,   0,   0, false}, steady},   // noise
+    {{Copy::clipped, Width::wide,   0,   0, false}, agile},    // clicks of an FM receiver near its threshold
+    {{Copy::plain,   Width::wide,   0,   0, false}, by_level}, // tones far apart in level, or without a steady phase
+    {{Copy::plain,   Width::wide,   0,   0, false}, agile},    // off tune
+    {{Copy::plain,   Width::wide,   0,   0, false}, following}, // bit rate off
+    {{Copy::clipped, Width::narrow, 0,   0, false}, steady},   // clicks
+    {{Copy::plain,   Width::wide,   0,   0, false}, fast},
+    {{Copy::plain,   Width::wide,   0,   0, false}, slow},
+    {{Copy::plain,   Width::narrow, 0,   0, false}, steady},   // noise beside the tones
+    {{Copy::plain,   Width::wide,   8,   0, false}, steady},   // de-emphasised
+    {{Copy::plain,   Width::wide,  -8,   0, false}, steady},   // pre-emphasised
+    {{Copy::plain,   Width::wide,   0,  60, false}, agile},
+    {{Copy::plain,   Width::wide,   0, -60, false}, agile},
+    {{Copy::plain,   Width::wide,   8,   0, false}, by_level},
+    {{Copy::plain,   Width::wide,  -8,   0, false}, by_level},
+    {{Copy::clipped, Width::narrow, 8,   0, false}, steady},
+    {{Copy::plain,   Width::wide,   0,   0, true},  by_level}, // level plays no part
+};
+// clang-format on
+
+struct Settings {
+    bool hf = false, repair = false;
+    std::optional<int> effort;
+};
+
+// 300 Bd cost a quarter of 1200, and their stations are off tune more often than not.
+constexpr int default_effort = 8, default_hf_effort = 13;
+
+constexpr int block_bits = 24;      // 20 ms at 1200 Bd
+constexpr double level = 0.06;      // of full scale: the peaks of noise come to a third
+constexpr double same_frame = 0.25; // s: the same frame again so soon is one that another branch found
+
+class Packet : public Decoder {
+public:
+    Packet(double rate, const Settings& settings, Emit emit)
+        : modem_(settings.hf ? hf : vhf),
+          repair_(settings.repair),
+          emit_(std::move(emit)),
+          intake_(
+              rate, modem_.rate(), block_bits * bit_samples, level,
+              [this](const int16_t* samples, size_t count, int64_t first) { take(samples, count, first); })
+    {
+        const int effort = settings.effort.value_or(settings.hf ? default_hf_effort : default_effort);
+        for (int k = 0; k < effort; ++k) add(rows[k]);
+    }
+
+    void push(const int16_t* samples, size_t count) override { intake_.push(samples, count); }
+
+    void finish() override { intake_.finish(0.2); }
+
+private:
+    struct Line {
+        Line(const Front& front, const Modem& modem, const Branch::Tuning& tuning, bool repair,
+             Packet& packet)
+            : deframer(repair),
+              branch(front, modem, tuning, [&front, &packet, this](float soft, int64_t sample) {
+                  if (auto found = deframer.push(soft))
+                      packet.find(*this, std::move(*found),
+                                  packet.intake_.time(double(sample)) - front.lag());
+              })
+        {
+        }
+        Deframer deframer;
+        Branch branch;
+    };
+    struct Finding {
+        Deframer::Found found;
+        Ax25 fields;
+        double begin, end; // s
+        const Line* line;
+        bool emitted = false;
+    };
+
+    void add(const Row& row)
+    {
+        auto front = std::ranges::find(hearings_, row.hearing);
+        if (front == hearings_.end()) {
+            hearings_.push_back(row.hearing);
+            fronts_.push_back(std::make_unique<Front>(modem_, row.hearing));
+            front = hearings_.end() - 1;
+        }
+        lines_.push_back(std::make_unique<Line>(*fronts_[size_t(front - hearings_.begin())], modem_,
+                                                row.tuning, repair_, *this));
+    }
+
+    void take(const int16_t* plain, size_t count, int64_t first)
+    {
+        double sum = 0;
+        for (size_t k = 0; k < count; ++k) sum += std::abs(plain[k]);
+        const auto mean = int16_t(sum / double(count));
+        clipped_.resize(count);
+        for (size_t k = 0; k < count; ++k) clipped_[k] = std::clamp<int16_t>(plain[k], int16_t(-mean), mean);
+        for (size_t k = 0; k < fronts_.size(); ++k)
+            fronts_[k]->push(hearings_[k].copy == Copy::plain ? plain : clipped_.data(), count);
+        for (auto& line : lines_) line->branch.run();
+        const double now = intake_.time(double(first));
+        std::erase_if(findings_, [now](const Finding& finding) { return finding.end < now - 1; });
+    }
+
+    void find(const Line& line, Deframer::Found found, double end)
+    {
+        const auto fields = parse_ax25(found.frame);
+        if (!fields) return;
+        const double begin = end - double(found.end - found.begin) / modem_.baud;
+        const bool clean = found.flipped == 0;
+        bool agreed = clean;
+        for (Finding& earlier : findings_) {
+            if (earlier.found.frame != found.frame || std::fabs(earlier.end - end) > same_frame) continue;
+            if (earlier.emitted) return;
+            if (earlier.line != &line) agreed = true;
+        }
+        findings_.push_back({std::move(found), *fields, begin, end, &line});
+        Finding& finding = findings_.back();
+        if (!agreed) return;
+        // Of two readings of one transmission, the first that was sure enough holds.
+        if (!clean && std::ranges::any_of(findings_, [&](const Finding& other) {
+                return other.emitted && other.begin < finding.end - 0.02 && finding.begin < other.end - 0.02;
+            }))
+            return;
+        finding.emitted = true;
+        emit(finding);
+    }
+
+    void emit(const Finding& finding)
+    {
+        const Ax25& fields = finding.fields;
+        Message message{.time = finding.begin, .text = fields.monitor()};
+        message.level = intake_.level(finding.begin, finding.end);
+        message.fields.add("source", fields.source)
+            .add("destination", fields.destination)
+            .add("path", fields.path);
+        message.fields.add("kind", fields.kind).add("control", int64_t(fields.control));
+        if (fields.pid >= 0) message.fields.add("pid", int64_t(fields.pid));
+        message.fields.add("info", printable(fields.info)).add("frame", hex(finding.found.frame));
+        if (repair_) message.fields.add("repaired", int64_t(finding.found.flipped));
+        emit_(message);
+    }
+
+    const Modem modem_;
+    const bool repair_;
+    const Emit emit_;
+    Intake intake_;
+    std::vector<int16_t> clipped_;
+    std::vector<Hearing> hearings_; // of the fronts
+    std::vector<std::unique_ptr<Front>> fronts_;
+    std::vector<std::unique_ptr<Line>> lines_;
+    std::deque<Finding> findings_;
+};
+} // namespace
+
+std::vector<DataMode> packet_modes(CommandLine& line)
+{
+    const auto settings = std::make_shared<Settings>();
+    constexpr auto most = int(std::size(rows));
+    const std::vector options = {
+        line.flag("--hf", settings->hf, "300 Bd between 1600 and 1800 Hz"),
+        line.flag("--repair", settings->repair, "mend up to three bits of a frame where two branches agree"),
+        line.quantity("--effort", settings->effort, 1, most, "N",
+                      "branches that listen, 1 to " + std::to_string(most) + " (" +
+                          std::to_string(default_effort) + ", with --hf " +
+                          std::to_string(default_hf_effort) + ")")};
+    return {{"packet", "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)",
+             [settings](double rate, Emit emit) {
+                 require_tone(rate, (settings->hf ? hf : vhf).tone_2);
+                 return std::make_unique<Packet>(rate, *settings, std::move(emit));
+             },
+             options}};
+}
+} // namespace decoders::packet

@@ -1,0 +1,190 @@
+// POCSAG pages out of what an FM discriminator gives: 512, 1200 and 2400 Bd at once, either way up.
+#include "decoders/decoder.h"
+#include "decoders/intake.h"
+#include "decoders/pages/bit_clock.h"
+#include "decoders/pages/pocsag_pages.h"
+#include "line/options.h"
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <map>
+
+namespace decoders::pages {
+namespace {
+constexpr int bit_samples = 20, block_bits = 24;
+constexpr int smoothing_taps = 15; // most of a bit
+
+constexpr const char* page_text_names[] = {"auto", "numeric", "alpha"}; // by PageText
+
+struct Settings {
+    std::optional<int> baud; // none: all
+    PageText as = PageText::automatic;
+};
+
+// One rate.
+class Channel {
+public:
+    using Take = std::function<void(const Channel& channel, const Page& page)>;
+    Channel(double from, int baud, Take take)
+        : baud(baud),
+          take_(std::move(take)),
+          intake_(from, double(baud) * bit_samples, block_bits * bit_samples, 0.12,
+                  [this](const int16_t* samples, size_t count, int64_t) { hear(samples, count); }),
+          smoothing_(make_fir(6, smoothing_taps, intake_.rate(), 0, baud)),
+          clock_(bit_samples, 0.1, 0.012, [this](int16_t soft, double at) { hear_bit(soft, at); })
+    {
+        // Of white noise the smoothing lets through as much as an ideal low-pass of this width.
+        const auto* taps = static_cast<const int16_t*>(smoothing_->taps);
+        double sum = 0, squares = 0;
+        for (int k = 0; k < smoothing_taps; ++k) {
+            sum += taps[k];
+            squares += double(taps[k]) * taps[k];
+        }
+        bandwidth_ = intake_.rate() / 2 * squares / (sum * sum);
+    }
+
+    void push(const int16_t* samples, size_t count) { intake_.push(samples, count); }
+
+    void finish()
+    {
+        intake_.finish(4.0 / baud);
+        give(receiver_.finish());
+    }
+
+    // Of the audio, s, for a time of the receiver's.
+    double time(double at) const { return intake_.time(at - (smoothing_taps - 1) / 2.0); }
+    double level(double begin, double end) const { return intake_.level(begin, end); }
+
+    // Of the levels of the bits between two times of the receiver's against their spread, dB in 3 kHz.
+    std::optional<double> snr(double begin, double end) const
+    {
+        double count = 0, sum = 0, squares = 0;
+        for (const Bit& bit : bits_) {
+            if (bit.at < begin || bit.at > end) continue;
+            ++count;
+            sum += bit.level;
+            squares += double(bit.level) * bit.level;
+        }
+        const double mean = sum / count, variance = squares / count - mean * mean;
+        if (!(variance > 0)) return {};
+        return 10 * std::log10(mean * mean / variance * bandwidth_ / 3000);
+    }
+
+    const int baud;
+
+private:
+    struct Bit {
+        double at;
+        float level; // without its sign
+    };
+
+    void hear_bit(int16_t soft, double at)
+    {
+        bits_.push_back({at, std::fabs(float(soft))});
+        if (bits_.size() > most_bits) bits_.pop_front();
+        give(receiver_.push(soft < 0, at));
+    }
+
+    void hear(const int16_t* samples, size_t count)
+    {
+        smoothed_.resize(count);
+        ZVFIR1616_Process_16_16(smoothing_.get(), smoothed_.data(), samples, int32_t(count), 1, 1);
+        for (const int16_t sample : smoothed_) {
+            // A receiver off tune adds a constant, and what is coupled without DC sags while a level lasts. Zero is
+            // where a level would have to be moved from to be what half the distance of the peaks makes of its sign.
+            high_ += (sample - high_) / (sample > high_ ? 10.0f : 2500.0f);
+            low_ += (sample - low_) / (sample < low_ ? 10.0f : 2500.0f);
+            const float value = sample - zero_, half = (high_ - low_) / 2;
+            zero_ += 0.005f * (value - std::copysign(half, value));
+            clock_.push(int16_t(std::clamp(sample - zero_, -32767.0f, 32767.0f)));
+        }
+    }
+
+    void give(const std::vector<Page>& pages)
+    {
+        for (const Page& page : pages) take_(*this, page);
+    }
+
+    const Take take_;
+    Intake intake_;
+    Fir smoothing_;
+    BitClock clock_;
+    PocsagReceiver receiver_;
+    std::vector<int16_t> smoothed_;
+    float high_ = 0, low_ = 0, zero_ = 0;
+    static constexpr size_t most_bits = 8192; // longer than a page
+    std::deque<Bit> bits_;                    // the last ones
+    double bandwidth_ = 0;                    // Hz
+};
+
+class Pocsag : public Decoder {
+public:
+    Pocsag(double from, const Settings& settings, Emit emit) : as_(settings.as), emit_(std::move(emit))
+    {
+        for (const int baud : {512, 1200, 2400})
+            if (settings.baud.value_or(baud) == baud)
+                channels_.push_back(std::make_unique<Channel>(
+                    from, baud, [this](const Channel& channel, const Page& page) { print(channel, page); }));
+    }
+
+    void push(const int16_t* samples, size_t count) override
+    {
+        for (auto& channel : channels_) channel->push(samples, count);
+    }
+
+    void finish() override
+    {
+        for (auto& channel : channels_) channel->finish();
+    }
+
+private:
+    void print(const Channel& channel, const Page& page)
+    {
+        // Times of a page are those of the middles of its first and last bits.
+        const double begin = channel.time(page.begin) - 0.5 / channel.baud,
+                     end = channel.time(page.end) + 0.5 / channel.baud;
+        const std::string kind = page.kind(as_);
+        const std::string text = kind == "tone" ? "" : kind == "alpha" ? page.alpha() : page.numeric();
+        char head[24];
+        std::snprintf(head, sizeof head, "%07d %d", int(page.address), page.function);
+        Message message{.time = begin, .text = kind == "tone" ? head : std::string(head) + ": " + text};
+        message.level = channel.level(begin, end);
+        message.snr = channel.snr(page.begin, page.end);
+        message.fields.add("address", page.address)
+            .add("function", int64_t(page.function))
+            .add("kind", kind)
+            .add("message", printable(text))
+            .add("baud", int64_t(channel.baud))
+            .add("corrected", int64_t(page.corrected))
+            .add("lost", int64_t(page.lost))
+            .add("inverted", page.inverted);
+        emit_(message);
+    }
+
+    const PageText as_;
+    const Emit emit_;
+    std::vector<std::unique_ptr<Channel>> channels_;
+};
+} // namespace
+
+std::vector<DataMode> pocsag_modes(CommandLine& line)
+{
+    const auto settings = std::make_shared<Settings>();
+    const std::vector options = {
+        line.text(
+                "--pager-baud", [&baud = settings->baud](const std::string& text) { baud = std::stoi(text); },
+                "512, 1200 or 2400 alone (all at once)")
+            .one_of({"512", "1200", "2400"})
+            .unit("BD"),
+        line.choice("--as", settings->as, page_text_names, "messages as auto, numeric or alpha")
+            .unit("KIND")
+            .usually("auto")};
+    return {{"pocsag", "POCSAG pages, from discriminator audio",
+             [settings](double from, Emit emit) {
+                 const int baud = settings->baud.value_or(512); // of all, those that can be heard
+                 require(from, baud / 2.0, std::to_string(baud) + " Bd");
+                 return std::make_unique<Pocsag>(from, *settings, std::move(emit));
+             },
+             options}};
+}
+} // namespace decoders::pages

@@ -1,0 +1,125 @@
+// Telephone keys: each digit is two tones at once, one of four low ones and one of four high ones.
+#include "decoders/decoder.h"
+#include "decoders/tones/spectra.h"
+#include "decoders/tones/symbols.h"
+#include "line/options.h"
+#include <algorithm>
+#include <cmath>
+
+namespace decoders::tones {
+namespace {
+constexpr double rows[] = {697, 770, 852, 941}, columns[] = {1209, 1336, 1477, 1633}; // Hz
+constexpr char keys[] = "123A456B789C*0#D";
+
+constexpr double most_off = 0.025;   // of a tone's frequency
+constexpr double most_twist = 12;    // dB
+constexpr double least_share = 0.35; // of the power that is heard, in a frame
+constexpr double least_clear =
+    5.5;                      // dB: speech reaches 4, digits 3 dB over the noise in 4 kHz have 8 and more
+constexpr double beside = 75; // Hz, from a tone to what is another line
+constexpr double least_duration = 0.028; // s
+constexpr double default_pause = 0.3;    // s, ends a line
+
+// The nearest tone, and how far the line is off.
+std::pair<int, double> nearest(const double (&tones)[4], double frequency)
+{
+    int best = 0;
+    for (int k = 1; k < 4; ++k)
+        if (std::fabs(frequency - tones[k]) < std::fabs(frequency - tones[best])) best = k;
+    return {best, frequency / tones[best] - 1};
+}
+
+class Dtmf : public Decoder {
+public:
+    Dtmf(double rate, double pause, Emit emit)
+        : pause_(pause),
+          emit_(std::move(emit)),
+          spectra_(rate, {.rate = 8000, .window = 0.032, .hop = 0.004}),
+          symbols_(spectra_.hop(), [this](const Symbol& symbol) { take(symbol); })
+    {
+    }
+
+    void push(const int16_t* samples, size_t count) override
+    {
+        spectra_.push(samples, count, [this](double time) { look(time); });
+    }
+
+    void finish() override
+    {
+        spectra_.finish([this](double time) { look(time); });
+        end_line();
+    }
+
+private:
+    void look(double time)
+    {
+        const Peak low = spectra_.peak(650, 1000), high = spectra_.peak(1150, 1720);
+        const auto [row, low_off] = nearest(rows, low.frequency);
+        const auto [column, high_off] = nearest(columns, high.frequency);
+        Sight sight{.time = time,
+                    .power = low.power + high.power,
+                    .twist = 10 * std::log10((high.power + 1e-15) / (low.power + 1e-15))};
+        const double other = std::max({spectra_.peak(300, low.frequency - beside).power,
+                                       spectra_.peak(low.frequency + beside, high.frequency - beside).power,
+                                       spectra_.peak(high.frequency + beside, 3400).power});
+        sight.clear = 10 * std::log10((std::min(low.power, high.power) + 1e-15) / (other + 1e-15));
+        if (sight.power > least_share * spectra_.power(300, 3400) && std::fabs(sight.twist) < most_twist &&
+            std::fabs(low_off) < most_off && std::fabs(high_off) < most_off)
+            sight.symbol = 4 * row + column;
+        symbols_.push(sight);
+        if (!line_.empty() && !symbols_.running() && time - line_.back().end > pause_) end_line();
+    }
+
+    void take(const Symbol& symbol)
+    {
+        if (symbol.duration() < least_duration || symbol.clear < least_clear) return;
+        if (!line_.empty() && symbol.begin - line_.back().end > pause_) end_line();
+        line_.push_back(symbol);
+    }
+
+    void end_line()
+    {
+        if (line_.empty()) return;
+        Message message{.time = line_.front().begin};
+        std::vector<JsonObject> digits;
+        double power = 0;
+        const auto tenth = [](double value) { return std::round(value * 10) / 10; };
+        for (const Symbol& symbol : line_) {
+            const std::string digit(1, keys[symbol.symbol]);
+            message.text += digit;
+            power += symbol.power / double(line_.size());
+            digits.emplace_back()
+                .add("digit", digit)
+                .add("time", symbol.begin)
+                .add("duration", symbol.duration())
+                .add("level", tenth(10 * std::log10(symbol.power)))
+                .add("twist", tenth(symbol.twist));
+        }
+        message.level = 10 * std::log10(power);
+        message.fields.add("digits", digits);
+        line_.clear();
+        emit_(message);
+    }
+
+    const double pause_; // s
+    const Emit emit_;
+    Spectra spectra_;
+    Symbols symbols_;
+    std::vector<Symbol> line_;
+};
+} // namespace
+
+std::vector<DataMode> dtmf_modes(CommandLine& line)
+{
+    const auto pause = std::make_shared<double>(default_pause);
+    const Option option = line.quantity("--pause", *pause, 0.05, 3600, "SECONDS",
+                                        "between digits that end a line (" + number(*pause) + ")");
+    return {{"dtmf",
+             "telephone keys, a line of digits ended by a pause",
+             [pause](double rate, Emit emit) {
+                 require(rate, (1 + most_off) * columns[3], "a tone of " + number(columns[3]) + " Hz");
+                 return std::make_unique<Dtmf>(rate, *pause, std::move(emit));
+             },
+             {option}}};
+}
+} // namespace decoders::tones

@@ -1,0 +1,138 @@
+// Selective calls of five tones in a row, each a digit, as mobile radio uses them. A digit like the one before it is
+// sent as the set's repeat tone, E.
+#include "decoders/decoder.h"
+#include "decoders/tones/spectra.h"
+#include "decoders/tones/symbols.h"
+#include "line/options.h"
+#include <algorithm>
+#include <cmath>
+
+namespace decoders::tones {
+namespace {
+struct ToneSet {
+    const char* name;
+    double length;    // of a tone, s
+    double tones[15]; // Hz, of 0 to 9 and A to E; 0: not in use
+};
+
+// clang-format off
+constexpr ToneSet sets[] = {
+    //                 0     1     2     3     4     5     6     7     8     9     A     B     C     D    E
+    {"zvei1", 0.070, {2400, 1060, 1160, 1270, 1400, 1530, 1670, 1830, 2000, 2200, 2800,  810,  970,  886, 2600}},
+    {"zvei2", 0.070, {2400, 1060, 1160, 1270, 1400, 1530, 1670, 1830, 2000, 2200,  886,  825,  740,  680,  970}},
+    {"pzvei", 0.070, {2400, 1060, 1160, 1270, 1400, 1530, 1670, 1830, 2000, 2200,  970,  810, 2800,  886, 2600}},
+    {"dzvei", 0.070, {2200,  970, 1060, 1160, 1270, 1400, 1530, 1670, 1830, 2000,  825,  740, 2600,  886, 2400}},
+    {"ccir",  0.100, {1981, 1124, 1197, 1275, 1358, 1446, 1540, 1640, 1747, 1860, 2400,  930, 2247,  991, 2110}},
+    {"eea",   0.040, {1981, 1124, 1197, 1275, 1358, 1446, 1540, 1640, 1747, 1860, 1055,  930,    0,  991, 2110}},
+    {"eia",   0.033, { 600,  741,  882, 1023, 1164, 1305, 1446, 1587, 1728, 1869, 2151, 2433, 2010, 2292,  459}},
+};
+// clang-format on
+constexpr char letters[] = "0123456789ABCDE";
+constexpr int repeat = 14;
+
+constexpr size_t least_tones = 5, most_tones = 8; // of a call
+constexpr double most_off = 0.025;                // of a tone's frequency
+constexpr double least_share = 0.3;               // of the power that is heard, in a frame
+constexpr double least_clear = 3;                 // dB
+constexpr double shortest = 0.5, longest = 1.6;   // of a tone's length
+constexpr double longest_first = 20;              // the first tone may be held, so that receivers wake
+constexpr double longest_gap = 0.4;
+
+class FiveTone : public Decoder {
+public:
+    FiveTone(double rate, const ToneSet& set, Emit emit)
+        : set_(set),
+          emit_(std::move(emit)),
+          window_(0.45 * set.length),
+          spectra_(rate, {.rate = 8000, .window = window_, .hop = set.length / 16}),
+          symbols_(spectra_.hop(), [this](const Symbol& symbol) { take(symbol); })
+    {
+    }
+
+    void push(const int16_t* samples, size_t count) override
+    {
+        spectra_.push(samples, count, [this](double time) { look(time); });
+    }
+
+    void finish() override
+    {
+        spectra_.finish([this](double time) { look(time); });
+        end_call();
+    }
+
+private:
+    void look(double time)
+    {
+        const Peak tone = spectra_.peak(400, 2900);
+        const double beside = 2.4 / window_; // Hz, from a line to where it is no more
+        const Peak other = spectra_.peak_beside(300, 3000, tone.frequency, beside);
+        Sight sight{.time = time,
+                    .power = tone.power,
+                    .clear = 10 * std::log10((tone.power + 1e-15) / (other.power + 1e-15))};
+        if (tone.power > least_share * spectra_.power(300, 3000))
+            for (int k = 0; k < int(std::size(set_.tones)); ++k)
+                if (std::fabs(tone.frequency - set_.tones[k]) < most_off * set_.tones[k]) sight.symbol = k;
+        symbols_.push(sight);
+        if (!call_.empty() && !symbols_.running() && time - call_.back().end > set_.length) end_call();
+    }
+
+    void take(const Symbol& symbol)
+    {
+        const double length = symbol.duration() / set_.length;
+        if (length < shortest || symbol.clear < least_clear) return;
+        if (!call_.empty() &&
+            (symbol.begin - call_.back().end > longest_gap * set_.length || length > longest))
+            end_call();
+        if (length < longest_first) call_.push_back(symbol);
+    }
+
+    void end_call()
+    {
+        std::vector<Symbol> call;
+        call.swap(call_);
+        if (call.size() < least_tones || call.size() > most_tones || call.front().symbol == repeat) return;
+        Message message{.time = call.front().begin};
+        std::string sent;
+        double power = 0;
+        for (const Symbol& symbol : call) {
+            sent += letters[symbol.symbol];
+            message.text += symbol.symbol == repeat ? message.text.back() : sent.back();
+            power += symbol.power / double(call.size());
+        }
+        message.level = 10 * std::log10(power);
+        message.fields.add("set", set_.name)
+            .add("tones", sent)
+            .add("duration", call.back().end - call.front().begin);
+        emit_(message);
+    }
+
+    const ToneSet& set_;
+    const Emit emit_;
+    const double window_; // s
+    Spectra spectra_;
+    Symbols symbols_;
+    std::vector<Symbol> call_;
+};
+} // namespace
+
+std::vector<DataMode> five_tone_modes(CommandLine& line)
+{
+    const auto name = std::make_shared<std::string>(sets[0].name);
+    std::vector<std::string> names;
+    for (const ToneSet& set : sets) names.push_back(set.name);
+    const Option option =
+        line.text("--set", *name,
+                  "the set of tones: zvei1 (if left out), zvei2, pzvei, dzvei, ccir, eea, eia")
+            .one_of(names)
+            .unit("NAME");
+    return {{"zvei",
+             "selective calls of five tones (--set)",
+             [name](double rate, Emit emit) {
+                 const auto set =
+                     std::ranges::find_if(sets, [&](const ToneSet& row) { return row.name == *name; });
+                 require_tone(rate, std::ranges::max(set->tones));
+                 return std::make_unique<FiveTone>(rate, *set, std::move(emit));
+             },
+             {option}}};
+}
+} // namespace decoders::tones

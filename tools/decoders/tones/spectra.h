@@ -1,0 +1,51 @@
+// Short-time spectra of a stream, for modes that know a signal by its tones.
+#pragma once
+#include "decoders/blocks.h"
+#include <cstdint>
+#include <functional>
+#include <vector>
+#include <zovek/fft2_float.h>
+
+namespace decoders::tones {
+struct Peak {
+    double frequency = 0; // Hz
+    double power = 0;     // 1 is a sine of full scale
+};
+
+// Spectra under a Hann window, hop after hop, at a rate that holds the frequencies wanted. Lines are found between
+// the bins: the window is followed by at least as many zeros.
+class Spectra {
+public:
+    struct Plan {
+        double rate;   // Hz, at which the spectra are made
+        double window; // s
+        double hop;    // s
+    };
+    Spectra(double rate, const Plan& plan);
+
+    // Calls frame with the time of the window's middle, s, after each hop; the functions below then speak of it.
+    void push(const int16_t* samples, size_t count, const std::function<void(double time)>& frame);
+    // The same from audio that is at rate() already, at half of full scale: times then count from its first sample.
+    void push32(const int32_t* samples, size_t count, const std::function<void(double time)>& frame);
+    // Silence at the end brings out the frames that reach beyond it.
+    void finish(const std::function<void(double time)>& frame);
+
+    // The strongest line between two frequencies, and what lies beside it in Hz left out.
+    Peak peak(double low, double high) const;
+    Peak peak_beside(double low, double high, double other, double distance) const;
+    double power(double low, double high) const;         // of all between two frequencies
+    double hop() const { return double(hop_) / rate(); } // s
+    double rate() const { return to_rate_.rate(); }
+
+private:
+    int bin(double frequency) const;
+    Peak line(int bin) const;
+
+    Resampler to_rate_;
+    Owned<ZVFFT, ZVFFT_Destruct> fft_;
+    size_t window_, hop_; // samples
+    double line_scale_, sum_scale_;
+    int64_t frames_ = 0;
+    std::vector<int32_t> waiting_;
+};
+} // namespace decoders::tones

@@ -1,0 +1,68 @@
+// Recordings and live streams as 16-bit samples: the one way by which signals come into the client.
+//
+// Files are what libsndfile knows, from a file or a pipe (sound_file.h), or samples without a header (raw_input.h). Other
+// sample formats become 16-bit at this door: wider integers are rounded to nearest, reals are scaled by 32768, and both
+// saturate.
+#pragma once
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace words {
+class JsonObject;
+}
+
+namespace client {
+class CommandLine;
+
+struct InputOptions {
+    std::string path = "-";               // - is standard input
+    std::string type = "auto";            // auto: told by the content; raw, cs16, cs8, cu8, cf32
+    int32_t rate = 0;                     // Hz; of raw input
+    int32_t channels = 0;                 // of raw input; 0: one, of complex types two
+    int32_t channel = 0;                  // 1 is the first; 0: not chosen, the first is taken
+    bool all_channels = false;            // none is chosen: --channel isn't offered
+    bool maybe_iq = false;                // --iq is offered and not given: two channels may be meant for it
+    std::string rate_names = "-r,--rate"; // the options that tell the rate of raw input
+};
+
+// INPUT, -t, -r, --channels and --channel.
+void add_input_options(CommandLine& line, InputOptions& options);
+// The same without INPUT.
+void add_format_options(CommandLine& line, InputOptions& options);
+
+// True of cs16, cs8, cu8 and cf32: I and Q by turns, signed, unsigned or real, little-endian.
+bool is_complex(const std::string& type);
+
+class Input {
+public:
+    // Opens and reads as far as the header. Fails with the reason.
+    static std::unique_ptr<Input> open(const InputOptions& options);
+    virtual ~Input() = default;
+
+    // Reads interleaved samples; waits until all frames are there. Fewer come at the end only: of the signal, or
+    // because a stop was asked for.
+    virtual size_t read(int16_t* samples, size_t frames) = 0;
+
+    std::string name; // for messages
+    int32_t rate = 0; // Hz
+    int32_t channels = 1;
+    int32_t channel = 0;    // offset of the chosen channel in a frame
+    int32_t per_frame = 1;  // frames here that one of the recording became
+    int32_t centre = 0;     // Hz here that the recording's frequencies count from
+    int64_t announced = -1; // frames that are to come; -1: nobody knows
+    int64_t taken = 0;      // frames read so far
+
+    // What was wrong with the recording; known when its end has been read.
+    struct Faults {
+        bool truncated =
+            false; // it stops before the length that its header tells of, or in the middle of a frame
+        bool damaged = false;           // parts of it couldn't be read, and are left out
+        bool unfinished = false;        // its header tells of no samples, though there are some
+        words::JsonObject json() const; // the three as members
+    } faults;
+    // The same as lines for people, each with the name; ends is what a truncated recording cuts off: "the audio ends".
+    std::vector<std::string> complaints(const std::string& ends) const;
+};
+} // namespace client

@@ -1,0 +1,180 @@
+#include "io/iq.h"
+#include "io/converter.h"
+#include "line/failure.h"
+#include "line/options.h"
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+#include <vector>
+
+namespace client {
+namespace {
+// Input samples that an output is made of. The edge of the filters lies at 0.425 of the recording's rate and is
+// 5.5 / filter_taps / 2 of it wide; what they leave of the image is below the rounding.
+constexpr int32_t filter_taps = 96;
+constexpr size_t piece = 4096; // frames
+
+// One of the two channels at each second place of twice the rate: those on the samples, or those between them.
+class Half {
+public:
+    explicit Half(bool between)
+    {
+        ZVResampler32* const half = half_.get();
+        if (!half) throw std::bad_alloc();
+        ZVResampler32_BufferSize(half, piece);
+        ZVResampler32_Over(half, 2);
+        ZVResampler32_Under(half, 2);
+        ZVResampler32_TapsNum(half, 2 * filter_taps + 1);
+        if (half->over != 2 || half->under != 2 || half->taps_count != 2 * filter_taps + 1 ||
+            half->buffer_size != piece)
+            throw std::bad_alloc();
+        half->phase = between;
+    }
+
+    // Room for the next samples, at most piece of them; Q31.
+    int32_t* room() { return half_->input_write; }
+    // As many results as samples, until the next call.
+    const int32_t* run(size_t count)
+    {
+        ZVResampler32_ProcessIn(half_.get(), nullptr, uint32_t(count));
+        return half_->output_buffer;
+    }
+
+private:
+    struct Free {
+        void operator()(ZVResampler32* self) const { ZVResampler32_Destruct(self, 1); }
+    };
+    const std::unique_ptr<ZVResampler32, Free> half_{ZVResampler32_Construct(nullptr)};
+};
+
+class Band : public Input {
+public:
+    Band(std::unique_ptr<Input> source, bool swap) : source_(std::move(source)), first_(swap)
+    {
+        name = source_->name;
+        rate = 2 * source_->rate;
+        centre = source_->rate / 2;
+        per_frame = 2;
+        if (source_->announced >= 0) announced = 2 * source_->announced;
+    }
+
+    size_t read(int16_t* samples, size_t count) override
+    {
+        size_t got = 0;
+        while (got < count && convert((count - got + 1) / 2)) {
+            const size_t some = std::min(count - got, band_.size() - given_);
+            std::copy_n(band_.begin() + ptrdiff_t(given_), some, samples + got);
+            given_ += some;
+            got += some;
+        }
+        taken += int64_t(got);
+        return got;
+    }
+
+private:
+    // Sees to it that the band has samples to give, from the wanted number of frames or fewer. False at the end.
+    bool convert(size_t wanted)
+    {
+        while (given_ == band_.size()) {
+            given_ = 0;
+            band_.clear();
+            frames_.resize(2 * std::min(wanted, piece));
+            size_t count = source_->read(frames_.data(), frames_.size() / 2);
+            if (count == 0) { // silence behind the end brings out what still is in the filters
+                faults = source_->faults;
+                count = size_t(std::min(source_->taken - made_, int64_t(piece)));
+                if (count == 0) return false;
+                frames_.assign(2 * count, 0);
+            }
+            turn(count);
+        }
+        return true;
+    }
+
+    void turn(size_t count)
+    {
+        int32_t *i = i_.room(), *q = q_.room();
+        for (size_t k = 0; k < count; ++k) {
+            const int32_t re = frames_[2 * k + first_], im = frames_[2 * k + 1 - first_];
+            const bool zero = stays_zero(re, im);
+            i[k] = zero ? 0 : re * 65536;
+            q[k] = zero ? 0 : im * 65536;
+        }
+        const int32_t *real = i_.run(count), *imaginary = q_.run(count);
+        const size_t late = std::min(size_t(late_), count);
+        late_ -= int32_t(late);
+        band_.resize(2 * (count - late));
+        int64_t sign = made_ % 2 ? -1 : 1;
+        int16_t* to = band_.data();
+        for (size_t k = late; k < count; ++k, sign = -sign) {
+            *to++ = narrow(sign * real[k]);
+            *to++ = narrow(-sign * imaginary[k]);
+        }
+        made_ += int64_t(count - late);
+    }
+
+    // Unsigned bytes have no zero: their digital silence is half a step to either side of it, always the same.
+    bool stays_zero(int32_t re, int32_t im)
+    {
+        constexpr int32_t half_step = 128, least = 64; // frames: by chance no recording stays so long
+        const bool same = re == last_re_ && im == last_im_;
+        alike_ =
+            same && std::abs(re) == half_step && std::abs(im) == half_step ? std::min(alike_ + 1, least) : 0;
+        last_re_ = re;
+        last_im_ = im;
+        return alike_ == least;
+    }
+
+    static int16_t narrow(int64_t v)
+    {
+        return int16_t(std::clamp<int64_t>((v + 0x8000) >> 16, INT16_MIN, INT16_MAX));
+    }
+
+    const std::unique_ptr<Input> source_;
+    const size_t first_; // offset of I in a frame
+    Half i_{false}, q_{true};
+    int32_t last_re_ = 0, last_im_ = 0, alike_ = 0; // the frame before; so many like it, up to a limit
+    int32_t late_ = filter_taps / 2;                // results before the one on the first sample
+    int64_t made_ = 0;                              // pairs of samples
+    std::vector<int16_t> frames_, band_;
+    size_t given_ = 0; // of band_
+};
+} // namespace
+
+void add_iq_options(CommandLine& line, IQOptions& options)
+{
+    line.flag("--iq", options.iq,
+              "the recording's two channels are I and Q; frequencies count from its centre, negative below");
+    line.flag("--swap-iq", options.swap, "the same with Q in the first channel");
+}
+
+bool is_iq(const InputOptions& options, const IQOptions& iq)
+{
+    return iq.iq || iq.swap || is_complex(options.type);
+}
+
+std::unique_ptr<Input> open_pairs(InputOptions options)
+{
+    if (options.channel) throw WrongUsage("I/Q takes two channels: no --channel");
+    options.all_channels = true;
+    if (options.type == "raw" && !options.channels) options.channels = 2;
+    auto source = Input::open(options);
+    if (source->channels != 2)
+        throw Failure(source->name, "I/Q takes two channels, not " + std::to_string(source->channels));
+    return source;
+}
+
+std::unique_ptr<Input> open_real(InputOptions options)
+{
+    options.maybe_iq = true;
+    return Input::open(options);
+}
+
+std::unique_ptr<Input> open_band(InputOptions options, const IQOptions& iq)
+{
+    if (!is_iq(options, iq)) return open_real(std::move(options));
+    auto source = open_pairs(std::move(options));
+    if (source->rate > 50'000'000) throw Failure(source->name, "a rate beyond 50 MHz is too high for I/Q");
+    return std::make_unique<Band>(std::move(source), iq.swap);
+}
+} // namespace client

@@ -1,0 +1,33 @@
+// I/Q recordings as a real band, which is what receivers take: two channels at a rate R become one at 2 R, in which the
+// recording's centre stands at R / 2 and the rest beside it, in order.
+//
+// Each channel goes up by 2, I on the even and Q on the odd places, and all turn with the quarter of the new rate:
+//
+//   band = Re((I + jQ) exp(j pi n / 2)) = I, -Q, -I, Q, ...
+//
+// So a place needs one of the two channels only, and none becomes larger than it was. Results are rounded to nearest
+// from 32 bits, and saturate.
+#pragma once
+#include "io/input.h"
+
+namespace client {
+struct IQOptions {
+    bool iq = false;
+    bool swap = false; // the recording has Q in the first channel
+};
+
+// --iq and --swap-iq.
+void add_iq_options(CommandLine& line, IQOptions& options);
+
+// True of I/Q: a complex type of samples or a swap tells it as well as --iq.
+bool is_iq(const InputOptions& options, const IQOptions& iq);
+// Opens a recording of I/Q as it is: two channels, in the order of the recording.
+std::unique_ptr<Input> open_pairs(InputOptions options);
+// Opens a recording that isn't told to be I/Q, where it might be.
+std::unique_ptr<Input> open_real(InputOptions options);
+// Opens a recording of a band, real or I/Q.
+std::unique_ptr<Input> open_band(InputOptions options, const IQOptions& iq);
+
+// What comes through unharmed: this part of the recording's rate to either side of its centre.
+constexpr double usable_band = 0.40;
+} // namespace client

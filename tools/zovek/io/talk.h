@@ -1,0 +1,14 @@
+// What a command says beside its results.
+#pragma once
+#include <string>
+
+namespace client {
+// One line on standard error: of talk, which --quiet silences, or of what failed.
+void say(const std::string& line);
+void complain(const std::string& line);
+
+extern bool told_to_be_quiet;
+
+// Fails if what was printed on standard output didn't get there.
+void deliver();
+} // namespace client

@@ -1,0 +1,44 @@
+#include "radio/gaps.h"
+#include <algorithm>
+
+namespace client {
+// A quarter of a windowed sinc weighs next to nothing, so a gap is known before the filters show it. 32 zeros in
+// a row come by chance in no band that has a station in it.
+Gaps::Gaps(int32_t reach, int32_t decimation)
+    : reach_(reach), decimation_(decimation), least_(std::max(reach / 4, 32)), zeros_(least_)
+{
+}
+
+void Gaps::look(std::span<const int16_t> band)
+{
+    marks_.resize(band.size() / size_t(decimation_));
+    none_ = true;
+    const int16_t* sample = band.data();
+    for (Gap& mark : marks_) {
+        bool zero = true;
+        for (int32_t k = 0; k < decimation_; ++k) zero = *sample++ == 0 && zero;
+        zeros_ = zero ? std::min(zeros_ + decimation_, least_) : 0;
+        if (zeros_ >= least_) {
+            mark = Gap::inside;
+            filling_ = reach_;
+        } else if (filling_ > 0) {
+            mark = Gap::filling;
+            filling_ -= decimation_;
+        } else {
+            mark = zeros_ >= least_ / 4 ? Gap::ebbing : Gap::none;
+        }
+        none_ = none_ && mark == Gap::none;
+    }
+}
+
+void Gaps::look_behind_end(size_t count)
+{
+    none_ = zeros_ < least_;
+    marks_.assign(count / size_t(decimation_), none_ ? Gap::none : Gap::inside);
+}
+
+bool is_silent(std::span<const int16_t> band)
+{
+    return std::ranges::all_of(band, [](int16_t sample) { return sample == 0; });
+}
+} // namespace client

@@ -1,0 +1,264 @@
+#include "radio/plan.h"
+#include "line/failure.h"
+#include "words/words.h"
+#include <algorithm>
+#include <cmath>
+#include <utility>
+#include <zovek/demodulator.h>
+
+namespace client {
+using namespace words;
+namespace {
+// What a mode needs. Shape of the post-mixer filters as parts of the bandwidth: where they are 6 dB down, and
+// how far it is from pass band to full attenuation.
+struct Row {
+    uint8_t mode;         // ZVDemodMode
+    int32_t sign;         // SSB
+    double bandwidth;     // Hz, of the station
+    double cutoff;        // of the bandwidth
+    double transition;    // of the bandwidth
+    double detector_rate; // the least, of the bandwidth
+    double audio_cutoff;  // Hz; 0: follows the bandwidth
+};
+
+// clang-format off
+constexpr Row rows[] = {
+    //                   sign  bandwidth  cut-off  transition  detector  audio
+    {ZVDemodMode_AM,        1,      9000,    0.50,      0.167,     1.75,     0},
+    {ZVDemodMode_SyncAM,    1,      5600,    0.50,      0.065,     1.05,     0},
+    {ZVDemodMode_ISB,       1,      5400,    0.50,      0.125,     2.00,     0},
+    {ZVDemodMode_SSB,       1,      2400,    0.56,      0.250,     4.00,     0},
+    {ZVDemodMode_SSB,      -1,      2400,    0.56,      0.250,     4.00,     0},
+    {ZVDemodMode_FM,        1,     16000,    0.28,      0.875,     6.00,  3000},
+};
+// clang-format on
+
+// A filter of more taps than this is cut in two: with 16 bits its taps come close to their rounding, and its stop
+// band rises above -55 dB.
+constexpr int32_t most_exact_taps = 2000;
+constexpr double lowest_audio = 300;     // Hz: lower edge of a sideband of speech
+constexpr double audio_transition = 700; // Hz
+constexpr double lowest_separated = 120; // Hz: ISB keeps its sidebands apart from here on
+
+// Odd taps of a Blackman window whose transition from pass to stop is that many Hz: 5.5 fs / N.
+int32_t taps_for(double rate, double transition)
+{
+    return std::max(3, int32_t(std::ceil(5.5 * rate / transition))) | 1;
+}
+
+std::string hz(double value) { return number(value) + " Hz"; }
+
+// Zeros, D, U and the frames that are kept, so that the detector runs at least_detector_rate at least, and the
+// audio comes at the lowest rate that is least_audio_rate; false if there is none. A rate in whole Hz is preferred
+// to one that is lower by less than the factor of a fraction. Among rates within a hundredth D is the largest: what stands behind
+// the filters costs by the detector sample.
+bool search_rates(Plan& plan, double least_detector_rate, double least_audio_rate, uint32_t most_upsample,
+                  double fraction = 1.1) // a tenth: a file can't tell of a fraction
+{
+    plan.stuffing = std::clamp(int32_t(std::ceil(least_detector_rate / plan.rate)), 1, 4);
+    const double fs = double(plan.rate) * plan.stuffing;
+    double best = 0;
+    for (uint32_t d = std::max(1u, uint32_t(fs / least_detector_rate)); d >= 1; --d)
+        for (uint32_t u = 1; u <= most_upsample; ++u) {
+            const int32_t most = int32_t(fs * u / d / least_audio_rate);
+            for (int32_t keep = std::max(1, most - 8); keep <= most; ++keep) {
+                const double rate = fs * u / d / keep,
+                             cost = rate == std::floor(rate) ? rate : fraction * rate;
+                if (best > 0 && cost >= 0.99 * best) continue;
+                best = cost;
+                plan.decimation = d;
+                plan.upsample = u;
+                plan.keep = keep;
+            }
+        }
+    if (best == 0) return false;
+    // About 10 ms at high rates, and at least 8192 samples, so that a call's overhead counts for little.
+    const uint32_t samples = std::max(8192u, uint32_t(plan.rate) / 100), d = plan.decimation;
+    plan.block = int32_t((samples + d - 1) / d * d);
+    return true;
+}
+
+// over / under brings the audio's rate to that of the output. Where the exact ratio needs too large a table, as between
+// rates that are primes, it is the last convergent of its continued fraction that doesn't: some 1e-9 off.
+void choose_ratio(Plan& plan, int64_t rate)
+{
+    constexpr int64_t most_taps = 1 << 23;   // 200 MB a channel
+    constexpr int64_t most_factor = 1 << 24; // whole numbers that a float holds
+    plan.over = rate * plan.decimation * plan.keep;
+    plan.under = int64_t(plan.rate) * plan.stuffing * plan.upsample;
+    const int64_t most_over = std::min(most_taps / plan.resampler_taps(), most_factor);
+    int64_t a = plan.over, b = plan.under, over = 1, under = 0, over_before = 0, under_before = 1;
+    while (b != 0) {
+        const int64_t q = a / b, next_over = q * over + over_before, next_under = q * under + under_before;
+        if (next_over > most_over || next_under > most_factor) break;
+        over_before = std::exchange(over, next_over);
+        under_before = std::exchange(under, next_under);
+        a = std::exchange(b, a % b);
+    }
+    if (over == 0 || under == 0)
+        throw Failure("audio at " + hz(double(rate)),
+                      "too far from the " + hz(plan.audio_rate()) + " that the demodulator gives");
+    plan.over = over;
+    plan.under = under;
+}
+
+// The rates behind the mixer. Audio at a rate that was asked for comes by division where that gives it, else through the
+// resampler, from a rate that has the audio in the part that the resampler leaves as it is.
+void choose_rates(Plan& plan, const Wishes& wishes, double least_detector_rate)
+{
+    constexpr double untouched = 0.8; // of half the lower rate
+    const double top = plan.audio_cutoff + audio_transition / 2;
+    // The carrier loop is as fast as its rate, and better slow.
+    const uint32_t upsample = plan.mode == ZVDemodMode_SyncAM ? 2 : 1;
+    const double least = std::min<double>(std::max(12000.0, 2.2 * plan.audio_cutoff), plan.rate);
+    if (!wishes.audio_rate) {
+        search_rates(plan, least_detector_rate, least, upsample);
+        return;
+    }
+    const int64_t rate = *wishes.audio_rate;
+    if (search_rates(plan, least_detector_rate, double(rate), 16) &&
+        rate * plan.decimation * plan.keep == int64_t(plan.rate) * plan.stuffing * plan.upsample)
+        return;
+    // From a rate in whole Hz any other is an exact ratio of small numbers.
+    search_rates(plan, least_detector_rate, std::min(std::max(12000.0, 2 * top / untouched), 2.0 * plan.rate),
+                 2, 2);
+    choose_ratio(plan, rate);
+}
+} // namespace
+
+int32_t Plan::resampler_taps() const
+{
+    constexpr double quality = 64;
+    return int32_t(std::ceil(quality * std::max(1.0, double(under) / double(over))));
+}
+
+int64_t Plan::delay() const
+{
+    const double post = (taps | 1) / 2 / (double(rate) * stuffing), audio = audio_taps / 2 / filter_rate();
+    const double channel = channel_taps / 2 / detector_rate();
+    const double hilbert = mode == ZVDemodMode_ISB ? hilbert_taps / 2 / detector_rate() : 0;
+    return std::llround((post + channel + hilbert + audio) * filter_rate());
+}
+
+Sides passband(Mode mode)
+{
+    const Row& row = rows[int(mode)];
+    if (row.mode != ZVDemodMode_SSB) return {-row.bandwidth / 2, row.bandwidth / 2};
+    const double far = lowest_audio + row.bandwidth;
+    return row.sign > 0 ? Sides{lowest_audio, far} : Sides{-far, -lowest_audio};
+}
+
+Plan make_plan(int32_t rate, const Wishes& wishes)
+{
+    const Row& row = rows[int(wishes.mode)];
+    const bool ssb = row.mode == ZVDemodMode_SSB;
+    const double band = rate / 2.0;
+    Plan plan = {.rate = rate, .mode = row.mode, .sideband_sign = row.sign};
+    plan.centre = wishes.centre;
+    const std::string ends =
+        (plan.centre ? "reaches from " + hz(-plan.centre) + " to " : "ends at ") + hz(band - plan.centre);
+    const double told = plan.centre ? band : rate; // I/Q comes at twice its rate
+    if (rate < 1000)
+        throw Failure("the recording", "a rate of " + hz(told) + " leaves no room for a station");
+    constexpr int32_t most_rate = 50'000'000; // the oscillator's table holds a second, at 8 bytes a sample
+    if (rate > most_rate)
+        throw Failure("the recording", "a rate of " + hz(told) + " is beyond " +
+                                           number(most_rate * told / rate / 1e6) + " MHz");
+
+    const int32_t frequency = wishes.frequency ? *wishes.frequency + plan.centre : rate / 4;
+    if (frequency < 0 || frequency > band)
+        throw Failure("frequency " + hz(frequency - plan.centre), "the recording's band " + ends);
+    plan.station = frequency;
+
+    // The station lies between the edges of the recording's band, seen from the mixer.
+    double width = wishes.bandwidth.value_or(row.bandwidth);
+    if (ssb) {
+        // A band that ends within the sideband leaves its lower part.
+        const double reach = (row.sign > 0 ? band - frequency : frequency) - lowest_audio;
+        const double kept = std::min(width, std::max(reach, 0.0));
+        const double middle = width < 1000 ? std::max(800.0, width / 2) : lowest_audio + kept / 2;
+        plan.offset = wishes.offset.value_or(int32_t(std::lround(middle)));
+    }
+    plan.mixer = plan.station + plan.sideband_sign * plan.offset;
+    const double room = 2 * std::min<double>(plan.mixer, band - plan.mixer);
+    plan.narrowed = width > room;
+    plan.width = width = std::min(width, room);
+    if (width < 50)
+        throw Failure("frequency " + hz(frequency - plan.centre),
+                      "the station would reach beyond the band, which " + ends);
+
+    plan.cutoff = row.cutoff * width;
+    plan.audio_cutoff = wishes.audio_cutoff.value_or(row.audio_cutoff > 0 ? row.audio_cutoff
+                                                     : ssb                ? 2.0 * plan.offset
+                                                                          : plan.cutoff);
+    if (wishes.audio_rate) // what the output can't carry
+        plan.audio_cutoff = std::min(plan.audio_cutoff, *wishes.audio_rate / 2.0 - audio_transition / 2);
+    const double transition = row.transition * width;
+    const bool two_stages = !wishes.taps && taps_for(rate, transition) > most_exact_taps;
+    double least = std::max(row.detector_rate * width, ssb ? 4.0 * plan.offset : 0.0);
+    if (two_stages) least = std::min<double>(std::max({least, 4 * width, 24000.0}), rate);
+    choose_rates(plan, wishes, least);
+
+    const double fs = double(rate) * plan.stuffing, edge = plan.cutoff + transition / 2;
+    plan.taps = wishes.taps.value_or(taps_for(fs, transition));
+    if (two_stages) { // the first stage keeps the station free of aliases, the second cuts it out
+        plan.channel_cutoff = plan.cutoff;
+        plan.channel_taps = taps_for(plan.detector_rate(), transition);
+        plan.cutoff = plan.detector_rate() / 2;
+        plan.taps = taps_for(fs, plan.detector_rate() - 2 * edge);
+    }
+    plan.audio_taps = taps_for(plan.filter_rate(), audio_transition);
+    plan.hilbert_taps = std::max(101, int32_t(2 * plan.detector_rate() / lowest_separated)) | 1;
+    plan.noise_taps = taps_for(plan.detector_rate(), 4000);
+
+    // Full scale over the audio's peaks. Carrier and modulation share the peak of an AM station, unless the carrier
+    // fades, for which synchronous AM leaves room. A sideband comes out of the phasing method at twice its level,
+    // and speech has the room that receiver.cpp leaves it. An FM station's deviation is what its bandwidth leaves
+    // beside the audio.
+    const double target = std::pow(10, target_level_db / 10);
+    plan.carrier_lift = plan.mode == ZVDemodMode_SyncAM ? 5 : 1;
+    switch (plan.mode) {
+    case ZVDemodMode_AM:
+        plan.audio_gain = std::sqrt(2) / target;
+        break;
+    case ZVDemodMode_SyncAM:
+        plan.audio_gain = std::sqrt(0.5) / target;
+        break;
+    case ZVDemodMode_ISB:
+        plan.audio_gain = 1 / target;
+        break;
+    case ZVDemodMode_SSB:
+        plan.audio_gain = 2 / target;
+        break;
+    case ZVDemodMode_FM:
+        plan.audio_gain = plan.detector_rate() / std::max(width / 2 - plan.audio_cutoff, width / 4);
+    }
+    return plan;
+}
+
+std::string explain(const Plan& plan)
+{
+    const bool ssb = plan.mode == ZVDemodMode_SSB;
+    const auto factor = [](const char* sign, double value) { return value == 1 ? "" : sign + number(value); };
+    std::string text = "mixer ";
+    if (plan.centre) text += number(plan.station - plan.centre) + " + " + number(plan.centre) + " = ";
+    text += hz(plan.station);
+    if (ssb) text += (plan.sideband_sign > 0 ? " + " : " - ") + number(plan.offset) + " = " + hz(plan.mixer);
+    text += "; low-pass " + hz(plan.cutoff) + ", " + number(plan.taps | 1) + " taps at " + number(plan.rate) +
+            factor(" x ", plan.stuffing) + " Hz";
+    text += "; detector at " + number(plan.rate) + factor(" x ", plan.stuffing) +
+            factor(" / ", plan.decimation) + " = " + hz(plan.detector_rate());
+    if (plan.channel_taps)
+        text += "; low-pass " + hz(plan.channel_cutoff) + ", " + number(plan.channel_taps) + " taps";
+    if (plan.mode == ZVDemodMode_ISB) text += "; Hilbert " + number(plan.hilbert_taps) + " taps";
+    if (ssb) text += "; second oscillator " + hz(plan.offset);
+    text += "; audio low-pass " + hz(plan.audio_cutoff) + ", " + number(plan.audio_taps) + " taps";
+    const std::string resampled =
+        plan.over == plan.under
+            ? ""
+            : "; resampled by " + number(double(plan.over)) + "/" + number(double(plan.under)) + " with " +
+                  number(plan.resampler_taps()) + " taps = " + hz(plan.output_rate());
+    return text + "; audio at " + number(plan.detector_rate()) + factor(" x ", plan.upsample) +
+           factor(" / ", plan.keep) + " = " + hz(plan.audio_rate()) + resampled;
+}
+} // namespace client

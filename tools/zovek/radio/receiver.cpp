@@ -1,0 +1,354 @@
+#include "radio/receiver.h"
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <zovek/arithmetic.h>
+
+namespace client {
+namespace {
+constexpr double full_scale = 2147483648.0; // of 32-bit samples
+
+// What is said of a carrier, and the frequency that its filter follows, is smoothed over this time.
+constexpr double carrier_seconds = 1;
+
+// Half a step of the band's 16-bit samples, in 32-bit units.
+constexpr int32_t half_step = 1 << 15;
+
+constexpr double most_gain = 10000;    // before the detector
+constexpr double most_loudness = 3000; // of the audio's gain control
+
+// Share of a difference that a time constant in s closes at each sample.
+double share_for(double seconds, double rate) { return 1 - std::exp(-1 / (seconds * rate)); }
+} // namespace
+
+Receiver::Receiver(const Plan& plan, const Level& level)
+    : plan_(plan),
+      level_(level),
+      radio_(ZVDemodulator16_Construct(nullptr),
+             [](ZVDemodulator* radio) { ZVDemodulator_Destruct(radio, 1); }),
+      gaps_((plan.taps | 1) + plan.channel_taps * int32_t(plan.decimation), int32_t(plan.decimation)),
+      next_(plan.delay())
+{
+    ZVDemodulator* radio = radio_.get();
+    if (!radio) throw std::bad_alloc();
+    const int32_t rate = plan.rate * plan.stuffing, block = plan.block * plan.stuffing;
+    ZVDemodulator_IQDecimation(radio, plan.decimation);
+    ZVDemodulator_AudioUpsample(radio, plan.upsample);
+    ZVDemodulator_SamplingRate(radio, rate, 1);
+    ZVDemodulator_BufferSize(radio, block, 0);
+    ZVDemodulator_PostMixerLength(radio, plan.taps);
+    ZVDemodulator_AudioFilterLength(radio, plan.audio_taps);
+    ZVDemodulator_ISBFilterLength(radio, plan.hilbert_taps);
+    ZVFIR_TapsNum(radio->noise_filter, plan.noise_taps);
+    ZVDemodulator_Mode(radio, plan.mode);
+    radio->sideband_sign = plan.sideband_sign;
+    radio->sideband_offset = plan.offset;
+    ZVDemodulator_PostMixerCutOff(radio, float(plan.cutoff));
+    ZVDemodulator_AudioFilterCutOff(radio, float(plan.audio_cutoff));
+    ZVDemodulator_LocalFrequency(radio, plan.mixer);
+    // A setter that gets no memory leaves the object as it was.
+    if (radio->sampling_rate != rate || radio->buffer_size != block ||
+        radio->post_mixer_filter_i->taps_count != (plan.taps | 1) ||
+        radio->post_mixer_filter_q->taps_count != (plan.taps | 1) ||
+        radio->audio_filter_1->taps_count != plan.audio_taps ||
+        radio->audio_filter_2->taps_count != plan.audio_taps ||
+        radio->isb_filter->taps_count != plan.hilbert_taps)
+        throw std::bad_alloc();
+
+    if (plan.channel_taps) {
+        channel_i_.emplace(plan.detector_rate(), plan.channel_cutoff, plan.channel_taps);
+        channel_q_ = channel_i_;
+    }
+    radio->filtered_callback = prepare;
+    radio->filtered_context = this;
+    radio->noise_measure_enabled = plan.mode == ZVDemodMode_FM;
+    radio->audio_gain = float(level.gain.value_or(plan.audio_gain));
+    radio->volume = float(level.volume.value_or(0.5));
+    if (level.agc) {
+        const double audio_rate = plan.detector_rate() * plan.upsample;
+        ZVAGC* agc = radio->audio_agc_1;
+        agc->target_level = 0.3 * full_scale / plan.upsample; // the chain multiplies by U behind it
+        agc->gain_fall_rate = share_for(0.02, audio_rate);
+        agc->gain_rise_rate = share_for(20, audio_rate);
+        agc->gain = most_loudness; // from there it falls at once
+    }
+}
+
+// Between filters and detector.
+void Receiver::prepare(void* self, ZVDemodulator*, int32_t count, void* i, void* q)
+{
+    static_cast<Receiver*>(self)->prepare(count, static_cast<int32_t*>(i), static_cast<int32_t*>(q));
+}
+
+void Receiver::prepare(int32_t count, int32_t* i, int32_t* q)
+{
+    if (!in_gap_) resting_ = double(radio_->dc_input_1) - radio_->dc_output_1;
+    in_gap_ = count > 0 && bridged(count - 1);
+    // The mixer rounds down, half a unit of 16 bits on average: in a sideband a faint whistle at the offset.
+    // What is zero isn't rounded.
+    for (int32_t k = 0; k < count; ++k) {
+        const int32_t half = gaps_.marks()[size_t(k)] == Gap::inside ? 0 : half_step;
+        i[k] += i[k] < INT32_MAX - half ? half : 0;
+        q[k] += q[k] < INT32_MAX - half ? half : 0;
+    }
+    if (channel_i_) {
+        channel_i_->process(i, size_t(count));
+        channel_q_->process(q, size_t(count));
+    }
+    if (measuring_) measure(count, i, q);
+    if (plan_.mode == ZVDemodMode_SyncAM) raise_carrier(count, i, q);
+    if (plan_.mode == ZVDemodMode_FM) limit(count, i, q);
+    if (levelling_) control_level(count, i, q);
+    if (plan_.mode == ZVDemodMode_AM || plan_.mode == ZVDemodMode_ISB) bridge_rest(count, i, q);
+}
+
+// The peak that the station may come to, by what this block shows: a carrier's peaks are at most twice its mean;
+// speech grows to about three times what its first second shows.
+void Receiver::measure(int32_t count, const int32_t* i, const int32_t* q)
+{
+    double peak = 0, sum = 0;
+    int32_t seen = 0;
+    for (int32_t k = 0; k < count; ++k) {
+        if (bridged(k)) continue;
+        const double magnitude = std::hypot(i[k], q[k]);
+        peak = std::max(peak, magnitude);
+        sum += magnitude;
+        ++seen;
+    }
+    if (!seen) return;
+    const bool carrier = plan_.mode == ZVDemodMode_AM || plan_.mode == ZVDemodMode_SyncAM;
+    expected_peak_ = std::max(expected_peak_, carrier ? std::max(peak, 2.2 * sum / seen) : 3 * peak);
+}
+
+// Exalted carrier: what lies within a few Hz of the carrier comes in stronger than the sidebands, which are
+// lowered instead. So the loop holds on to a carrier that fades below its sidebands. The one-pole filter turns
+// with the loop's frequency, else the carrier would come out of it late. In a gap it turns on alone, and what
+// follows is turned into its phase: the loop sees no gap.
+void Receiver::raise_carrier(int32_t count, int32_t* i, int32_t* q)
+{
+    constexpr double corner = 10; // Hz
+    const double share = 1 - std::exp(-2 * M_PI * corner / plan_.detector_rate());
+    const double sidebands = 1 / plan_.carrier_lift;
+    const std::complex<double> turn = std::polar(1.0, 2 * M_PI * carrier_offset_ / plan_.detector_rate());
+    std::complex<double> carrier = carrier_;
+    for (int32_t k = 0; k < count; ++k) {
+        carrier *= turn;
+        std::complex<double> station(i[k], q[k]);
+        const Gap mark = gaps_.marks()[size_t(k)];
+        if (mark >= Gap::inside) {
+            match_ = mark == Gap::filling ? match_ + carrier * std::conj(station) : 0;
+            i[k] = int32_t(carrier.real());
+            q[k] = int32_t(carrier.imag());
+            continue;
+        }
+        if (match_ != 0.0) turn_ = match_ / std::abs(match_);
+        match_ = 0;
+        station *= turn_;
+        carrier += share * (station - carrier);
+        i[k] = int32_t(sidebands * station.real() + (1 - sidebands) * carrier.real());
+        q[k] = int32_t(sidebands * station.imag() + (1 - sidebands) * carrier.imag());
+    }
+    carrier_ = carrier;
+}
+
+// A limiter: the discriminator's products keep 32 bits of a weak station too. In a gap the station's mean
+// frequency goes on, and what follows is turned to begin where that is: the discriminator sees no jump. What the
+// filters let go last, below a unit of 16 bits, is no signal either.
+void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
+{
+    // The discriminator measures arctan(sin v) of a turn by v, and 2^31 is a cycle.
+    const double measured = std::clamp(std::tan(2 * M_PI * resting_ / full_scale), -1.0, 1.0);
+    const std::complex<double> step = std::polar(1.0, std::asin(measured));
+    std::complex<double> before(radio_->previous_i, radio_->previous_q);
+    for (int32_t k = 0; k < count; ++k) {
+        std::complex<double> station(i[k], q[k]);
+        const double magnitude = std::hypot(i[k], q[k]);
+        const bool ebbed = gaps_.marks()[size_t(k)] == Gap::ebbing && magnitude < 2 * half_step;
+        if (bridged(k) || ebbed) {
+            before *= step;
+            bridging_ = true;
+        } else {
+            if (bridging_ && std::abs(before) > 0)
+                turn_ = std::polar(1.0, std::arg(before * step * std::conj(station)));
+            bridging_ = false;
+            before = station * turn_ * (magnitude > 0 ? full_scale / 2 / magnitude : 0);
+        }
+        i[k] = int32_t(before.real());
+        q[k] = int32_t(before.imag());
+    }
+}
+
+// Runs a gain control by pieces. The gain stays over those that quiet(first, count) names: there is nothing in
+// them that it could be measured by, and a gain that follows silence has no end.
+template <class Quiet, class Run>
+static void in_pieces(ZVAGC* agc, int32_t count, Quiet quiet, Run run)
+{
+    constexpr int32_t piece = 16;
+    const double fall = agc->gain_fall_rate, rise = agc->gain_rise_rate;
+    for (int32_t first = 0; first < count; first += piece) {
+        const int32_t n = std::min(piece, count - first);
+        const bool stays = quiet(first, n);
+        agc->gain_fall_rate = stays ? 0 : fall;
+        agc->gain_rise_rate = stays ? 0 : rise;
+        run(first, n);
+    }
+    agc->gain_fall_rate = fall;
+    agc->gain_rise_rate = rise;
+}
+
+// The I/Q gain control. Below half a step of the band's samples there is rounding alone.
+void Receiver::control_level(int32_t count, int32_t* i, int32_t* q)
+{
+    ZVAGC* agc = radio_->iq_agc;
+    const auto quiet = [&](int32_t first, int32_t n) {
+        double most = 0;
+        for (int32_t k = first; k < first + n; ++k) {
+            if (bridged(k)) return true;
+            most = std::max(most, double(i[k]) * i[k] + double(q[k]) * q[k]);
+        }
+        return most < double(half_step) * half_step;
+    };
+    in_pieces(agc, count, quiet,
+              [=](int32_t first, int32_t n) { ZVAGC_Process_Stereo32(agc, i + first, q + first, n); });
+}
+
+// In a gap AM has the envelope that it had on average, and independent sideband what stood between its sidebands:
+// the DC blocker sees no step.
+void Receiver::bridge_rest(int32_t count, int32_t* i, int32_t* q)
+{
+    const bool envelope = plan_.mode == ZVDemodMode_AM;
+    const double share = share_for(1 / (2 * M_PI * radio_->dc_cutoff), plan_.detector_rate());
+    for (int32_t k = 0; k < count; ++k) {
+        if (!bridged(k)) {
+            if (!envelope) carrier_ += share * (std::complex<double>(i[k], q[k]) - carrier_);
+            continue;
+        }
+        // the envelope detector takes 1 / sqrt(2)
+        const std::complex<double> rest =
+            envelope ? std::clamp(resting_ * M_SQRT2, 0.0, full_scale - 1) : carrier_;
+        i[k] = int32_t(rest.real());
+        q[k] = int32_t(rest.imag());
+    }
+}
+
+// The audio's gain control and the output behind it, as the demodulator has them. There is no audio where the
+// audio filter holds some of a gap, nor 70 dB below the target.
+void Receiver::control_loudness(size_t frames)
+{
+    auto* audio = static_cast<int32_t*>(ZVDemodulator16_TestPoint(radio_.get(), 8));
+    ZVAGC* agc = radio_->audio_agc_1;
+    const auto upsample = int32_t(plan_.upsample);
+    const double least = agc->target_level / most_loudness;
+    const auto quiet = [=, this](int32_t first, int32_t n) {
+        for (int32_t j = first; j < first + n; ++j)
+            if (bridged(j / upsample))
+                gap_frames_ = plan_.audio_taps;
+            else if (gap_frames_ > 0)
+                --gap_frames_;
+        return gap_frames_ > 0 || std::all_of(audio + first, audio + first + n,
+                                              [=](int32_t x) { return std::abs(double(x)) < least; });
+    };
+    in_pieces(agc, int32_t(frames), quiet,
+              [=](int32_t first, int32_t n) { ZVAGC_Process_Mono32(agc, audio + first, n, 1); });
+    const long double gain = (long double)radio_->volume * plan_.upsample / 65536;
+    for (size_t j = 0; j < frames; ++j)
+        audio_[2 * j] = audio_[2 * j + 1] =
+            int16_t(std::clamp(std::llrint(audio[j] * gain), -32768LL, 32767LL));
+}
+
+void Receiver::settle(std::span<const int16_t> band)
+{
+    const size_t block = size_t(plan_.block);
+    const int64_t next = next_;
+    for (const bool first : {true, false}) {
+        measuring_ = first && !level_.gain && plan_.mode != ZVDemodMode_FM;
+        for (size_t at = 0; at < band.size(); at += block)
+            receive(band.subspan(at, std::min(block, band.size() - at)));
+        if (measuring_) hold_level();
+        carrier_offset_ = loop_offset();
+    }
+    // Where the band begins with silence the filters are emptied, else their rest would be heard in it.
+    const std::vector<int16_t> silence(block);
+    if (is_silent(band.first(std::min(size_t(gaps_.least()), band.size()))))
+        for (int64_t left = 2 * plan_.delay() / plan_.upsample; left > 0;
+             left -= int64_t(block) * plan_.stuffing / plan_.decimation)
+            receive(silence);
+    next_ = next;
+}
+
+// Starts the I/Q gain control at a gain that brings the expected peak to the target. The gain falls at once where a
+// peak goes beyond, and doesn't rise, so that it never breathes with speech, unless the user wants it to follow.
+void Receiver::hold_level()
+{
+    const double rate = plan_.detector_rate(), target_db = level_.iq_agc.value_or(target_level_db);
+    const double target = full_scale * std::pow(10, target_db / 10), lift = plan_.carrier_lift;
+    ZVAGC* agc = radio_->iq_agc;
+    levelling_ = true;
+    radio_->iq_agc_level = float(target_db + (lift > 1 ? 3 : 0)); // a lifted carrier stands above the peaks
+    agc->target_level =
+        double((full_scale - 1) * Exp_Float(float(radio_->iq_agc_level * std::log(10.0L) / 10)));
+    agc->gain = expected_peak_ > 0 ? std::min(target * lift / expected_peak_, most_gain) : most_gain;
+    agc->gain_fall_rate = share_for(level_.iq_agc ? 0.5 : 0.002, rate);
+    agc->gain_rise_rate = level_.iq_agc ? share_for(0.5, rate) : 0;
+}
+
+const std::vector<int16_t>& Receiver::receive(std::span<const int16_t> band)
+{
+    const size_t d = plan_.decimation, zeros = size_t(plan_.stuffing);
+    const size_t whole = (band.size() * zeros + d - 1) / d * d;
+    if (zeros > 1 || whole > band.size()) {
+        band_.assign(whole, 0);
+        for (size_t k = 0; k < band.size(); ++k) band_[k * zeros] = band[k];
+        band = band_;
+    }
+    gaps_.look(band);
+    process(band);
+    return audio_;
+}
+
+const std::vector<int16_t>& Receiver::drain()
+{
+    band_.assign(size_t(plan_.block) * size_t(plan_.stuffing), 0);
+    gaps_.look_behind_end(band_.size());
+    process(band_);
+    return audio_;
+}
+
+// A multiple of D.
+void Receiver::process(std::span<const int16_t> band)
+{
+    const size_t samples = band.size() / plan_.decimation, frames = samples * plan_.upsample;
+    audio_.resize(2 * frames);
+    ZVDemodulator16_Process_StereoOut_16_16(radio_.get(), band.data(), audio_.data(), uint32_t(band.size()),
+                                            1);
+    if (level_.agc) control_loudness(frames);
+    if (plan_.mode == ZVDemodMode_SyncAM && gaps_.none()) follow_carrier(int32_t(samples));
+
+    size_t kept = 0;
+    for (; next_ < int64_t(frames); next_ += plan_.keep, ++kept)
+        std::copy_n(&audio_[2 * size_t(next_)], 2, &audio_[2 * kept]);
+    next_ -= int64_t(frames);
+    audio_.resize(2 * kept);
+}
+
+// Smoothed values for the summary and for raise_carrier.
+void Receiver::follow_carrier(int32_t count)
+{
+    const auto* i = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_.get(), 3));
+    const auto* q = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_.get(), 4));
+    double power = 0, on_axis = 0;
+    for (int32_t k = 0; k < count; ++k) {
+        power += double(i[k]) * i[k] + double(q[k]) * q[k];
+        on_axis += double(radio_->detector_output[k]) * radio_->detector_output[k] / 2; // d is sqrt(2) X
+    }
+    const double share = 1 - std::exp(-count / (carrier_seconds * plan_.detector_rate()));
+    if (power > 0) carrier_coherence_ += share * (on_axis / power - carrier_coherence_);
+    carrier_offset_ += share * (loop_offset() - carrier_offset_);
+}
+
+// The loop turns the other way.
+double Receiver::loop_offset() const
+{
+    return -radio_->carrier_frequency * plan_.detector_rate() / (2 * M_PI);
+}
+} // namespace client

@@ -1,0 +1,95 @@
+// The library's demodulator as a plan sets it up, with what the client does between its filters and its
+// detector, and the gain controls, which the client runs itself so that they hold where there is no signal.
+//
+// A gap in the band, digital silence, is bridged: gains stay, and the detector gets the station's carrier
+// unmodulated. So the gap is silent, DC blocker and carrier loop stay where they are, and what follows comes at
+// its level.
+#pragma once
+#include "radio/channel.h"
+#include "radio/gaps.h"
+#include "radio/plan.h"
+#include <complex>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+#include <zovek/demodulator.h>
+
+namespace client {
+// How the audio's level is made.
+struct Level {
+    bool agc = false;             // audio gain control: one loudness
+    std::optional<double> iq_agc; // I/Q gain control that follows fading, target in dB of full scale
+    std::optional<double> gain;   // fixed audio gain
+    std::optional<double> volume; // output gain; 0.5
+};
+
+// Samples of the first second, in which a receiver settles; at high rates less is long enough.
+inline size_t settling(int32_t rate) { return size_t(rate < 1 << 24 ? rate : 1 << 24); }
+
+class Receiver {
+public:
+    // Fails if memory can't be had.
+    Receiver(const Plan& plan, const Level& level);
+
+    // Passes the first second of a recording twice, unheard: to find the station's level, and to let carrier
+    // loop and DC blocker settle.
+    void settle(std::span<const int16_t> band);
+
+    // Receives samples of the band, at most plan.block; what is missing to a multiple of D is taken as silence. Gives
+    // the audio, left, right, left, right, with the delay of the filters taken off the start.
+    const std::vector<int16_t>& receive(std::span<const int16_t> band);
+
+    // A block of silence behind the recording's end, which brings out what still is in the filters.
+    const std::vector<int16_t>& drain();
+
+    // What the detector tells of the station, by the blocks so far.
+    struct Readings {
+        int32_t noise_level;   // FM: 16-bit units above 5000 Hz
+        bool carrier_locked;   // synchronous AM
+        double carrier_offset; // synchronous AM: Hz from the mixer
+    };
+    Readings readings() const { return {radio_->noise_level, carrier_coherence_ > 0.75, carrier_offset_}; }
+    bool overload() const { return radio_->overload; } // of the last block
+
+private:
+    static void prepare(void* self, ZVDemodulator* radio, int32_t count, void* i, void* q);
+    void prepare(int32_t count, int32_t* i, int32_t* q);
+    void measure(int32_t count, const int32_t* i, const int32_t* q);
+    void raise_carrier(int32_t count, int32_t* i, int32_t* q);
+    void limit(int32_t count, int32_t* i, int32_t* q);
+    void control_level(int32_t count, int32_t* i, int32_t* q);
+    void bridge_rest(int32_t count, int32_t* i, int32_t* q);
+    void control_loudness(size_t frames);
+    void hold_level();
+    void process(std::span<const int16_t> band);
+    void follow_carrier(int32_t count);
+    // Whether a detector sample is left out of the station: it comes out of a gap.
+    bool bridged(int32_t k) const { return gaps_.marks()[size_t(k)] >= Gap::inside; }
+    double loop_offset() const; // Hz
+
+    const Plan plan_;
+    const Level level_;
+    std::unique_ptr<ZVDemodulator, void (*)(ZVDemodulator*)> radio_;
+    std::optional<ChannelFilter> channel_i_, channel_q_;
+    Gaps gaps_;
+    std::vector<int16_t> band_; // with zeros as the plan wants them
+    std::vector<int16_t> audio_;
+    int64_t next_ = 0; // frame of the demodulator's output, seen from the next block, to be kept
+    bool measuring_ = false;
+    bool levelling_ = false;   // the I/Q gain control runs
+    double expected_peak_ = 0; // 32-bit units
+    bool in_gap_ = false;      // the last block ended in one
+    double resting_ = 0;       // the detector's mean before the last gap, which the DC blocker takes off
+    // Synchronous AM, FM: what turns a station into the phase that it would have without the gap before, and the
+    // sum of which it is the direction.
+    std::complex<double> turn_ = 1, match_;
+    int32_t gap_frames_ = 0;       // frames until the audio filter holds nothing of a gap
+    bool bridging_ = false;        // FM: the sample before was no signal
+    std::complex<double> carrier_; // synchronous AM, independent sideband: the carrier, 32-bit units
+    double carrier_coherence_ =
+        0.5;                    // share of the station's power on the carrier's axis: 1 in lock, 1/2 without
+    double carrier_offset_ = 0; // Hz
+};
+} // namespace client
