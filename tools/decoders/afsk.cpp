@@ -6,7 +6,7 @@ namespace decoders {
 namespace {
 // A band-pass whose gain rises by so many dB from tone 1 to tone 2, in a straight line, and is 1 at the larger one:
 // the wanted response integrated over the band, under a Blackman window.
-Fir make_tilted(const Modem& modem, const Band& band, double tilt)
+zovek::FIR make_tilted(const Modem& modem, const Band& band, double tilt)
 {
     constexpr int steps = 400;
     const double rate = modem.rate(), step = (band.high - band.low) / steps;
@@ -22,8 +22,8 @@ Fir make_tilted(const Modem& modem, const Band& band, double tilt)
         const double u = 2 * M_PI * n / (band.taps - 1);
         taps[size_t(n)] = 2 * step / rate * sum * (0.42 - 0.5 * std::cos(u) + 0.08 * std::cos(2 * u));
     }
-    Fir fir = make_fir(3, band.taps, rate, band.low, band.high);
-    fir->set_taps_double(fir.get(), taps.data(), band.taps);
+    zovek::FIR fir = make_fir(3, band.taps, rate, band.low, band.high);
+    fir->set_taps_double(fir, taps.data(), band.taps);
     return fir;
 }
 } // namespace
@@ -39,18 +39,18 @@ Front::Front(const Modem& modem, const Hearing& hearing) : sums_(kept)
               2 * M_PI * (modem.tone_2 + hearing.offset) / rate};
     lag_ = (band.taps - 1) / 2.0 / rate;
     if (hearing.by_delay) {
-        discriminator_ = own<decltype(discriminator_)>(ZVFSKDelayDemod16_Construct(nullptr));
-        ZVFSKDelayDemod_SamplingRate(discriminator_.get(), float(rate));
+        discriminator_ = decltype(discriminator_)(ZVFSKDelayDemod16_Construct);
+        ZVFSKDelayDemod_SamplingRate(discriminator_, float(rate));
         ZVDelayLine_Delay(discriminator_->delay_line, int32_t(std::lround(modem.delay * rate)));
         ZVFIR_FIRType(discriminator_->pre_filter, 0); // the band-pass stands before
         ZVFIR_TapsNum(discriminator_->pre_filter, 3);
         ZVFIR_CutOffHigh(discriminator_->post_filter, float(modem.baud * 3 / 4));
         return;
     }
-    correlator_ = own<decltype(correlator_)>(ZVFSKCorrDemod16_Construct(nullptr));
-    ZVFSKCorrDemod_SamplingRate(correlator_.get(), float(rate));
+    correlator_ = decltype(correlator_)(ZVFSKCorrDemod16_Construct);
+    ZVFSKCorrDemod_SamplingRate(correlator_, float(rate));
     // The window is rate / baud + 0.5 samples, rounded: away from the tie, whatever the last bit of the rates is.
-    ZVFSKCorrDemod_BitRate(correlator_.get(), float(modem.baud * 1.01));
+    ZVFSKCorrDemod_BitRate(correlator_, float(modem.baud * 1.01));
     correlator_->tone_1 = float(modem.tone_1 + hearing.offset);
     correlator_->tone_2 = float(modem.tone_2 + hearing.offset);
     if (correlator_->samples_per_bit != bit_samples) throw std::bad_alloc();
@@ -60,18 +60,18 @@ void Front::push(const int16_t* samples, size_t count)
 {
     filtered_.resize(count);
     soft_.resize(count);
-    ZVFIR1616_Process_16_16(band_.get(), filtered_.data(), samples, int32_t(count), 1, 1);
+    ZVFIR1616_Process_16_16(band_, filtered_.data(), samples, int32_t(count), 1, 1);
     if (correlator_) {
         correlate(count);
-        ZVFIR1616_Process_16_16(post_.get(), soft_.data(), soft_.data(), int32_t(count), 1, 1);
+        ZVFIR1616_Process_16_16(post_, soft_.data(), soft_.data(), int32_t(count), 1, 1);
     } else
-        ZVFSKDelayDemod16_Process(discriminator_.get(), soft_.data(), filtered_.data(), int32_t(count), 1);
+        ZVFSKDelayDemod16_Process(discriminator_, soft_.data(), filtered_.data(), int32_t(count), 1);
 }
 
 // Bit time by bit time: the correlator's window then holds the products of exactly the samples that went in.
 void Front::correlate(size_t count)
 {
-    ZVFSKCorrDemod* const self = correlator_.get();
+    ZVFSKCorrDemod* const self = correlator_;
     for (size_t at = 0; at < count; at += bit_samples) {
         self->phase_1 = float(phase_[0]);
         self->phase_2 = float(phase_[1]);
@@ -99,7 +99,7 @@ Branch::Branch(const Front& front, const Modem& modem, const Tuning& tuning, Tak
       tuning_(tuning),
       period_(modem.rate() / modem.baud / (1 + tuning.rate_offset)),
       take_(std::move(take)),
-      clock_(own<decltype(clock_)>(ZVDataFormatter2_Construct(nullptr))),
+      clock_(ZVDataFormatter2_Construct),
       sequence_(front.omega(1), front.omega(2), tuning.tracking)
 {
     clock_->sampling_rate = period_; // the unit of time is a bit
@@ -124,7 +124,7 @@ void Branch::run()
         position_ += int64_t(piece);
         decided_ = false;
         const double due = clock_->next_bit_point - double(piece);
-        ZVDataFormatter2_DPLL_16(clock_.get(), &soft[at], int32_t(piece), 1);
+        ZVDataFormatter2_DPLL_16(clock_, &soft[at], int32_t(piece), 1);
         if (tuning_.rate_reach > 0) follow(clock_->next_bit_point - due - (decided_ ? period : 0));
         at += piece;
     }

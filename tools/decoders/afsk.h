@@ -9,9 +9,6 @@
 #include <cstdint>
 #include <functional>
 #include <vector>
-#include <zovek/data_formatter.h>
-#include <zovek/fsk_corr_demod.h>
-#include <zovek/fsk_delay_demod.h>
 
 namespace decoders {
 constexpr int bit_samples = 20;
@@ -65,9 +62,9 @@ private:
     static constexpr size_t kept = 2048; // samples of correlations, more than a block and a bit
     void correlate(size_t count);
 
-    Fir band_, post_;
-    Owned<ZVFSKCorrDemod, ZVFSKCorrDemod_Destruct> correlator_;
-    Owned<ZVFSKDelayDemod, ZVFSKDelayDemod_Destruct> discriminator_;
+    zovek::FIR band_, post_;
+    zovek::FSKCorrDemod correlator_;
+    zovek::FSKDelayDemod discriminator_;
     std::array<double, 2> omega_;
     double lag_;
     std::array<double, 2> phase_{}; // of the tones, at the next sample
@@ -108,7 +105,7 @@ private:
     const Tuning tuning_;
     const double period_; // samples a bit, as the branch was made
     const Take take_;
-    Owned<ZVDataFormatter2, ZVDataFormatter2_Destruct> clock_;
+    zovek::DataFormatter clock_;
     SequenceDetector sequence_;
     int64_t position_ = 0;               // samples so far, as the clock counts
     int64_t last_end_ = bit_samples / 2; // of the correlations that came last

@@ -2,38 +2,12 @@
 #pragma once
 #include <algorithm>
 #include <cstdint>
-#include <memory>
-#include <new>
 #include <vector>
-#include <zovek/fir.h>
-#include <zovek/resampler.h>
+#include <zovek.hpp>
 
 namespace decoders {
-template <auto Destruct>
-struct Destructor {
-    template <class Record>
-    void operator()(Record* record) const
-    {
-        Destruct(record, 1);
-    }
-};
-
-// A record of the library's heap that is destructed with its owner.
-template <class Record, auto Destruct>
-using Owned = std::unique_ptr<Record, Destructor<Destruct>>;
-
-// Takes what a constructor of the library gave.
-template <class Block, class Record>
-Block own(Record* record)
-{
-    if (!record) throw std::bad_alloc();
-    return Block(record);
-}
-
-using Fir = Owned<ZVFIR, ZVFIR_Destruct>;
-
 // A filter of 16-bit samples. Designs are those of ZVFIR: 1 low-pass, 2 high-pass, 3 band-pass.
-Fir make_fir(int32_t design, int32_t taps, double rate, double low, double high);
+zovek::FIR make_fir(int32_t design, int32_t taps, double rate, double low, double high);
 
 // Pushes silence of so many samples, by pieces.
 template <class Push>
@@ -63,7 +37,7 @@ public:
     double delay() const { return delay_; }
 
 private:
-    Owned<ZVResampler32, ZVResampler32_Destruct> resampler_;
+    zovek::Resampler resampler_{ZVResampler32_Construct};
     double from_, rate_, delay_;
     std::vector<int16_t> out_;
     std::vector<int32_t> in32_, out32_;

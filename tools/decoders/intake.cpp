@@ -21,7 +21,7 @@ Intake::Intake(double from, double wanted, size_t block, double level, Take take
     : block_(block),
       take_(std::move(take)),
       resampler_(from, wanted, taps(from, wanted)),
-      agc_(own<decltype(agc_)>(ZVAGC_Construct(nullptr)))
+      agc_(ZVAGC_Construct)
 {
     if (from < lowest_rate)
         throw Failure("audio of " + number(from) + " Hz",
@@ -44,7 +44,7 @@ void Intake::push(const int16_t* samples, size_t count)
         for (size_t k = 0; k < block_; ++k) power += double(block[k]) * block[k];
         powers_.push_back(power / double(block_));
         if (double(powers_.size() * block_) > kept * rate()) powers_.pop_front();
-        ZVAGC_ProcessBuffer_Mono32(agc_.get(), block, int32_t(block_), 1);
+        ZVAGC_ProcessBuffer_Mono32(agc_, block, int32_t(block_), 1);
         for (size_t k = 0; k < block_; ++k) even_[k] = int16_t(block[k] >> 16);
         take_(even_.data(), block_, blocks_++ * int64_t(block_));
     }

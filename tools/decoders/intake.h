@@ -5,7 +5,6 @@
 #include <deque>
 #include <functional>
 #include <vector>
-#include <zovek/agc.h>
 
 namespace decoders {
 class Intake {
@@ -30,7 +29,7 @@ private:
     const size_t block_;
     const Take take_;
     Resampler resampler_;
-    Owned<ZVAGC, ZVAGC_Destruct> agc_;
+    zovek::AGC agc_;
     std::vector<int32_t> waiting_; // less than a block
     std::vector<int16_t> even_;
     std::deque<double> powers_; // of the last blocks

@@ -13,7 +13,6 @@
 #include <complex>
 #include <deque>
 #include <utility>
-#include <zovek/fsk_corr_demod.h>
 
 namespace decoders::bulletins {
 namespace {
@@ -62,11 +61,10 @@ private:
 class Tones {
 public:
     Tones(double centre, std::function<void(float soft, double hop)> take)
-        : correlator_(own<decltype(correlator_)>(ZVFSKCorrDemod16_Construct(nullptr))),
-          clock_(std::move(take))
+        : correlator_(ZVFSKCorrDemod16_Construct), clock_(std::move(take))
     {
-        ZVFSKCorrDemod_SamplingRate(correlator_.get(), float(rate));
-        ZVFSKCorrDemod_BitRate(correlator_.get(), float(baud));
+        ZVFSKCorrDemod_SamplingRate(correlator_, float(rate));
+        ZVFSKCorrDemod_BitRate(correlator_, float(baud));
         correlator_->tone_1 = float(centre + half_shift);
         correlator_->tone_2 = float(centre - half_shift);
         if (correlator_->samples_per_bit != window) throw std::bad_alloc();
@@ -120,7 +118,7 @@ private:
         return std::clamp(value / std::max(power, 1e-9f), -1.5f, 1.5f);
     }
 
-    Owned<ZVFSKCorrDemod, ZVFSKCorrDemod_Destruct> correlator_;
+    zovek::FSKCorrDemod correlator_;
     EyeClock clock_;
     using Sums = std::array<double, 4>; // of products, since the beginning
     Sums sums_{};
@@ -256,7 +254,7 @@ private:
     void take(const int16_t* samples, size_t count, int64_t first)
     {
         filtered_.resize(count);
-        ZVFIR1616_Process_16_16(band_.get(), filtered_.data(), samples, int32_t(count), 1, 1);
+        ZVFIR1616_Process_16_16(band_, filtered_.data(), samples, int32_t(count), 1, 1);
         now_ = double(first + int64_t(count)) / rate;
         for (auto& receiver : receivers_)
             if (!chosen_ || chosen_ == receiver.get()) receiver->tones.push(filtered_.data(), count);
@@ -320,7 +318,7 @@ private:
 
     const Emit emit_;
     Intake intake_;
-    Fir band_;
+    zovek::FIR band_;
     std::vector<int16_t> filtered_;
     std::vector<std::unique_ptr<Receiver>> receivers_;
     Receiver* chosen_ = nullptr;    // null: all listen

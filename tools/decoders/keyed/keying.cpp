@@ -44,14 +44,14 @@ constexpr float surest = 25;                      // log likelihood ratio of a b
 Correlator::Correlator(double rate, const Tones& tones)
     : bit_samples_(samples_of_bit(tones)),
       resampler_(rate, tones.baud * bit_samples_),
-      correlator_(own<decltype(correlator_)>(ZVFSKCorrDemod16_Construct(nullptr)))
+      correlator_(ZVFSKCorrDemod16_Construct)
 {
     const double modem_rate = tones.baud * bit_samples_;
     omega_ = {full_turn * tones.space / modem_rate, full_turn * tones.mark / modem_rate};
-    ZVFSKCorrDemod_SamplingRate(correlator_.get(), float(modem_rate));
-    ZVFSKCorrDemod_BitRate(correlator_.get(),
+    ZVFSKCorrDemod_SamplingRate(correlator_, float(modem_rate));
+    ZVFSKCorrDemod_BitRate(correlator_,
                            float(modem_rate / (bit_samples_ - 0.5))); // it rounds half a sample up
-    ZVFSKCorrDemod_BufferSize(correlator_.get(), uint32_t(bit_samples_));
+    ZVFSKCorrDemod_BufferSize(correlator_, uint32_t(bit_samples_));
     correlator_->tone_1 = float(tones.mark);
     correlator_->tone_2 = float(tones.space);
     if (correlator_->samples_per_bit != bit_samples_) throw std::bad_alloc();
@@ -64,7 +64,7 @@ const std::vector<Correlator::Piece>& Correlator::push(const int16_t* samples, s
     const std::vector<int16_t>& audio = resampler_.push(samples, count);
     waiting_.insert(waiting_.end(), audio.begin(), audio.end());
     pieces_.clear();
-    ZVFSKCorrDemod* const self = correlator_.get();
+    ZVFSKCorrDemod* const self = correlator_;
     const int tick_samples = bit_samples_ / ticks_per_bit;
     const float scale = 2.0f / float(bit_samples_);
     size_t at = 0;

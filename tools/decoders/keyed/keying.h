@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <optional>
 #include <vector>
-#include <zovek/fsk_corr_demod.h>
 
 namespace decoders::keyed {
 constexpr int ticks_per_bit = 16;
@@ -54,7 +53,7 @@ private:
     int bit_samples_;
     Resampler resampler_;
     std::array<double, 2> omega_, phase_{};
-    Owned<ZVFSKCorrDemod, ZVFSKCorrDemod_Destruct> correlator_;
+    zovek::FSKCorrDemod correlator_;
     std::vector<int16_t> waiting_, soft_; // waiting_: less than a bit
     std::vector<Piece> pieces_;
 };

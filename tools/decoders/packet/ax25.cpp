@@ -4,7 +4,6 @@
 #include <array>
 #include <cmath>
 #include <numeric>
-#include <zovek/string.h>
 
 namespace decoders::packet {
 namespace {
@@ -81,14 +80,13 @@ public:
         uint8_t plain[address_bytes];
         for (size_t k = 0; k < 6; ++k) plain[k] = address[k] >> 1;
         plain[6] = address[6];
-        ZVString_Truncate(text_.get(), 0);
-        ZVString_Add_AX25CallSign(text_.get(), plain);
+        ZVString_Truncate(text_, 0);
+        ZVString_Add_AX25CallSign(text_, plain);
         return text_->text;
     }
 
 private:
-    const Owned<ZVString, ZVString_Destruct> text_ =
-        own<Owned<ZVString, ZVString_Destruct>>(ZVString_Construct(nullptr));
+    const zovek::String text_{ZVString_Construct};
 };
 
 // Names of control fields, modulo 8.

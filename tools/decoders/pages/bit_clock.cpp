@@ -7,7 +7,7 @@ BitClock::BitClock(double samples_per_bit, double gain, double most_off, Take ta
       gain_(gain),
       most_off_(most_off),
       take_(std::move(take)),
-      loop_(own<decltype(loop_)>(ZVDataFormatter2_Construct(nullptr))),
+      loop_(ZVDataFormatter2_Construct),
       period_(samples_per_bit)
 {
     loop_->sampling_rate = samples_per_bit;

@@ -4,7 +4,6 @@
 #include "decoders/blocks.h"
 #include <cstdint>
 #include <functional>
-#include <zovek/data_formatter.h>
 
 namespace decoders::pages {
 class BitClock {
@@ -18,7 +17,7 @@ public:
     void push(int16_t soft)
     {
         level_ = soft;
-        ZVDataFormatter2_DPLL_16(loop_.get(), &soft, 1, 1);
+        ZVDataFormatter2_DPLL_16(loop_, &soft, 1, 1);
         ++position_;
     }
 
@@ -27,7 +26,7 @@ private:
 
     const double nominal_, gain_, most_off_;
     const Take take_;
-    Owned<ZVDataFormatter2, ZVDataFormatter2_Destruct> loop_;
+    zovek::DataFormatter loop_;
     double period_, last_ = 0; // samples: of a bit; middle of the last one
     int64_t position_ = 0;
     int16_t level_ = 0;

@@ -88,7 +88,7 @@ private:
     void hear(const int16_t* samples, size_t count)
     {
         smoothed_.resize(count);
-        ZVFIR1616_Process_16_16(smoothing_.get(), smoothed_.data(), samples, int32_t(count), 1, 1);
+        ZVFIR1616_Process_16_16(smoothing_, smoothed_.data(), samples, int32_t(count), 1, 1);
         for (const int16_t sample : smoothed_) {
             // A receiver off tune adds a constant, and what is coupled without DC sags while a level lasts. Zero is
             // where a level would have to be moved from to be what half the distance of the peaks makes of its sign.
@@ -107,7 +107,7 @@ private:
 
     const Take take_;
     Intake intake_;
-    Fir smoothing_;
+    zovek::FIR smoothing_;
     BitClock clock_;
     PocsagReceiver receiver_;
     std::vector<int16_t> smoothed_;

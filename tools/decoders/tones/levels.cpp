@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <zovek/tone_detector.h>
 
 namespace decoders::tones {
 namespace {
@@ -44,8 +43,8 @@ public:
             const auto piece = size_t(std::min(period_ - filled_, int64_t(count - at)));
             for (const auto& [first, second] : detectors_)
                 for (size_t k = at; k < at + piece; ++k) {
-                    ZVToneDetector_Process_16(first.get(), samples + k, 1, 1);
-                    ZVToneDetector_Process_double(second.get(), &first->y1, 1, 1);
+                    ZVToneDetector_Process_16(first, samples + k, 1, 1);
+                    ZVToneDetector_Process_double(second, &first->y1, 1, 1);
                 }
             at += piece;
             filled_ += int64_t(piece);
@@ -54,15 +53,13 @@ public:
     }
 
 private:
-    using Detector = Owned<ZVToneDetector, ZVToneDetector_Destruct>;
-
-    Detector make_detector(double frequency, double width) const
+    zovek::ToneDetector make_detector(double frequency, double width) const
     {
-        Detector detector = own<Detector>(ZVToneDetector_Construct(nullptr));
+        zovek::ToneDetector detector(ZVToneDetector_Construct);
         detector->sampling_rate = rate_;
         detector->frequency = frequency;
         detector->bandwidth = width / std::sqrt(std::sqrt(2) - 1); // two in a row are so much narrower
-        ZVToneDetector_Update(detector.get());
+        ZVToneDetector_Update(detector);
         return detector;
     }
 
@@ -81,7 +78,7 @@ private:
             std::snprintf(text, sizeof text, ",%.1f", level);
             message.text += text;
             levels.emplace_back().add("frequency", settings_.frequencies[k]).add("level", level);
-            ZVToneDetector_Init(detectors_[k][1].get());
+            ZVToneDetector_Init(detectors_[k][1]);
         }
         message.fields.add("levels", levels);
         filled_ = 0;
@@ -91,8 +88,8 @@ private:
     const Settings settings_;
     const double rate_; // Hz
     const Emit emit_;
-    const int64_t period_;                           // samples
-    std::vector<std::array<Detector, 2>> detectors_; // of each frequency, one behind the other
+    const int64_t period_;                                      // samples
+    std::vector<std::array<zovek::ToneDetector, 2>> detectors_; // of each frequency, one behind the other
     int64_t filled_ = 0, periods_ = 0;
 };
 

@@ -6,12 +6,12 @@
 namespace decoders::tones {
 Spectra::Spectra(double rate, const Plan& plan)
     : to_rate_(rate, plan.rate),
-      fft_(own<decltype(fft_)>(ZVFFT2Float_Construct(nullptr))),
+      fft_(ZVFFT2Float_Construct),
       window_(size_t(std::lround(plan.window * plan.rate))),
       hop_(size_t(std::lround(plan.hop * plan.rate)))
 {
     const uint32_t size = 2 * std::bit_ceil(uint32_t(window_));
-    ZVFFT2Float_BufferSize(fft_.get(), size);
+    ZVFFT2Float_BufferSize(fft_, size);
     if (fft_->buffer_size != size) throw std::bad_alloc();
     double sum = 0, squares = 0;
     for (size_t k = 0; k < size; ++k) {
@@ -39,7 +39,7 @@ void Spectra::push32(const int32_t* samples, size_t count, const std::function<v
     waiting_.insert(waiting_.end(), samples, samples + count);
     size_t at = 0;
     for (; at + window_ <= waiting_.size(); at += hop_) {
-        fft_->compute_32(fft_.get(), &waiting_[at], uint32_t(window_));
+        fft_->compute_32(fft_, &waiting_[at], uint32_t(window_));
         frame(double(frames_++) * hop());
     }
     waiting_.erase(waiting_.begin(), waiting_.begin() + ptrdiff_t(at));

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <vector>
-#include <zovek/fft2_float.h>
 
 namespace decoders::tones {
 struct Peak {
@@ -42,7 +41,7 @@ private:
     Peak line(int bin) const;
 
     Resampler to_rate_;
-    Owned<ZVFFT, ZVFFT_Destruct> fft_;
+    zovek::FFT fft_;
     size_t window_, hop_; // samples
     double line_scale_, sum_scale_;
     int64_t frames_ = 0;
