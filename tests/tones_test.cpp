@@ -1,5 +1,5 @@
 // Tones: a stream cut anywhere gives the same messages. The samples go to the decoders themselves, piece by piece.
-#include "decoders/decoder.h"
+#include "decoders/tones/tones.h"
 #include <cmath>
 #include <gtest/gtest.h>
 #include <random>
@@ -30,10 +30,12 @@ std::vector<int16_t> audio(double seconds, const std::vector<Tone>& tones)
     return samples;
 }
 
-std::vector<std::string> heard(const DataMode& mode, const std::vector<int16_t>& samples, size_t piece)
+using Make = std::function<MadeDecoder(Emit)>;
+
+std::vector<std::string> heard(const Make& make, const std::vector<int16_t>& samples, size_t piece)
 {
     std::vector<std::string> messages;
-    const auto decoder = mode.make(rate, [&](const Message& message) {
+    const auto decoder = make([&](const Message& message) {
         messages.push_back(std::to_string(message.time) + " " + message.text + " " + message.fields.text());
     });
     for (size_t at = 0; at < samples.size(); at += piece)
@@ -46,28 +48,40 @@ std::vector<std::string> heard(const DataMode& mode, const std::vector<int16_t>&
 TEST(Tones, CutAnywhereAreTheSame)
 {
     struct Case {
-        std::vector<DataMode> (*family)(client::CommandLine&);
+        const char* name;
+        Make make;
         double seconds;
         std::vector<Tone> tones;
         size_t messages;
     };
     // The last tones reach to the end, where silence brings them out.
     const Case cases[] = {
-        {dtmf_modes, 1, {{0.1, 0.05, 697}, {0.1, 0.05, 1209}, {0.9, 0.1, 941}, {0.9, 0.1, 1633}}, 2},
-        {five_tone_modes,
+        {"dtmf",
+         [](Emit emit) { return make_dtmf(rate, {}, std::move(emit)); },
+         1,
+         {{0.1, 0.05, 697}, {0.1, 0.05, 1209}, {0.9, 0.1, 941}, {0.9, 0.1, 1633}},
+         2},
+        {"zvei",
+         [](Emit emit) { return make_five_tone(rate, {}, std::move(emit)); },
          0.55,
          {{0.2, 0.07, 1060}, {0.27, 0.07, 2600}, {0.34, 0.07, 2200}, {0.41, 0.07, 970}, {0.48, 0.07, 810}},
          1},
-        {selcal_modes, 2.4, {{0.2, 1, 312.6}, {0.2, 1, 1479.1}, {1.4, 1, 881}, {1.4, 1, 977.2}}, 1},
-        {ctcss_modes, 9, {{0, 3, 67}, {6, 3, 254.1}}, 3},
+        {"selcal",
+         [](Emit emit) { return make_selcal(rate, std::move(emit)); },
+         2.4,
+         {{0.2, 1, 312.6}, {0.2, 1, 1479.1}, {1.4, 1, 881}, {1.4, 1, 977.2}},
+         1},
+        {"ctcss",
+         [](Emit emit) { return make_ctcss(rate, std::move(emit)); },
+         9,
+         {{0, 3, 67}, {6, 3, 254.1}},
+         3},
     };
-    for (const auto& [family, seconds, tones, messages] : cases) {
-        client::CommandLine line;
-        const DataMode mode = family(line).front();
-        SCOPED_TRACE(mode.name);
+    for (const auto& [name, make, seconds, tones, messages] : cases) {
+        SCOPED_TRACE(name);
         const std::vector<int16_t> samples = audio(seconds, tones);
-        const auto whole = heard(mode, samples, samples.size());
+        const auto whole = heard(make, samples, samples.size());
         EXPECT_EQ(whole.size(), messages);
-        for (const size_t piece : {1, 7, 441, 1000}) EXPECT_EQ(heard(mode, samples, piece), whole) << piece;
+        for (const size_t piece : {1, 7, 441, 1000}) EXPECT_EQ(heard(make, samples, piece), whole) << piece;
     }
 }

@@ -24,8 +24,8 @@ Intake::Intake(double from, double wanted, size_t block, double level, Take take
       agc_(ZVAGC_Construct)
 {
     if (from < lowest_rate)
-        throw Failure("audio of " + number(from) + " Hz",
-                      "too low a rate, under " + number(lowest_rate) + " Hz");
+        throw NotAtThisRate("audio of " + words::number(from) + " Hz",
+                            "too low a rate, under " + words::number(lowest_rate) + " Hz");
     // Down at once, up slowly, so that what is heard isn't torn.
     agc_->target_level = level * 2147483648.0;
     agc_->gain_fall_rate = 1;

@@ -3,12 +3,12 @@
 // Each file passes once, and every mode hears all of it. Messages go to standard output as they are found, the
 // figures to standard error.
 #include "command.h"
-#include "decoders/decoder.h"
 #include "io/iq.h"
 #include "io/selected.h"
 #include "io/stop.h"
 #include "io/talk.h"
 #include "line/options.h"
+#include "modes.h"
 #include "radio/receiver.h"
 #include <algorithm>
 #include <chrono>
@@ -19,13 +19,6 @@ namespace client {
 using namespace decoders;
 using namespace words;
 namespace {
-// The modes, family by family.
-constexpr std::vector<DataMode> (*families[])(CommandLine&) = {
-    packet::packet_modes, tones::dtmf_modes,     tones::five_tone_modes, tones::selcal_modes,
-    tones::ctcss_modes,   tones::levels_modes,   bulletins::same_modes,  bulletins::navtex_modes,
-    pages::pocsag_modes,  keyed::teletype_modes,
-};
-
 struct Options {
     std::vector<std::string> paths = {"-"};
     InputOptions input;
@@ -184,8 +177,10 @@ private:
             };
             try {
                 listeners.push_back(mode.make(audio.rate(), emit));
-            } catch (const Failure& failure) { // not at this rate; the other modes may
-                fail(result, input->name + ": " + mode.name + ": " + failure.what());
+            } catch (const WrongSettings& error) {
+                throw WrongUsage(error.what());
+            } catch (const NotAtThisRate& error) { // the other modes may
+                fail(result, input->name + ": " + mode.name + ": " + error.what());
             }
         }
         while (!listeners.empty()) {
@@ -255,51 +250,6 @@ private:
     std::vector<Result> results_;
 };
 
-// The modes of these names, in their order; each once.
-std::vector<DataMode> chosen(const std::vector<DataMode>& modes, const std::vector<std::string>& names)
-{
-    std::vector<DataMode> result;
-    for (const DataMode& mode : modes)
-        if (std::ranges::count(names, mode.name)) result.push_back(mode);
-    return result;
-}
-
-// Names as "a, b".
-std::string listed(const std::vector<std::string>& names)
-{
-    std::string list;
-    for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
-    return list;
-}
-
-std::vector<std::string> names_of(const std::vector<DataMode>& modes, Option option)
-{
-    std::vector<std::string> names;
-    for (const DataMode& mode : modes)
-        if (std::ranges::count(mode.options, option)) names.emplace_back(mode.name);
-    return names;
-}
-
-// Help tells of options under the names of the modes that have them.
-void group_by_modes(const std::vector<DataMode>& modes)
-{
-    for (const DataMode& mode : modes)
-        for (const Option option : mode.options)
-            option.group("Options of " + listed(names_of(modes, option)));
-}
-
-// No option without a mode that heeds it.
-void check_options(const std::vector<DataMode>& modes, const std::vector<std::string>& wanted)
-{
-    for (const DataMode& mode : modes)
-        for (const Option option : mode.options) {
-            const auto names = names_of(modes, option);
-            if (option.given() && std::ranges::find_first_of(names, wanted) == names.end())
-                throw WrongUsage(option.name() + " is an option of --mode " + listed(names) + ", not of " +
-                                 listed(wanted));
-        }
-}
-
 // Reads a frequency with k or M; whole Hz where the value is whole.
 template <class Number>
 std::function<void(const std::string&)> frequency_into(std::optional<Number>& value, double least)
@@ -344,38 +294,18 @@ Run add_decode(CommandLine& line)
     line.flag("--json", options.json, "messages as JSON Lines");
     std::string list = "Modes:";
     std::vector<std::string> names;
-    for (const auto family : families)
-        for (DataMode& row : family(line)) {
-            list += "\n  " + std::string(row.name) + std::string(12 - std::string(row.name).size(), ' ') +
-                    row.help;
-            names.push_back(row.name);
-            choice->modes.push_back(std::move(row));
-        }
+    choice->modes = add_modes(line);
+    for (const DataMode& row : choice->modes) {
+        names.emplace_back(row.name);
+        list += "\n  " + names.back() + std::string(12 - names.back().size(), ' ') + row.help;
+    }
     line.footer(list);
     mode.separated_by(',').required().one_of(names).unit("MODE");
-    group_by_modes(choice->modes);
     return [choice, frequency] {
-        check_options(choice->modes, choice->options.modes);
+        const std::vector<DataMode> modes = chosen(choice->modes, choice->options.modes);
         Options& options = choice->options;
         if (frequency.given()) options.station = choice->station;
-        return Decoding(options, chosen(choice->modes, options.modes)).run();
+        return Decoding(options, modes).run();
     };
 }
 } // namespace client
-
-namespace decoders {
-Option centre_option(CommandLine& line)
-{
-    if (const auto there = line.find("--centre")) return *there;
-    const auto check = [](const std::string& text) {
-        const auto hz = parse_quantity(text, "Hz");
-        if (!hz || *hz <= 0 || *hz >= 1e5) throw WrongValue(not_a("a frequency in Hz", text));
-    };
-    return line.text("--centre", check, "middle of the two tones (navtex 1000, to 200 Hz)").unit("HZ");
-}
-
-std::optional<double> centre_of(Option option)
-{
-    return option.given() ? parse_quantity(option.text(), "Hz") : std::nullopt;
-}
-} // namespace decoders

@@ -3,10 +3,9 @@
 // Receivers side by side listen at centres 25 Hz apart. The one whose two copies of each character fit together best
 // gets the text, until its signal ends.
 #include "decoders/blocks.h"
+#include "decoders/bulletins/bulletins.h"
 #include "decoders/bulletins/sitor.h"
-#include "decoders/decoder.h"
 #include "decoders/intake.h"
-#include "line/failure.h"
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -24,7 +23,6 @@ constexpr size_t hops_a_bit = window / hop;
 constexpr int range = 200, step = 25; // Hz, of the centres
 constexpr int band_taps = 127;
 constexpr double election = 1.5; // s, for receivers of other centres to find the signal too
-constexpr double usual_centre = 1000, lowest_centre = 400, highest_centre = 3200; // Hz
 
 // Bit timing for weak signals, whose zero crossings are mostly noise: the mean magnitude at each hop of the bit shows
 // where the eye is open, and its first harmonic points at the middle.
@@ -329,18 +327,11 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> navtex_modes(CommandLine& line)
+MadeDecoder make_navtex(double from, const NavtexSettings& settings, Emit emit)
 {
-    const Option option = centre_option(line);
-    return {{"navtex",
-             "NAVTEX and SITOR-B bulletins, 100 Bd, shift 170 Hz",
-             [option](double from, Emit emit) {
-                 const double centre = centre_of(option).value_or(usual_centre);
-                 if (centre < lowest_centre || centre > highest_centre)
-                     throw WrongUsage("navtex: --centre between 400 and 3200 Hz");
-                 require_tone(from, centre + half_shift);
-                 return std::make_unique<Navtex>(from, centre, std::move(emit));
-             },
-             {option}}};
+    if (settings.centre < lowest_centre || settings.centre > highest_centre)
+        throw WrongSettings("a centre between 400 and 3200 Hz");
+    require_tone(from, settings.centre + half_shift);
+    return std::make_unique<Navtex>(from, settings.centre, std::move(emit));
 }
 } // namespace decoders::bulletins

@@ -1,7 +1,7 @@
 // Headers of weather radio and the emergency alert system: 520.83 Bd AFSK between 2083.3 and 1562.5 Hz.
 #include "decoders/afsk.h"
+#include "decoders/bulletins/bulletins.h"
 #include "decoders/bulletins/same_header.h"
-#include "decoders/decoder.h"
 #include "decoders/intake.h"
 #include <algorithm>
 #include <cmath>
@@ -20,10 +20,6 @@ constexpr Modem modem = {.baud = baud,
 constexpr double rate_offsets[] = {0, 0.015, -0.015};
 constexpr int block_bits = 12;
 constexpr double same_burst = 0.25; // s, between the beginnings of one burst as two clocks have it
-
-struct Settings {
-    bool once = false;
-};
 
 // One clock, and what is received by it.
 class Channel {
@@ -81,7 +77,7 @@ private:
 
 class Same : public Decoder {
 public:
-    Same(double rate, const Settings& settings, Emit emit)
+    Same(double rate, const SameSettings& settings, Emit emit)
         : once_(settings.once),
           emit_(std::move(emit)),
           intake_(rate, modem.rate(), block_bits * bit_samples, 0.12,
@@ -125,7 +121,7 @@ private:
         emit_(message);
     }
 
-    static void tell(const SameHeader& header, JsonObject& fields)
+    static void tell(const SameHeader& header, words::JsonObject& fields)
     {
         char issued[8];
         std::snprintf(issued, sizeof issued, "%02d:%02d", header.hour % 24, header.minute % 60);
@@ -163,16 +159,9 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> same_modes(CommandLine& line)
+MadeDecoder make_same(double rate, const SameSettings& settings, Emit emit)
 {
-    const auto settings = std::make_shared<Settings>();
-    const Option once = line.flag("--once", settings->once, "one line a header, not one a burst");
-    return {{"same",
-             "weather radio and emergency alert headers (SAME), bursts by vote",
-             [settings](double rate, Emit emit) {
-                 require_tone(rate, modem.tone_1);
-                 return std::make_unique<Same>(rate, *settings, std::move(emit));
-             },
-             {once}}};
+    require_tone(rate, modem.tone_1);
+    return std::make_unique<Same>(rate, settings, std::move(emit));
 }
 } // namespace decoders::bulletins

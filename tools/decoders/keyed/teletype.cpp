@@ -1,62 +1,12 @@
 // Text that is keyed between two tones, character by character: radioteletype in the five bits of ITA2, and ASCII as
 // modems send it. A line of text is a message.
-#include "decoders/decoder.h"
-#include "decoders/keyed/alphabet.h"
-#include "line/failure.h"
-#include "line/options.h"
+#include "decoders/keyed/teletype.h"
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
 namespace decoders::keyed {
 namespace {
-// Modems by name; of two sides, the first is the one that calls.
-struct Preset {
-    const char* name;
-    Tones tones;
-};
-// clang-format off
-constexpr Preset presets[] = {
-    //                 mark  space  baud
-    {"bell103",        {1270, 1070,  300}},
-    {"bell103-answer", {2225, 2025,  300}},
-    {"bell202",        {1200, 2200, 1200}},
-    {"v21",            { 980, 1180,  300}},
-    {"v21-answer",     {1650, 1850,  300}},
-    {"v23",            {1300, 2100, 1200}},
-    {"v23-back",       { 390,  450,   75}},
-};
-// clang-format on
-constexpr Tones amateur = {2125, 2295, 1000 / 22.0}; // 22 ms a bit
-
-constexpr const char* parity_names[] = {"none", "even", "odd"};
-
-struct Settings {
-    std::optional<double> mark, space, shift, centre; // Hz
-    std::optional<double> baud, stop;                 // Bd, bits
-    Tones modem = presets[0].tones;
-    Ita2::Options ita2;
-    Ascii::Options ascii;
-    bool reverse = false;
-};
-
-// The tones that the options say; for what they leave open, the usual ones.
-Tones tones_of(const Settings& settings, const Tones& usual)
-{
-    const double shift = settings.shift.value_or(usual.space - usual.mark);
-    Tones tones = usual;
-    if (settings.mark)
-        tones.mark = *settings.mark;
-    else if (settings.space)
-        tones.mark = *settings.space - shift;
-    else
-        tones.mark = settings.centre.value_or((usual.mark + usual.space) / 2) - shift / 2;
-    tones.space = settings.space.value_or(tones.mark + shift);
-    tones.baud = settings.baud.value_or(usual.baud);
-    if (settings.reverse) std::swap(tones.mark, tones.space);
-    return tones;
-}
-
 constexpr int first_wait = 4, second_wait = 8; // characters that the searches go on before they decide
 
 // Evidence of a bit is how far its tone rises over the other one, from 0 for both alike to 1 for it alone, less this
@@ -270,77 +220,25 @@ private:
 void check(const Tones& tones, double rate)
 {
     if (std::fabs(tones.mark - tones.space) < 0.3 * tones.baud)
-        throw WrongUsage("mark and space are too near for " + number(tones.baud) + " Bd");
+        throw WrongSettings("mark and space are too near for " + words::number(tones.baud) + " Bd");
     for (const double tone : {tones.mark, tones.space}) {
         if (tone < tones.baud / 8)
-            throw Failure("a tone of " + number(tone) + " Hz", "too low for " + number(tones.baud) + " Bd");
+            throw NotAtThisRate("a tone of " + words::number(tone) + " Hz",
+                                "too low for " + words::number(tones.baud) + " Bd");
         require_tone(rate, tone);
     }
 }
 } // namespace
 
-std::vector<DataMode> teletype_modes(CommandLine& line)
+MadeDecoder make_rtty(double rate, const Tones& tones, const Ita2::Options& options, Emit emit)
 {
-    const auto settings = std::make_shared<Settings>();
-    Settings& s = *settings;
-    std::vector<std::string> modems;
-    for (const Preset& preset : presets) modems.push_back(preset.name);
-    const auto frequency = [&line](const char* name, std::optional<double>& value, const char* help) {
-        return line.quantity(name, value, -1e5, 1e5, "HZ", help);
-    };
-    const Option mark = frequency("--mark", s.mark, "tone of mark; takes k (rtty 2125)");
-    const Option space = frequency("--space", s.space, "tone of space (rtty 2295)");
-    const Option centre = centre_option(line).excludes(mark).excludes(space);
-    const std::vector both = {
-        mark,
-        space,
-        centre,
-        frequency("--shift", s.shift, "space above mark (rtty 170)"),
-        line.quantity("--baud", s.baud, 10, 9600, "BD", "bit rate (rtty 45.45)"),
-        line.quantity("--stop", s.stop, 1, 2, "BITS", "stop bits, 1 to 2 (rtty 1.5, ascii 1)"),
-        line.flag("--reverse", s.reverse, "mark and space change places")};
-    const std::vector rtty = {
-        line.flag("--no-unshift", s.ita2.unshift, "figures go on behind a blank", false),
-        line.flag("--us", s.ita2.us, "figures as in the United States")};
-    const std::vector ascii = {
-        line.text(
-                "--tones",
-                [&s](const std::string& name) {
-                    s.modem = std::ranges::find(presets, name, &Preset::name)->tones;
-                },
-                "tones and bit rate of a modem: bell103, bell103-answer, bell202, v21, v21-answer, v23, "
-                "v23-back")
-            .one_of(modems)
-            .unit("MODEM")
-            .usually("bell103"),
-        line.quantity("--bits", s.ascii.bits, 7, 8, "N", "7 or 8, without parity").usually("8"),
-        line.choice("--parity", s.ascii.parity, parity_names, "none, even or odd")
-            .unit("NAME")
-            .usually("none")};
-    const auto joined = [&both](std::vector<Option> own) {
-        own.insert(own.end(), both.begin(), both.end());
-        return own;
-    };
-    const auto make = [settings, centre](double rate, const Tones& usual, std::unique_ptr<Alphabet> alphabet,
-                                         Emit emit) {
-        settings->centre = centre_of(centre);
-        const Tones tones = tones_of(*settings, usual);
-        check(tones, rate);
-        return std::make_unique<Teletype>(rate, tones, std::move(alphabet), std::move(emit));
-    };
-    return {{"rtty", "radioteletype in ITA2, 45.45 Bd between 2125 and 2295 Hz",
-             [settings, make](double rate, Emit emit) {
-                 Ita2::Options options = settings->ita2;
-                 options.stop = settings->stop.value_or(options.stop);
-                 return make(rate, amateur, std::make_unique<Ita2>(options), std::move(emit));
-             },
-             joined(rtty)},
-            {"ascii", "text of modems, 7 or 8 bits (--tones: which modem)",
-             [settings, make](double rate, Emit emit) {
-                 Ascii::Options options = settings->ascii;
-                 options.stop = settings->stop.value_or(options.stop);
-                 return make(rate, settings->modem, std::make_unique<Ascii>(options), std::move(emit));
-             },
-             joined(ascii)}};
+    check(tones, rate);
+    return std::make_unique<Teletype>(rate, tones, std::make_unique<Ita2>(options), std::move(emit));
+}
+
+MadeDecoder make_ascii(double rate, const Tones& tones, const Ascii::Options& options, Emit emit)
+{
+    check(tones, rate);
+    return std::make_unique<Teletype>(rate, tones, std::make_unique<Ascii>(options), std::move(emit));
 }
 } // namespace decoders::keyed

@@ -1,11 +1,9 @@
 // AX.25 packets over audio: 1200 Bd between 1200 and 2200 Hz, as on VHF FM, or 300 Bd between 1600 and 1800 Hz, as
 // through SSB receivers. Every branch hears the signal in another way, and a frame that one of them finds is found.
+#include "decoders/packet/packet.h"
 #include "decoders/afsk.h"
-#include "decoders/decoder.h"
 #include "decoders/intake.h"
 #include "decoders/packet/ax25.h"
-#include "line/failure.h"
-#include "line/options.h"
 #include <algorithm>
 #include <cmath>
 
@@ -30,8 +28,9 @@ struct Row {
     Branch::Tuning tuning;
 };
 
-// The branches in the order of what they add; --effort tells how many run.
-constexpr Row rows[] = {
+// The branches in the order of what they add; the effort tells how many run. 300 Bd cost a quarter of 1200, and their
+// stations are off tune more often than not, so more do.
+constexpr Row rows[most_effort] = {
     //copy         band           tilt  off  delay
     {{Copy::plain,   Width::wide,   0,   0, false}, steady},   // noise
     {{Copy::clipped, Width::wide,   0,   0, false}, agile},    // clicks of an FM receiver near its threshold
@@ -52,14 +51,6 @@ constexpr Row rows[] = {
     {{Copy::plain,   Width::wide,   0,   0, true},  by_level}, // level plays no part
 };
 // clang-format on
-
-struct Settings {
-    bool hf = false, repair = false;
-    std::optional<int> effort;
-};
-
-// 300 Bd cost a quarter of 1200, and their stations are off tune more often than not.
-constexpr int default_effort = 8, default_hf_effort = 13;
 
 constexpr int block_bits = 24;      // 20 ms at 1200 Bd
 constexpr double level = 0.06;      // of full scale: the peaks of noise come to a third
@@ -166,7 +157,8 @@ private:
             .add("path", fields.path);
         message.fields.add("kind", fields.kind).add("control", int64_t(fields.control));
         if (fields.pid >= 0) message.fields.add("pid", int64_t(fields.pid));
-        message.fields.add("info", printable(fields.info)).add("frame", hex(finding.found.frame));
+        message.fields.add("info", words::printable(fields.info))
+            .add("frame", words::hex(finding.found.frame));
         if (repair_) message.fields.add("repaired", int64_t(finding.found.flipped));
         emit_(message);
     }
@@ -183,22 +175,9 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> packet_modes(CommandLine& line)
+MadeDecoder make_packet(double rate, const Settings& settings, Emit emit)
 {
-    const auto settings = std::make_shared<Settings>();
-    constexpr auto most = int(std::size(rows));
-    const std::vector options = {
-        line.flag("--hf", settings->hf, "300 Bd between 1600 and 1800 Hz"),
-        line.flag("--repair", settings->repair, "mend up to three bits of a frame where two branches agree"),
-        line.quantity("--effort", settings->effort, 1, most, "N",
-                      "branches that listen, 1 to " + std::to_string(most) + " (" +
-                          std::to_string(default_effort) + ", with --hf " +
-                          std::to_string(default_hf_effort) + ")")};
-    return {{"packet", "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)",
-             [settings](double rate, Emit emit) {
-                 require_tone(rate, (settings->hf ? hf : vhf).tone_2);
-                 return std::make_unique<Packet>(rate, *settings, std::move(emit));
-             },
-             options}};
+    require_tone(rate, (settings.hf ? hf : vhf).tone_2);
+    return std::make_unique<Packet>(rate, settings, std::move(emit));
 }
 } // namespace decoders::packet

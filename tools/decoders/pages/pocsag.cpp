@@ -1,9 +1,7 @@
 // POCSAG pages out of what an FM discriminator gives: 512, 1200 and 2400 Bd at once, either way up.
-#include "decoders/decoder.h"
+#include "decoders/pages/pocsag.h"
 #include "decoders/intake.h"
 #include "decoders/pages/bit_clock.h"
-#include "decoders/pages/pocsag_pages.h"
-#include "line/options.h"
 #include <algorithm>
 #include <cmath>
 #include <deque>
@@ -13,13 +11,6 @@ namespace decoders::pages {
 namespace {
 constexpr int bit_samples = 20, block_bits = 24;
 constexpr int smoothing_taps = 15; // most of a bit
-
-constexpr const char* page_text_names[] = {"auto", "numeric", "alpha"}; // by PageText
-
-struct Settings {
-    std::optional<int> baud; // none: all
-    PageText as = PageText::automatic;
-};
 
 // One rate.
 class Channel {
@@ -153,7 +144,7 @@ private:
         message.fields.add("address", page.address)
             .add("function", int64_t(page.function))
             .add("kind", kind)
-            .add("message", printable(text))
+            .add("message", words::printable(text))
             .add("baud", int64_t(channel.baud))
             .add("corrected", int64_t(page.corrected))
             .add("lost", int64_t(page.lost))
@@ -167,24 +158,10 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> pocsag_modes(CommandLine& line)
+MadeDecoder make_pocsag(double rate, const Settings& settings, Emit emit)
 {
-    const auto settings = std::make_shared<Settings>();
-    const std::vector options = {
-        line.text(
-                "--pager-baud", [&baud = settings->baud](const std::string& text) { baud = std::stoi(text); },
-                "512, 1200 or 2400 alone (all at once)")
-            .one_of({"512", "1200", "2400"})
-            .unit("BD"),
-        line.choice("--as", settings->as, page_text_names, "messages as auto, numeric or alpha")
-            .unit("KIND")
-            .usually("auto")};
-    return {{"pocsag", "POCSAG pages, from discriminator audio",
-             [settings](double from, Emit emit) {
-                 const int baud = settings->baud.value_or(512); // of all, those that can be heard
-                 require(from, baud / 2.0, std::to_string(baud) + " Bd");
-                 return std::make_unique<Pocsag>(from, *settings, std::move(emit));
-             },
-             options}};
+    const int baud = settings.baud.value_or(512); // of all, those that can be heard
+    require(rate, baud / 2.0, std::to_string(baud) + " Bd");
+    return std::make_unique<Pocsag>(rate, settings, std::move(emit));
 }
 } // namespace decoders::pages

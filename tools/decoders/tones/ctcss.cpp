@@ -1,7 +1,7 @@
 // Sub-audible tones that FM stations send below their speech, so that a receiver opens for its own group alone.
-#include "decoders/decoder.h"
 #include "decoders/tones/phase_break.h"
 #include "decoders/tones/spectra.h"
+#include "decoders/tones/tones.h"
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -319,12 +319,9 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> ctcss_modes(CommandLine&)
+MadeDecoder make_ctcss(double rate, Emit emit)
 {
-    return {{"ctcss", "sub-audible tones: an over a line, with its start and its tone in Hz or none",
-             [](double rate, Emit emit) {
-                 require_tone(rate, *std::rbegin(tones));
-                 return std::make_unique<Ctcss>(rate, std::move(emit));
-             }}};
+    require_tone(rate, *std::rbegin(tones));
+    return std::make_unique<Ctcss>(rate, std::move(emit));
 }
 } // namespace decoders::tones

@@ -1,8 +1,7 @@
 // Telephone keys: each digit is two tones at once, one of four low ones and one of four high ones.
-#include "decoders/decoder.h"
 #include "decoders/tones/spectra.h"
 #include "decoders/tones/symbols.h"
-#include "line/options.h"
+#include "decoders/tones/tones.h"
 #include <algorithm>
 #include <cmath>
 
@@ -18,7 +17,6 @@ constexpr double least_clear =
     5.5;                      // dB: speech reaches 4, digits 3 dB over the noise in 4 kHz have 8 and more
 constexpr double beside = 75; // Hz, from a tone to what is another line
 constexpr double least_duration = 0.028; // s
-constexpr double default_pause = 0.3;    // s, ends a line
 
 // The nearest tone, and how far the line is off.
 std::pair<int, double> nearest(const double (&tones)[4], double frequency)
@@ -81,7 +79,7 @@ private:
     {
         if (line_.empty()) return;
         Message message{.time = line_.front().begin};
-        std::vector<JsonObject> digits;
+        std::vector<words::JsonObject> digits;
         double power = 0;
         const auto tenth = [](double value) { return std::round(value * 10) / 10; };
         for (const Symbol& symbol : line_) {
@@ -109,17 +107,9 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> dtmf_modes(CommandLine& line)
+MadeDecoder make_dtmf(double rate, const DtmfSettings& settings, Emit emit)
 {
-    const auto pause = std::make_shared<double>(default_pause);
-    const Option option = line.quantity("--pause", *pause, 0.05, 3600, "SECONDS",
-                                        "between digits that end a line (" + number(*pause) + ")");
-    return {{"dtmf",
-             "telephone keys, a line of digits ended by a pause",
-             [pause](double rate, Emit emit) {
-                 require(rate, (1 + most_off) * columns[3], "a tone of " + number(columns[3]) + " Hz");
-                 return std::make_unique<Dtmf>(rate, *pause, std::move(emit));
-             },
-             {option}}};
+    require(rate, (1 + most_off) * columns[3], "a tone of " + words::number(columns[3]) + " Hz");
+    return std::make_unique<Dtmf>(rate, settings.pause, std::move(emit));
 }
 } // namespace decoders::tones

@@ -1,9 +1,8 @@
 // Selective calls of five tones in a row, each a digit, as mobile radio uses them. A digit like the one before it is
 // sent as the set's repeat tone, E.
-#include "decoders/decoder.h"
 #include "decoders/tones/spectra.h"
 #include "decoders/tones/symbols.h"
-#include "line/options.h"
+#include "decoders/tones/tones.h"
 #include <algorithm>
 #include <cmath>
 
@@ -115,24 +114,19 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> five_tone_modes(CommandLine& line)
+std::vector<std::string> five_tone_sets()
 {
-    const auto name = std::make_shared<std::string>(sets[0].name);
     std::vector<std::string> names;
-    for (const ToneSet& set : sets) names.push_back(set.name);
-    const Option option =
-        line.text("--set", *name,
-                  "the set of tones: zvei1 (if left out), zvei2, pzvei, dzvei, ccir, eea, eia")
-            .one_of(names)
-            .unit("NAME");
-    return {{"zvei",
-             "selective calls of five tones (--set)",
-             [name](double rate, Emit emit) {
-                 const auto set =
-                     std::ranges::find_if(sets, [&](const ToneSet& row) { return row.name == *name; });
-                 require_tone(rate, std::ranges::max(set->tones));
-                 return std::make_unique<FiveTone>(rate, *set, std::move(emit));
-             },
-             {option}}};
+    for (const ToneSet& set : sets) names.emplace_back(set.name);
+    return names;
+}
+
+MadeDecoder make_five_tone(double rate, const FiveToneSettings& settings, Emit emit)
+{
+    const auto* set =
+        std::ranges::find_if(sets, [&](const ToneSet& row) { return row.name == settings.set; });
+    if (set == std::end(sets)) throw WrongSettings("no set of five tones: " + settings.set);
+    require_tone(rate, std::ranges::max(set->tones));
+    return std::make_unique<FiveTone>(rate, *set, std::move(emit));
 }
 } // namespace decoders::tones

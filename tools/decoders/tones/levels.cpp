@@ -1,38 +1,31 @@
 // Levels of given frequencies over time, by the library's tone detector: a narrow band-pass, twice, and the
 // sum of what comes out of it.
 #include "decoders/blocks.h"
-#include "decoders/decoder.h"
-#include "line/failure.h"
+#include "decoders/tones/tones.h"
 #include <algorithm>
 #include <array>
 #include <cmath>
 
 namespace decoders::tones {
 namespace {
-struct Settings {
-    std::vector<double> frequencies; // Hz
-    double every = 0.1;              // s
-    std::optional<double> width;     // Hz
-};
-
 constexpr double floor_level = -120; // dB: less than 16-bit samples can show
 
 class Levels : public Decoder {
 public:
-    Levels(double rate, const Settings& settings, Emit emit)
+    Levels(double rate, const LevelsSettings& settings, Emit emit)
         : settings_(settings),
           rate_(rate),
           emit_(std::move(emit)),
           period_(std::max<int64_t>(std::llround(settings.every * rate), 1))
     {
-        if (settings.frequencies.empty()) throw WrongUsage("--mode tones needs --freq FREQ,...");
         const double width = settings.width.value_or(2 / settings.every);
         if (width >= rate / 5)
-            throw Failure("a width of " + number(width) + " Hz", "too much at " + number(rate) + " Hz");
+            throw NotAtThisRate("a width of " + words::number(width) + " Hz",
+                                "too much at " + words::number(rate) + " Hz");
         for (const double frequency : settings.frequencies) {
             if (frequency >= rate / 2)
-                throw Failure(number(frequency) + " Hz",
-                              "not below half the rate of " + number(rate) + " Hz");
+                throw NotAtThisRate(words::number(frequency) + " Hz",
+                                    "not below half the rate of " + words::number(rate) + " Hz");
             detectors_.push_back({make_detector(frequency, width), make_detector(frequency, width)});
         }
     }
@@ -66,7 +59,7 @@ private:
     void emit()
     {
         Message message{.time = double(periods_++ * period_) / rate_};
-        std::vector<JsonObject> levels;
+        std::vector<words::JsonObject> levels;
         char text[32];
         std::snprintf(text, sizeof text, "%.3f", message.time);
         message.text = text;
@@ -85,7 +78,7 @@ private:
         emit_(message);
     }
 
-    const Settings settings_;
+    const LevelsSettings settings_;
     const double rate_; // Hz
     const Emit emit_;
     const int64_t period_;                                      // samples
@@ -93,39 +86,10 @@ private:
     int64_t filled_ = 0, periods_ = 0;
 };
 
-// A positive number with k or M, and its unit.
-double positive(const std::string& text, const char* unit)
-{
-    const auto quantity = parse_quantity(text, unit);
-    if (!quantity || *quantity <= 0 || *quantity > 1e9) throw WrongValue(not_a("a number above 0", text));
-    return *quantity;
-}
 } // namespace
 
-std::vector<DataMode> levels_modes(CommandLine& line)
+MadeDecoder make_levels(double rate, const LevelsSettings& settings, Emit emit)
 {
-    const auto settings = std::make_shared<Settings>();
-    const std::vector options = {
-        line.texts(
-                "--freq",
-                [settings](const std::string& text) {
-                    settings->frequencies.push_back(positive(text, "Hz"));
-                },
-                "frequencies, as a,b; takes k")
-            .separated_by(',')
-            .unit("HZ"),
-        line.text(
-                "--every", [settings](const std::string& text) { settings->every = positive(text, "s"); },
-                "between levels (0.1)")
-            .unit("SECONDS"),
-        line.text(
-                "--width", [settings](const std::string& text) { settings->width = positive(text, "Hz"); },
-                "width of a tone's band (2 / every)")
-            .unit("HZ")};
-    return {{"tones", "levels of the tones of --freq: time in s and a level in dB each, every 0.1 s",
-             [settings](double rate, Emit emit) {
-                 return std::make_unique<Levels>(rate, *settings, std::move(emit));
-             },
-             options}};
+    return std::make_unique<Levels>(rate, settings, std::move(emit));
 }
 } // namespace decoders::tones

@@ -1,7 +1,7 @@
 // Selective calls to aircraft: two pulses of a second, 0.2 s apart, each of two tones of sixteen at once. A receiver of
 // a sideband that is off tune shifts all four tones alike, so the code is the one that they fit best under one shift.
-#include "decoders/decoder.h"
 #include "decoders/tones/spectra.h"
+#include "decoders/tones/tones.h"
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -178,11 +178,9 @@ private:
 };
 } // namespace
 
-std::vector<DataMode> selcal_modes(CommandLine&)
+MadeDecoder make_selcal(double rate, Emit emit)
 {
-    return {{"selcal", "selective calls to aircraft, as AB-CD", [](double rate, Emit emit) {
-                 require(rate, tones[15] + most_shift, "a tone of " + number(tones[15]) + " Hz");
-                 return std::make_unique<Selcal>(rate, std::move(emit));
-             }}};
+    require(rate, tones[15] + most_shift, "a tone of " + words::number(tones[15]) + " Hz");
+    return std::make_unique<Selcal>(rate, std::move(emit));
 }
 } // namespace decoders::tones
