@@ -2,7 +2,7 @@
 // inlined into. All sets store the same bits.
 #pragma once
 #include "core/real.h"
-#include "core/simd.h"
+#include "core/ties.h"
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -63,16 +63,9 @@ constexpr uint32_t piece = 64; // short, so that the sum over one runs beside th
 // Q' I - I' Q with (I', Q') the pair before: neither the products nor the difference leave 32 bits.
 static ZV_INLINE int32_t cross_at(const int16_t* pair) { return pair[-1] * pair[0] - pair[-2] * pair[1]; }
 
-// How far a double lies from a tie between floats, less the few units by which it may have been rounded across:
-// with the top bit where it is too near.
-static ZV_INLINE uint64_t sureness(double value)
-{
-    constexpr uint64_t below_float = (1u << 29) - 1, tie = 1u << 28, margin = 4;
-    return ((std::bit_cast<uint64_t>(value) - tie + margin) & below_float) - 2 * margin - 1;
-}
-
-// Frequencies of count pairs, at most piece, the first of which has another before it. A power of 0 has a cross
-// product of 0, so 1 may stand for it.
+// Frequencies of count pairs, at most piece, the first of which has another before it. A power of 0 has a
+// cross product of 0, so 1 may stand for it. A product and a quotient, each rounded, leave a double 2 units
+// off at most.
 static ZV_INLINE void frequencies_of(const int16_t* in, float* out, uint32_t count, double scale)
 {
     alignas(64) double hz[piece];
@@ -80,12 +73,12 @@ static ZV_INLINE void frequencies_of(const int16_t* in, float* out, uint32_t cou
         const auto power = static_cast<int32_t>(power_at(in + 2 * k));
         hz[k] = scale * cross_at(in + 2 * k) / (power + (power == 0));
     }
-    uint64_t unsure = 0;
+    int64_t doubt = 0;
     for (size_t k = 0; k < count; ++k) {
         out[k] = static_cast<float>(hz[k]);
-        unsure |= sureness(hz[k]);
+        doubt |= ties::doubt<ties::float_drops>(std::bit_cast<uint64_t>(hz[k]), 4);
     }
-    if (!(unsure >> 63)) return;
+    if (doubt >= 0) return;
     for (size_t k = 0; k < count; ++k) {
         const auto power = static_cast<int32_t>(power_at(in + 2 * k));
         if (power != 0) out[k] = static_cast<float>(extended(scale) * cross_at(in + 2 * k) / power);

@@ -1,8 +1,7 @@
 // What the kernels of the FSK correlator share: the plain form of each step, in extended precision, and the
 // oscillators' turns.
 //
-// Every kernel stores what the plain form stores, to the bit. The faster ones work in double and know a bound of
-// their error: where a value lies nearer to a rounding tie than that, they take the plain form for it.
+// Every kernel stores what the plain form stores, to the bit (core/ties.h).
 #pragma once
 #include "core/real.h"
 #include <zovek/fsk_corr_demod.h>

@@ -2,11 +2,11 @@
 // defines SET, its instruction set (at least SSE2), includes this one and calls run(). All of it is internal to that
 // file, because each set compiles its own.
 //
-// The plain form decides wherever the error bound reaches a tie. With u = 2^-53: a factor is along * c +
-// across * s, four factors and three operations, each rounded once, so a product is good to 7 u |x|; the phases,
-// which both forms round in extended precision, add 2^-62 of the largest phase times |x|; a sum adds
-// 2 u (|sum| + |old product| + |x|). A result is good to 2^-34.
-#include "core/simd.h"
+// Bounds of the error, with u = 2^-53: a factor is along * c + across * s, four factors and three operations,
+// each rounded once, so a product is good to 7 u |x|; the phases, which both forms round in extended
+// precision, add 2^-62 of the largest phase times |x|; a sum adds 2 u (|sum| + |old product| + |x|). A result
+// is good to 2^-34.
+#include "core/ties.h"
 #include "decode/fsk_corr_demod.h"
 #include <algorithm>
 #include <emmintrin.h>
@@ -69,8 +69,7 @@ ZV_TARGET(SET) ZV_INLINE bool results(const double* powers, double scale, int16_
         // Up by 32768, so that cutting rounds down; that bit goes off again at the end.
         const double up = (magnitude[2 * j] - magnitude[2 * j + 1]) * scale + 32768.5;
         const auto whole = static_cast<int32_t>(up);
-        const double rest = up - whole;
-        sure &= (rest > 0x1p-30) & (rest < 1 - 0x1p-30) & (whole < 65536);
+        sure &= (std::fabs(up - whole - 0.5) < ties::sure_rest(0x1p-30)) & (whole < 65536);
         out[j] = static_cast<int16_t>(whole ^ 32768);
     }
     return sure;

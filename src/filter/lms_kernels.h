@@ -2,7 +2,7 @@
 // moves the history on. Only the sum of a window is their own; all store the same values to the bit.
 #pragma once
 #include "core/real.h"
-#include "core/simd.h"
+#include "core/ties.h"
 #include <atomic>
 #include <zovek/lms.h>
 #include <zovek/memory.h>
@@ -99,9 +99,8 @@ WideTables wide_tables(const ZVLMS1616* self);
 bool wide_fits(const ZVLMS1616* self);
 
 // A coefficient before rounding, worked out in double, is less than 2^-32 off while it is in range: 2^17
-// (what two terms can reach) times seven roundings of 2^-53. One closer than 2^-30 to a tie, or past the
-// range, is in doubt.
-inline constexpr double sure_fraction = 0.5 - 0x1p-30, sure_reach = 32767.25;
+// (what two terms can reach) times seven roundings of 2^-53. One past the range is in doubt as well.
+inline constexpr double sure_fraction = ties::sure_rest(0x1p-30), sure_reach = 32767.25;
 
 // Works the coefficients in doubt out in extended precision, in tables.next, and returns the sum of the next
 // window.

@@ -18,12 +18,7 @@
 //   reals(errors), first(errors)
 //
 // The loop works one sample ahead: as it updates the coefficients with sample n it multiplies them with the
-// window of sample n + 1, so each is loaded and stored once a sample. A coefficient is worked out in double,
-// and one that double can't decide in extended precision, so all kernels agree to the bit.
-
-// Adding 1.5 * 2^52 rounds a double to a whole number, ties to even, which stands in the lowest bits of the
-// sum.
-constexpr double to_whole = 0x1.8p52;
+// window of sample n + 1, so each is loaded and stored once a sample.
 
 // All windows of a piece as doubles. What follows the last one is multiplied by 0, so it must be a number.
 ZV_WIDE_SET void fill_window(const WideTables& tables, const int16_t* h16, uint32_t taps, uint32_t count)
@@ -40,7 +35,7 @@ ZV_WIDE_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h
     constexpr uint32_t both = 2 * lanes;
     const uint32_t taps = self->taps_count, last = (taps - 1) / both * both;
     const extended keep_exactly = 1 - extended(self->leakage), keep_bits = keep_exactly * 0x1p36L;
-    const Reals keep = all(static_cast<double>(keep_exactly)), whole = all(to_whole);
+    const Reals keep = all(static_cast<double>(keep_exactly));
     // keep * c is exact if keep has few bits. Where nothing is added to it, by a sample or an error of 0, a
     // tie is one for sure.
     const bool exact = keep_bits == rintl(keep_bits);
@@ -51,7 +46,7 @@ ZV_WIDE_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h
 
     Words even = {}, odd = {};
     for (uint32_t i = 0; i <= last + lanes; i += lanes)
-        even = add(even, products(Words(load(tables.past + i) + whole), samples(h16 + i)));
+        even = add(even, products(Words(ties::Nearest(load(tables.past + i)).shifted), samples(h16 + i)));
 
     Energy energy = {self->power};
     for (uint32_t n = 0; n < count; ++n, ++h16) {
@@ -67,10 +62,10 @@ ZV_WIDE_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h
         Reals fraction = {}, reach = {};
         const auto update = [&](Words& sum, uint32_t i, Reals g) ZV_WIDE_SET {
             const Reals sample = load(window + i), value = multiply_add(g, sample, keep * load(past + i));
-            const Reals shifted = value + whole, rounded = shifted - whole;
-            store(next + i, rounded);
-            sum = add(sum, products(Words(shifted), samples(h16 + 1 + i)));
-            fraction = larger(fraction, unless_equal(value - rounded, sample, sure_sample));
+            const ties::Nearest rounded(value);
+            store(next + i, rounded.whole);
+            sum = add(sum, products(Words(rounded.shifted), samples(h16 + 1 + i)));
+            fraction = larger(fraction, unless_equal(rounded.rest, sample, sure_sample));
             reach = larger(reach, value);
         };
         even = odd = Words{};
@@ -81,8 +76,8 @@ ZV_WIDE_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h
         update(even, last, Reals(Words(gain) & used[0]));
         update(odd, last + lanes, Reals(Words(gain) & used[1]));
 
-        const bool ties = !within(fraction, sure_fraction) && !(exact && first(error) == 0);
-        if (ties || !within(reach, sure_reach) || !(std::fabs(scale) < 0x1p100)) {
+        const bool doubt = !within(fraction, sure_fraction) && !(exact && first(error) == 0);
+        if (doubt || !within(reach, sure_reach) || !(std::fabs(scale) < 0x1p100)) {
             even = odd = Words{};
             even[0] = settle(tables, taps, Update(*self, window_energy, first(error)), window, h16 + 1);
         }

@@ -1,9 +1,8 @@
 // Detectors, mixer and output in blocks that the compiler turns into vector code, once for each instruction set.
 //
-// Real stages run in double, where the plain form has extended precision. The two can only round to different
-// integers where a value lies next to a tie, so such values are worked out again in the plain form.
+// Real stages run in double, where the plain form has extended precision, and take that next to a tie.
 #include "receiver/demodulator_kernels.h"
-#include "core/simd.h"
+#include "core/ties.h"
 #include <bit>
 #include <cfloat>
 #include <cmath>
@@ -88,15 +87,8 @@ static void turn_plain(const oscillator::Turn* table, const oscillator::Phase& f
 
 constexpr int32_t lanes = 64; // values that are worked on together
 
-// To nearest, ties to even, for values within 2^51: adding 1.5 * 2^52 leaves no room for a fraction.
-static ZV_INLINE double nearest(double v) { return v + 0x1.8p52 - 0x1.8p52; }
-
-// All bits set if v lies so near a tie that double and extended might round it apart. Values up to 2^31 are off
-// by less than 2^-19.5: a few roundings of half a unit, 2^-23 each.
-static ZV_INLINE int64_t doubtful(double v)
-{
-    return -int64_t(std::fabs(std::fabs(v - nearest(v)) - 0.5) < 0x1p-18);
-}
+// Values up to 2^31 are off by less than 2^-19.5: a few roundings of half a unit, 2^-23 each.
+static ZV_INLINE int64_t doubtful(double v) { return ties::doubt(v, 0x1p-18); }
 
 // Rounds v to out; lanes in doubt take exact(k).
 template <class Exact>
@@ -105,12 +97,12 @@ static ZV_INLINE void round_lanes(int32_t* out, const double* v, int32_t count, 
     int64_t doubt = 0;
     for (int32_t k = 0; k < lanes; ++k) doubt |= doubtful(v[k]);
     for (int32_t k = 0; k < count; ++k) {
-        const double r = nearest(v[k]);
+        const double r = ties::Nearest(v[k]).whole;
         out[k] = static_cast<int32_t>(r < 0x1p31 ? r : -0x1p31);
     }
-    if (doubt)
+    if (doubt < 0)
         for (int32_t k = 0; k < count; ++k)
-            if (doubtful(v[k])) out[k] = exact(k);
+            if (doubtful(v[k]) < 0) out[k] = exact(k);
 }
 
 // Unit vectors exp(-j w k), k = 0 to lanes - 1, built by doubling: the second half is the first, turned.
@@ -130,16 +122,14 @@ struct Fan {
     }
 };
 
-// floor(z), and whether z is so near a whole number that the table's rounding may lie between: the table is off
-// by half a unit of 2^31, which a sample carries to 2^-17, and its angle by less than 2^-38 up to the longest
-// table that comes here; the vectors by less than 2^-40.
+// z rounded down. The table is off by half a unit of 2^31, which a sample carries to 2^-17, and its angle by
+// less than 2^-38 up to the longest table that comes here; the vectors by less than 2^-40.
 constexpr int32_t longest_turned = 1 << 24;
-static ZV_INLINE double below(double z)
+constexpr double turn_error = 0x1p-16;
+static ZV_INLINE int16_t below(double z)
 {
-    const double r = nearest(z);
-    return r > z ? r - 1 : r;
+    return static_cast<int16_t>(static_cast<int32_t>(ties::Nearest(z - 0.5).whole));
 }
-static ZV_INLINE bool near_whole(double z) { return std::fabs(z - nearest(z)) < 0x1p-16; }
 
 // The oscillator as a turning vector instead of a walk through a table that no cache holds. The table decides
 // where the two might differ.
@@ -166,11 +156,11 @@ static ZV_INLINE void turn(const oscillator::Turn* table, const oscillator::Phas
         for (int32_t k = 0; k < n; ++k) {
             const double zi = in[k] * (c * fan.c[k] - s * fan.s[k]),
                          zq = in[k] * (c * fan.s[k] + s * fan.c[k]);
-            i[first + k] = static_cast<int16_t>(static_cast<int32_t>(below(zi)));
-            q[first + k] = static_cast<int16_t>(static_cast<int32_t>(below(zq)));
-            doubt |= -int64_t(near_whole(zi)) | -int64_t(near_whole(zq));
+            i[first + k] = below(zi);
+            q[first + k] = below(zq);
+            doubt |= ties::doubt(zi - 0.5, turn_error) | ties::doubt(zq - 0.5, turn_error);
         }
-        if (doubt) turn_plain(table, phase.after(first), in, i + first, q + first, n);
+        if (doubt < 0) turn_plain(table, phase.after(first), in, i + first, q + first, n);
         const double turned = c * step_c - s * step_s;
         s = c * step_s + s * step_c;
         c = turned;
@@ -241,7 +231,7 @@ static ZV_INLINE void frequency(const Detection& block, int32_t previous_i, int3
 // A value that 32 bits can't hold gives the most negative one, and that saturates below.
 static ZV_INLINE int16_t to_16(double v)
 {
-    const double r = nearest(v), limited = r < -32768 ? -32768 : r > 32767 ? 32767 : r;
+    const double r = ties::Nearest(v).whole, limited = r < -32768 ? -32768 : r > 32767 ? 32767 : r;
     return static_cast<int16_t>(static_cast<int32_t>(r < 0x1p31 ? limited : -32768));
 }
 
@@ -258,7 +248,7 @@ static ZV_INLINE void frames(int16_t* out, const int32_t* left, const int32_t* r
             out[2 * j] = to_16(l);
             out[2 * j + 1] = to_16(r);
         }
-        if (doubt) frames_plain(out, left, right, n, gain);
+        if (doubt < 0) frames_plain(out, left, right, n, gain);
     }
 }
 

@@ -8,7 +8,7 @@
 //
 // The loop runs in extended precision; A, B and e are rounded to double at each sample. Sine and cosine are its
 // longest part, so processors with fused multiply-add get a shorter way to them.
-#include "core/simd.h"
+#include "core/ties.h"
 #include "receiver/demodulator_kernels.h"
 #include <algorithm>
 #include <array>
@@ -114,8 +114,9 @@ static ZV_INLINE UnitVector near_turn(double phase)
 {
     constexpr Pair step = {0x1.921fb54442d18p-6, 0x1.1a62633145c07p-60}; // 2 pi / 256
     if (!(std::fabs(phase) < 4)) return library_turn(phase);
-    const double shifted = phase * (1 / step.high) + 0x1.8p52, k = shifted - 0x1.8p52;
-    const auto& [c, s] = circle[std::bit_cast<uint64_t>(shifted) % points];
+    const ties::Nearest place(phase * (1 / step.high));
+    const double k = place.whole;
+    const auto& [c, s] = circle[std::bit_cast<uint64_t>(place.shifted) % points];
 
     const double r = std::fma(-k, step.high, phase), rest = -k * step.low, u = r * r;
     const double v = std::fma(u * u, std::fma(u, std::fma(u, 1.0 / 40320, -1.0 / 720), 1.0 / 24),
