@@ -1,6 +1,7 @@
 // The block heap: best fit over pools of whole pages, with immediate merging of free neighbours
 // (D. E. Knuth, The Art of Computer Programming, vol. 1, 2.5). One lock guards all of it.
 #include "core/heap_index.h"
+#include "core/round_up.h"
 #include "platform/platform.h"
 #include <algorithm>
 #include <atomic>
@@ -40,13 +41,13 @@ static MemoryBlock* block_at(uintptr_t at) { return reinterpret_cast<MemoryBlock
 static uintptr_t first_block_address(const MemoryPool* pool)
 {
     const size_t front = sizeof(MemoryPool) + sizeof(uint64_t) * Starts::words(pool->total_bytes);
-    return (address(pool) + front + unit - 1) & ~uintptr_t(unit - 1);
+    return round_up<unit>(address(pool) + front);
 }
 
 // Header and data of a request in whole units, or 0 where that passes 32 bits.
 static uint32_t need_of(uint32_t bytes)
 {
-    const uint32_t need = (bytes + header_bytes + unit - 1) & ~(unit - 1);
+    const uint32_t need = round_up<unit>(bytes + header_bytes);
     return need > bytes ? need : 0;
 }
 
@@ -87,7 +88,7 @@ static MemoryBlock* new_pool(uint32_t need)
     static uint64_t age;
     const uint64_t least = uint64_t(need) + sizeof(MemoryPool) + unit - 1;
     const uint64_t starts = least / 500 + 16; // more than a 512th of whatever comes
-    const uint64_t wanted = (least + starts + page - 1) & ~(page - 1);
+    const uint64_t wanted = round_up<page>(least + starts);
     if (wanted > UINT32_MAX || !directory.make_room(memory_system_heap)) return nullptr;
     void* area = platform::arena_take(memory_system_heap, static_cast<size_t>(wanted));
     if (!area) return nullptr;

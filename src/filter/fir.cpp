@@ -30,18 +30,17 @@ static constexpr Kind kinds[] = {
 };
 // clang-format on
 
-constexpr size_t to_boundary(size_t bytes) { return (bytes + 63) & ~size_t(63); }
 constexpr int32_t odd_taps(int32_t taps) { return std::max(taps, 3) | 1; }
 
 // Points the record's fields into the block.
 static void place(ZVFIR* self, const Kind& kind)
 {
     const size_t taps = self->taps_count, block = self->buffer_size;
-    char* at = static_cast<char*>(self->storage) + to_boundary(taps * sizeof(double));
+    char* at = static_cast<char*>(self->storage) + to_line(taps * sizeof(double));
     self->taps = at;
-    self->history = at += to_boundary(taps * kind.tap);
+    self->history = at += to_line(taps * kind.tap);
     self->history_write = at + (taps - 1) * kind.sample;
-    self->out_buffer = at + to_boundary((taps - 1 + block) * kind.sample);
+    self->out_buffer = at + to_line((taps - 1 + block) * kind.sample);
 }
 
 static uint64_t bytes_of(const Kind& kind, int32_t taps, int32_t block)
@@ -99,7 +98,7 @@ static void set_taps(ZVFIR* self, const Real* array, int32_t count)
     ZVFIR_TapsNum(self, count);
     if (self->taps_count < count) return; // no memory for so many: the filter stays as it is
     auto* taps = static_cast<Tap*>(self->taps);
-    silence(static_cast<char*>(self->taps), to_boundary(size_t(self->taps_count) * sizeof(Tap)));
+    silence(static_cast<char*>(self->taps), to_line(size_t(self->taps_count) * sizeof(Tap)));
     for (int32_t t = 0; t < count; ++t) taps[t] = quantised<Tap>(array[t]);
 }
 

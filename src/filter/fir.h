@@ -1,5 +1,6 @@
 // What the owners of a FIR filter, and its own source files, ask beyond its exports.
 #pragma once
+#include "core/round_up.h"
 #include <cstddef>
 #include <cstdint>
 #include <zovek/fir.h>
@@ -20,10 +21,9 @@ struct PackedSpans {
 };
 inline PackedSpans packed_spans(const ZVFIR* self)
 {
-    const auto boundary = [](uintptr_t address) { return (address + 63) & ~uintptr_t(63); };
     const auto output = reinterpret_cast<uintptr_t>(self->out_buffer);
-    const uintptr_t taps = boundary(output + size_t(self->buffer_size) * sizeof(int32_t));
-    const uintptr_t history = boundary(taps + size_t(self->taps_count) * sizeof(int16_t));
+    const uintptr_t taps = to_line(output + size_t(self->buffer_size) * sizeof(int32_t));
+    const uintptr_t history = to_line(taps + size_t(self->taps_count) * sizeof(int16_t));
     return {reinterpret_cast<int16_t*>(taps), reinterpret_cast<int16_t*>(history)};
 }
 

@@ -13,15 +13,13 @@ struct Layout {
     uint64_t output, coefficients, coefficients_end, tables, end;
 };
 
-constexpr uint64_t to_boundary(uint64_t bytes) { return (bytes + 63) & ~uint64_t(63); }
-
 static Layout layout(uint64_t block, uint64_t taps, uint64_t delay)
 {
     Layout at;
-    at.output = to_boundary((taps + delay - 1 + block) * sizeof(int16_t));
-    at.coefficients = to_boundary(at.output + block * sizeof(int16_t));
+    at.output = to_line((taps + delay - 1 + block) * sizeof(int16_t));
+    at.coefficients = to_line(at.output + block * sizeof(int16_t));
     at.coefficients_end = at.coefficients + 4 * uint64_t(groups_past(uint32_t(taps))) * sizeof(int16_t);
-    at.tables = to_boundary(at.coefficients_end);
+    at.tables = to_line(at.coefficients_end);
     at.end = at.tables + wide_tables_bytes(taps);
     return at;
 }

@@ -2,6 +2,8 @@
 // moves the history on. Only the sum of a window is their own; all store the same values to the bit.
 #pragma once
 #include "core/real.h"
+#include "core/round_up.h"
+#include "core/simd.h"
 #include "core/ties.h"
 #include <atomic>
 #include <zovek/lms.h>
@@ -86,7 +88,7 @@ ZV_INLINE void adapt(ZVLMS1616* self, int16_t* out, uint32_t count, Dot dot)
 // Private tables of the wide kernels, behind the coefficients: scratch for one piece of a block.
 inline constexpr uint32_t piece = 256; // samples
 // Coefficients that the wide kernels run over: whole pairs of vectors of 8, the ones past T zero.
-constexpr uint64_t padded(uint64_t taps) { return (taps + 15) & ~uint64_t(15); }
+constexpr uint64_t padded(uint64_t taps) { return round_up<16>(taps); }
 struct WideTables {
     double *past, *next; // coefficients before and after a sample, padded
     double* window;      // samples of all windows of a piece: padded + piece

@@ -35,7 +35,7 @@ using Pair = std::span<const Filter, 2>;
 constexpr Pair post_mixer_filters(filters, 2), audio_filters(filters + 4, 2);
 
 // The input copy, then the detector's samples at a whole 64 bytes.
-static uint64_t detector_offset(int32_t size) { return (2 * uint64_t(std::max(size, 0)) + 63) / 64 * 64; }
+static uint64_t detector_offset(int32_t size) { return to_line(2 * uint64_t(std::max(size, 0))); }
 
 static void place(ZVDemodulator* self)
 {

@@ -1,6 +1,7 @@
 // What the parts of the demodulator share. One block travels in chain.cpp; detectors.cpp holds the five modes.
 #pragma once
 #include "core/real.h"
+#include "core/round_up.h"
 #include "receiver/oscillator.h"
 #include <zovek/arithmetic.h>
 #include <zovek/demodulator.h>
@@ -10,7 +11,7 @@ namespace zv::demodulator {
 inline oscillator::Run* oscillator_run(const ZVDemodulator* self)
 {
     return reinterpret_cast<oscillator::Run*>(reinterpret_cast<char*>(self->oscillator_table) +
-                                              (uint64_t(self->oscillator_bytes) + 63) / 64 * 64);
+                                              to_line(uint64_t(self->oscillator_bytes)));
 }
 
 // One-pole coefficient exp(-2 pi corner / rate) at the detector's rate.

@@ -4,6 +4,7 @@
 #include "resample/resampler.h"
 #include "core/frame.h"
 #include "core/real.h"
+#include "core/round_up.h"
 #include <algorithm>
 
 namespace zv::resampler {
@@ -17,16 +18,15 @@ static Sizes sizes_of(const ZVResampler32* self)
     return {self->buffer_size, self->over, self->under, self->taps_count};
 }
 
-static uint64_t to_fours(uint64_t count) { return (count + 3) & ~uint64_t(3); }
 static int32_t history_of(const Sizes& s) { return (s.taps - 1) / s.over; }
-static uint64_t input_of(const Sizes& s) { return to_fours(uint64_t(history_of(s)) + uint64_t(s.block)); }
+static uint64_t input_of(const Sizes& s) { return round_up<4>(uint64_t(history_of(s)) + uint64_t(s.block)); }
 
 static uint64_t bytes(const Sizes& s)
 {
     const uint64_t under = uint64_t(s.under),
                    outputs = (uint64_t(s.block) * uint64_t(s.over) + under - 1) / under;
     return uint64_t(s.taps) * sizeof(double) +
-           (to_fours(uint64_t(s.taps)) + input_of(s) + outputs) * sizeof(int32_t);
+           (round_up<4>(uint64_t(s.taps)) + input_of(s) + outputs) * sizeof(int32_t);
 }
 
 static bool reserve(ZVResampler32* self, uint64_t need)
@@ -39,7 +39,7 @@ static void place(ZVResampler32* self)
     const Sizes sizes = sizes_of(self);
     self->history_length = history_of(sizes);
     self->coefficients = reinterpret_cast<int32_t*>(static_cast<double*>(self->work_block) + sizes.taps);
-    self->input_area = self->coefficients + to_fours(uint64_t(sizes.taps));
+    self->input_area = self->coefficients + round_up<4>(uint64_t(sizes.taps));
     self->input_write = self->input_area + self->history_length;
     self->output_buffer = self->input_area + input_of(sizes);
 }

@@ -1,4 +1,5 @@
 // From the prototype to the tables of the kernels, and the choice of kernels.
+#include "core/round_up.h"
 #include "core/select.h"
 #include "resample/resampler.h"
 #include <algorithm>
@@ -30,8 +31,6 @@ uint32_t private_bytes(uint64_t capacity)
     constexpr uint64_t least = 16384, most = 1 << 24;
     return static_cast<uint32_t>(std::min(capacity + least, most));
 }
-
-static uintptr_t to_line(uintptr_t address) { return (address + 63) & ~uintptr_t(63); }
 
 Tables& tables_of(const ZVResampler32* self)
 {
@@ -169,7 +168,7 @@ void build_tables(ZVResampler32* self)
     while (last > 0 && prototype[last] == 0) --last;
     t.lead = prototype[0] == 0;
     t.taps = std::max(last / over + (last % over != 0) - t.lead + 1, 1);
-    t.row_taps = (t.taps + 15) & ~15;
+    t.row_taps = round_up<16>(t.taps);
 
     const uint64_t samples = uint64_t(self->history_length) + uint64_t(self->buffer_size);
     const Carver behind_record = room;
@@ -192,7 +191,7 @@ void build_tables(ZVResampler32* self)
                                 ? select(rows, &Row::narrow_lanes, *_CPU())
                                 : nullptr;
     if ((!by_rows && !by_lanes) || !find_cut(t)) return;
-    t.lane_stride = (over + lanes - 1 + 15) & ~15;
+    t.lane_stride = round_up<16>(over + lanes - 1);
     if (by_lanes && (t.lane_pieces = room.take<int16_t>(uint64_t(t.pieces) * uint64_t(pairs_of(t)) *
                                                         uint64_t(t.lane_stride) * 2))) {
         fill_lane_pieces(t);

@@ -58,7 +58,7 @@ static void build_private(const ZVFFT* self, uint32_t lanes, Factor* out)
 static uint64_t table_bytes(const Vector& vector, uint64_t half)
 {
     if (half < uint64_t(vector.lanes) * vector.lanes || vector.lanes == 0) return 0;
-    return (half / vector.lanes * (2 * vector.lanes - 1) * vector.lane_bytes + 63) & ~uint64_t(63);
+    return to_line(half / vector.lanes * (2 * vector.lanes - 1) * vector.lane_bytes);
 }
 
 static bool same(const Vector& a, const Vector& b)

@@ -1,5 +1,6 @@
 // The frame of a spectrum kernel, the object's private tables, and the list of all kernels.
 #pragma once
+#include "core/round_up.h"
 #include "core/simd.h"
 #include <cstdint>
 #include <cstring>
@@ -62,7 +63,7 @@ struct alignas(64) Private {
 inline Private* private_of(const ZVFFT* self)
 {
     const auto end = reinterpret_cast<uintptr_t>(self->window + self->buffer_size);
-    return reinterpret_cast<Private*>((end + 63) & ~uintptr_t(63));
+    return reinterpret_cast<Private*>(to_line(end));
 }
 
 // A block shorter than whole samples is filled up with zeros, in room: the result arrays, which have space

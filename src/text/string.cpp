@@ -1,6 +1,7 @@
 // String object: a text that looks after its own block. Each operation that lengthens it reserves first, so a
 // refusal leaves the text alone.
 #include "core/frame.h"
+#include "core/round_up.h"
 #include "platform/platform.h"
 #include <algorithm>
 #include <cstring>
@@ -15,7 +16,7 @@ static bool reserve(ZVString* self, uint64_t need)
 {
     if (need <= self->capacity) return true;
     return need <= uint64_t(INT32_MAX) + 1 &&
-           grow(self->text, self->capacity, (need + step - 1) & ~uint64_t(step - 1));
+           grow(self->text, self->capacity, round_up<step>(need));
 }
 
 static void end_at(ZVString* self, uint32_t length)

@@ -3,6 +3,7 @@
 // a text. All else is sorted by merging in place (the merge of K. Dudzinski and A. Dydek, 1981: cut the longer run in
 // half, find the cut's place in the other, rotate), which is stable and asks for no memory, so it can't fail.
 #include "core/frame.h"
+#include "core/round_up.h"
 #include <algorithm>
 #include <cstring>
 #include <utility>
