@@ -41,17 +41,23 @@ bool change(T& stored, T value)
     return true;
 }
 
-// Makes an owned buffer hold at least bytes bytes, contents kept; true if it does. The capacity is the largest
-// need so far. slack bytes come on top, uncounted: for kernels that read past the recorded need, and for
-// private tables. On failure nothing changes.
+// Makes an owned buffer hold bytes bytes, contents kept; true if it does. On failure nothing changes. For a buffer
+// whose capacity has no field in the record: the heap knows what the block holds.
 template <class T>
-bool grow(T*& buffer, uint32_t& capacity, uint64_t bytes, uint32_t slack = 0)
+bool grow(T*& buffer, uint64_t bytes)
+{
+    void* grown = bytes <= UINT32_MAX ? MemoryReAlloc(buffer, static_cast<uint32_t>(bytes)) : nullptr;
+    if (grown) buffer = static_cast<T*>(grown);
+    return grown != nullptr;
+}
+
+// The same for a recorded capacity, which is the largest need so far. slack bytes come on top, uncounted: for
+// kernels that read past the recorded need, and for private tables.
+template <class T>
+bool grow(T*& buffer, uint32_t& capacity, uint64_t bytes, uint64_t slack = 0)
 {
     if (buffer && bytes <= capacity) return true;
-    if (bytes + slack > UINT32_MAX) return false;
-    void* grown = MemoryReAlloc(buffer, static_cast<uint32_t>(bytes + slack));
-    if (!grown) return false;
-    buffer = static_cast<T*>(grown);
+    if (!grow(buffer, bytes + slack)) return false;
     capacity = static_cast<uint32_t>(bytes);
     return true;
 }
@@ -59,7 +65,7 @@ bool grow(T*& buffer, uint32_t& capacity, uint64_t bytes, uint32_t slack = 0)
 // Grows an owned buffer as above, and lets the pointers that lie in it follow it to its new place, so that what is
 // laid out there stays good.
 template <class T, class... Part>
-bool grow_laid_out(T*& buffer, uint32_t& capacity, uint64_t bytes, uint32_t slack, Part*&... parts)
+bool grow_laid_out(T*& buffer, uint32_t& capacity, uint64_t bytes, uint64_t slack, Part*&... parts)
 {
     const auto old = reinterpret_cast<uintptr_t>(buffer);
     const uint32_t old_bytes = capacity;

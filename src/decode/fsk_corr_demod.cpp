@@ -102,9 +102,9 @@ static int32_t bit_length(float sampling_rate, float bit_rate)
 static bool reserve(ZVFSKCorrDemod* self, int32_t n)
 {
     const uint64_t floats = 4 * uint64_t(static_cast<uint32_t>(n));
-    uint32_t bytes = self->window_capacity * uint32_t(sizeof(float));
-    if (!grow(self->window, bytes, floats * sizeof(float))) return false;
-    self->window_capacity = bytes / uint32_t(sizeof(float));
+    if (self->window && floats <= self->window_capacity) return true;
+    if (!grow(self->window, floats * sizeof(float))) return false;
+    self->window_capacity = static_cast<uint32_t>(floats);
     return true;
 }
 
@@ -121,8 +121,7 @@ static void rebuild(ZVFSKCorrDemod* self)
 
 static bool reserve_buffer(ZVFSKCorrDemod* self, uint32_t size)
 {
-    uint32_t none = 0; // what the buffer holds isn't recorded; the heap knows
-    return grow(self->buffer, none, uint64_t(size) * sizeof(int16_t));
+    return grow(self->buffer, uint64_t(size) * sizeof(int16_t));
 }
 
 static void resize(ZVFSKCorrDemod* self) { reserve_buffer(self, self->buffer_size); }

@@ -43,31 +43,19 @@ static uint32_t positions_of(float tone_length, float sampling_rate)
     return std::max(static_cast<uint32_t>(rounded), 4u);
 }
 
-static void place(ZVToneDetectorCorr* self) { self->input_write = self->buffer + (self->tone_samples - 1); }
-
 // Makes table and buffer hold these sizes; what stands in them stays. False and no change if they can't.
 static bool ensure(ZVToneDetectorCorr* self, uint32_t positions, uint32_t block)
 {
     if (positions > self->table_capacity) {
-        const uint64_t bytes = 8 * uint64_t(positions);
-        void* table =
-            bytes <= UINT32_MAX ? MemoryReAlloc(self->table, static_cast<uint32_t>(bytes)) : nullptr;
-        if (!table) return false;
-        self->table = static_cast<int16_t*>(table);
+        if (!grow(self->table, 8 * uint64_t(positions))) return false;
         self->table_capacity = positions;
     }
-    const uint64_t bytes = sizeof(int16_t) * (uint64_t(block) + positions + slack);
-    void* buffer = bytes <= UINT32_MAX ? MemoryReAlloc(self->buffer, static_cast<uint32_t>(bytes)) : nullptr;
-    if (!buffer) return false;
-    self->buffer = static_cast<int16_t*>(buffer);
-    place(self);
+    if (!grow(self->buffer, sizeof(int16_t) * (uint64_t(block) + positions + slack))) return false;
+    self->input_write = self->buffer + (self->tone_samples - 1);
     return true;
 }
 
-static void resize(ZVToneDetectorCorr* self)
-{
-    if (ensure(self, self->tone_samples, self->buffer_size)) place(self);
-}
+static void resize(ZVToneDetectorCorr* self) { ensure(self, self->tone_samples, self->buffer_size); }
 
 // Positions side by side, zeros up to a whole group.
 static void fill(int16_t* table, uint32_t positions, extended step)

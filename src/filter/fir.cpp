@@ -52,9 +52,8 @@ static uint64_t bytes_of(const Kind& kind, int32_t taps, int32_t block)
 // The present layout stays good, wherever the block goes.
 static bool ensure(ZVFIR* self, uint64_t bytes)
 {
-    return bytes <= UINT32_MAX &&
-           grow_laid_out(self->storage, self->storage_bytes, bytes, uint32_t(slack(bytes)), self->taps,
-                         self->history, self->history_write, self->out_buffer);
+    return grow_laid_out(self->storage, self->storage_bytes, bytes, slack(bytes), self->taps, self->history,
+                         self->history_write, self->out_buffer);
 }
 
 template <int K>

@@ -27,10 +27,7 @@ static Layout layout(uint64_t block, uint64_t taps, uint64_t delay)
 // Makes work_block hold the layout; what stands in it stays.
 static bool ensure(ZVLMS1616* self, const Layout& at)
 {
-    if (at.end > UINT32_MAX) return false;
-    void* block = MemoryReAlloc(self->work_block, static_cast<uint32_t>(at.end));
-    if (block) self->work_block = block;
-    return block != nullptr;
+    return grow(self->work_block, at.end);
 }
 
 static void rebuild(ZVLMS1616* self)

@@ -135,10 +135,9 @@ template <class Real>
 bool resize(ZVFFT* self, uint32_t size, const Kernel& kernel)
 {
     const uint64_t bytes = bytes_a_sample<Real> * uint64_t(size), behind = private_bytes(kernel, size / 2);
-    if (bytes + behind > UINT32_MAX) return false;
-    uint32_t not_kept = 0;
-    uint32_t& capacity = sizeof(Real) == 8 ? self->storage_bytes : not_kept;
-    if (!grow(self->bit_reverse, capacity, bytes, static_cast<uint32_t>(behind))) return false;
+    const bool grown = sizeof(Real) == 8 ? grow(self->bit_reverse, self->storage_bytes, bytes, behind)
+                                         : grow(self->bit_reverse, bytes + behind);
+    if (!grown) return false;
     place<Real>(self, size);
     build_tables(self);
     build_private_tables(self, kernel);

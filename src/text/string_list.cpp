@@ -96,10 +96,8 @@ static void sort(char** first, char** end, Before before)
 // Makes the array hold so many entries, by whole steps; false if it can't.
 static bool reserve(ZVStringList* self, int32_t entries)
 {
-    const uint64_t bytes = (uint64_t(entries) + step - 1) / step * step * sizeof(char*);
-    void* items = bytes <= UINT32_MAX ? MemoryReAlloc(self->items, static_cast<uint32_t>(bytes)) : nullptr;
-    if (items) self->items = static_cast<char**>(items);
-    return items;
+    const uint64_t bytes = round_up<step>(uint64_t(entries)) * sizeof(char*);
+    return grow(self->items, bytes);
 }
 
 // Adds a copy behind the others; false if it can't.
