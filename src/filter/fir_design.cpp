@@ -1,7 +1,7 @@
 // FIR design by the windowed ideal response (Oppenheim, Schafer, Discrete-Time Signal Processing, ch. 7), plus
 // the impulse and the mean. h(n) is the tap at offset n from the centre, n = -H .. H, H = (N-1)/2; +n weights a
 // sample n places newer than the centre one.
-#include "core/real.h"
+#include "core/window.h"
 #include "filter/fir.h"
 #include <algorithm>
 #include <cmath>
@@ -26,12 +26,8 @@ public:
         for (int32_t n = 1; n <= half(); ++n) (*this)(n) = (*this)(-n) = static_cast<double>(side(n));
     }
 
-    // Blackman, 0.42/0.5/0.08: 1 at the centre, 0 at n = H.
-    extended blackman(int32_t n) const
-    {
-        const extended x = pi * (1 - extended(n) / half());
-        return 0.42L - 0.5L * cosl(x) + 0.08L * cosl(2 * x);
-    }
+    // 1 at the centre, 0 at n = H.
+    extended blackman(int32_t n) const { return window::blackman_of_taps(pi * (1 - extended(n) / half())); }
 
 private:
     double* first_;
@@ -69,13 +65,13 @@ void band_stop(const Taps& h, extended low, extended high)
     h(0) += 1;
 }
 
-// 2/(pi n) at odd n under a Hamming window 0.54/0.46, odd about the centre.
+// 2/(pi n) at odd n under a Hamming window, odd about the centre.
 void hilbert(const Taps& h)
 {
     h(0) = 0;
     for (int32_t n = 1; n <= h.half(); ++n) {
-        const extended window = 0.54L + 0.46L * cosl(pi * n / h.half());
-        h(n) = n % 2 ? static_cast<double>(2 * window / (pi * n)) : 0;
+        const extended hamming = window::hamming_of_taps(pi * n / h.half());
+        h(n) = n % 2 ? static_cast<double>(2 * hamming / (pi * n)) : 0;
         h(-n) = -h(n);
     }
 }

@@ -1,14 +1,11 @@
 // The prototype: a windowed sinc, cut off at 85 % of the lower of the two Nyquist frequencies, under a Blackman
-// window 0.42/0.5/0.08, scaled to the sum 1 (A. V. Oppenheim, R. W. Schafer, Discrete-Time Signal Processing,
-// ch. 7).
+// window, scaled to the sum 1 (A. V. Oppenheim, R. W. Schafer, Discrete-Time Signal Processing, ch. 7).
 #include "core/frame.h"
-#include "core/real.h"
+#include "core/window.h"
 #include "resample/resampler.h"
 #include <algorithm>
 
 namespace zv::resampler {
-static extended blackman(extended u) { return 0.42L - 0.5L * cosl(pi * u) + 0.08L * cosl(2 * pi * u); }
-
 void design(ZVResampler32* self)
 {
     auto* taps = static_cast<double*>(self->work_block);
@@ -19,7 +16,7 @@ void design(ZVResampler32* self)
     extended sum = gain;
     for (int32_t n = 1; n <= centre; ++n) {
         const extended u = 1 - 2 * extended(n) / (count - 1);
-        const extended v = blackman(u) * sinl(n * omega) / (pi * n);
+        const extended v = window::blackman_of_taps(pi * u) * sinl(n * omega) / (pi * n);
         taps[centre - n] = taps[centre + n] = static_cast<double>(v);
         sum += 2 * v;
     }
