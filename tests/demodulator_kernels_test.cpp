@@ -23,7 +23,7 @@ protected:
     static std::vector<oscillator::Turn> table(int32_t rate)
     {
         std::vector<oscillator::Turn> turns(static_cast<size_t>(rate));
-        oscillator::fill(turns.data(), rate);
+        oscillator::fill(turns.data(), rate, oscillator::scale);
         return turns;
     }
 };

@@ -4,6 +4,7 @@
 #include "core/fixed.h"
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <numbers>
 
 namespace zv {
@@ -26,20 +27,36 @@ inline float as_float(extended x)
 }
 
 // To nearest, ties to even. A value out of the range, or not a number, gives the most negative one.
+template <class Int>
+inline Int to_nearest(extended x)
+{
+    const int64_t r = llrintl(x);
+    return r == Int(r) ? Int(r) : std::numeric_limits<Int>::min();
+}
 inline int64_t to_nearest64(extended x) { return llrintl(x); }
-inline int32_t to_nearest32(extended x)
-{
-    const int64_t r = llrintl(x);
-    return r == int32_t(r) ? int32_t(r) : INT32_MIN;
-}
-inline int16_t to_nearest16(extended x)
-{
-    const int64_t r = llrintl(x);
-    return r == int16_t(r) ? int16_t(r) : INT16_MIN;
-}
+inline int32_t to_nearest32(extended x) { return to_nearest<int32_t>(x); }
+inline int16_t to_nearest16(extended x) { return to_nearest<int16_t>(x); }
 
 // To nearest through an integer of twice the width, then saturated. A value that the wider integer can't hold
 // gives the most negative value there, and so here.
 inline int16_t saturated16(extended x) { return sat16(to_nearest32(x)); }
 inline int32_t saturated32(extended x) { return sat32(to_nearest64(x)); }
+
+// A filter's tap of a real one: the largest for v >= 1, the most negative for v < -1 and what is no number, else
+// v * (2^15 - 1) or v * (2^31 - 1) to nearest.
+template <class Tap>
+Tap quantised(double v)
+{
+    using Range = std::numeric_limits<Tap>;
+    return v >= 1 ? Range::max() : v < -1 ? Range::min() : to_nearest<Tap>(extended(v) * Range::max());
+}
+
+// Calls store(k, cos, sin) for count angles, from 0 on by step: the angle is a running sum, and what is made of it
+// shows that sum's drift.
+template <class Count, class Store>
+void turn_by(extended step, Count count, Store store)
+{
+    extended angle = 0;
+    for (Count k = 0; k < count; ++k, angle += step) store(k, cosl(angle), sinl(angle));
+}
 } // namespace zv

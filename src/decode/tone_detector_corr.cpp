@@ -61,11 +61,10 @@ static void resize(ZVToneDetectorCorr* self) { ensure(self, self->tone_samples, 
 static void fill(int16_t* table, uint32_t positions, extended step)
 {
     const extended scale = 2 * 32767.0L / positions;
-    extended phase = 0;
-    for (uint32_t i = 0; i < positions; ++i, phase += step) {
-        table[2 * i] = to_nearest16(scale * cosl(phase));
-        table[2 * i + 1] = to_nearest16(scale * sinl(phase));
-    }
+    turn_by(step, positions, [=](uint32_t i, extended c, extended s) {
+        table[2 * i] = to_nearest16(scale * c);
+        table[2 * i + 1] = to_nearest16(scale * s);
+    });
     silence(table + 2 * size_t(positions), 2 * (-positions % 4));
 }
 

@@ -6,7 +6,6 @@
 #include "filter/fir_kernels.h"
 #include <algorithm>
 #include <iterator>
-#include <limits>
 
 namespace zv::fir {
 template <class Tap, class Real>
@@ -75,20 +74,6 @@ bool reserve(ZVFIR* self, int32_t taps, int32_t block)
         if (own == std::end(kinds) || own == &kind)
             bytes = std::max(bytes, bytes_of(kind, odd_taps(taps), std::max(block, 1)));
     return ensure(self, bytes);
-}
-
-// Largest tap for v >= 1, most negative for v < -1 and what is no number, else v * (2^15 - 1) or v * (2^31 - 1) to
-// nearest.
-template <class Tap>
-static Tap quantised(double v)
-{
-    using Range = std::numeric_limits<Tap>;
-    if (v >= 1) return Range::max();
-    if (v < -1) return Range::min();
-    if constexpr (sizeof(Tap) == 2)
-        return to_nearest16(extended(v) * Range::max());
-    else
-        return to_nearest32(extended(v) * Range::max());
 }
 
 template <class Tap, class Real>

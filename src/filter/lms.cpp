@@ -25,10 +25,7 @@ static Layout layout(uint64_t block, uint64_t taps, uint64_t delay)
 }
 
 // Makes work_block hold the layout; what stands in it stays.
-static bool ensure(ZVLMS1616* self, const Layout& at)
-{
-    return grow(self->work_block, at.end);
-}
+static bool ensure(ZVLMS1616* self, const Layout& at) { return grow(self->work_block, at.end); }
 
 static void rebuild(ZVLMS1616* self)
 {

@@ -82,7 +82,7 @@ static bool set_rate(ZVDemodulator* self, int32_t rate)
     if (!grow(self->oscillator_table, self->oscillator_bytes, bytes, sizeof(oscillator::Run) + 64))
         return false;
     self->sampling_rate = rate;
-    oscillator::fill(reinterpret_cast<oscillator::Turn*>(self->oscillator_table), rate);
+    oscillator::fill(reinterpret_cast<oscillator::Turn*>(self->oscillator_table), rate, oscillator::scale);
     self->oscillator_phase = 0;
     tune(self);
 

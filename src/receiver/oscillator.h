@@ -14,13 +14,14 @@ struct Turn {
 };
 inline constexpr extended scale = 2147483600;
 
-// The angle is a running sum in extended precision.
-inline void fill(Turn* table, int32_t rate)
+// One cycle, in the width and the scale of a table.
+template <class Turn>
+void fill(Turn* table, int32_t rate, extended scale)
 {
-    const extended step = 2 * pi / rate;
-    extended angle = 0;
-    for (int32_t k = 0; k < rate; ++k, angle += step)
-        table[k] = {to_nearest32(scale * cosl(angle)), to_nearest32(-scale * sinl(angle))};
+    using Part = decltype(Turn::c);
+    turn_by(2 * pi / rate, rate, [=](int32_t k, extended c, extended s) {
+        table[k] = {to_nearest<Part>(scale * c), to_nearest<Part>(-scale * s)};
+    });
 }
 
 // A place in the table that moves on by a fixed frequency.

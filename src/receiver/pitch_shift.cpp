@@ -14,24 +14,6 @@ struct Turn {
     int16_t c, s;
 };
 
-// The angle is a running sum in extended precision.
-static void fill(Turn* table, int32_t rate)
-{
-    const extended step = 2 * pi / rate;
-    extended angle = 0;
-    for (int32_t k = 0; k < rate; ++k, angle += step)
-        table[k] = {to_nearest16(32767 * cosl(angle)), to_nearest16(-32767 * sinl(angle))};
-}
-
-// An owned area of count entries, contents kept; false and no change when memory can't be had.
-static bool ensure(int16_t*& area, uint64_t count, size_t entry_bytes)
-{
-    const uint64_t bytes = count * entry_bytes;
-    void* grown = bytes <= UINT32_MAX ? MemoryReAlloc(area, static_cast<uint32_t>(bytes)) : nullptr;
-    if (grown) area = static_cast<int16_t*>(grown);
-    return grown != nullptr;
-}
-
 // The setters; each says whether it had its memory, and changes nothing where not.
 static bool set_buffer_size(ZVPitchShift* self, uint32_t samples)
 {
@@ -40,7 +22,7 @@ static bool set_buffer_size(ZVPitchShift* self, uint32_t samples)
     const int32_t block = std::max(static_cast<int32_t>(samples), 1); // as the filter will have it
     if (!fir::reserve(&self->filter, self->filter.taps_count, block) ||
         !delay_line::reserve(&self->delay_line, block, self->delay_line.delay) ||
-        !ensure(self->buffer, uint64_t(block), sizeof(int16_t)))
+        !grow(self->buffer, uint64_t(block) * sizeof(int16_t)))
         return false;
     ZVFIR_BufferSize(&self->filter, block);
     ZVDelayLine_BufferSize(&self->delay_line, block);
@@ -51,11 +33,11 @@ static bool set_buffer_size(ZVPitchShift* self, uint32_t samples)
 static bool set_sampling_rate(ZVPitchShift* self, int32_t hz)
 {
     const float rate = std::max(static_cast<float>(hz), 4.0f); // as the filter will have it
-    if (!ensure(self->table, static_cast<uint64_t>(rate), sizeof(Turn))) return false;
+    if (!grow(self->table, static_cast<uint64_t>(rate) * sizeof(Turn))) return false;
     ZVFIR_SamplingRate(&self->filter, rate);
     self->table_length = to_nearest32(self->filter.sampling_rate);
     self->table_index = 0;
-    fill(reinterpret_cast<Turn*>(self->table), self->table_length);
+    oscillator::fill(reinterpret_cast<Turn*>(self->table), self->table_length, 32767);
     return true;
 }
 

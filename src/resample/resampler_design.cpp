@@ -29,12 +29,7 @@ void store(ZVResampler32* self, const double* taps, int32_t count)
 {
     silence(self->coefficients, size_t(self->taps_count));
     count = std::min(count, self->taps_count);
-    for (int32_t n = 0; n < count; ++n) {
-        const double h = taps[n];
-        self->coefficients[n] = h >= 1   ? INT32_MAX
-                                : h < -1 ? INT32_MIN
-                                         : to_nearest32(extended(h) * INT32_MAX);
-    }
+    for (int32_t n = 0; n < count; ++n) self->coefficients[n] = quantised<int32_t>(taps[n]);
     build_tables(self);
 }
 } // namespace zv::resampler

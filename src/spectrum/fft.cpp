@@ -24,11 +24,10 @@ static void build_window(ZVFFT* self)
 static void build_tables(ZVFFT* self)
 {
     const uint32_t half = self->half_size;
-    extended angle = 0;
-    for (uint32_t n = 0; n < half; ++n, angle -= pi / half) {
-        self->twiddle[2 * n] = static_cast<float>(sinl(angle));
-        self->twiddle[2 * n + 1] = static_cast<float>(cosl(angle));
-    }
+    turn_by(-pi / half, half, [=](uint32_t n, extended c, extended s) {
+        self->twiddle[2 * n] = static_cast<float>(s);
+        self->twiddle[2 * n + 1] = static_cast<float>(c);
+    });
     self->bit_reverse[0] = 0; // each half repeats the entries before it with one more bit
     for (uint32_t filled = 1, bit = half / 2; filled < half; filled *= 2, bit /= 2)
         for (uint32_t n = 0; n < filled; ++n) self->bit_reverse[filled + n] = self->bit_reverse[n] + bit;

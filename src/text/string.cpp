@@ -15,8 +15,7 @@ static constexpr uint32_t step = 64; // the block's size is a multiple of it
 static bool reserve(ZVString* self, uint64_t need)
 {
     if (need <= self->capacity) return true;
-    return need <= uint64_t(INT32_MAX) + 1 &&
-           grow(self->text, self->capacity, round_up<step>(need));
+    return need <= uint64_t(INT32_MAX) + 1 && grow(self->text, self->capacity, round_up<step>(need));
 }
 
 static void end_at(ZVString* self, uint32_t length)
