@@ -55,7 +55,7 @@ void library(benchmark::State& state)
     }
     ZVFIR_TapsNum(&fir, int32_t(state.range(0)));
     ZVFIR_BufferSize(&fir, block);
-    ZVFIR_FIRType(&fir, 1);
+    ZVFIR_FIRType(&fir, ZVFIRType_LowPass);
     const auto in = noise<In>(block);
     std::vector<Out> out(block);
     for (auto _ : state) {

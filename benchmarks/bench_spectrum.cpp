@@ -23,7 +23,7 @@ struct Fft {
     Fft(bool single, uint32_t size) : self(single ? ZVFFT2Float_Construct(nullptr) : ZVFFT_Construct(nullptr))
     {
         (single ? ZVFFT2Float_BufferSize : ZVFFT_BufferSize)(self, size);
-        ZVFFT_WindowType(self, 2);
+        ZVFFT_WindowType(self, ZVWindowType_Hann);
     }
     ~Fft() { ZVFFT_Destruct(self, 1); }
 };

@@ -96,14 +96,16 @@ struct Stream {
            As<call>::run, As<call>::steps, place}
 // clang-format on
 
+void low_pass(ZVFIR* fir) { ZVFIR_FIRType(fir, ZVFIRType_LowPass); }
+
 const std::vector<Stream> streams = {
-    STREAM(ZVFIR1616_Construct, ZVFIR_Destruct, ZVFIR1616_Process_16_16, over_input, ZVFIR_FIRType(self, 1)),
-    STREAM(ZVFIR1632_Construct, ZVFIR_Destruct, ZVFIR1632_Process_16_32, elsewhere, ZVFIR_FIRType(self, 1)),
-    STREAM(ZVFIR1632_Construct, ZVFIR_Destruct, ZVFIR1632_Process_32_32, over_input, ZVFIR_FIRType(self, 1)),
-    STREAM(ZVFIR3232_Construct, ZVFIR_Destruct, ZVFIR3232_Process_16_16, over_input, ZVFIR_FIRType(self, 1)),
-    STREAM(ZVFIR3232_Construct, ZVFIR_Destruct, ZVFIR3232_Process_16_32, elsewhere, ZVFIR_FIRType(self, 1)),
-    STREAM(ZVFIR3232_Construct, ZVFIR_Destruct, ZVFIR3232_Process_32_16, elsewhere, ZVFIR_FIRType(self, 1)),
-    STREAM(ZVFIR3232_Construct, ZVFIR_Destruct, ZVFIR3232_Process_32_32, over_input, ZVFIR_FIRType(self, 1)),
+    STREAM(ZVFIR1616_Construct, ZVFIR_Destruct, ZVFIR1616_Process_16_16, over_input, low_pass(self)),
+    STREAM(ZVFIR1632_Construct, ZVFIR_Destruct, ZVFIR1632_Process_16_32, elsewhere, low_pass(self)),
+    STREAM(ZVFIR1632_Construct, ZVFIR_Destruct, ZVFIR1632_Process_32_32, over_input, low_pass(self)),
+    STREAM(ZVFIR3232_Construct, ZVFIR_Destruct, ZVFIR3232_Process_16_16, over_input, low_pass(self)),
+    STREAM(ZVFIR3232_Construct, ZVFIR_Destruct, ZVFIR3232_Process_16_32, elsewhere, low_pass(self)),
+    STREAM(ZVFIR3232_Construct, ZVFIR_Destruct, ZVFIR3232_Process_32_16, elsewhere, low_pass(self)),
+    STREAM(ZVFIR3232_Construct, ZVFIR_Destruct, ZVFIR3232_Process_32_32, over_input, low_pass(self)),
     STREAM(ZVDelayLine16_Construct, ZVDelayLine_Destruct, ZVDelayLine16_Process_16_16, over_input),
     STREAM(ZVDelayLine32_Construct, ZVDelayLine_Destruct, ZVDelayLine32_Process_32_32, over_input),
     STREAM(ZVNotchFilter2_Construct, ZVNotchFilter2_Destruct, ZVNotchFilter2_Process16, by_nature),
@@ -322,8 +324,7 @@ TEST(CodePointers, OfAFilterAreGoneThrough)
 {
     std::vector<int16_t> x = test::noise(3000), out(6000);
     const auto settings = [](ZVFIR* fir) {
-        ZVFIR_FIRType(fir, 1), ZVFIR_TapsNum(fir, 63), ZVFIR_BufferSize(fir, 1000),
-            ZVFIR_CutOffHigh(fir, 900);
+        low_pass(fir), ZVFIR_TapsNum(fir, 63), ZVFIR_BufferSize(fir, 1000), ZVFIR_CutOffHigh(fir, 900);
     };
     for (const auto construct : {ZVFIR1616_Construct, ZVFIR1632_Construct, ZVFIR3232_Construct}) {
         ZVFIR *const fir = construct(nullptr), *const twin = construct(nullptr);

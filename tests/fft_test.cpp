@@ -70,12 +70,12 @@ TEST(Fft, SizesAreRoundedUpToPowersOfTwo)
 
 TYPED_TEST(FftOf, ANewSizeClearsTheResultsAndTheSameSizeKeepsThem)
 {
-    Fft<TypeParam> fft(1024, 2);
+    Fft<TypeParam> fft(1024, ZVWindowType_Hann);
     const Signal x = noise(2048);
     fft.compute(x.data(), 1024);
     const Bins before = fft.bins();
     fft.resize(600);
-    ZVFFT_WindowType(fft.self, 4);
+    ZVFFT_WindowType(fft.self, ZVWindowType_Blackman);
     EXPECT_EQ(fft.bins(), before);
     const uint32_t* block = fft->bit_reverse;
     for (const uint32_t size : {512u, 1024u, 4u, 1024u}) {
@@ -90,7 +90,7 @@ TYPED_TEST(FftOf, ANewSizeClearsTheResultsAndTheSameSizeKeepsThem)
 
 TYPED_TEST(FftOf, ARefusalLeavesTheObjectAsItWas)
 {
-    Fft<TypeParam> fft(256, 2);
+    Fft<TypeParam> fft(256, ZVWindowType_Hann);
     const Signal x = noise(256);
     fft.compute(x.data(), 256);
     const ZVFFT record = *fft.self;
@@ -134,11 +134,11 @@ TYPED_TEST(FftOf, WindowsHaveTheirShapeAndMean)
         int32_t type;
         double first, before_peak, peak, behind_peak, last; // 0, 6, 7, 8, 15 of 16
     };
-    constexpr Row rows[] = {{0, 1, 1, 1, 1, 1},
-                            {1, 0, 0.75, 0.875, 0.875, 0},
-                            {2, 0.0761205, 1.9238795, 2, 1.9238795, 0},
-                            {3, 0.2129915, 1.7870085, 1.8518518, 1.7870085, 0.1481481},
-                            {4, 0.0348304, 2.2345430, 2.3809524, 2.2345430, 0}};
+    constexpr Row rows[] = {{ZVWindowType_Rectangular, 1, 1, 1, 1, 1},
+                            {ZVWindowType_Triangular, 0, 0.75, 0.875, 0.875, 0},
+                            {ZVWindowType_Hann, 0.0761205, 1.9238795, 2, 1.9238795, 0},
+                            {ZVWindowType_Hamming, 0.2129915, 1.7870085, 1.8518518, 1.7870085, 0.1481481},
+                            {ZVWindowType_Blackman, 0.0348304, 2.2345430, 2.3809524, 2.2345430, 0}};
     for (const Row& row : rows) {
         SCOPED_TRACE(row.type);
         const Fft<TypeParam> fft(16, row.type);
@@ -258,7 +258,7 @@ void spectra_fit(const Limit& limit, int32_t window)
 TYPED_TEST(FftOf, SpectraEqualThePlainSum)
 {
     for (const Limit& limit : limits)
-        for (const int32_t window : {0, 2}) {
+        for (const int32_t window : {ZVWindowType_Rectangular, ZVWindowType_Hann}) {
             spectra_fit<TypeParam, int16_t>(limit, window);
             if (limit.size <= 4096) spectra_fit<TypeParam, int32_t>(limit, window);
         }
@@ -272,7 +272,7 @@ TEST(Fft, EachBinOfManyPointsHasItsOwnFactor)
     constexpr uint32_t size = 1 << 21;
     const Signal x = noise(size);
     const auto spectrum = [&](const Kernel& kernel) {
-        Fft<double> fft(make_double(nullptr, kernel), size, 0);
+        Fft<double> fft(make_double(nullptr, kernel), size, ZVWindowType_Rectangular);
         fft.compute(x.data(), size);
         std::vector<double> bins;
         for (const void* part : {fft->re, fft->im})
@@ -298,7 +298,7 @@ TEST(Fft, EachBinOfManyPointsHasItsOwnFactor)
 TYPED_TEST(FftOf, CountsBesideTheSize)
 {
     for (const uint32_t size : {8u, 64u, 512u, 2048u}) {
-        Fft<TypeParam> fft(size, 3);
+        Fft<TypeParam> fft(size, ZVWindowType_Hamming);
         const Signal32 x = noise<int32_t>(size), y = noise<int32_t>(size, 5);
         for (const uint32_t count : {0u, 1u, size / 2 - 1, size / 2, size - 1, size}) {
             SCOPED_TRACE(testing::Message() << count << " of " << size);

@@ -120,7 +120,8 @@ TEST_P(Fir, PresentValuesChangeNothingAndABlockSizeKeepsTheTaps)
     fir.set_taps_float(&fir, std::vector<float>(31, 0.25f).data(), 31); // no design
     const auto loaded = taps();
     mark_history();
-    ZVFIR_TapsNum(&fir, 31), ZVFIR_TapsNum(&fir, 30), ZVFIR_BufferSize(&fir, 1024), ZVFIR_FIRType(&fir, 0);
+    ZVFIR_TapsNum(&fir, 31), ZVFIR_TapsNum(&fir, 30), ZVFIR_BufferSize(&fir, 1024),
+        ZVFIR_FIRType(&fir, ZVFIRType_PassThrough);
     ZVFIR_CutOffHigh(&fir, 3000), ZVFIR_CutOffLow(&fir, 1000), ZVFIR_SamplingRate(&fir, 11025);
     EXPECT_EQ(taps(), loaded);
     EXPECT_TRUE(history_is_marked());
@@ -163,7 +164,7 @@ TEST_P(Fir, LoadersQuantiseTheCallersTaps)
 // Without memory every setter and loader leaves the filter as it was, and reserving leaves the present layout.
 TEST_P(Fir, SurvivesRefusal)
 {
-    ZVFIR_FIRType(&fir, 1);
+    ZVFIR_FIRType(&fir, ZVFIRType_LowPass);
     mark_history();
     const auto before = taps();
     const ZVFIR record = fir;
@@ -192,7 +193,7 @@ TEST_P(Fir, SurvivesRefusal)
 // goes, and holds whatever the library's rebuild lays out when the client goes on to it.
 TEST_P(Fir, AClientsRebuildKeepsTheLayout)
 {
-    ZVFIR_FIRType(&fir, 1);
+    ZVFIR_FIRType(&fir, ZVFIRType_LowPass);
     mark_history();
     static void (*own)(ZVFIR*);
     own = fir.rebuild;
@@ -227,16 +228,16 @@ TEST(FirDesign, WorkedTapValues)
         int32_t taps, type, first; // of those compared
         std::vector<int32_t> values;
     } rows[] = {
-        {ZVFIR1632_Construct, 63, 1, 30, {10286, 17832, 10286}},
-        {ZVFIR1632_Construct, 63, 2, 30, {5604, -26823, 5604}},
-        {ZVFIR1632_Construct, 63, 3, 30, {4682, 11888, 4682}},
-        {ZVFIR1632_Construct, 63, 4, 30, {-4682, 20879, -4682}},
-        {ZVFIR1632_Construct, 63, 5, 30, {-20811, 0, 20811}},
-        {ZVFIR1632_Construct, 63, 6, 30, {520, 520, 520}},
-        {ZVFIR1632_Construct, 31, 1, 14, {10145, 17831}},
-        {ZVFIR1632_Construct, 31, 5, 30, {111}},
-        {ZVFIR3232_Construct, 63, 1, 30, {674139441, 1168706014, 674139441}},
-        {ZVFIR3232_Construct, 63, 5, 30, {-1363903970, 0, 1363903970}},
+        {ZVFIR1632_Construct, 63, ZVFIRType_LowPass, 30, {10286, 17832, 10286}},
+        {ZVFIR1632_Construct, 63, ZVFIRType_HighPass, 30, {5604, -26823, 5604}},
+        {ZVFIR1632_Construct, 63, ZVFIRType_BandPass, 30, {4682, 11888, 4682}},
+        {ZVFIR1632_Construct, 63, ZVFIRType_BandStop, 30, {-4682, 20879, -4682}},
+        {ZVFIR1632_Construct, 63, ZVFIRType_Hilbert, 30, {-20811, 0, 20811}},
+        {ZVFIR1632_Construct, 63, ZVFIRType_MovingAverage, 30, {520, 520, 520}},
+        {ZVFIR1632_Construct, 31, ZVFIRType_LowPass, 14, {10145, 17831}},
+        {ZVFIR1632_Construct, 31, ZVFIRType_Hilbert, 30, {111}},
+        {ZVFIR3232_Construct, 63, ZVFIRType_LowPass, 30, {674139441, 1168706014, 674139441}},
+        {ZVFIR3232_Construct, 63, ZVFIRType_Hilbert, 30, {-1363903970, 0, 1363903970}},
     };
     for (const auto& row : rows) {
         ZVFIR* fir = row.construct(nullptr);

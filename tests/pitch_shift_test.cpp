@@ -82,7 +82,7 @@ TEST_F(PitchShift, SettersReachTheMembersAndClamp)
     EXPECT_EQ(shifter.table_length, 11025);
     EXPECT_EQ(shifter.taps_count, 63);
     EXPECT_EQ(shifter.delay_line.delay, 31);
-    EXPECT_EQ(shifter.filter.fir_type, 5);
+    EXPECT_EQ(shifter.filter.fir_type, ZVFIRType_Hilbert);
     ZVPitchShift1616_TapsNum(&shifter, 64);
     EXPECT_EQ(shifter.taps_count, 65);
     EXPECT_EQ(shifter.delay_line.delay, 32);

@@ -44,7 +44,7 @@ private:
     {
         call(construct, &fir);
         call(ZVFIR_TapsNum, &fir, 63);
-        call(ZVFIR_FIRType, &fir, 3);
+        call(ZVFIR_FIRType, &fir, ZVFIRType_BandPass);
         call(ZVFIR_CutOffHigh, &fir, 2222.f);
     }
     // A block that a client writes into the history by itself.

@@ -17,6 +17,14 @@
 #include <zovek/base.h>
 
 ZV_BEGIN
+enum ZVWindowType {
+    ZVWindowType_Rectangular = 0,
+    ZVWindowType_Triangular  = 1,
+    ZVWindowType_Hann        = 2, /* 0.5, 0.5 */
+    ZVWindowType_Hamming     = 3, /* 0.54, 0.46 */
+    ZVWindowType_Blackman    = 4  /* 0.42, 0.5, 0.08 */
+};
+
 typedef struct ZVFFT ZVFFT;
 struct ZVFFT {
     /* The transforms of a ZVFFT2Float, see fft2_float.h; null in a ZVFFT. */
@@ -34,7 +42,7 @@ struct ZVFFT {
     void    *module;        /* H values, power of each bin */
     uint32_t buffer_size;   /* S, real samples a transform takes; 512 at first */
     uint32_t half_size;     /* H = S / 2, result bins and complex points */
-    int32_t  window_type;   /* 0 to 4, see ZVFFT_WindowType; 0 at first */
+    int32_t  window_type;   /* ZVWindowType, see ZVFFT_WindowType; 0 at first */
     uint32_t storage_bytes; /* capacity of the block, 30 S at the largest S so far; 0 in a ZVFFT2Float */
     uint32_t *bit_reverse;  /* owned: H indices, n with its bits reversed, and the start of the one block */
     float   *twiddle;       /* H pairs sin, cos of -pi n / H, sine first. Read them: most transforms work with
@@ -50,9 +58,9 @@ ZV_API void ZVFFT_Destruct(ZVFFT *self, uint32_t flags);
 /* Rounded up to a power of two, at most 2^30. A new size clears the results; the present one, a request below
  * 3 and a size for which memory can't be had do nothing. The block grows and never shrinks. */
 ZV_API void ZVFFT_BufferSize(ZVFFT *self, uint32_t size);
-/* Of both kinds. 0 rectangular, 1 triangular, 2 Hann, 3 Hamming, 4 Blackman; other numbers do nothing. Of
- * period S, with the peak at H - 1; all but the triangular one (mean (H - 1) / S) are scaled to a mean of
- * 1, so that the level of a steady tone doesn't change. Counts from the next transform on. */
+/* Of both kinds. A ZVWindowType; other numbers do nothing. Of period S, with the peak at H - 1; all but the
+ * triangular one (mean (H - 1) / S) are scaled to a mean of 1, so that the level of a steady tone doesn't
+ * change. Counts from the next transform on. */
 ZV_API void ZVFFT_WindowType(ZVFFT *self, int32_t type);
 
 /* Real samples, S of them, or I/Q pairs, H of them. A larger count is cut, a smaller one is filled up with

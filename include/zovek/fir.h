@@ -9,16 +9,23 @@
  * Low bits are cut (rounding toward minus infinity) and nothing saturates: the design and the level keep
  * results within half the accumulator's range. tap 0 meets the oldest sample of a span, tap N-1 the newest.
  *
- * Designs (windowed sinc under a Blackman window 0.42/0.5/0.08, types 1 to 4; A. V. Oppenheim, R. W. Schafer,
- * Discrete-Time Signal Processing, ch. 7):
- *   0 pass-through   1 low-pass, DC gain 1   2 high-pass, passband gain -1   3 band-pass   4 band-stop
- *   5 Hilbert transformer under a Hamming window: turns cos(wt) into -sin(wt)   6 moving average
- * All delay by (N-1)/2 samples. */
+ * Low-pass to band-stop are a windowed sinc under a Blackman window 0.42/0.5/0.08 (A. V. Oppenheim, R. W.
+ * Schafer, Discrete-Time Signal Processing, ch. 7). All designs delay by (N-1)/2 samples. */
 #ifndef ZOVEK_FIR_H
 #define ZOVEK_FIR_H
 #include <zovek/base.h>
 
 ZV_BEGIN
+enum ZVFIRType {
+    ZVFIRType_PassThrough   = 0, /* a delay */
+    ZVFIRType_LowPass       = 1, /* below cut_off_high; DC gain 1 */
+    ZVFIRType_HighPass      = 2, /* above cut_off_low; passband gain -1 */
+    ZVFIRType_BandPass      = 3, /* from cut_off_low to cut_off_high */
+    ZVFIRType_BandStop      = 4, /* all but what lies between them */
+    ZVFIRType_Hilbert       = 5, /* Hilbert transformer under a Hamming window: turns cos(wt) into -sin(wt) */
+    ZVFIRType_MovingAverage = 6  /* N taps of 1/N */
+};
+
 typedef struct ZVFIR ZVFIR;
 struct ZVFIR {
     /* Load count taps of the caller's, for the next block: count becomes N as in ZVFIR_TapsNum, then v >= 1
@@ -39,7 +46,7 @@ struct ZVFIR {
     float    cut_off_low;   /* Hz; 1000 at first */
     float    sampling_rate; /* Hz; 11025 at first */
     int32_t  buffer_size;   /* new samples a kernel call takes at most; 1024 at first */
-    int32_t  fir_type;      /* design, 0 to 6; 0 at first */
+    int32_t  fir_type;      /* design, ZVFIRType; 0 at first */
     int32_t  taps_count;    /* N, odd, at least 3; 31 at first */
     void    *history;       /* slot 0, the oldest sample; slots 0 to N-2 are kept from call to call */
     void   (*rebuild)(ZVFIR *self); /* lays out storage; the history falls silent. TapsNum and BufferSize go
@@ -59,7 +66,7 @@ ZV_API void ZVFIR_Destruct(ZVFIR *self, uint32_t flags);
  * design leaves it in place, so a cut-off can move while the stream runs. */
 ZV_API void ZVFIR_TapsNum(ZVFIR *self, int32_t taps);      /* >= 3; an even count goes up by one */
 ZV_API void ZVFIR_BufferSize(ZVFIR *self, int32_t samples); /* >= 1; the taps stay */
-ZV_API void ZVFIR_FIRType(ZVFIR *self, int32_t type);      /* 0 to 6; any other is ignored */
+ZV_API void ZVFIR_FIRType(ZVFIR *self, int32_t type);      /* ZVFIRType; any other is ignored */
 /* 2 Hz to sampling_rate / 2; a low cut-off not below it moves to 1 Hz below. */
 ZV_API void ZVFIR_CutOffHigh(ZVFIR *self, float hz);
 /* 1 Hz to sampling_rate / 2 - 1; a high cut-off not above it moves to 1 Hz above. */

@@ -47,14 +47,13 @@ static void process(ZVFSKDelayDemod* self, int16_t* out, const int16_t* in, int3
 
 static bool build(ZVFSKDelayDemod* self)
 {
-    constexpr int32_t low_pass = 1;
     *self = {};
     self->pre_filter = ZVFIR1616_Construct(&self->pre_filter_object);
     self->delay_line = ZVDelayLine16_Construct(&self->delay_line_object);
     self->post_filter = ZVFIR1616_Construct(&self->post_filter_object);
     if (!self->pre_filter || !self->delay_line || !self->post_filter) return false;
-    ZVFIR_FIRType(self->pre_filter, low_pass);
-    ZVFIR_FIRType(self->post_filter, low_pass);
+    ZVFIR_FIRType(self->pre_filter, ZVFIRType_LowPass);
+    ZVFIR_FIRType(self->post_filter, ZVFIRType_LowPass);
     ZVFSKDelayDemod16_BufferSize(self, 1024);
     return self->buffer_size == 1024;
 }

@@ -113,7 +113,7 @@ static bool build(ZVToneDetectorCorr* self)
              .resize = resize};
     self->filter = ZVFIR1616_Construct(nullptr);
     if (!self->filter) return false;
-    ZVFIR_FIRType(self->filter, 1);
+    ZVFIR_FIRType(self->filter, ZVFIRType_LowPass);
     ZVFIR_SamplingRate(self->filter, self->sampling_rate);
     rebuild(self);
     return self->buffer != nullptr;

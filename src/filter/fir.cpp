@@ -137,7 +137,7 @@ void ZVFIR_BufferSize(ZVFIR* self, int32_t samples)
 
 void ZVFIR_FIRType(ZVFIR* self, int32_t type)
 {
-    if (type < 0 || type > 6) return;
+    if (type < ZVFIRType_PassThrough || type > ZVFIRType_MovingAverage) return;
     if (change(self->fir_type, type)) fir::redesign(self);
 }
 

@@ -82,29 +82,14 @@ void redesign(ZVFIR* self)
     const Taps h(static_cast<double*>(self->storage), self->taps_count);
     const extended low = extended(self->cut_off_low) / self->sampling_rate;
     const extended high = extended(self->cut_off_high) / self->sampling_rate;
-    switch (self->fir_type) {
-    case 0:
-        h.symmetric(1, [](int32_t) { return 0; });
-        break;
-    case 1:
-        low_pass(h, high);
-        break;
-    case 2:
-        high_pass(h, low);
-        break;
-    case 3:
-        band_pass(h, low, high);
-        break;
-    case 4:
-        band_stop(h, low, high);
-        break;
-    case 5:
-        hilbert(h);
-        break;
-    case 6:
-        std::fill(h.begin(), h.end(), 1.0 / self->taps_count);
-        break;
-    }
+    const int32_t type = self->fir_type;
+    if (type == ZVFIRType_PassThrough) h.symmetric(1, [](int32_t) { return 0; });
+    if (type == ZVFIRType_LowPass) low_pass(h, high);
+    if (type == ZVFIRType_HighPass) high_pass(h, low);
+    if (type == ZVFIRType_BandPass) band_pass(h, low, high);
+    if (type == ZVFIRType_BandStop) band_stop(h, low, high);
+    if (type == ZVFIRType_Hilbert) hilbert(h);
+    if (type == ZVFIRType_MovingAverage) std::fill(h.begin(), h.end(), 1.0 / self->taps_count);
     self->set_taps_double(self, h.begin(), self->taps_count);
 }
 } // namespace zv::fir

@@ -16,19 +16,18 @@ struct Filter {
     ZVFIR* ZVDemodulator::*pointer;
     ZVFIR ZVDemodulator::*object;
     ZVFIR* (*construct)(ZVFIR*);
-    int32_t type; // of the design
+    ZVFIRType type;
     Stage stage;
     bool rated;
 };
-constexpr int32_t low_pass = 1, high_pass = 2, hilbert = 5;
 // clang-format off
 constexpr Filter filters[] = {
-    {&ZVDemodulator::post_mixer_filter_i, &ZVDemodulator::post_mixer_filter_i_object, ZVFIR1632_Construct, low_pass,  input,    true},
-    {&ZVDemodulator::post_mixer_filter_q, &ZVDemodulator::post_mixer_filter_q_object, ZVFIR1632_Construct, low_pass,  input,    true},
-    {&ZVDemodulator::isb_filter,          &ZVDemodulator::isb_filter_object,          ZVFIR1632_Construct, hilbert,   detector, false},
-    {&ZVDemodulator::noise_filter,        &ZVDemodulator::noise_filter_object,        ZVFIR1616_Construct, high_pass, detector, true},
-    {&ZVDemodulator::audio_filter_1,      &ZVDemodulator::audio_filter_1_object,      ZVFIR1632_Construct, low_pass,  audio,    true},
-    {&ZVDemodulator::audio_filter_2,      &ZVDemodulator::audio_filter_2_object,      ZVFIR1632_Construct, low_pass,  audio,    true},
+    {&ZVDemodulator::post_mixer_filter_i, &ZVDemodulator::post_mixer_filter_i_object, ZVFIR1632_Construct, ZVFIRType_LowPass,  input,    true},
+    {&ZVDemodulator::post_mixer_filter_q, &ZVDemodulator::post_mixer_filter_q_object, ZVFIR1632_Construct, ZVFIRType_LowPass,  input,    true},
+    {&ZVDemodulator::isb_filter,          &ZVDemodulator::isb_filter_object,          ZVFIR1632_Construct, ZVFIRType_Hilbert,  detector, false},
+    {&ZVDemodulator::noise_filter,        &ZVDemodulator::noise_filter_object,        ZVFIR1616_Construct, ZVFIRType_HighPass, detector, true},
+    {&ZVDemodulator::audio_filter_1,      &ZVDemodulator::audio_filter_1_object,      ZVFIR1632_Construct, ZVFIRType_LowPass,  audio,    true},
+    {&ZVDemodulator::audio_filter_2,      &ZVDemodulator::audio_filter_2_object,      ZVFIR1632_Construct, ZVFIRType_LowPass,  audio,    true},
 };
 // clang-format on
 using Pair = std::span<const Filter, 2>;

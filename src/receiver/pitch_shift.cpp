@@ -79,7 +79,7 @@ ZVPitchShift* ZVPitchShift1616_Construct(ZVPitchShift* self)
         *shifter = {};
         if (!ZVDelayLine16_Construct(&shifter->delay_line) || !ZVFIR1616_Construct(&shifter->filter))
             return false;
-        ZVFIR_FIRType(&shifter->filter, 5); // Hilbert transformer
+        ZVFIR_FIRType(&shifter->filter, ZVFIRType_Hilbert);
         return pitch_shift::set_buffer_size(shifter, 1024) &&
                pitch_shift::set_sampling_rate(shifter, 11025) && pitch_shift::set_taps(shifter, 63);
     };

@@ -11,12 +11,13 @@ static void build_window(ZVFFT* self)
 {
     const uint32_t size = self->buffer_size, half = self->half_size;
     const auto from_peak = [&](uint32_t n) { return 2 * pi * (extended(half) - 1 - n) / size; };
+    const int32_t type = self->window_type;
     for (uint32_t n = 0; n < size; ++n) {
         extended w = 1;
-        if (self->window_type == 1) w = extended(n < half ? n : size - 1 - n) / half;
-        if (self->window_type == 2) w = 2 * window::hann(from_peak(n)); // each over its first coefficient
-        if (self->window_type == 3) w = window::hamming(from_peak(n)) * 50 / 27;
-        if (self->window_type == 4) w = window::blackman(from_peak(n)) * 50 / 21;
+        if (type == ZVWindowType_Triangular) w = extended(n < half ? n : size - 1 - n) / half;
+        if (type == ZVWindowType_Hann) w = 2 * window::hann(from_peak(n)); // each over its first coefficient
+        if (type == ZVWindowType_Hamming) w = window::hamming(from_peak(n)) * 50 / 27;
+        if (type == ZVWindowType_Blackman) w = window::blackman(from_peak(n)) * 50 / 21;
         self->window[n] = static_cast<float>(w);
     }
 }
@@ -178,7 +179,7 @@ void ZVFFT_BufferSize(ZVFFT* self, uint32_t size)
 
 void ZVFFT_WindowType(ZVFFT* self, int32_t type)
 {
-    if (type < 0 || type > 4) return;
+    if (type < ZVWindowType_Rectangular || type > ZVWindowType_Blackman) return;
     if (change(self->window_type, type)) fft::build_window(self);
 }
 

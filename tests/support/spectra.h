@@ -13,7 +13,7 @@ template <class Real>
 class Fft {
 public:
     static constexpr bool twice = sizeof(Real) == 8;
-    explicit Fft(uint32_t size = 512, int32_t window = 0)
+    explicit Fft(uint32_t size = 512, int32_t window = ZVWindowType_Rectangular)
         : Fft((twice ? ZVFFT_Construct : ZVFFT2Float_Construct)(nullptr), size, window)
     {
     }
