@@ -7,6 +7,7 @@
 // and a setter is its sentence: clamp, compare, reserve, store, rebuild. Because reserve comes before the
 // store, a setter that can't get its memory leaves the object as it was.
 #pragma once
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -40,6 +41,9 @@ bool change(T& stored, T value)
     stored = value;
     return true;
 }
+
+// Whether a value is the present one to the bit: of two zeros, or of what is no number, == can't tell.
+inline bool same_bits(float a, float b) { return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b); }
 
 // Makes an owned buffer hold bytes bytes, contents kept; true if it does. On failure nothing changes. For a buffer
 // whose capacity has no field in the record: the heap knows what the block holds.

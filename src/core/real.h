@@ -42,15 +42,6 @@ inline int16_t to_nearest16(extended x) { return to_nearest<int16_t>(x); }
 inline int16_t saturated16(extended x) { return sat16(to_nearest32(x)); }
 inline int32_t saturated32(extended x) { return sat32(to_nearest64(x)); }
 
-// A filter's tap of a real one: the largest for v >= 1, the most negative for v < -1 and what is no number, else
-// v * (2^15 - 1) or v * (2^31 - 1) to nearest.
-template <class Tap>
-Tap quantised(double v)
-{
-    using Range = std::numeric_limits<Tap>;
-    return v >= 1 ? Range::max() : v < -1 ? Range::min() : to_nearest<Tap>(extended(v) * Range::max());
-}
-
 // Calls store(k, cos, sin) for count angles, from 0 on by step: the angle is a running sum, and what is made of it
 // shows that sum's drift.
 template <class Count, class Store>

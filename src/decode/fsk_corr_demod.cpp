@@ -4,7 +4,6 @@
 #include "core/blocks.h"
 #include "core/frame.h"
 #include "core/select.h"
-#include <bit>
 
 namespace zv::fsk_corr_demod {
 Block::Block(ZVFSKCorrDemod* self, int16_t* out, uint32_t count)
@@ -144,7 +143,7 @@ static bool build(ZVFSKCorrDemod* self)
 // The sentence of both rates.
 static void set_rate(ZVFSKCorrDemod* self, float& field, float value, float sampling_rate, float bit_rate)
 {
-    if (std::bit_cast<uint32_t>(field) == std::bit_cast<uint32_t>(value)) return;
+    if (same_bits(field, value)) return;
     if (!reserve(self, bit_length(sampling_rate, bit_rate))) return;
     field = value;
     self->rebuild(self);

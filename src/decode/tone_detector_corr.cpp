@@ -6,7 +6,6 @@
 #include "decode/tone_detector_corr_kernels.h"
 #include "filter/fir.h"
 #include <algorithm>
-#include <bit>
 #include <zovek/tone_detector_corr.h>
 
 namespace zv::tone_detector_corr {
@@ -118,8 +117,6 @@ static bool build(ZVToneDetectorCorr* self)
     rebuild(self);
     return self->buffer != nullptr;
 }
-
-static bool same_bits(float a, float b) { return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b); }
 } // namespace zv::tone_detector_corr
 
 using namespace zv;

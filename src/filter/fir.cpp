@@ -2,7 +2,7 @@
 // on a 64-byte boundary: design (N doubles) | taps, zeros up to the boundary | history | output.
 #include "filter/fir.h"
 #include "core/frame.h"
-#include "core/real.h"
+#include "core/taps.h"
 #include "filter/fir_kernels.h"
 #include <algorithm>
 #include <iterator>
@@ -28,8 +28,6 @@ static constexpr Kind kinds[] = {
     {rebuild<2>, set_taps<int32_t>, set_taps<int32_t>, 4, 4, 4, 232}, // ZVFIR3232
 };
 // clang-format on
-
-constexpr int32_t odd_taps(int32_t taps) { return std::max(taps, 3) | 1; }
 
 // Points the record's fields into the block.
 static void place(ZVFIR* self, const Kind& kind)
@@ -120,7 +118,7 @@ void ZVFIR_Destruct(ZVFIR* self, uint32_t flags)
 
 void ZVFIR_TapsNum(ZVFIR* self, int32_t taps)
 {
-    taps = fir::odd_taps(taps);
+    taps = odd_taps(taps);
     if (taps == self->taps_count || !fir::reserve(self, taps, self->buffer_size)) return;
     self->taps_count = taps;
     self->rebuild(self);

@@ -3,8 +3,8 @@
 //   work_block:  design, doubles | taps, up to 4 | input area, up to 4 | output area | private tables
 #include "resample/resampler.h"
 #include "core/frame.h"
-#include "core/real.h"
 #include "core/round_up.h"
+#include "core/taps.h"
 #include <algorithm>
 
 namespace zv::resampler {
@@ -67,8 +67,6 @@ static void set(ZVResampler32* self, int32_t ZVResampler32::*field, int32_t Size
     self->rebuild(self);
 }
 
-static int32_t clamped_taps(int32_t taps) { return std::max(taps, 3) | 1; }
-
 // The smallest over whose nearest under meets the tolerance. A comparison with a NaN (a rate of 0) ends the
 // search, so under is a real until then.
 static void find_ratio(extended input, extended output, extended tolerance, int64_t& over, int32_t& under)
@@ -123,7 +121,7 @@ void ZVResampler32_Under(ZVResampler32* self, int32_t factor)
 
 void ZVResampler32_TapsNum(ZVResampler32* self, int32_t taps)
 {
-    resampler::set(self, &ZVResampler32::taps_count, &resampler::Sizes::taps, resampler::clamped_taps(taps));
+    resampler::set(self, &ZVResampler32::taps_count, &resampler::Sizes::taps, odd_taps(taps));
 }
 
 void ZVResampler32_Setup(ZVResampler32* self, float input_rate, float output_rate, float tolerance,
@@ -144,7 +142,7 @@ void ZVResampler32_Setup(ZVResampler32* self, float input_rate, float output_rat
     };
     pass(sizes.over, over);
     pass(sizes.under, std::max(under, 1));
-    pass(sizes.taps, resampler::clamped_taps(taps));
+    pass(sizes.taps, odd_taps(taps));
     if (!resampler::reserve(self, need)) return;
 
     ZVResampler32_Over(self, over);
