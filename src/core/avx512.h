@@ -14,7 +14,7 @@
 
 // sum + a b, summed over the two 16-bit values of each lane.
 namespace zv::plain {
-ZV_TARGET("avx512f,avx512bw") ZV_INLINE __m512i multiply_add(__m512i sum, __m512i a, __m512i b)
+ZV_AVX512 ZV_INLINE __m512i multiply_add(__m512i sum, __m512i a, __m512i b)
 {
     return _mm512_add_epi32(sum, _mm512_madd_epi16(a, b));
 }
@@ -22,7 +22,7 @@ ZV_TARGET("avx512f,avx512bw") ZV_INLINE __m512i multiply_add(__m512i sum, __m512
 
 // In assembler, since GCC copies the sums around the intrinsic.
 namespace zv::vnni {
-ZV_TARGET("avx512f,avx512bw") ZV_INLINE __m512i multiply_add(__m512i sum, __m512i a, __m512i b)
+ZV_AVX512 ZV_INLINE __m512i multiply_add(__m512i sum, __m512i a, __m512i b)
 {
     asm("vpdpwssd %2, %1, %0" : "+v"(sum) : "v"(a), "v"(b));
     return sum;

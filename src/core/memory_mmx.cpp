@@ -5,16 +5,16 @@
 namespace zv::memory {
 using mmx_ops::DWords;
 
-ZV_MMX_OP void store_past_caches(DWord* out, DWords pair)
+ZV_MMX ZV_INLINE void store_past_caches(DWord* out, DWords pair)
 {
     asm volatile("movntq %1, %0" : "=m"(*reinterpret_cast<DWords*>(out)) : "y"(pair));
 }
 
 // Runs of 64, 32, 16 and 8 bytes, then the odd element.
-ZV_MMX_SET void fill_past_caches(DWord* out, DWord value, uint32_t count)
+ZV_MMX void fill_past_caches(DWord* out, DWord value, uint32_t count)
 {
     const DWords pair = {static_cast<int>(value), static_cast<int>(value)};
-    const auto store = [&](uint32_t pairs) ZV_MMX_SET {
+    const auto store = [&](uint32_t pairs) ZV_MMX {
         for (uint32_t n = 0; n < pairs; n++, out += 2) store_past_caches(out, pair);
     };
     for (uint32_t left = count; left >= 16; left -= 16) store(8);

@@ -7,18 +7,15 @@
 namespace zv::extract {
 using namespace mmx_ops;
 
-#define ZV_3DNOW    ZV_3DNOW_SET __attribute__((noinline))
-#define ZV_3DNOW_OP ZV_3DNOW_SET ZV_INLINE
-
 // 1 / a0 in both places.
-ZV_3DNOW_OP Floats reciprocal(Floats a)
+ZV_3DNOW ZV_INLINE Floats reciprocal(Floats a)
 {
     const Floats both = low_pair(a, a), rough = rough_reciprocal(a);
     return last_step(reciprocal_step(both, rough), rough);
 }
 
 // a / sqrt(a); 0 for 0, which has no reciprocal root.
-ZV_3DNOW_OP Floats root(Floats a)
+ZV_3DNOW ZV_INLINE Floats root(Floats a)
 {
     const Floats rough = low_pair(rough_reciprocal_root(a), rough_reciprocal_root(high_pair(a, a)));
     const Floats reciprocal_root = last_step(reciprocal_root_step(a, product(rough, rough)), rough);
@@ -26,17 +23,20 @@ ZV_3DNOW_OP Floats root(Floats a)
 }
 
 // One or two values from and to memory; one has 0 beside it.
-ZV_3DNOW_OP Floats take1(const float* from)
+ZV_3DNOW ZV_INLINE Floats take1(const float* from)
 {
     return Floats(DWords{*reinterpret_cast<const AnyDWord*>(from), 0});
 }
-ZV_3DNOW_OP Floats take2(const float* from) { return Floats(reinterpret_cast<const AnyQWord*>(from)->value); }
-ZV_3DNOW_OP void put1(float* to, Floats a) { *reinterpret_cast<AnyDWord*>(to) = mmx_ops::lowest(a); }
-ZV_3DNOW_OP void put2(float* to, Floats a) { reinterpret_cast<AnyQWord*>(to)->value = QWord(a); }
-ZV_3DNOW_OP bool is_zero(Floats a) { return mmx_ops::lowest(a) == 0; }
+ZV_3DNOW ZV_INLINE Floats take2(const float* from)
+{
+    return Floats(reinterpret_cast<const AnyQWord*>(from)->value);
+}
+ZV_3DNOW ZV_INLINE void put1(float* to, Floats a) { *reinterpret_cast<AnyDWord*>(to) = mmx_ops::lowest(a); }
+ZV_3DNOW ZV_INLINE void put2(float* to, Floats a) { reinterpret_cast<AnyQWord*>(to)->value = QWord(a); }
+ZV_3DNOW ZV_INLINE bool is_zero(Floats a) { return mmx_ops::lowest(a) == 0; }
 
 // Scales count values in place; their sum.
-ZV_3DNOW_OP Floats scaled(float* values, uint32_t count, Floats scale)
+ZV_3DNOW ZV_INLINE Floats scaled(float* values, uint32_t count, Floats scale)
 {
     Floats sum = {};
     uint32_t k = 0;
@@ -54,7 +54,7 @@ ZV_3DNOW_OP Floats scaled(float* values, uint32_t count, Floats scale)
 }
 
 // ---- Autocorrelation, lags 1 to lags ----
-ZV_3DNOW static void correlate(const float* in, float* out, int32_t length, int32_t lags)
+ZV_3DNOW ZV_NOINLINE static void correlate(const float* in, float* out, int32_t length, int32_t lags)
 {
     Floats largest = {};
     for (int32_t j = lags - 1; j >= 0; --j) {
@@ -79,7 +79,7 @@ void correlate_3dnow(const float* in, float* out, int32_t length, int32_t lags)
 
 // ---- Envelope ----
 // Amplitudes of two I/Q pairs.
-ZV_3DNOW_OP Floats amplitudes(Words pairs)
+ZV_3DNOW ZV_INLINE Floats amplitudes(Words pairs)
 {
     const Floats first = to_floats(shift_right<16>(DWords(low_words(pairs, pairs))));
     const Floats second = to_floats(shift_right<16>(DWords(high_words(pairs, pairs))));
@@ -87,7 +87,7 @@ ZV_3DNOW_OP Floats amplitudes(Words pairs)
 }
 
 // The sum of the scaled values goes to sum.
-ZV_3DNOW static void amplitude(const int16_t* in, float* out, uint32_t count, float* sum)
+ZV_3DNOW ZV_NOINLINE static void amplitude(const int16_t* in, float* out, uint32_t count, float* sum)
 {
     constexpr int infinity = 0x7F800000;
     Floats lowest = Floats(DWords{infinity, infinity}), highest = {};

@@ -3,27 +3,27 @@
 #include "decode/extract_loops.h"
 #include <immintrin.h>
 
-#define ZV_WIDE_SET ZV_TARGET("avx2,fma")
+#define ZV_SET ZV_AVX2
 
 namespace zv::extract {
 namespace {
 using Vector = __m256d;
 constexpr int32_t lanes = 4;
-ZV_WIDE_SET ZV_INLINE Vector widen(const float* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
+ZV_SET ZV_INLINE Vector widen(const float* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
 #include "decode/extract_wide.h"
 } // namespace
 
-ZV_WIDE_SET void correlate_avx2(const float* in, float* out, int32_t length, int32_t lags)
+ZV_SET void correlate_avx2(const float* in, float* out, int32_t length, int32_t lags)
 {
     correlate(in, out, length, lags);
 }
 
-ZV_WIDE_SET long double amplitude_avx2(const int16_t* in, float* out, uint32_t count)
+ZV_SET long double amplitude_avx2(const int16_t* in, float* out, uint32_t count)
 {
     return amplitude_of(in, out, count);
 }
 
-ZV_WIDE_SET void frequencies_avx2(const int16_t* in, float* out, uint32_t count, double scale)
+ZV_SET void frequencies_avx2(const int16_t* in, float* out, uint32_t count, double scale)
 {
     frequencies_of(in, out, count, scale);
 }

@@ -3,27 +3,27 @@
 #include "decode/extract_kernels.h"
 #include "decode/extract_loops.h"
 
-#define ZV_WIDE_SET ZV_TARGET("avx512f,avx512bw,avx512dq,avx512vl")
+#define ZV_SET ZV_AVX512
 
 namespace zv::extract {
 namespace {
 using Vector = __m512d;
 constexpr int32_t lanes = 8;
-ZV_WIDE_SET ZV_INLINE Vector widen(const float* p) { return _mm512_cvtps_pd(_mm256_loadu_ps(p)); }
+ZV_SET ZV_INLINE Vector widen(const float* p) { return _mm512_cvtps_pd(_mm256_loadu_ps(p)); }
 #include "decode/extract_wide.h"
 } // namespace
 
-ZV_WIDE_SET void correlate_avx512(const float* in, float* out, int32_t length, int32_t lags)
+ZV_SET void correlate_avx512(const float* in, float* out, int32_t length, int32_t lags)
 {
     correlate(in, out, length, lags);
 }
 
-ZV_WIDE_SET long double amplitude_avx512(const int16_t* in, float* out, uint32_t count)
+ZV_SET long double amplitude_avx512(const int16_t* in, float* out, uint32_t count)
 {
     return amplitude_of(in, out, count);
 }
 
-ZV_WIDE_SET void frequencies_avx512(const int16_t* in, float* out, uint32_t count, double scale)
+ZV_SET void frequencies_avx512(const int16_t* in, float* out, uint32_t count, double scale)
 {
     frequencies_of(in, out, count, scale);
 }

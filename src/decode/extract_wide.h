@@ -1,7 +1,7 @@
 // Autocorrelation on wide vectors, once for all sets: extract_<set>.cpp names its operations in a namespace of its
 // own and includes this file there. No include guard, for that reason. What the file must have defined:
 //
-//   ZV_WIDE_SET     the set, as a target attribute
+//   ZV_SET     the set, as a target attribute
 //   Vector          lanes of double
 //   lanes           how many
 //   widen(p)        as many floats, from any address
@@ -9,7 +9,7 @@
 // Products of floats are exact in double.
 
 // Sum of a[k] b[k] in double: four vectors of partial sums, then one, then what is left over.
-ZV_WIDE_SET ZV_INLINE double sum_of_products(const float* a, const float* b, int32_t terms)
+ZV_SET ZV_INLINE double sum_of_products(const float* a, const float* b, int32_t terms)
 {
     Vector sums[4] = {};
     int32_t k = 0;
@@ -27,7 +27,7 @@ ZV_WIDE_SET ZV_INLINE double sum_of_products(const float* a, const float* b, int
 // A sum is off by at most n 2^-53 times the sum of its terms' magnitudes, n being the additions that follow one
 // another, and that sum is no more than the energy of the span. So a sum from `sure` on is right to 2^-27 of
 // itself; below it the terms cancel so far that the extended sum is taken.
-ZV_WIDE_SET inline void correlate(const float* in, float* out, int32_t length, int32_t lags)
+ZV_SET inline void correlate(const float* in, float* out, int32_t length, int32_t lags)
 {
     const int32_t span = static_cast<int32_t>(std::min(int64_t(length), 2 * int64_t(lags)));
     const int32_t additions = lags / (4 * lanes) + 3 * lanes;

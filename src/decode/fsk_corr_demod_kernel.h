@@ -1,6 +1,6 @@
 // A block of the FSK correlator on vectors of four doubles, the four products of a sample in one. A kernel's file
-// defines SET, its instruction set (at least SSE2), includes this one and calls run(). All of it is internal to that
-// file, because each set compiles its own.
+// defines ZV_SET (at least SSE2), includes this one and calls run(). All of it is internal to that file, because
+// each set compiles its own.
 //
 // Bounds of the error, with u = 2^-53: a factor is along * c + across * s, four factors and three operations,
 // each rounded once, so a product is good to 7 u |x|; the phases, which both forms round in extended
@@ -23,7 +23,7 @@ struct Sums {
     Quad v;
     // A sample by its factors. False, and no change, where the plain form has to decide. relative is the error
     // of a product over |x|.
-    ZV_TARGET(SET) ZV_INLINE bool correlate(float* slots, double x, const Quad& factors, double relative)
+    ZV_SET ZV_INLINE bool correlate(float* slots, double x, const Quad& factors, double relative)
     {
         constexpr QuadBits magnitude = QuadBits{} + INT64_MAX;
         const Quad all_x = {x, x, x, x};
@@ -43,24 +43,18 @@ struct Sums {
         return true;
     }
     // The squared magnitudes at tone 1 and tone 2.
-    ZV_TARGET(SET) ZV_INLINE void powers(double* two) const
+    ZV_SET ZV_INLINE void powers(double* two) const
     {
         const Quad square = v * v;
         *(Pair*)two =
             __builtin_shufflevector(square, square, 0, 2) + __builtin_shufflevector(square, square, 1, 3);
     }
-    ZV_TARGET(SET) ZV_INLINE void load(const float* from)
-    {
-        v = __builtin_convertvector(*(const Floats*)from, Quad);
-    }
-    ZV_TARGET(SET) ZV_INLINE void store(float* to) const
-    {
-        *(Floats*)to = __builtin_convertvector(v, Floats);
-    }
+    ZV_SET ZV_INLINE void load(const float* from) { v = __builtin_convertvector(*(const Floats*)from, Quad); }
+    ZV_SET ZV_INLINE void store(float* to) const { *(Floats*)to = __builtin_convertvector(v, Floats); }
 };
 
 // The results of a group, if none of them comes near a tie.
-ZV_TARGET(SET) ZV_INLINE bool results(const double* powers, double scale, int16_t* out)
+ZV_SET ZV_INLINE bool results(const double* powers, double scale, int16_t* out)
 {
     alignas(32) double magnitude[2 * Group::size];
     for (int32_t j = 0; j < 2 * Group::size; ++j) magnitude[j] = __builtin_sqrt(powers[j]);
@@ -75,7 +69,7 @@ ZV_TARGET(SET) ZV_INLINE bool results(const double* powers, double scale, int16_
     return sure;
 }
 
-ZV_TARGET(SET) ZV_INLINE void run(ZVFSKCorrDemod* self, int16_t* out, uint32_t count)
+ZV_SET ZV_INLINE void run(ZVFSKCorrDemod* self, int16_t* out, uint32_t count)
 {
     Block block(self, out, count);
     const Group group(block);

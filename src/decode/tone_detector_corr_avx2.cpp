@@ -2,8 +2,8 @@
 #include "decode/tone_detector_corr_kernels.h"
 #include <immintrin.h>
 
-#define ZV_WIDE_SET ZV_TARGET("avx2")
-#define OP          ZV_WIDE_SET ZV_INLINE
+#define ZV_SET ZV_AVX2
+#define OP     ZV_SET ZV_INLINE
 
 namespace zv::tone_detector_corr {
 namespace {
@@ -42,8 +42,8 @@ OP void store(int16_t* to, Vector sine, Vector cosine, Vector odd_sine, Vector o
 #include "decode/tone_detector_corr_wide.h"
 } // namespace
 
-ZV_WIDE_SET void groups_avx2(const int16_t* table, uint32_t positions, const int16_t* x, int16_t* to,
-                             uint32_t count)
+ZV_SET void groups_avx2(const int16_t* table, uint32_t positions, const int16_t* x, int16_t* to,
+                        uint32_t count)
 {
     correlate_block(table, positions, x, to, count);
 }

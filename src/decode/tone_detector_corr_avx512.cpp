@@ -2,8 +2,8 @@
 #include "core/avx512.h"
 #include "decode/tone_detector_corr_kernels.h"
 
-#define ZV_WIDE_SET ZV_TARGET("avx512f,avx512bw,avx512dq,avx512vl")
-#define OP          ZV_WIDE_SET ZV_INLINE
+#define ZV_SET ZV_AVX512
+#define OP     ZV_SET ZV_INLINE
 
 namespace zv::tone_detector_corr {
 namespace {
@@ -45,14 +45,14 @@ using zv::vnni::multiply_add;
 } // namespace vnni
 } // namespace
 
-ZV_WIDE_SET void groups_avx512(const int16_t* table, uint32_t positions, const int16_t* x, int16_t* to,
-                               uint32_t count)
+ZV_SET void groups_avx512(const int16_t* table, uint32_t positions, const int16_t* x, int16_t* to,
+                          uint32_t count)
 {
     plain::correlate_block(table, positions, x, to, count);
 }
 
-ZV_WIDE_SET void groups_vnni(const int16_t* table, uint32_t positions, const int16_t* x, int16_t* to,
-                             uint32_t count)
+ZV_SET void groups_vnni(const int16_t* table, uint32_t positions, const int16_t* x, int16_t* to,
+                        uint32_t count)
 {
     vnni::correlate_block(table, positions, x, to, count);
 }

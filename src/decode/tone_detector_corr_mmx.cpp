@@ -6,7 +6,8 @@
 namespace zv::tone_detector_corr {
 using namespace mmx_ops;
 
-ZV_MMX static void correlate(const int16_t* table, uint32_t groups, const int16_t* x, uint32_t (&sums)[2])
+ZV_MMX ZV_NOINLINE static void correlate(const int16_t* table, uint32_t groups, const int16_t* x,
+                                         uint32_t (&sums)[2])
 {
     DWords sine = {}, cosine = {};
     for (uint32_t g = 0; g < groups; ++g, table += 8, x += 4) {

@@ -2,7 +2,7 @@
 // a namespace of its own and includes this file there. No include guard, for that reason. What the file must
 // have defined:
 //
-//   ZV_WIDE_SET     the set, as a target attribute
+//   ZV_SET     the set, as a target attribute
 //   Vector          lanes of 32 bits
 //   lanes           how many
 //   unroll          vectors of results at a time
@@ -20,17 +20,17 @@ struct Sums {
     Vector sine, cosine;
 };
 
-ZV_WIDE_SET ZV_INLINE Vector pair(int16_t first, int16_t second)
+ZV_SET ZV_INLINE Vector pair(int16_t first, int16_t second)
 {
     return all(static_cast<int32_t>(uint16_t(first) | uint32_t(uint16_t(second)) << 16));
 }
 
 // Reads 2 * lanes * Vectors samples from each offset up to the number of positions, rounded up to a group.
 template <int Vectors>
-ZV_WIDE_SET void correlate(const int16_t* table, uint32_t groups, const int16_t* x, int16_t* to)
+ZV_SET void correlate(const int16_t* table, uint32_t groups, const int16_t* x, int16_t* to)
 {
     Sums even[Vectors] = {}, odd[Vectors] = {};
-    const auto take = [&](Sums(&sums)[Vectors], const int16_t* from, Vector sine, Vector cosine) ZV_WIDE_SET
+    const auto take = [&](Sums(&sums)[Vectors], const int16_t* from, Vector sine, Vector cosine) ZV_SET
         __attribute__((always_inline))
     {
 #pragma GCC unroll 4
@@ -55,8 +55,8 @@ ZV_WIDE_SET void correlate(const int16_t* table, uint32_t groups, const int16_t*
         store(to + 2 * lanes * v, even[v].sine, even[v].cosine, odd[v].sine, odd[v].cosine);
 }
 
-ZV_WIDE_SET inline void correlate_block(const int16_t* table, uint32_t positions, const int16_t* x,
-                                        int16_t* to, uint32_t count)
+ZV_SET inline void correlate_block(const int16_t* table, uint32_t positions, const int16_t* x, int16_t* to,
+                                   uint32_t count)
 {
     constexpr uint32_t one = 2 * lanes, whole = one * unroll;
     const uint32_t groups = (positions + 3) / 4;

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <immintrin.h>
 
-#define ZV_WIDE_SET ZV_TARGET("avx2")
-#define OP          ZV_WIDE_SET ZV_INLINE
+#define ZV_SET ZV_AVX2
+#define OP     ZV_SET ZV_INLINE
 
 namespace zv::fir {
 namespace {
@@ -79,17 +79,17 @@ OP void pack(int16_t* to, const int32_t* from, int32_t count)
 #include "filter/fir_wide.h"
 } // namespace
 
-ZV_WIDE_SET void fir1616_avx2(ZVFIR* self, void* out, int32_t count, int32_t decimation)
+ZV_SET void fir1616_avx2(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 {
     convolve_16<int16_t>(self, out, count, decimation);
 }
 
-ZV_WIDE_SET void fir1632_avx2(ZVFIR* self, void* out, int32_t count, int32_t decimation)
+ZV_SET void fir1632_avx2(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 {
     convolve_16<int32_t>(self, out, count, decimation);
 }
 
-ZV_WIDE_SET void fir3232_high_avx2(ZVFIR* self, void* out, int32_t count, int32_t decimation)
+ZV_SET void fir3232_high_avx2(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 {
     convolve_high(self, out, count, decimation);
 }

@@ -5,8 +5,8 @@
 #include "filter/fir_kernels.h"
 #include <algorithm>
 
-#define ZV_WIDE_SET ZV_TARGET("avx512f,avx512bw,avx512dq,avx512vl")
-#define OP          ZV_WIDE_SET ZV_INLINE
+#define ZV_SET ZV_AVX512
+#define OP     ZV_SET ZV_INLINE
 
 namespace zv::fir {
 namespace {
@@ -89,32 +89,32 @@ using zv::vnni::multiply_add;
 } // namespace vnni
 } // namespace
 
-ZV_WIDE_SET void fir1616_avx512(ZVFIR* self, void* out, int32_t count, int32_t decimation)
+ZV_SET void fir1616_avx512(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 {
     plain::convolve_16<int16_t>(self, out, count, decimation);
 }
 
-ZV_WIDE_SET void fir1632_avx512(ZVFIR* self, void* out, int32_t count, int32_t decimation)
+ZV_SET void fir1632_avx512(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 {
     plain::convolve_16<int32_t>(self, out, count, decimation);
 }
 
-ZV_WIDE_SET void fir3232_high_avx512(ZVFIR* self, void* out, int32_t count, int32_t decimation)
+ZV_SET void fir3232_high_avx512(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 {
     plain::convolve_high(self, out, count, decimation);
 }
 
-ZV_WIDE_SET void fir1616_vnni(ZVFIR* self, void* out, int32_t count, int32_t decimation)
+ZV_SET void fir1616_vnni(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 {
     vnni::convolve_16<int16_t>(self, out, count, decimation);
 }
 
-ZV_WIDE_SET void fir1632_vnni(ZVFIR* self, void* out, int32_t count, int32_t decimation)
+ZV_SET void fir1632_vnni(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 {
     vnni::convolve_16<int32_t>(self, out, count, decimation);
 }
 
-ZV_WIDE_SET void fir3232_high_vnni(ZVFIR* self, void* out, int32_t count, int32_t decimation)
+ZV_SET void fir3232_high_vnni(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 {
     vnni::convolve_high(self, out, count, decimation);
 }

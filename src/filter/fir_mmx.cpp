@@ -8,9 +8,12 @@ namespace zv::fir {
 using namespace mmx_ops;
 
 // ---- 16-bit taps and samples ----
-ZV_MMX_OP DWords block(const int16_t* taps, const int16_t* x) { return multiply_add(load4(taps), load4(x)); }
+ZV_MMX ZV_INLINE DWords block(const int16_t* taps, const int16_t* x)
+{
+    return multiply_add(load4(taps), load4(x));
+}
 
-ZV_MMX static uint32_t dot_4(const int16_t* taps, const int16_t* x, int32_t count)
+ZV_MMX ZV_NOINLINE static uint32_t dot_4(const int16_t* taps, const int16_t* x, int32_t count)
 {
     DWords total = {};
     for (int32_t t = 0; t < count; t += 4) total = add(total, block(taps + t, x + t));
@@ -18,7 +21,7 @@ ZV_MMX static uint32_t dot_4(const int16_t* taps, const int16_t* x, int32_t coun
 }
 
 // A single block first where the number of blocks is odd.
-ZV_MMX static uint32_t dot_8(const int16_t* taps, const int16_t* x, int32_t count)
+ZV_MMX ZV_NOINLINE static uint32_t dot_8(const int16_t* taps, const int16_t* x, int32_t count)
 {
     DWords even = {}, odd = {};
     int32_t t = 0;
@@ -33,13 +36,13 @@ ZV_MMX static uint32_t dot_8(const int16_t* taps, const int16_t* x, int32_t coun
     return sum(add(even, odd));
 }
 
-ZV_MMX_OP DWords blocks_4(const int16_t* taps, const int16_t* x)
+ZV_MMX ZV_INLINE DWords blocks_4(const int16_t* taps, const int16_t* x)
 {
     return add(add(block(taps, x), block(taps + 4, x + 4)),
                add(block(taps + 8, x + 8), block(taps + 12, x + 12)));
 }
 
-ZV_MMX static uint32_t dot_16(const int16_t* taps, const int16_t* x, int32_t count)
+ZV_MMX ZV_NOINLINE static uint32_t dot_16(const int16_t* taps, const int16_t* x, int32_t count)
 {
     DWords total = {};
     for (int32_t t = 0; t < count; t += 16) total = add(total, blocks_4(taps + t, x + t));
@@ -47,7 +50,7 @@ ZV_MMX static uint32_t dot_16(const int16_t* taps, const int16_t* x, int32_t cou
 }
 
 // Passes of 16 as long as they are full, then 8 and 4 for the rest.
-ZV_MMX static uint32_t dot_16_8_4(const int16_t* taps, const int16_t* x, int32_t count)
+ZV_MMX ZV_NOINLINE static uint32_t dot_16_8_4(const int16_t* taps, const int16_t* x, int32_t count)
 {
     DWords total = {};
     int32_t left = (count + 3) / 4 * 4;
@@ -110,21 +113,24 @@ void fir1632_mmx16(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 // ---- Upper halves of 32-bit taps and samples, 4 a pass ----
 // Each form brings the upper words of four values together, in an order of its own: taps and samples are treated
 // alike, so the products are the same.
-ZV_MMX_OP Words upper_by_shift(DWords a, DWords b) { return narrow(shift_right<16>(a), shift_right<16>(b)); }
+ZV_MMX ZV_INLINE Words upper_by_shift(DWords a, DWords b)
+{
+    return narrow(shift_right<16>(a), shift_right<16>(b));
+}
 
-ZV_MMX_OP Words upper_by_unpack(DWords a, DWords b)
+ZV_MMX ZV_INLINE Words upper_by_unpack(DWords a, DWords b)
 {
     const Words low = low_words(Words(a), Words(b)), high = high_words(Words(a), Words(b));
     return Words(high_pair(DWords(low), DWords(high)));
 }
 
-ZV_MMX_EXT_SET ZV_INLINE Words upper_by_shuffle(DWords a, DWords b)
+ZV_MMX_EXT ZV_INLINE Words upper_by_shuffle(DWords a, DWords b)
 {
     constexpr int upper_first = 0b01'01'11'01; // words 1 and 3 to the front
     return Words(low_pair(DWords(shuffled<upper_first>(Words(a))), DWords(shuffled<upper_first>(Words(b)))));
 }
 
-ZV_MMX static uint32_t dot_shift(const int32_t* taps, const int32_t* x, int32_t count)
+ZV_MMX ZV_NOINLINE static uint32_t dot_shift(const int32_t* taps, const int32_t* x, int32_t count)
 {
     DWords total = {};
     for (int32_t t = 0; t < count; t += 4)
@@ -133,7 +139,7 @@ ZV_MMX static uint32_t dot_shift(const int32_t* taps, const int32_t* x, int32_t 
     return sum(total);
 }
 
-ZV_MMX static uint32_t dot_unpack(const int32_t* taps, const int32_t* x, int32_t count)
+ZV_MMX ZV_NOINLINE static uint32_t dot_unpack(const int32_t* taps, const int32_t* x, int32_t count)
 {
     DWords total = {};
     for (int32_t t = 0; t < count; t += 4)
@@ -142,7 +148,7 @@ ZV_MMX static uint32_t dot_unpack(const int32_t* taps, const int32_t* x, int32_t
     return sum(total);
 }
 
-ZV_MMX_EXT static uint32_t dot_shuffle(const int32_t* taps, const int32_t* x, int32_t count)
+ZV_MMX_EXT ZV_NOINLINE static uint32_t dot_shuffle(const int32_t* taps, const int32_t* x, int32_t count)
 {
     DWords total = {};
     for (int32_t t = 0; t < count; t += 4)
@@ -152,13 +158,13 @@ ZV_MMX_EXT static uint32_t dot_shuffle(const int32_t* taps, const int32_t* x, in
 }
 
 // Upper words of from[0], from[2], from[4], from[6].
-ZV_MMX_OP Words upper_of_every_second(const int32_t* from)
+ZV_MMX ZV_INLINE Words upper_of_every_second(const int32_t* from)
 {
     return upper_by_unpack(low_pair(load2(from), load2(from + 2)),
                            low_pair(load2(from + 4), load2(from + 6)));
 }
 
-ZV_MMX static uint32_t dot_every_second(const int32_t* taps, const int32_t* x, int32_t count)
+ZV_MMX ZV_NOINLINE static uint32_t dot_every_second(const int32_t* taps, const int32_t* x, int32_t count)
 {
     DWords total = {};
     for (int32_t t = 0; t < count; t += 8)

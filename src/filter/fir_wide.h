@@ -1,7 +1,7 @@
 // FIR convolution on wide vectors, once for all sets: each fir_<set>.cpp names its operations in a namespace of
 // its own and includes this file there. No include guard, for that reason. What the file must have defined:
 //
-//   ZV_WIDE_SET     the set, as a target attribute
+//   ZV_SET     the set, as a target attribute
 //   Vector          lanes of 32 bits
 //   lanes           how many
 //   unroll          vectors of results at a time at full rate: as many as registers allow, twice
@@ -22,11 +22,10 @@
 // u-1, u to those of odd results: no shuffle, no sum across lanes, two multiply-adds a load. The tap behind the
 // last one is zero. Reads 2 * lanes * Vectors samples from each offset on.
 template <int Vectors, class Result>
-ZV_WIDE_SET void full_rate(const int16_t* taps, int32_t count, const int16_t* x, Result* to)
+ZV_SET void full_rate(const int16_t* taps, int32_t count, const int16_t* x, Result* to)
 {
     Vector even[Vectors] = {}, odd[Vectors] = {};
-    const auto take = [&](int32_t u, Vector for_even, Vector for_odd) ZV_WIDE_SET
-        __attribute__((always_inline))
+    const auto take = [&](int32_t u, Vector for_even, Vector for_odd) ZV_SET __attribute__((always_inline))
     {
 #pragma GCC unroll 8
         for (int v = 0; v < Vectors; ++v) {
@@ -43,8 +42,7 @@ ZV_WIDE_SET void full_rate(const int16_t* taps, int32_t count, const int16_t* x,
 
 // The rest of a block: fewer than 2 * lanes * unroll results by the least number of vectors that holds them.
 template <int Vectors, class Result>
-ZV_WIDE_SET void full_rate_rest(const int16_t* taps, int32_t count, const int16_t* x, Result* to,
-                                int32_t results)
+ZV_SET void full_rate_rest(const int16_t* taps, int32_t count, const int16_t* x, Result* to, int32_t results)
 {
     if constexpr (Vectors > 1)
         if (results <= lanes * Vectors) return full_rate_rest<Vectors / 2>(taps, count, x, to, results);
@@ -56,7 +54,7 @@ ZV_WIDE_SET void full_rate_rest(const int16_t* taps, int32_t count, const int16_
 // Decimating: a row of sums for each of a group of results, added up across lanes all at once. Taps are zero up
 // to a multiple of 32, so up to 31 samples past a span count nothing.
 template <class Result, class Start>
-ZV_WIDE_SET void group_of(const int16_t* taps, int32_t count, Start start, Result* to)
+ZV_SET void group_of(const int16_t* taps, int32_t count, Start start, Result* to)
 {
     Vector rows[group] = {};
     for (int32_t t = 0; t < count; t += 2 * lanes) {
@@ -68,8 +66,8 @@ ZV_WIDE_SET void group_of(const int16_t* taps, int32_t count, Start start, Resul
 }
 
 template <class Result>
-ZV_WIDE_SET void decimate(const int16_t* taps, int32_t count, const int16_t* x, int32_t decimation,
-                          Result* to, int32_t results)
+ZV_SET void decimate(const int16_t* taps, int32_t count, const int16_t* x, int32_t decimation, Result* to,
+                     int32_t results)
 {
     const ptrdiff_t step = decimation;
     int32_t i = 0;
@@ -84,8 +82,8 @@ ZV_WIDE_SET void decimate(const int16_t* taps, int32_t count, const int16_t* x, 
 }
 
 template <class Result>
-ZV_WIDE_SET void filter_block(const int16_t* taps, int32_t count, const int16_t* x, int32_t decimation,
-                              Result* to, int32_t results)
+ZV_SET void filter_block(const int16_t* taps, int32_t count, const int16_t* x, int32_t decimation, Result* to,
+                         int32_t results)
 {
     if (decimation > 1) return decimate(taps, count, x, decimation, to, results);
     constexpr int32_t whole = 2 * lanes * unroll;
@@ -94,18 +92,18 @@ ZV_WIDE_SET void filter_block(const int16_t* taps, int32_t count, const int16_t*
 }
 
 template <class Result>
-ZV_WIDE_SET void convolve_16(ZVFIR* self, void* out, int32_t count, int32_t decimation)
+ZV_SET void convolve_16(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 {
     const auto* taps = static_cast<const int16_t*>(self->taps);
     const auto block = [=, n = self->taps_count](const int16_t* history, Result* to, int32_t results)
-                           ZV_WIDE_SET { filter_block(taps, n, history, decimation, to, results); };
+                           ZV_SET { filter_block(taps, n, history, decimation, to, results); };
     run<int16_t, Result>(self, out, count, decimation, block);
 }
 
 // Upper halves: taps and history are packed to 16 bits behind the output, once a block.
-ZV_WIDE_SET void convolve_high(ZVFIR* self, void* out, int32_t count, int32_t decimation)
+ZV_SET void convolve_high(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 {
-    const auto block = [=](const int32_t* history, int32_t* to, int32_t results) ZV_WIDE_SET {
+    const auto block = [=](const int32_t* history, int32_t* to, int32_t results) ZV_SET {
         const int32_t n = self->taps_count;
         const PackedSpans packed = packed_spans(self);
         pack(packed.taps, static_cast<const int32_t*>(self->taps), (n + 15) / 16 * 16);

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <immintrin.h>
 
-#define ZV_WIDE_SET ZV_TARGET("avx2,fma")
-#define OP          ZV_WIDE_SET ZV_INLINE
+#define ZV_SET ZV_AVX2
+#define OP     ZV_SET ZV_INLINE
 
 namespace zv::lms {
 namespace {
@@ -49,5 +49,5 @@ OP int32_t first(Errors v) { return _mm_cvtsi128_si32(v); }
 #include "filter/lms_wide.h"
 } // namespace
 
-ZV_WIDE_SET void lms_avx2(ZVLMS1616* self, int16_t* out, uint32_t count) { adapt_wide(self, out, count); }
+ZV_SET void lms_avx2(ZVLMS1616* self, int16_t* out, uint32_t count) { adapt_wide(self, out, count); }
 } // namespace zv::lms

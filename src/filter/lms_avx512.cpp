@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
-#define ZV_WIDE_SET ZV_TARGET("avx512f,avx512bw,avx512dq,avx512vl,fma")
-#define OP          ZV_WIDE_SET ZV_INLINE
+#define ZV_SET ZV_AVX512
+#define OP     ZV_SET ZV_INLINE
 
 namespace zv::lms {
 namespace {
@@ -52,5 +52,5 @@ OP int32_t first(Errors v) { return _mm256_cvtsi256_si32(v); }
 #include "filter/lms_wide.h"
 } // namespace
 
-ZV_WIDE_SET void lms_avx512(ZVLMS1616* self, int16_t* out, uint32_t count) { adapt_wide(self, out, count); }
+ZV_SET void lms_avx512(ZVLMS1616* self, int16_t* out, uint32_t count) { adapt_wide(self, out, count); }
 } // namespace zv::lms

@@ -6,7 +6,7 @@
 namespace zv::lms {
 using namespace mmx_ops;
 
-ZV_MMX_OP DWords sum_of_groups(const int16_t* coefficients, const int16_t* window, uint32_t groups)
+ZV_MMX ZV_INLINE DWords sum_of_groups(const int16_t* coefficients, const int16_t* window, uint32_t groups)
 {
     DWords lanes = {};
     for (; groups != 0; --groups, coefficients += 4, window += 4)
@@ -14,13 +14,14 @@ ZV_MMX_OP DWords sum_of_groups(const int16_t* coefficients, const int16_t* windo
     return lanes;
 }
 
-ZV_MMX uint32_t dot_mmx(const int16_t* coefficients, const int16_t* window, uint32_t groups)
+ZV_MMX ZV_NOINLINE uint32_t dot_mmx(const int16_t* coefficients, const int16_t* window, uint32_t groups)
 {
     return sum(sum_of_groups(coefficients, window, groups));
 }
 
 // Extended MMX brings the upper lane down in one shuffle.
-ZV_MMX_EXT uint32_t dot_mmx_ext(const int16_t* coefficients, const int16_t* window, uint32_t groups)
+ZV_MMX_EXT ZV_NOINLINE uint32_t dot_mmx_ext(const int16_t* coefficients, const int16_t* window,
+                                            uint32_t groups)
 {
     constexpr int halves_swapped = 0b01'00'11'10;
     const DWords lanes = sum_of_groups(coefficients, window, groups);

@@ -2,7 +2,7 @@
 // of its own and includes this file there. No include guard, for that reason. What the file must have
 // defined:
 //
-//   ZV_WIDE_SET               the set, as a target attribute
+//   ZV_SET               the set, as a target attribute
 //   Reals, lanes              lanes of double, and how many; + - * work on them
 //   Words                     the same width as 64-bit lanes; & works on them
 //   load(p), store(p, v)      doubles, from and to any address
@@ -21,7 +21,7 @@
 // window of sample n + 1, so each is loaded and stored once a sample.
 
 // All windows of a piece as doubles. What follows the last one is multiplied by 0, so it must be a number.
-ZV_WIDE_SET void fill_window(const WideTables& tables, const int16_t* h16, uint32_t taps, uint32_t count)
+ZV_SET void fill_window(const WideTables& tables, const int16_t* h16, uint32_t taps, uint32_t count)
 {
     std::copy_n(h16, taps + count - 1, tables.window);
     std::fill_n(tables.window + taps + count - 1, padded(taps) - taps, 0.0);
@@ -29,8 +29,8 @@ ZV_WIDE_SET void fill_window(const WideTables& tables, const int16_t* h16, uint3
 
 // Takes count samples, at most a piece, from x; the window of the first is h16. The coefficients are
 // tables.past, before and after.
-ZV_WIDE_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h16, const int16_t* x,
-                           int16_t* out, uint32_t count)
+ZV_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h16, const int16_t* x, int16_t* out,
+                      uint32_t count)
 {
     constexpr uint32_t both = 2 * lanes;
     const uint32_t taps = self->taps_count, last = (taps - 1) / both * both;
@@ -60,7 +60,7 @@ ZV_WIDE_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h
         double* const next = tables.next;
         const Reals gain = reals(error) * all(scale);
         Reals fraction = {}, reach = {};
-        const auto update = [&](Words& sum, uint32_t i, Reals g) ZV_WIDE_SET {
+        const auto update = [&](Words& sum, uint32_t i, Reals g) ZV_SET {
             const Reals sample = load(window + i), value = multiply_add(g, sample, keep * load(past + i));
             const ties::Nearest rounded(value);
             store(next + i, rounded.whole);
@@ -86,7 +86,7 @@ ZV_WIDE_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h
     self->power = energy.power;
 }
 
-ZV_WIDE_SET void adapt_wide(ZVLMS1616* self, int16_t* out, uint32_t count)
+ZV_SET void adapt_wide(ZVLMS1616* self, int16_t* out, uint32_t count)
 {
     if (!wide_fits(self)) return lms_any(self, out, count);
     WideTables tables = wide_tables(self);

@@ -282,8 +282,8 @@ static ZV_INLINE void frames(int16_t* out, const int32_t* left, const int32_t* r
 static constexpr Kernels plain = {"plain",         mix_plain,         turn_plain,  envelope_plain,
                                   frequency_plain, synchronous_plain, frames_plain};
 #if FLT_EVAL_METHOD == 0 // not on x87 registers, which keep more than a double
-ZV_KERNELS(double_avx512, synchronous_fma, ZV_TARGET("avx512f,avx512bw,avx512dq,avx512vl"))
-ZV_KERNELS(double_avx2, synchronous_fma, ZV_TARGET("avx2,fma"))
+ZV_KERNELS(double_avx512, synchronous_fma, ZV_AVX512)
+ZV_KERNELS(double_avx2, synchronous_fma, ZV_AVX2)
 ZV_KERNELS(double_sse2, synchronous_plain, )
 static constexpr Row rows[] = {
     {has(avx512), &double_avx512},

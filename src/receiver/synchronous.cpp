@@ -132,9 +132,9 @@ static ZV_INLINE UnitVector near_turn(double phase)
             extended(sine.high) + (sine.low + std::fma(s.high, v, std::fma(c.high, w, sine_rest)))};
 }
 
-ZV_TARGET("avx2,fma") void synchronous_fma(CarrierLoop& loop, const Detection& block)
+ZV_AVX2 void synchronous_fma(CarrierLoop& loop, const Detection& block)
 {
-    lock(loop, block, [](double phase) ZV_TARGET("avx2,fma") { return near_turn(phase); });
+    lock(loop, block, [](double phase) ZV_AVX2 { return near_turn(phase); });
 }
 #endif
 } // namespace zv::demodulator

@@ -1,6 +1,5 @@
 // Resampling on AVX2: one inner product an output; eight outputs of 16-bit samples, or four of 32-bit ones, are
 // summed across at once. Loads are unaligned on the samples, up to 15 samples behind a row's taps, times zero.
-#if defined(__x86_64__) || defined(__i386__)
 #include "resample/resampler_kernels.h"
 #include <algorithm>
 #include <cstddef>
@@ -8,7 +7,7 @@
 #include <immintrin.h>
 
 namespace zv::resampler {
-ZV_TARGET("avx2") static ZV_INLINE __m256i load(const void* from)
+ZV_AVX2 static ZV_INLINE __m256i load(const void* from)
 {
     return _mm256_loadu_si256(static_cast<const __m256i*>(from));
 }
@@ -18,7 +17,7 @@ ZV_TARGET("avx2") static ZV_INLINE __m256i load(const void* from)
 struct Group {
     alignas(32) int32_t span[8], row[8];
 
-    ZV_TARGET("avx2") ZV_INLINE Group(const Tables& t, Position at, int32_t stride, int32_t outputs)
+    ZV_AVX2 ZV_INLINE Group(const Tables& t, Position at, int32_t stride, int32_t outputs)
     {
         const __m256i over = _mm256_set1_epi32(t.over);
         const __m256i phase = _mm256_add_epi32(load(t.lane_phase), _mm256_set1_epi32(at.phase));
@@ -38,17 +37,17 @@ struct Group {
 
 // Lane k of the result is the sum of the lanes of v[k]. Each level adds two halves of two vectors: a blend takes
 // one half of each as it lies, another blend and a swap the other two.
-ZV_TARGET("avx2") static ZV_INLINE __m256i add_neighbours(__m256i a, __m256i b)
+ZV_AVX2 static ZV_INLINE __m256i add_neighbours(__m256i a, __m256i b)
 {
     return _mm256_add_epi32(_mm256_blend_epi32(a, b, 0xAA),
                             _mm256_shuffle_epi32(_mm256_blend_epi32(a, b, 0x55), 0xB1));
 }
-ZV_TARGET("avx2") static ZV_INLINE __m256i add_halves(__m256i a, __m256i b)
+ZV_AVX2 static ZV_INLINE __m256i add_halves(__m256i a, __m256i b)
 {
     return _mm256_add_epi32(_mm256_blend_epi32(a, b, 0xCC),
                             _mm256_shuffle_epi32(_mm256_blend_epi32(a, b, 0x33), 0x4E));
 }
-ZV_TARGET("avx2") static ZV_INLINE __m256i sum_across(const __m256i (&v)[8])
+ZV_AVX2 static ZV_INLINE __m256i sum_across(const __m256i (&v)[8])
 {
     const __m256i a = add_halves(add_neighbours(v[0], v[1]), add_neighbours(v[2], v[3]));
     const __m256i b = add_halves(add_neighbours(v[4], v[5]), add_neighbours(v[6], v[7]));
@@ -57,8 +56,7 @@ ZV_TARGET("avx2") static ZV_INLINE __m256i sum_across(const __m256i (&v)[8])
 
 // floor(sum of sums[p] * 2^(p * bits) * over / 2^15), saturated; the exact value has 62 bits or less.
 template <int32_t Pieces>
-ZV_TARGET("avx2")
-static ZV_INLINE __m256i put_together(const __m256i (&sums)[Pieces], __m128i bits, __m256i over)
+ZV_AVX2 static ZV_INLINE __m256i put_together(const __m256i (&sums)[Pieces], __m128i bits, __m256i over)
 {
     __m256i even = _mm256_setzero_si256(), odd = even; // lanes of 64 bits
     for (int32_t p = Pieces - 1; p >= 0; --p) {
@@ -75,8 +73,7 @@ static ZV_INLINE __m256i put_together(const __m256i (&sums)[Pieces], __m128i bit
 }
 
 template <int32_t Pieces>
-ZV_TARGET("avx2")
-static ZV_INLINE void narrow_pieces(const Tables& t, int32_t* out, int32_t outputs, Position at)
+ZV_AVX2 static ZV_INLINE void narrow_pieces(const Tables& t, int32_t* out, int32_t outputs, Position at)
 {
     const __m128i bits = _mm_cvtsi32_si128(t.piece_bits);
     const __m256i over = _mm256_set1_epi32(t.over);
@@ -104,7 +101,7 @@ static ZV_INLINE void narrow_pieces(const Tables& t, int32_t* out, int32_t outpu
     }
 }
 
-ZV_TARGET("avx2") void narrow_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at)
+ZV_AVX2 void narrow_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at)
 {
     if (t.pieces == 2)
         narrow_pieces<2>(t, out, outputs, at);
@@ -113,7 +110,7 @@ ZV_TARGET("avx2") void narrow_avx2(const Tables& t, int32_t* out, int32_t output
 }
 
 // 16 samples a pass. Packing works in halves of a register, so the quarters are put in order afterwards.
-ZV_TARGET("avx2") bool pack_avx2(int16_t* to, const int32_t* from, int32_t count)
+ZV_AVX2 bool pack_avx2(int16_t* to, const int32_t* from, int32_t count)
 {
     int32_t k = 0;
     __m256i bits = _mm256_setzero_si256();
@@ -129,7 +126,7 @@ ZV_TARGET("avx2") bool pack_avx2(int16_t* to, const int32_t* from, int32_t count
 
 // Four sums of 64 bits, of which lane k is that of the span and row k of a group, from first on. The multiplication
 // takes the even lanes, a shift brings the odd ones there.
-ZV_TARGET("avx2") static ZV_INLINE __m256i four_sums(const Tables& t, const Group& group, int32_t first)
+ZV_AVX2 static ZV_INLINE __m256i four_sums(const Tables& t, const Group& group, int32_t first)
 {
     const auto* samples = static_cast<const int32_t*>(t.samples);
     __m256i v[4] = {};
@@ -145,7 +142,7 @@ ZV_TARGET("avx2") static ZV_INLINE __m256i four_sums(const Tables& t, const Grou
     return _mm256_add_epi64(_mm256_permute2x128_si256(ab, cd, 0x20), _mm256_permute2x128_si256(ab, cd, 0x31));
 }
 
-ZV_TARGET("avx2") void wide_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at)
+ZV_AVX2 void wide_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at)
 {
     for (; outputs > 0; outputs -= 8, out += 8, at = ahead(t, at, 8)) {
         const Group group(t, at, t.row_taps, outputs);
@@ -156,4 +153,3 @@ ZV_TARGET("avx2") void wide_avx2(const Tables& t, int32_t* out, int32_t outputs,
     }
 }
 } // namespace zv::resampler
-#endif

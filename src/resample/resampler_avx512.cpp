@@ -1,7 +1,6 @@
 // Resampling of 16-bit samples on AVX-512 with VNNI: lanes are sixteen consecutive outputs, so nothing is summed
 // across. Their spans begin in one window of 32 samples, or in up to four when decimating, and the same
 // permutation spreads the window to the lanes for every pair of taps, the window moving on by two samples.
-#if defined(__x86_64__) || defined(__i386__)
 #include "resample/resampler_kernels.h"
 #include <algorithm>
 #include <cstddef>
@@ -11,8 +10,6 @@
 #endif
 #include <immintrin.h>
 #pragma GCC diagnostic pop
-
-#define ZV_VNNI ZV_TARGET("avx2,avx512f,avx512bw,avx512dq,avx512vl,avx512vnni")
 
 namespace zv::resampler {
 // floor(sum of the pieces * over / 2^15) of eight outputs, saturated.
@@ -117,4 +114,3 @@ ZV_VNNI void narrow_lanes_avx512(const Tables& t, int32_t* out, int32_t outputs,
     kernels[t.pieces - 2][windows_of(t) == 1](t, out, outputs, at);
 }
 } // namespace zv::resampler
-#endif

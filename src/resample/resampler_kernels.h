@@ -75,12 +75,10 @@ ZV_INLINE int32_t scaled(int64_t sum, int32_t over)
 
 bool pack_scalar(int16_t* to, const int32_t* from, int32_t count);
 void wide_scalar(const Tables& t, int32_t* out, int32_t outputs, Position at);
-#if defined(__x86_64__) || defined(__i386__)
 bool pack_avx2(int16_t* to, const int32_t* from, int32_t count);
 void wide_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at);
 void narrow_sse2(const Tables& t, int32_t* out, int32_t outputs, Position at);
 void narrow_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at);
 // For over and under without a common factor, under at most lane_reach * over.
 void narrow_lanes_avx512(const Tables& t, int32_t* out, int32_t outputs, Position at);
-#endif
 } // namespace zv::resampler

@@ -1,5 +1,4 @@
 // Resampling of 16-bit samples on SSE2: one inner product an output, four outputs summed across at once.
-#if defined(__x86_64__) || defined(__i386__)
 #include "resample/resampler_kernels.h"
 #include <algorithm>
 #include <cstddef>
@@ -7,7 +6,7 @@
 
 namespace zv::resampler {
 // Lane k of the result is the sum of the lanes of v[k].
-ZV_TARGET("sse2") static ZV_INLINE __m128i sum_across(const __m128i (&v)[4])
+ZV_SSE2 static ZV_INLINE __m128i sum_across(const __m128i (&v)[4])
 {
     const __m128i ab = _mm_add_epi32(_mm_unpacklo_epi32(v[0], v[1]), _mm_unpackhi_epi32(v[0], v[1]));
     const __m128i cd = _mm_add_epi32(_mm_unpacklo_epi32(v[2], v[3]), _mm_unpackhi_epi32(v[2], v[3]));
@@ -15,7 +14,7 @@ ZV_TARGET("sse2") static ZV_INLINE __m128i sum_across(const __m128i (&v)[4])
 }
 
 // Loads are unaligned on the samples, up to 15 samples behind a row's taps, times zero.
-ZV_TARGET("sse2") void narrow_sse2(const Tables& t, int32_t* out, int32_t outputs, Position at)
+ZV_SSE2 void narrow_sse2(const Tables& t, int32_t* out, int32_t outputs, Position at)
 {
     const auto* samples = static_cast<const int16_t*>(t.samples) + t.lead;
     for (; outputs > 0; outputs -= 4, out += 4) {
@@ -45,4 +44,3 @@ ZV_TARGET("sse2") void narrow_sse2(const Tables& t, int32_t* out, int32_t output
     }
 }
 } // namespace zv::resampler
-#endif

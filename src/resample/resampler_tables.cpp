@@ -17,11 +17,9 @@ struct Row {
 // clang-format off
 constexpr Row rows[] = {
     // processor                             lanes                16-bit samples  32-bit       to 16 bits
-#if defined(__x86_64__) || defined(__i386__)
     {has(sse2 | avx2 | avx512 | avx512vnni), narrow_lanes_avx512, nullptr,        nullptr,     nullptr},
     {has(sse2 | avx2),                       nullptr,             narrow_avx2,    wide_avx2,   pack_avx2},
     {has(sse2),                              nullptr,             narrow_sse2,    nullptr,     nullptr},
-#endif
     {otherwise,                              nullptr,             nullptr,        wide_scalar, pack_scalar},
 };
 // clang-format on

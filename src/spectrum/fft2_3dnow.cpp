@@ -1,7 +1,7 @@
 // Single-precision transforms on 3DNow!, as AMD family 5 models 8 and 9 have it: no swap of the halves of a
 // register and no conversion of 16-bit words, so both are made of MMX operations.
 #include "core/3dnow.h"
-#define ZV_SET ZV_3DNOW_SET
+#define ZV_SET ZV_3DNOW
 
 namespace zv::fft {
 namespace {

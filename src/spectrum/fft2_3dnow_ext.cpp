@@ -2,7 +2,7 @@
 // floats, halves swap in one operation, and a difference and a sum across two registers finish a complex
 // product.
 #include "core/3dnow.h"
-#define ZV_SET ZV_3DNOW_EXT_SET
+#define ZV_SET ZV_3DNOW_EXT
 
 namespace zv::fft {
 namespace {

@@ -2,7 +2,7 @@
 #include "spectrum/lanes.h"
 #include <immintrin.h>
 
-#define ZV_SET ZV_TARGET("avx2,fma")
+#define ZV_SET ZV_AVX2
 namespace zv::fft {
 namespace {
 constexpr int stages_a_pass = 2;

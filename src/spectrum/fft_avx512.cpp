@@ -4,7 +4,7 @@
 #include "core/avx512.h"
 #include "spectrum/lanes.h"
 
-#define ZV_SET ZV_TARGET("avx512f,avx512bw,avx512dq,avx512vl,avx2,fma")
+#define ZV_SET ZV_AVX512
 namespace zv::fft {
 namespace {
 constexpr int stages_a_pass = 3;

@@ -3,7 +3,7 @@
 #include "spectrum/lanes.h"
 #include <emmintrin.h>
 
-#define ZV_SET ZV_TARGET("sse2")
+#define ZV_SET ZV_SSE2
 namespace zv::fft {
 namespace {
 constexpr int stages_a_pass = 2;

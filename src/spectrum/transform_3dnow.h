@@ -15,7 +15,7 @@ namespace {
 ZV_SET ZV_INLINE Floats& pair_at(float* p) { return *reinterpret_cast<Floats*>(p); }
 
 template <class Sample>
-ZV_SET __attribute__((noinline)) void load_real(const ZVFFT* self, const Sample* x, float* work)
+ZV_SET ZV_NOINLINE void load_real(const ZVFFT* self, const Sample* x, float* work)
 {
     for (size_t j = 0; j < self->half_size; ++j) {
         const size_t p = 2 * size_t(self->bit_reverse[j]);
@@ -24,14 +24,14 @@ ZV_SET __attribute__((noinline)) void load_real(const ZVFFT* self, const Sample*
 }
 
 template <class Sample>
-ZV_SET __attribute__((noinline)) void load_band(const ZVFFT* self, const Sample* x, float* work)
+ZV_SET ZV_NOINLINE void load_band(const ZVFFT* self, const Sample* x, float* work)
 {
     for (size_t t = 0; t < self->buffer_size; t += 2)
         pair_at(work + t) = product(floats(x + t), pair_at(self->window + t));
 }
 
 template <class Real>
-ZV_SET __attribute__((noinline)) void passes(const ZVFFT* self, Real* work)
+ZV_SET ZV_NOINLINE void passes(const ZVFFT* self, Real* work)
 {
     const size_t half = self->half_size;
     for (size_t m = 1; m < half; m *= 2)
