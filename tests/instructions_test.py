@@ -18,8 +18,8 @@ BITS = int(os.environ.get("ZOVEK_BITS", "64"))
 # functions that other files see. ----
 KERNELS = [
     (r"^resampler_avx512\.cpp |\bvnni::|_vnni\(", "vnni"),
-    (r"^\w+_avx512\.cpp |_avx512\(", "avx512"),
-    (r"^\w+_avx2\.cpp |_avx2\(|synchronous_fma\(", "avx2"),
+    (r"^\w+_avx512\.cpp |_avx512\(|\bAvx512::", "avx512"),
+    (r"^\w+_avx2\.cpp |_avx2\(|\bAvx2::|synchronous_fma\(", "avx2"),
     (r"^\w+_sse2\.cpp |_sse2\(", "sse2"),
     (r"^fft2_3dnow_ext\.cpp ", "3dnow_ext"),
     (r"^\w+_3dnow\.cpp |_3dnow\(", "3dnow"),

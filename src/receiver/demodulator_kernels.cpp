@@ -254,37 +254,34 @@ static ZV_INLINE void frames(int16_t* out, const int32_t* left, const int32_t* r
 
 // ---- The sets ----
 
-// The same loops for one instruction set, with its form of the carrier loop.
-#define ZV_KERNELS(set, synchronous, attribute)                                                              \
-    attribute static void mix_##set(const oscillator::Halves& turns, const int16_t* x, int16_t* i,           \
-                                    int16_t* q, int32_t count)                                               \
-    {                                                                                                        \
-        mix(turns, x, i, q, count);                                                                          \
-    }                                                                                                        \
-    attribute static void turn_##set(const oscillator::Turn* table, const oscillator::Phase& phase,          \
-                                     const int16_t* x, int16_t* i, int16_t* q, int32_t count)                \
-    {                                                                                                        \
-        turn(table, phase, x, i, q, count);                                                                  \
-    }                                                                                                        \
-    attribute static void envelope_##set(const Detection& block) { envelope(block); }                        \
-    attribute static void frequency_##set(const Detection& block, int32_t previous_i, int32_t previous_q)    \
-    {                                                                                                        \
-        frequency(block, previous_i, previous_q);                                                            \
-    }                                                                                                        \
-    attribute static void frames_##set(int16_t* out, const int32_t* left, const int32_t* right,              \
-                                       int32_t count, extended gain)                                         \
-    {                                                                                                        \
-        frames(out, left, right, count, gain);                                                               \
-    }                                                                                                        \
-    static constexpr Kernels set = {#set,        mix_##set,   turn_##set, envelope_##set, frequency_##set,   \
-                                    synchronous, frames_##set};
+// The loops above for one instruction set.
+#define ZV_LOOPS(Loops, set)                                                                                 \
+    struct Loops {                                                                                           \
+        set static void mix(auto... arguments) { demodulator::mix(arguments...); }                           \
+        set static void turn(auto... arguments) { demodulator::turn(arguments...); }                         \
+        set static void envelope(auto... arguments) { demodulator::envelope(arguments...); }                 \
+        set static void frequency(auto... arguments) { demodulator::frequency(arguments...); }               \
+        set static void frames(auto... arguments) { demodulator::frames(arguments...); }                     \
+    }
+namespace {
+ZV_LOOPS(Sse2, ZV_SSE2);
+ZV_LOOPS(Avx2, ZV_AVX2);
+ZV_LOOPS(Avx512, ZV_AVX512);
+} // namespace
+
+// A set's kernels, with its form of the carrier loop.
+template <class Loops>
+static constexpr Kernels kernels_of(const char* name, void (*synchronous)(CarrierLoop&, const Detection&))
+{
+    return {name, Loops::mix, Loops::turn, Loops::envelope, Loops::frequency, synchronous, Loops::frames};
+}
 
 static constexpr Kernels plain = {"plain",         mix_plain,         turn_plain,  envelope_plain,
                                   frequency_plain, synchronous_plain, frames_plain};
 #if FLT_EVAL_METHOD == 0 // not on x87 registers, which keep more than a double
-ZV_KERNELS(double_avx512, synchronous_fma, ZV_AVX512)
-ZV_KERNELS(double_avx2, synchronous_fma, ZV_AVX2)
-ZV_KERNELS(double_sse2, synchronous_plain, )
+static constexpr Kernels double_avx512 = kernels_of<Avx512>("double_avx512", synchronous_fma);
+static constexpr Kernels double_avx2 = kernels_of<Avx2>("double_avx2", synchronous_fma);
+static constexpr Kernels double_sse2 = kernels_of<Sse2>("double_sse2", synchronous_plain);
 static constexpr Row rows[] = {
     {has(avx512), &double_avx512},
     {has(avx2), &double_avx2},
