@@ -2,15 +2,15 @@
 #pragma once
 #include <cstdint>
 
-// The instruction sets, as attributes of one function or lambda: what the bits of the same names in core/cpu.h
-// promise, and no more. An attribute and not a flag of the file: an inline helper compiled for a wider set could
-// otherwise be merged by the linker into code for older processors. A file that is included for several sets has
-// ZV_SET, which the including one defines. No product is fused with a sum (-ffp-contract=off) but where the code
-// says so.
+// The instruction sets, as attributes of one function or lambda: what the bits of the same names in
+// core/cpu.h promise, and no more. An attribute and not a flag of the file: an inline helper compiled for a
+// wider set could otherwise be merged by the linker into code for older processors. A file that is included
+// for several sets has ZV_SET, which the including one defines. No product is fused with a sum
+// (-ffp-contract=off) but where the code says so.
 #define ZV_SSE2   __attribute__((target("sse2")))
 #define ZV_AVX2   __attribute__((target("avx2,fma")))
 #define ZV_AVX512 __attribute__((target("avx2,fma,avx512f,avx512bw,avx512dq,avx512vl")))
-#define ZV_VNNI   __attribute__((target("avx2,fma,avx512f,avx512bw,avx512dq,avx512vl,avx512vnni")))
+// VNNI is AVX-512 and one operation more, in assembler: vnni::multiply_add of core/wide_avx512.h.
 #ifdef __clang__ // whose operations on MMX registers are in assembler, where a set needs no name
 #define ZV_MMX       __attribute__((target("mmx")))
 #define ZV_MMX_EXT   __attribute__((target("mmx,sse")))

@@ -1,18 +1,9 @@
 // Autocorrelation, envelope and frequency on AVX-512.
-#include "core/avx512.h"
+#include "core/wide_avx512.h"
 #include "decode/extract_kernels.h"
-#include "decode/extract_loops.h"
-
-#define ZV_SET ZV_AVX512
+#include "decode/extract_wide.h"
 
 namespace zv::extract {
-namespace {
-using Vector = __m512d;
-constexpr int32_t lanes = 8;
-ZV_SET ZV_INLINE Vector widen(const float* p) { return _mm512_cvtps_pd(_mm256_loadu_ps(p)); }
-#include "decode/extract_wide.h"
-} // namespace
-
 ZV_SET void correlate_avx512(const float* in, float* out, int32_t length, int32_t lags)
 {
     correlate(in, out, length, lags);

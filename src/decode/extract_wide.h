@@ -1,25 +1,27 @@
-// Autocorrelation on wide vectors, once for all sets: extract_<set>.cpp names its operations in a namespace of its
-// own and includes this file there. No include guard, for that reason. What the file must have defined:
-//
-//   ZV_SET     the set, as a target attribute
-//   Vector          lanes of double
-//   lanes           how many
-//   widen(p)        as many floats, from any address
+// Autocorrelation on wide vectors, once for all sets, in the words of core/wide.h. Each set's file includes
+// it behind them.
 //
 // Products of floats are exact in double.
+#include "decode/extract_loops.h"
+
+namespace zv::extract {
+namespace {
+using namespace wide;
+constexpr int32_t lanes = width<Reals>;
 
 // Sum of a[k] b[k] in double: four vectors of partial sums, then one, then what is left over.
 ZV_SET ZV_INLINE double sum_of_products(const float* a, const float* b, int32_t terms)
 {
-    Vector sums[4] = {};
+    Reals sums[4] = {};
     int32_t k = 0;
     for (; k + 4 * lanes <= terms; k += 4 * lanes)
 #pragma GCC unroll 4
-        for (int32_t v = 0; v < 4; ++v) sums[v] += widen(a + k + lanes * v) * widen(b + k + lanes * v);
-    for (; k + lanes <= terms; k += lanes) sums[0] += widen(a + k) * widen(b + k);
+        for (int32_t v = 0; v < 4; ++v)
+            sums[v] += load<Reals>(a + k + lanes * v) * load<Reals>(b + k + lanes * v);
+    for (; k + lanes <= terms; k += lanes) sums[0] += load<Reals>(a + k) * load<Reals>(b + k);
     double total = 0;
     for (; k < terms; ++k) total += double(a[k]) * b[k];
-    const Vector folded = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    const Reals folded = (sums[0] + sums[1]) + (sums[2] + sums[3]);
     for (int32_t lane = 0; lane < lanes; lane += 2) total += folded[lane] + folded[lane + 1];
     return total;
 }
@@ -39,3 +41,5 @@ ZV_SET inline void correlate(const float* in, float* out, int32_t length, int32_
     }
     normalise(out, lags);
 }
+} // namespace
+} // namespace zv::extract

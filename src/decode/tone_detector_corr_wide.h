@@ -1,28 +1,43 @@
-// Tone correlation on wide vectors, once for all sets: each tone_detector_corr_<set>.cpp names its operations in
-// a namespace of its own and includes this file there. No include guard, for that reason. What the file must
-// have defined:
+// Tone correlation on wide vectors, once for all sets, in the words of core/wide.h: each
+// tone_detector_corr_<set>.cpp includes this file in a namespace that has them and
 //
-//   ZV_SET     the set, as a target attribute
-//   Vector          lanes of 32 bits
-//   lanes           how many
 //   unroll          vectors of results at a time
-//   load(p)         2 * lanes 16-bit values, from any address
-//   all(v)          a 32-bit value in every lane
-//   multiply_add(sum, a, b)   sum + products of 16-bit values, added in pairs
-//   store(to, sine, cosine, odd_sine, odd_cosine)   2 * lanes results of the sums of even and of odd ones
 //
-// Lanes are results, not positions, so no sum runs across lanes: a load at an even offset u from the window of
-// result 2i is the pairs x[2i+u], x[2i+u+1]. With the entries u, u+1 in every lane it goes to the sums of even
-// results, with the entries u-1, u to those of odd results.
+// No include guard, since AVX-512 has it twice: multiply_add is that of the namespace.
+//
+// Lanes are results, not positions, so no sum runs across lanes: a load at an even offset u from the window
+// of result 2i is the pairs x[2i+u], x[2i+u+1]. With the entries u, u+1 in every lane it goes to the sums of
+// even results, with the entries u-1, u to those of odd results.
+
+constexpr int lanes = width<DWords>;
 
 // Sums of a vector of results.
 struct Sums {
-    Vector sine, cosine;
+    DWords sine, cosine;
 };
 
-ZV_SET ZV_INLINE Vector pair(int16_t first, int16_t second)
+ZV_SET ZV_INLINE Words pair(int16_t first, int16_t second)
 {
-    return all(static_cast<int32_t>(uint16_t(first) | uint32_t(uint16_t(second)) << 16));
+    return Words(all<DWords>(uint16_t(first) | uint32_t(uint16_t(second)) << 16));
+}
+
+// S^2 + C^2 of lanes 0, 2, 4, ... in 64 bits, and of lanes 1, 3, 5, ...
+ZV_SET ZV_INLINE QWords power(const Sums& sums)
+{
+    return even_products(sums.sine, sums.sine) + even_products(sums.cosine, sums.cosine);
+}
+ZV_SET ZV_INLINE QWords power_above(const Sums& sums)
+{
+    return power({DWords(QWords(sums.sine) >> 32), DWords(QWords(sums.cosine) >> 32)});
+}
+
+// 2 * lanes results of the sums of even and of odd ones: bits 45 to 60 of four powers to the four words of
+// each 64 bits.
+ZV_SET ZV_INLINE void put(int16_t* to, const Sums& even_sums, const Sums& odd_sums)
+{
+    const auto first = Words(power(even_sums) >> 45), second = Words(power(odd_sums) >> (45 - 16));
+    const auto third = Words(power_above(even_sums) >> (45 - 32)), fourth = Words(power_above(odd_sums) << 3);
+    store(to, blend<0xCC>(blend<0x22>(first, second), blend<0x88>(third, fourth)));
 }
 
 // Reads 2 * lanes * Vectors samples from each offset up to the number of positions, rounded up to a group.
@@ -30,12 +45,12 @@ template <int Vectors>
 ZV_SET void correlate(const int16_t* table, uint32_t groups, const int16_t* x, int16_t* to)
 {
     Sums even[Vectors] = {}, odd[Vectors] = {};
-    const auto take = [&](Sums(&sums)[Vectors], const int16_t* from, Vector sine, Vector cosine) ZV_SET
+    const auto take = [&](Sums(&sums)[Vectors], const int16_t* from, Words sine, Words cosine) ZV_SET
         __attribute__((always_inline))
     {
 #pragma GCC unroll 4
         for (int v = 0; v < Vectors; ++v) {
-            const Vector samples = load(from + 2 * lanes * v);
+            const Words samples = kept(load<Words>(from + 2 * lanes * v));
             sums[v].sine = multiply_add(sums[v].sine, samples, sine);
             sums[v].cosine = multiply_add(sums[v].cosine, samples, cosine);
         }
@@ -51,8 +66,7 @@ ZV_SET void correlate(const int16_t* table, uint32_t groups, const int16_t* x, i
     }
     take(odd, x, pair(last_sine, 0), pair(last_cosine, 0));
 #pragma GCC unroll 4
-    for (int v = 0; v < Vectors; ++v)
-        store(to + 2 * lanes * v, even[v].sine, even[v].cosine, odd[v].sine, odd[v].cosine);
+    for (int v = 0; v < Vectors; ++v) put(to + 2 * lanes * v, even[v], odd[v]);
 }
 
 ZV_SET inline void correlate_block(const int16_t* table, uint32_t positions, const int16_t* x, int16_t* to,

@@ -1,24 +1,16 @@
-// LMS on wide vectors of doubles, once for all sets: each lms_<set>.cpp names its operations in a namespace
-// of its own and includes this file there. No include guard, for that reason. What the file must have
-// defined:
+// LMS on wide vectors of doubles, once for all sets, in the words of core/wide.h: each lms_<set>.cpp includes
+// this file in a namespace that has them and
 //
-//   ZV_SET               the set, as a target attribute
-//   Reals, lanes              lanes of double, and how many; + - * work on them
-//   Words                     the same width as 64-bit lanes; & works on them
-//   load(p), store(p, v)      doubles, from and to any address
 //   samples(p)                16-bit values, each in the lowest word of a 64-bit lane that is 0 above
-//   all(x)                    x in every lane
-//   multiply_add(a, b, c)     a * b + c, rounded once
 //   larger(a, b)              the larger magnitude, lane by lane; a is not negative
 //   unless_equal(v, a, b)     v, but 0 in lanes where a = b
 //   within(v, limit)          whether all lanes are below limit
-//   products(a, b)            products of 16-bit values, added in pairs to 32 bits
-//   add(a, b)                 lanes of 32 bits
-//   Errors, errors(x, sum)    x - (s >> 15) in every lane, where s is all 32-bit lanes of sum together
+//   Errors, errors(x, sums)   x - (s >> 15) in every lane, where s is all lanes of sums together
 //   reals(errors), first(errors)
 //
 // The loop works one sample ahead: as it updates the coefficients with sample n it multiplies them with the
 // window of sample n + 1, so each is loaded and stored once a sample.
+constexpr int lanes = width<Reals>;
 
 // All windows of a piece as doubles. What follows the last one is multiplied by 0, so it must be a number.
 ZV_SET void fill_window(const WideTables& tables, const int16_t* h16, uint32_t taps, uint32_t count)
@@ -35,50 +27,52 @@ ZV_SET void run_piece(ZVLMS1616* self, WideTables& tables, const int16_t* h16, c
     constexpr uint32_t both = 2 * lanes;
     const uint32_t taps = self->taps_count, last = (taps - 1) / both * both;
     const extended keep_exactly = 1 - extended(self->leakage), keep_bits = keep_exactly * 0x1p36L;
-    const Reals keep = all(static_cast<double>(keep_exactly));
+    const Reals keep = all<Reals>(static_cast<double>(keep_exactly));
     // keep * c is exact if keep has few bits. Where nothing is added to it, by a sample or an error of 0, a
     // tie is one for sure.
     const bool exact = keep_bits == rintl(keep_bits);
-    const Reals sure_sample = all(exact ? 0 : 0.5);
+    const Reals sure_sample = all<Reals>(exact ? 0 : 0.5);
 
-    Words used[2]; // lanes of the last two vectors that hold coefficients
-    for (uint32_t k = 0; k < both; ++k) used[k / lanes][k % lanes] = last + k < taps ? -1 : 0;
+    QWords used[2]; // lanes of the last two vectors that hold coefficients
+    for (uint32_t k = 0; k < both; ++k) used[k / lanes][k % lanes] = last + k < taps ? UINT64_MAX : 0;
 
-    Words even = {}, odd = {};
+    DWords even = {}, odd = {};
     for (uint32_t i = 0; i <= last + lanes; i += lanes)
-        even = add(even, products(Words(ties::Nearest(load(tables.past + i)).shifted), samples(h16 + i)));
+        even = multiply_add(even, Words(ties::Nearest(load<Reals>(tables.past + i)).shifted),
+                            Words(samples(h16 + i)));
 
     Energy energy = {self->power};
     for (uint32_t n = 0; n < count; ++n, ++h16) {
         const extended window_energy = energy.window(h16[taps - 1], h16[0]);
         const double scale =
             double(self->step_size) * 32767 / static_cast<double>(window_energy + self->regularisation + 1);
-        const Errors error = errors(x[n], add(even, odd));
+        const Errors error = errors(x[n], even + odd);
         out[n] = static_cast<int16_t>(self->output_error ? first(error) : x[n] - first(error));
 
         const double *past = tables.past, *window = tables.window + n;
         double* const next = tables.next;
-        const Reals gain = reals(error) * all(scale);
+        const Reals gain = reals(error) * all<Reals>(scale);
         Reals fraction = {}, reach = {};
-        const auto update = [&](Words& sum, uint32_t i, Reals g) ZV_SET {
-            const Reals sample = load(window + i), value = multiply_add(g, sample, keep * load(past + i));
+        const auto update = [&](DWords& sum, uint32_t i, Reals g) ZV_SET {
+            const Reals sample = load<Reals>(window + i),
+                        value = madd(g, sample, keep * load<Reals>(past + i));
             const ties::Nearest rounded(value);
             store(next + i, rounded.whole);
-            sum = add(sum, products(Words(rounded.shifted), samples(h16 + 1 + i)));
+            sum = multiply_add(sum, Words(rounded.shifted), Words(samples(h16 + 1 + i)));
             fraction = larger(fraction, unless_equal(rounded.rest, sample, sure_sample));
             reach = larger(reach, value);
         };
-        even = odd = Words{};
+        even = odd = DWords{};
         for (uint32_t i = 0; i < last; i += both) {
             update(even, i, gain);
             update(odd, i + lanes, gain);
         }
-        update(even, last, Reals(Words(gain) & used[0]));
-        update(odd, last + lanes, Reals(Words(gain) & used[1]));
+        update(even, last, Reals(QWords(gain) & used[0]));
+        update(odd, last + lanes, Reals(QWords(gain) & used[1]));
 
         const bool doubt = !within(fraction, sure_fraction) && !(exact && first(error) == 0);
         if (doubt || !within(reach, sure_reach) || !(std::fabs(scale) < 0x1p100)) {
-            even = odd = Words{};
+            even = odd = DWords{};
             even[0] = settle(tables, taps, Update(*self, window_energy, first(error)), window, h16 + 1);
         }
         std::swap(tables.past, tables.next);

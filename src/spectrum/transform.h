@@ -1,15 +1,5 @@
 // The transform on vectors, as a template over their width and type. Included by each instruction set's
-// file, which defines before it
-//
-//   ZV_SET            the target attribute; it stands at every function here
-//   stages_a_pass     radix-2 stages that its registers hold: 2 or 3
-//   fused             whether madd, nmadd and msub round once
-//   madd(a, b, c)     a b + c; nmadd: c - a b; msub, of doubles: a b - c; for the vectors V that it uses
-//   widen(v)          the lanes of int16_t, int32_t, float or V as a V
-//   narrow(v, to)     the lanes of V as float or V
-//   F, D              its vectors of floats and of doubles
-//
-// in an unnamed namespace in zv::fft.
+// file behind its vocabulary (core/wide.h).
 //
 // It is the flow graph of the plain form, butterfly by butterfly and factor by factor, but other places in
 // memory. H points in natural order are M vectors of W lanes. The first log2(M) stages combine whole
@@ -20,13 +10,17 @@
 //
 // In work a vector of W real parts is followed by one of W imaginary parts. V is the vector in registers,
 // Real what the arrays hold: floats with vectors of doubles round only once every pass.
-#include "spectrum/lanes.h"
 #include "spectrum/plain.h"
 #include <bit>
 #include <utility>
 
 namespace zv::fft {
 namespace {
+using namespace wide;
+
+// Radix-2 stages that the registers hold.
+constexpr int stages_a_pass = sizeof(Reals) == 64 ? 3 : 2;
+
 template <class V>
 constexpr Vector vector_of = {width<V>, sizeof(Lane<V>)};
 
@@ -36,28 +30,6 @@ struct Complex {
 };
 
 // --- Memory: any type there, V in registers ---
-
-template <class V, class T>
-ZV_SET ZV_INLINE V load(const T* from)
-{
-    Lanes<T, width<V>> lanes;
-    __builtin_memcpy(&lanes, from, sizeof lanes);
-    return widen(lanes);
-}
-
-template <class V, class T>
-ZV_SET ZV_INLINE void store(T* to, V value)
-{
-    Lanes<T, width<V>> lanes;
-    narrow(value, lanes);
-    __builtin_memcpy(to, &lanes, sizeof lanes);
-}
-
-template <class V>
-ZV_SET ZV_INLINE V splat(Lane<V> value)
-{
-    return value - V{};
-}
 
 template <class V, class Real>
 ZV_SET ZV_INLINE Complex<V> load_complex(const Real* from)
@@ -71,27 +43,6 @@ ZV_SET ZV_INLINE void store_complex(Real* to, Complex<V> z)
     store(to, z.re);
     store(to + width<V>, z.im);
 }
-
-// --- Shuffles of two vectors, by the index in a | b of lane i ---
-
-template <class V, int (*index)(int, int), int... i>
-ZV_SET ZV_INLINE V pick(V a, V b, std::integer_sequence<int, i...>)
-{
-    return __builtin_shufflevector(a, b, index(i, sizeof...(i))...);
-}
-#define ZV_SHUFFLE(name, formula)                                                                            \
-    constexpr int name##_index(int i, [[maybe_unused]] int n) { return formula; }                            \
-    template <class V>                                                                                       \
-    ZV_SET ZV_INLINE V name(V a, V b)                                                                        \
-    {                                                                                                        \
-        return pick<V, name##_index>(a, b, std::make_integer_sequence<int, width<V>>());                     \
-    }
-ZV_SHUFFLE(even, 2 * i)                     // entries 0, 2, 4, ... of both
-ZV_SHUFFLE(odd, 2 * i + 1)                  // entries 1, 3, 5, ... of both
-ZV_SHUFFLE(low, i / 2 + i % 2 * n)          // the lower halves, alternating
-ZV_SHUFFLE(high, n / 2 + i / 2 + i % 2 * n) // the upper halves, alternating
-ZV_SHUFFLE(mirror, n - i)                   // b's first, then a backwards down to its second
-#undef ZV_SHUFFLE
 
 // Rows and columns change places: log2(W) perfect shuffles of the rows.
 template <class V>
@@ -119,7 +70,7 @@ template <class V>
 ZV_SET ZV_INLINE void butterfly(Complex<V>& a, Complex<V>& b, V sn, V cs)
 {
     if constexpr (fused && sizeof(Lane<V>) == sizeof(double)) {
-        const V two = splat<V>(2);
+        const V two = all<V>(2);
         const Complex<V> sum = {madd(b.re, cs, nmadd(b.im, sn, a.re)), madd(b.im, cs, madd(b.re, sn, a.im))};
         b = {msub(two, a.re, sum.re), msub(two, a.im, sum.im)};
         a = sum;
@@ -137,7 +88,7 @@ ZV_SET ZV_INLINE void butterfly(Complex<V>& a, Complex<V>& b, V sn, V cs)
 template <class V>
 ZV_SET ZV_INLINE V quarter_power(V re, V im)
 {
-    return splat<V>(0.25) * madd(re, re, im * im);
+    return all<V>(0.25) * madd(re, re, im * im);
 }
 
 // What a store and a load of Real make of it.
@@ -226,7 +177,7 @@ ZV_SET ZV_INLINE void pass(Source source, Real* work, size_t vectors, size_t blo
         for (int f = 1; f < n; ++f) {
             const int level = std::bit_width(unsigned(f)) - 1; // the stage's factors follow each other
             const Lane<V>* pair = turned + 2 * ((c << level) + f - (1 << level));
-            factor[f - 1] = {splat<V>(pair[1]), splat<V>(pair[0])};
+            factor[f - 1] = {all<V>(pair[1]), all<V>(pair[0])};
         }
         for (size_t v = c * block; v < c * block + apart; ++v) {
             Complex<V> z[n];
@@ -319,10 +270,10 @@ ZV_SET ZV_INLINE void transform(const ZVFFT* self, const void* tables, Source so
     finish_tiles<V>(self, work, vectors, turned + vectors, sink);
 }
 
-// Unpacking and power in one sweep over bins k and H - k, which come from the same sums. re and im hold Z
-// and get the result. The mirrored side is stored one step late, when its lowest bin is known, so that all
-// of memory is read and written in whole vectors. Where the factors of H - k are those of k in a mirror, they needn't
-// be read, and both bins come from one turn.
+// Unpacking and power in one sweep over bins k and H - k, which come from the same sums. re and im hold Z and
+// get the result. The mirrored side is stored one step late, when its lowest bin is known, so that all of
+// memory is read and written in whole vectors. Where the factors of H - k are those of k in a mirror, they
+// needn't be read, and both bins come from one turn.
 template <bool mirrors, class V, class Real>
 ZV_SET ZV_INLINE void unpack(ZVFFT* self)
 {
@@ -337,8 +288,8 @@ ZV_SET ZV_INLINE void unpack(ZVFFT* self)
         store(module + k, quarter_power(stored<Real>(z.re), stored<Real>(z.im)));
     };
     const Lane<V> centre_re = re[middle], centre_im = im[middle]; // its own mirror
-    const Complex<V> centre = {splat<V>(2 * centre_re + twiddle[half + 1] * (2 * centre_im)),
-                               splat<V>(twiddle[half] * (2 * centre_im))};
+    const Complex<V> centre = {all<V>(2 * centre_re + twiddle[half + 1] * (2 * centre_im)),
+                               all<V>(twiddle[half] * (2 * centre_im))};
 
     // Factors of w bins from k on, the sine as im.
     const auto factors = [=](size_t k) ZV_SET {
@@ -350,8 +301,8 @@ ZV_SET ZV_INLINE void unpack(ZVFFT* self)
         return Complex<V>{madd(e.re, sum_im, e.im * dif_re), nmadd(e.re, dif_re, e.im * sum_im)};
     };
 
-    Complex<V> above = {splat<V>(re[0]), splat<V>(im[0])}, held = above; // Z[H] is Z[0]
-    Complex<V> factors_above = {splat<V>(-1), splat<V>(0)};              // half a turn
+    Complex<V> above = {all<V>(re[0]), all<V>(im[0])}, held = above; // Z[H] is Z[0]
+    Complex<V> factors_above = {all<V>(-1), all<V>(0)};              // half a turn
     for (size_t k = 0; k < middle; k += w) {
         const Complex<V> a = {load<V>(re + k), load<V>(im + k)};
         const Complex<V> below = {load<V>(re + half - k - w), load<V>(im + half - k - w)};
@@ -414,15 +365,15 @@ ZV_SET ZV_ENTRY void pairs(ZVFFT* self, const Sample* i, const Sample* q, uint32
 constexpr Kernel float_row(const char* name)
 {
     Kernel row = {.name = name,
-                  .real_16 = real<F, D, float>,
-                  .real_32 = real<F, D, float>,
+                  .real_16 = real<Floats, Reals, float>,
+                  .real_32 = real<Floats, Reals, float>,
                   .band_16 = band_16,
                   .band_32 = band_32,
-                  .real = vector_of<F>};
+                  .real = vector_of<Floats>};
     if constexpr (fused) {
-        row.pair_16 = pairs<D, float>;
-        row.pair_32 = pairs<D, float>;
-        row.pairs = vector_of<D>;
+        row.pair_16 = pairs<Reals, float>;
+        row.pair_32 = pairs<Reals, float>;
+        row.pairs = vector_of<Reals>;
     } else {
         row.pair_16 = plain::pair_kernel<float>;
         row.pair_32 = plain::pair_kernel<float>;
@@ -433,12 +384,12 @@ constexpr Kernel float_row(const char* name)
 constexpr Kernel double_row(const char* name)
 {
     return {.name = name,
-            .real_16 = real<D, D, double>,
-            .real_32 = real<D, D, double>,
-            .pair_16 = pairs<D, double>,
-            .pair_32 = pairs<D, double>,
-            .real = vector_of<D>,
-            .pairs = vector_of<D>};
+            .real_16 = real<Reals, Reals, double>,
+            .real_32 = real<Reals, Reals, double>,
+            .pair_16 = pairs<Reals, double>,
+            .pair_32 = pairs<Reals, double>,
+            .real = vector_of<Reals>,
+            .pairs = vector_of<Reals>};
 }
 } // namespace
 } // namespace zv::fft

@@ -1,9 +1,9 @@
-// Vectors by element type and number of lanes, for the transforms' instruction sets.
+// Vectors by element type and number of lanes. The operators of the language work on them lane by lane.
 #pragma once
-#include "core/simd.h"
+#include <cstdint>
 #include <type_traits>
 
-namespace zv::fft {
+namespace zv::wide {
 template <class T, int n>
 struct LanesOf {
     typedef T type __attribute__((vector_size(n * sizeof(T))));
@@ -15,4 +15,4 @@ template <class V>
 using Lane = std::remove_reference_t<decltype(V{}[0])>;
 template <class V>
 constexpr int width = sizeof(V) / sizeof(Lane<V>);
-} // namespace zv::fft
+} // namespace zv::wide
