@@ -10,6 +10,7 @@
 //
 // The loop works one sample ahead: as it updates the coefficients with sample n it multiplies them with the
 // window of sample n + 1, so each is loaded and stored once a sample.
+
 constexpr int lanes = width<Reals>;
 
 // All windows of a piece as doubles. What follows the last one is multiplied by 0, so it must be a number.

@@ -3,11 +3,32 @@
 #include <array>
 #include <cmath>
 #include <complex>
+#include <utility>
 
 namespace decoders::tones {
+namespace {
+constexpr double least_loss = 0.14; // at the first sign: with less, noise is one; more hides small turns
+constexpr double settled = 2.2; // s from there to the decision: over the span, so that the best fit has been
+constexpr double least_share = 0.28; // of the best fit: with less, it is voice or noise that breaks
+} // namespace
+
 void PhaseBreak::forget(int64_t sample)
 {
     for (; gone_ < sample - int64_t(span * rate_) && !samples_.empty(); ++gone_) samples_.pop_front();
+}
+
+std::optional<double> PhaseBreak::look(int64_t sample, double time, double frequency, double range)
+{
+    const Fit fit = this->fit(sample, frequency, range);
+    if (!sign_ && fit.loss > least_loss) sign_ = {.seen = time};
+    if (!sign_) return {};
+    if (fit.share > sign_->share) {
+        sign_->time = time;
+        sign_->share = fit.share;
+    }
+    if (time - sign_->seen <= settled) return {};
+    const Sign sign = *std::exchange(sign_, {});
+    return sign.share > least_share ? std::optional(sign.time) : std::nullopt;
 }
 
 PhaseBreak::Fit PhaseBreak::fit(int64_t sample, double frequency, double range) const
@@ -38,6 +59,7 @@ PhaseBreak::Fit PhaseBreak::fit(int64_t sample, double frequency, double range) 
         behind = std::max(behind, std::norm(half[1]));
     }
     const bool both = std::min(before, behind) > least_half * std::max(before, behind);
-    return {both ? 1 - one / (before + behind) : 0, alone > 0 ? (before + behind) / alone : 0};
+    return {.share = alone > 0 ? (before + behind) / alone : 0,
+            .loss = both ? 1 - one / (before + behind) : 0};
 }
 } // namespace decoders::tones

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <vector>
 
 namespace decoders::tones {
@@ -17,19 +18,29 @@ public:
     {
         samples_.insert(samples_.end(), samples.begin(), samples.end());
     }
-    struct Fit {
-        double loss = 0; // what one sine misses of that: 0 for a tone that goes on, 0.2 to 0.8 near a break
-        double share =
-            0; // two sines' power against that of a clipped tone alone: greatest where the break is
-    };
     // Of what came before a sample no more is asked than span seconds.
     void forget(int64_t sample);
-    // One sine about a frequency, to a part of it, against two, one up to a sample and one from there on.
-    Fit fit(int64_t sample, double frequency, double range) const;
+    // Looks at a sample and its time, s, one after the other, for a tone whose frequency is known to a part of it.
+    // Gives the time of a break when none that is greater can come of it any more.
+    std::optional<double> look(int64_t sample, double time, double frequency, double range);
+    // There is no tone, or another: nothing is known of its phase.
+    void drop() { sign_.reset(); }
 
 private:
+    struct Fit {
+        double share = 0; // of the power of a clipped tone alone in two sines: greatest where the break is
+        double loss = 0;  // of theirs, what one misses: 0 for a tone that goes on, 0.2 to 0.8 near a break
+    };
+    // Two sines, one up to a sample and one from there on, against one.
+    Fit fit(int64_t sample, double frequency, double range) const;
+
+    struct Sign {
+        double seen;                // s, first
+        double time = 0, share = 0; // s, of the greatest share since; that share
+    };
     const double rate_; // Hz
     std::deque<int32_t> samples_;
     int64_t gone_ = 0; // samples forgotten
+    std::optional<Sign> sign_;
 };
 } // namespace decoders::tones
