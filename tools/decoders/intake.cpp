@@ -1,4 +1,5 @@
 #include "decoders/intake.h"
+#include "decoders/decibels.h"
 #include "decoders/decoder.h"
 #include <algorithm>
 #include <cmath>
@@ -67,6 +68,6 @@ double Intake::level(double begin, double end) const
     const int64_t first = block_at(begin), last = block_at(end);
     double power = 0;
     for (int64_t k = first; k <= last; ++k) power += powers_[size_t(k)];
-    return 10 * std::log10(power / double(last - first + 1) / (half_scale * half_scale / 2) + 1e-12);
+    return decibels(power / double(last - first + 1) / (half_scale * half_scale / 2) + 1e-12);
 }
 } // namespace decoders

@@ -5,6 +5,7 @@
 #include "decoders/blocks.h"
 #include "decoders/bulletins/bulletins.h"
 #include "decoders/bulletins/sitor.h"
+#include "decoders/decibels.h"
 #include "decoders/intake.h"
 #include <algorithm>
 #include <array>
@@ -234,7 +235,7 @@ private:
             constexpr double turn = 2 * M_PI * half_shift / baud;
             const double leak = std::pow(std::sin(turn) / turn, 2) * tone, noise = other - leak;
             if (!(noise > leak / 3) || !(tone > noise)) return {};
-            return 10 * std::log10((tone - noise) / noise * baud / 3000);
+            return snr_in_3k((tone - noise) / noise, baud);
         }
 
         struct Bit {

@@ -2,6 +2,7 @@
 #include "decoders/afsk.h"
 #include "decoders/bulletins/bulletins.h"
 #include "decoders/bulletins/same_header.h"
+#include "decoders/decibels.h"
 #include "decoders/intake.h"
 #include <algorithm>
 #include <cmath>
@@ -144,7 +145,7 @@ private:
             other += burst.bits[k].other;
         }
         if (!(tone > other) || !(other > 0)) return {};
-        return 10 * std::log10((tone - other) / other * baud / 3000);
+        return snr_in_3k((tone - other) / other, baud);
     }
 
     static constexpr int preamble_bits = 16 * 8;

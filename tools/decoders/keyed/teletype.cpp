@@ -1,5 +1,6 @@
 // Text that is keyed between two tones, character by character: radioteletype in the five bits of ITA2, and ASCII as
 // modems send it. A line of text is a message.
+#include "decoders/decibels.h"
 #include "decoders/keyed/teletype.h"
 #include <algorithm>
 #include <cmath>
@@ -190,9 +191,9 @@ private:
         Message message{.time = double(line.begin) / ticks_per_bit / tones_.baud - correlator_.delay(),
                         .text = line.text};
         const double power = line.power / line.characters, noise = line.noise / line.characters;
-        message.level = 10 * std::log10(power / (32768.0 * 32768.0) + 1e-12);
+        message.level = decibels(power / (32768.0 * 32768.0) + 1e-12);
         // A part of a correlation over a bit has the noise of one bit rate.
-        message.snr = 10 * std::log10(power / 2 / (noise * 3000 / tones_.baud) + 1e-12);
+        message.snr = decibels(power / 2 / (noise * 3000 / tones_.baud) + 1e-12);
         emit_(message);
     }
 

@@ -1,4 +1,5 @@
 // POCSAG pages out of what an FM discriminator gives: 512, 1200 and 2400 Bd at once, either way up.
+#include "decoders/decibels.h"
 #include "decoders/pages/pocsag.h"
 #include "decoders/intake.h"
 #include "decoders/pages/bit_clock.h"
@@ -58,7 +59,7 @@ public:
         }
         const double mean = sum / count, variance = squares / count - mean * mean;
         if (!(variance > 0)) return {};
-        return 10 * std::log10(mean * mean / variance * bandwidth_ / 3000);
+        return snr_in_3k(mean * mean / variance, bandwidth_);
     }
 
     const int baud;

@@ -1,4 +1,5 @@
 // Telephone keys: each digit is two tones at once, one of four low ones and one of four high ones.
+#include "decoders/decibels.h"
 #include "decoders/tones/spectra.h"
 #include "decoders/tones/symbols.h"
 #include "decoders/tones/tones.h"
@@ -27,81 +28,62 @@ std::pair<int, double> nearest(const double (&tones)[4], double frequency)
     return {best, frequency / tones[best] - 1};
 }
 
-class Dtmf : public Decoder {
+class Dtmf : public SpectraDecoder {
 public:
     Dtmf(double rate, double pause, Emit emit)
-        : pause_(pause),
-          emit_(std::move(emit)),
-          spectra_(rate, {.rate = 8000, .window = 0.032, .hop = 0.004}),
+        : SpectraDecoder(rate, {.rate = 8000, .window = 0.032, .hop = 0.004}, std::move(emit)),
+          pause_(pause),
           symbols_(spectra_.hop(), [this](const Symbol& symbol) { take(symbol); })
     {
     }
 
-    void push(const int16_t* samples, size_t count) override
-    {
-        spectra_.push(samples, count, [this](double time) { look(time); });
-    }
-
-    void finish() override
-    {
-        spectra_.finish([this](double time) { look(time); });
-        end_line();
-    }
-
 private:
-    void look(double time)
+    void look(double time) override
     {
         const Peak low = spectra_.peak(650, 1000), high = spectra_.peak(1150, 1720);
         const auto [row, low_off] = nearest(rows, low.frequency);
         const auto [column, high_off] = nearest(columns, high.frequency);
-        Sight sight{.time = time,
-                    .power = low.power + high.power,
-                    .twist = 10 * std::log10((high.power + 1e-15) / (low.power + 1e-15))};
+        Sight sight{
+            .time = time, .power = low.power + high.power, .twist = decibels_over(high.power, low.power)};
         const double other = std::max({spectra_.peak(300, low.frequency - beside).power,
                                        spectra_.peak(low.frequency + beside, high.frequency - beside).power,
                                        spectra_.peak(high.frequency + beside, 3400).power});
-        sight.clear = 10 * std::log10((std::min(low.power, high.power) + 1e-15) / (other + 1e-15));
+        sight.clear = decibels_over(std::min(low.power, high.power), other);
         if (sight.power > least_share * spectra_.power(300, 3400) && std::fabs(sight.twist) < most_twist &&
             std::fabs(low_off) < most_off && std::fabs(high_off) < most_off)
             sight.symbol = 4 * row + column;
         symbols_.push(sight);
-        if (!line_.empty() && !symbols_.running() && time - line_.back().end > pause_) end_line();
+        if (!line_.empty() && !symbols_.running() && time - line_.back().end > pause_) end();
     }
 
     void take(const Symbol& symbol)
     {
         if (symbol.duration() < least_duration || symbol.clear < least_clear) return;
-        if (!line_.empty() && symbol.begin - line_.back().end > pause_) end_line();
+        if (!line_.empty() && symbol.begin - line_.back().end > pause_) end();
         line_.push_back(symbol);
     }
 
-    void end_line()
+    void end() override
     {
         if (line_.empty()) return;
-        Message message{.time = line_.front().begin};
+        Message message{.time = line_.front().begin, .level = mean_level(line_)};
         std::vector<words::JsonObject> digits;
-        double power = 0;
-        const auto tenth = [](double value) { return std::round(value * 10) / 10; };
         for (const Symbol& symbol : line_) {
             const std::string digit(1, keys[symbol.symbol]);
             message.text += digit;
-            power += symbol.power / double(line_.size());
             digits.emplace_back()
                 .add("digit", digit)
                 .add("time", symbol.begin)
                 .add("duration", symbol.duration())
-                .add("level", tenth(10 * std::log10(symbol.power)))
+                .add("level", tenth(decibels(symbol.power)))
                 .add("twist", tenth(symbol.twist));
         }
-        message.level = 10 * std::log10(power);
         message.fields.add("digits", digits);
         line_.clear();
         emit_(message);
     }
 
     const double pause_; // s
-    const Emit emit_;
-    Spectra spectra_;
     Symbols symbols_;
     std::vector<Symbol> line_;
 };

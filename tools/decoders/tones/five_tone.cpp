@@ -1,5 +1,6 @@
 // Selective calls of five tones in a row, each a digit, as mobile radio uses them. A digit like the one before it is
 // sent as the set's repeat tone, E.
+#include "decoders/decibels.h"
 #include "decoders/tones/spectra.h"
 #include "decoders/tones/symbols.h"
 #include "decoders/tones/tones.h"
@@ -37,42 +38,30 @@ constexpr double shortest = 0.5, longest = 1.6;   // of a tone's length
 constexpr double longest_first = 20;              // the first tone may be held, so that receivers wake
 constexpr double longest_gap = 0.4;
 
-class FiveTone : public Decoder {
+class FiveTone : public SpectraDecoder {
 public:
     FiveTone(double rate, const ToneSet& set, Emit emit)
-        : set_(set),
-          emit_(std::move(emit)),
-          window_(0.45 * set.length),
-          spectra_(rate, {.rate = 8000, .window = window_, .hop = set.length / 16}),
+        : SpectraDecoder(rate, {.rate = 8000, .window = window_of(set), .hop = set.length / 16},
+                         std::move(emit)),
+          set_(set),
           symbols_(spectra_.hop(), [this](const Symbol& symbol) { take(symbol); })
     {
     }
 
-    void push(const int16_t* samples, size_t count) override
-    {
-        spectra_.push(samples, count, [this](double time) { look(time); });
-    }
-
-    void finish() override
-    {
-        spectra_.finish([this](double time) { look(time); });
-        end_call();
-    }
-
 private:
-    void look(double time)
+    static double window_of(const ToneSet& set) { return 0.45 * set.length; } // s
+
+    void look(double time) override
     {
         const Peak tone = spectra_.peak(400, 2900);
-        const double beside = 2.4 / window_; // Hz, from a line to where it is no more
+        const double beside = 2.4 / window_of(set_); // Hz, from a line to where it is no more
         const Peak other = spectra_.peak_beside(300, 3000, tone.frequency, beside);
-        Sight sight{.time = time,
-                    .power = tone.power,
-                    .clear = 10 * std::log10((tone.power + 1e-15) / (other.power + 1e-15))};
+        Sight sight{.time = time, .power = tone.power, .clear = decibels_over(tone.power, other.power)};
         if (tone.power > least_share * spectra_.power(300, 3000))
             for (int k = 0; k < int(std::size(set_.tones)); ++k)
                 if (std::fabs(tone.frequency - set_.tones[k]) < most_off * set_.tones[k]) sight.symbol = k;
         symbols_.push(sight);
-        if (!call_.empty() && !symbols_.running() && time - call_.back().end > set_.length) end_call();
+        if (!call_.empty() && !symbols_.running() && time - call_.back().end > set_.length) end();
     }
 
     void take(const Symbol& symbol)
@@ -81,24 +70,21 @@ private:
         if (length < shortest || symbol.clear < least_clear) return;
         if (!call_.empty() &&
             (symbol.begin - call_.back().end > longest_gap * set_.length || length > longest))
-            end_call();
+            end();
         if (length < longest_first) call_.push_back(symbol);
     }
 
-    void end_call()
+    void end() override
     {
         std::vector<Symbol> call;
         call.swap(call_);
         if (call.size() < least_tones || call.size() > most_tones || call.front().symbol == repeat) return;
-        Message message{.time = call.front().begin};
+        Message message{.time = call.front().begin, .level = mean_level(call)};
         std::string sent;
-        double power = 0;
         for (const Symbol& symbol : call) {
             sent += letters[symbol.symbol];
             message.text += symbol.symbol == repeat ? message.text.back() : sent.back();
-            power += symbol.power / double(call.size());
         }
-        message.level = 10 * std::log10(power);
         message.fields.add("set", set_.name)
             .add("tones", sent)
             .add("duration", call.back().end - call.front().begin);
@@ -106,9 +92,6 @@ private:
     }
 
     const ToneSet& set_;
-    const Emit emit_;
-    const double window_; // s
-    Spectra spectra_;
     Symbols symbols_;
     std::vector<Symbol> call_;
 };

@@ -1,6 +1,7 @@
 // Levels of given frequencies over time, by the library's tone detector: a narrow band-pass, twice, and the
 // sum of what comes out of it.
 #include "decoders/blocks.h"
+#include "decoders/decibels.h"
 #include "decoders/tones/tones.h"
 #include <algorithm>
 #include <array>
@@ -66,8 +67,7 @@ private:
         for (size_t k = 0; k < detectors_.size(); ++k) {
             // A sine of amplitude a has a mean magnitude of 2 a / pi.
             const double amplitude = detectors_[k][1]->tone_level / double(filled_) * M_PI / 2 / 32768;
-            const double level =
-                std::round(std::max(20 * std::log10(amplitude + 1e-9), floor_level) * 10) / 10;
+            const double level = tenth(std::max(20 * std::log10(amplitude + 1e-9), floor_level));
             std::snprintf(text, sizeof text, ",%.1f", level);
             message.text += text;
             levels.emplace_back().add("frequency", settings_.frequencies[k]).add("level", level);

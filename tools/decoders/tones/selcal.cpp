@@ -1,5 +1,6 @@
 // Selective calls to aircraft: two pulses of a second, 0.2 s apart, each of two tones of sixteen at once. A receiver of
 // a sideband that is off tune shifts all four tones alike, so the code is the one that they fit best under one shift.
+#include "decoders/decibels.h"
 #include "decoders/tones/spectra.h"
 #include "decoders/tones/tones.h"
 #include <algorithm>
@@ -63,22 +64,11 @@ std::optional<Code> match(const Pulse& first, const Pulse& second)
     return best;
 }
 
-class Selcal : public Decoder {
+class Selcal : public SpectraDecoder {
 public:
     Selcal(double rate, Emit emit)
-        : emit_(std::move(emit)), spectra_(rate, {.rate = 4000, .window = 0.25, .hop = 0.025})
+        : SpectraDecoder(rate, {.rate = 4000, .window = 0.25, .hop = 0.025}, std::move(emit))
     {
-    }
-
-    void push(const int16_t* samples, size_t count) override
-    {
-        spectra_.push(samples, count, [this](double time) { look(time); });
-    }
-
-    void finish() override
-    {
-        spectra_.finish([this](double time) { look(time); });
-        while (!run_.empty()) end_run();
     }
 
 private:
@@ -90,7 +80,7 @@ private:
         bool pair; // they are near enough in level, and nothing else is
     };
 
-    void look(double time)
+    void look(double time) override
     {
         constexpr double from = tones[0] - most_shift, to = tones[15] + most_shift;
         const Peak first = spectra_.peak(from, to),
@@ -107,6 +97,11 @@ private:
                 .power = first.power + second.power,
                 .pair = second.power > first.power * std::pow(10, -most_twist / 10) &&
                         second.power > third * std::pow(10, least_clear / 10)});
+    }
+
+    void end() override
+    {
+        while (!run_.empty()) end_run();
     }
 
     // A run lasts as long as its pair does, but for what fading and noise hide. The level plays no part.
@@ -145,8 +140,7 @@ private:
             pulse.power += sight.power;
         }
         for (double* mean : {&pulse.low, &pulse.high, &pulse.power}) *mean /= count;
-        // Under a window that is half as high where a pulse begins or ends.
-        const auto strong = [&](const Sight& sight) { return sight.power > 0.25 * pulse.power; };
+        const auto strong = [&](const Sight& sight) { return sight.power > edge_power * pulse.power; };
         pulse.begin = std::ranges::find_if(run_, strong)->time;
         pulse.end = std::find_if(run_.rbegin(), run_.rend(), strong)->time;
         const double length = pulse.end - pulse.begin, gap = pulse.begin - last_.end;
@@ -160,18 +154,15 @@ private:
 
     void emit(const Code& code, const Pulse& second)
     {
-        Message message{.time = last_.begin, .level = 10 * std::log10((last_.power + second.power) / 2)};
+        Message message{.time = last_.begin, .level = decibels((last_.power + second.power) / 2)};
         for (const int letter : code.letters) {
             message.text += letters[letter];
             if (message.text.size() == 2) message.text += '-';
         }
-        message.fields.add("shift", std::round(code.shift * 10) / 10 + 0.0)
-            .add("duration", second.end - last_.begin);
+        message.fields.add("shift", tenth(code.shift) + 0.0).add("duration", second.end - last_.begin);
         emit_(message);
     }
 
-    const Emit emit_;
-    Spectra spectra_;
     std::vector<Sight> run_; // from the first sight of a pair on
     size_t good_ = 0;        // sights of the run to the last that is the pair's
     Pulse last_;

@@ -1,6 +1,7 @@
 // Short-time spectra of a stream, for modes that know a signal by its tones.
 #pragma once
 #include "decoders/blocks.h"
+#include "decoders/decoder.h"
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -10,6 +11,9 @@ struct Peak {
     double frequency = 0; // Hz
     double power = 0;     // 1 is a sine of full scale
 };
+
+// Of a tone's power in the frame in whose middle it begins or ends: the amplitude is halved there.
+constexpr double edge_power = 0.25;
 
 // Spectra under a Hann window, hop after hop, at a rate that holds the frequencies wanted. Lines are found between
 // the bins: the window is followed by at least as many zeros.
@@ -46,5 +50,30 @@ private:
     double line_scale_, sum_scale_;
     int64_t frames_ = 0;
     std::vector<int32_t> waiting_;
+};
+
+// A decoder that looks at spectra, one after the other.
+class SpectraDecoder : public Decoder {
+public:
+    void push(const int16_t* samples, size_t count) override
+    {
+        spectra_.push(samples, count, [this](double time) { look(time); });
+    }
+    void finish() override
+    {
+        spectra_.finish([this](double time) { look(time); });
+        end();
+    }
+
+protected:
+    SpectraDecoder(double rate, const Spectra::Plan& plan, Emit emit)
+        : emit_(std::move(emit)), spectra_(rate, plan)
+    {
+    }
+    virtual void look(double time) = 0; // s, of the present frame
+    virtual void end() = 0;             // what has been taken is complete
+
+    const Emit emit_;
+    Spectra spectra_;
 };
 } // namespace decoders::tones

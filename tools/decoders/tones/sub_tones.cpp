@@ -17,7 +17,6 @@ constexpr double memory = 0.95;  // of the evidence, from a frame to the next
 constexpr double most_clear = 8; // dB that a frame adds: more, and few loud frames make a tone
 constexpr double steady = 0.5;   // Hz that a tone seems to move: a line that moves more adds nothing
 constexpr double settle = 0.2;   // of that, taken into its frequency
-constexpr double edge = 0.25;    // of a run's power, where it begins and ends: the window is half as high
 constexpr size_t kept = 100;     // frames, 5 s: how far back a run is looked for
 } // namespace
 
@@ -82,7 +81,7 @@ Candidates::Run Candidates::run(int tone, double most_hidden) const
     for (const Sight& sight : sights_)
         if (sight.tone == tone) peak = std::max(peak, sight.power);
     for (auto sight = sights_.rbegin(); sight != sights_.rend(); ++sight) {
-        if (sight->tone != tone || sight->power < edge * peak) continue;
+        if (sight->tone != tone || sight->power < edge_power * peak) continue;
         if (end != 0 && begin - sight->time > most_hidden) break;
         if (end == 0) end = sight->time;
         begin = sight->time;

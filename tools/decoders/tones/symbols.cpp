@@ -1,20 +1,28 @@
 #include "decoders/tones/symbols.h"
+#include "decoders/decibels.h"
+#include "decoders/tones/spectra.h"
 #include <algorithm>
 
 namespace decoders::tones {
 namespace {
-constexpr double edge = 0.25;    // of the greatest power
 constexpr size_t most_holes = 2; // frames in a row that noise may spoil
 } // namespace
+
+double mean_level(const std::vector<Symbol>& symbols)
+{
+    double power = 0;
+    for (const Symbol& symbol : symbols) power += symbol.power / double(symbols.size());
+    return decibels(power);
+}
 
 void Symbols::push(const Sight& sight)
 {
     if (run_.empty() && sight.symbol < 0) return;
     run_.push_back(sight);
-    if (sight.symbol == run_.front().symbol && sight.power > edge * peak_) {
+    if (sight.symbol == run_.front().symbol && sight.power > edge_power * peak_) {
         peak_ = std::max(peak_, sight.power);
         good_ = run_.size();
-    } else if (sight.power < edge * peak_ || run_.size() - good_ > most_holes)
+    } else if (sight.power < edge_power * peak_ || run_.size() - good_ > most_holes)
         end();
 }
 
@@ -22,7 +30,8 @@ void Symbols::end()
 {
     std::vector<Sight> rest(run_.begin() + std::ptrdiff_t(good_), run_.end());
     run_.resize(good_);
-    const auto first = std::ranges::find_if(run_, [this](const Sight& s) { return s.power > edge * peak_; });
+    const auto first =
+        std::ranges::find_if(run_, [this](const Sight& s) { return s.power > edge_power * peak_; });
     Symbol symbol{
         .symbol = run_.front().symbol, .begin = first->time - hop_ / 2, .end = run_.back().time + hop_ / 2};
     double count = 0;

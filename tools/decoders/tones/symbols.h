@@ -20,6 +20,7 @@ struct Symbol {
     double power = 0, twist = 0, clear = 0; // means, as above
     double duration() const { return end - begin; }
 };
+double mean_level(const std::vector<Symbol>& symbols); // dB: 0 is a sine of full scale
 
 // Runs of frames with one symbol, as far as they have a quarter of their greatest power: under a window that is half
 // as high where a tone begins, these are the frames from there to its end.
