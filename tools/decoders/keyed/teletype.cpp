@@ -1,7 +1,7 @@
 // Text that is keyed between two tones, character by character: radioteletype in the five bits of ITA2, and ASCII as
 // modems send it. A line of text is a message.
-#include "decoders/decibels.h"
 #include "decoders/keyed/teletype.h"
+#include "decoders/decibels.h"
 #include <algorithm>
 #include <cmath>
 #include <utility>

@@ -1,6 +1,6 @@
 // POCSAG pages out of what an FM discriminator gives: 512, 1200 and 2400 Bd at once, either way up.
-#include "decoders/decibels.h"
 #include "decoders/pages/pocsag.h"
+#include "decoders/decibels.h"
 #include "decoders/intake.h"
 #include "decoders/pages/bit_clock.h"
 #include <algorithm>
