@@ -11,14 +11,14 @@ using namespace zv::demodulator;
 namespace oscillator = zv::oscillator;
 using test::noise, test::same, test::Signal, test::Signal32;
 
-const Kernels& plain() { return *kernel_rows().back().kernels; }
+const Kernels& plain() { return *rows.back().kernel; }
 
-class DemodulatorKernels : public testing::TestWithParam<Row> {
+class DemodulatorKernels : public testing::TestWithParam<zv::Row<const Kernels*>> {
 protected:
-    const Kernels& kernels = *GetParam().kernels;
+    const Kernels& kernels = *GetParam().kernel;
     void SetUp() override
     {
-        if (!GetParam().when.applies(*_CPU(), zv::wider_sets)) GTEST_SKIP() << "does not run here";
+        if (!GetParam().when.has_sets(*_CPU(), zv::wider_sets)) GTEST_SKIP() << "does not run here";
     }
     static std::vector<oscillator::Turn> table(int32_t rate)
     {
@@ -147,8 +147,8 @@ TEST_P(DemodulatorKernels, KeepWithinTheirBlocks)
     }
 }
 
-const auto vector_rows = kernel_rows().first(kernel_rows().size() - 1);
+const auto vector_rows = rows.first(rows.size() - 1);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(DemodulatorKernels); // x87 has the plain form alone
 INSTANTIATE_TEST_SUITE_P(All, DemodulatorKernels, testing::ValuesIn(vector_rows.begin(), vector_rows.end()),
-                         [](const auto& info) { return std::string(info.param.kernels->name); });
+                         [](const auto& info) { return std::string(info.param.name); });
 } // namespace

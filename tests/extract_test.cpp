@@ -19,7 +19,7 @@ constexpr uint32_t sse2 = ZV_CPU_SSE2;
 bool has_3dnow() { return (_CPU()->extended_features >> 31) != 0; }
 
 // The library has chosen the 3DNow! forms: approximate, and lags from 1 in place of 0.
-bool runs_3dnow() { return amplitude_for_processor() == amplitude_3dnow; }
+bool runs_3dnow() { return select(amplitude_rows).kernel == amplitude_3dnow; }
 
 // All values within so many units in the last place of a float.
 testing::AssertionResult near(const float* got, const Floats& wanted, int ulps)
@@ -181,29 +181,8 @@ TEST(Extract, NothingHasNoMeanAndIsNotWritten)
     EXPECT_EQ(out, 7);
 }
 
-TEST(Extract, Choice)
+TEST(Extract, CorrelationIsChosenOnceAtTheFirstCall)
 {
-    constexpr uint32_t avx2 = zv::avx2, avx512 = avx2 | zv::avx512;
-    constexpr struct {
-        uint32_t classification, features, sets, extended;
-        Correlate correlate;
-        Amplitude amplitude;
-        Frequencies f;
-    } choices[] = {
-        {0x20007000, ~0u, avx512, amd_3dnow, correlate_3dnow, amplitude_3dnow, frequencies_avx512},
-        {0x20007000, ~0u, avx512, ~amd_3dnow, correlate_avx512, amplitude_avx512, frequencies_avx512},
-        {0x20007000, sse2, 0, 0, correlate_portable, amplitude_portable, frequencies_portable},
-        {0x20008000, ~0u, 0, ~0u, correlate_portable, amplitude_portable, frequencies_portable},
-        {0x20008000, sse2, avx2, 0, correlate_avx2, amplitude_avx2, frequencies_avx2},
-        {0, sse2, avx512, 0, correlate_avx512, amplitude_avx512, frequencies_avx512},
-        {0, ~sse2, avx512, 0, correlate_portable, amplitude_portable, frequencies_portable}};
-    for (const auto& row : choices) {
-        const OnProcessor as(row.classification, row.features, row.sets, row.extended);
-        EXPECT_EQ(correlate_for_processor(), row.correlate);
-        EXPECT_EQ(amplitude_for_processor(), row.amplitude);
-        EXPECT_EQ(frequencies_for_processor(), row.f);
-    }
-    // chosen once, at the first call
     const Floats in = {1, 2, 3, 4};
     Floats out(2), again(2);
     Correlate_Float_Float(in.data(), out.data(), 4, 2);

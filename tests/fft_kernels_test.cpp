@@ -9,32 +9,23 @@ namespace {
 using namespace test;
 namespace fft = zv::fft;
 
-struct Row {
-    const fft::Kernel* kernel;
-    uint32_t extended_features; // bits of CPUID leaf 0x80000001, D
-    uint32_t features, sets;
-    double real_db; // against the portable row, which rounds at its stores only
-};
-constexpr uint32_t sse2 = ZV_CPU_SSE2;
-const Row singles[] = {{&fft::float_3dnow, amd_3dnow, 0, 0, -130},
-                       {&fft::float_3dnow_ext, amd_3dnow | amd_3dnow_ext, 0, 0, -130},
-                       {&fft::float_sse2, 0, sse2, 0, -133},
-                       {&fft::float_avx2, 0, sse2, zv::avx2, -133},
-                       {&fft::float_avx512, 0, sse2, zv::avx512, -133}};
-const Row doubles[] = {{&fft::double_sse2, 0, sse2, 0, -300},
-                       {&fft::double_avx2, 0, sse2, zv::avx2, -300},
-                       {&fft::double_avx512, 0, sse2, zv::avx512, -300}};
+using Row = zv::Row<const fft::Kernel*>;
 
 class FftKernel : public testing::TestWithParam<Row> {
 protected:
     void SetUp() override
     {
-        const Row& row = GetParam();
-        if ((_CPU()->extended_features & row.extended_features) != row.extended_features ||
-            !runs_here(row.features, row.sets))
-            GTEST_SKIP() << "this processor lacks the instructions of " << row.kernel->name;
+        if (!GetParam().when.has_sets(*_CPU(), zv::wider_sets))
+            GTEST_SKIP() << "this processor lacks the instructions of " << GetParam().name;
     }
 };
+
+// A row's distance from the portable one, which rounds at its stores only.
+template <class Real>
+double real_db(const Row& row)
+{
+    return sizeof(Real) == 8 ? -300 : std::string(row.name).starts_with("3dnow") ? -130 : -133;
+}
 
 template <class Sample>
 void compare_band(Fft<float>& got, Fft<float>& plain, const std::vector<Sample>& x, uint32_t size)
@@ -50,8 +41,7 @@ void same_spectra(const Row& row, const fft::Kernel& portable, Make make, const 
                   const std::vector<Sample>& y)
 {
     for (uint32_t size = 4; size <= 4096; size *= 2) {
-        SCOPED_TRACE(testing::Message()
-                     << row.kernel->name << ", " << size << " samples of " << sizeof(Sample));
+        SCOPED_TRACE(testing::Message() << row.name << ", " << size << " samples of " << sizeof(Sample));
         Fft<Real> got(make(nullptr, *row.kernel), size, ZVWindowType_Blackman);
         Fft<Real> plain(make(nullptr, portable), size, ZVWindowType_Blackman);
         const auto compare = [&](double limit, auto compute) {
@@ -60,7 +50,7 @@ void same_spectra(const Row& row, const fft::Kernel& portable, Make make, const 
             EXPECT_LT(error_db(got.bins(), plain.bins()), limit);
             EXPECT_TRUE(module_fits(got));
         };
-        compare(row.real_db, [&](auto& f) { f.compute(x.data(), size); });
+        compare(real_db<Real>(row), [&](auto& f) { f.compute(x.data(), size); });
         compare(sizeof(Real) == 8 ? -300 : -137, [&](auto& f) { f.compute(x.data(), y.data(), size / 2); });
         if constexpr (sizeof(Real) == 4) compare_band(got, plain, x, size);
         // A kernel that uses MMX registers leaves the floating-point unit usable.
@@ -81,19 +71,22 @@ TEST_P(FftKernel, GivesThePortableSpectrum)
     run(noise<int32_t>(4096, 5), noise<int32_t>(4096, 6));
 }
 
-std::string name(const testing::TestParamInfo<Row>& info) { return info.param.kernel->name; }
-INSTANTIATE_TEST_SUITE_P(Float, FftKernel, testing::ValuesIn(singles), name);
-INSTANTIATE_TEST_SUITE_P(Double, FftKernel, testing::ValuesIn(doubles), name);
+// All but the portable row, the last one.
+auto vectors(zv::Rows<const fft::Kernel*> rows) { return testing::ValuesIn(rows.begin(), rows.end() - 1); }
+std::string name(const testing::TestParamInfo<Row>& info) { return info.param.name; }
+INSTANTIATE_TEST_SUITE_P(Float, FftKernel, vectors(fft::float_rows), name);
+INSTANTIATE_TEST_SUITE_P(Double, FftKernel, vectors(fft::double_rows), name);
 
 // The processor at hand, as it is: a spectrum through the exports runs, whatever its row is.
 TEST(FftKernels, ThisProcessorRunsItsRow)
 {
-    RecordProperty("row", fft::choose_float().name);
+    const char* const row = select(fft::float_rows).name;
+    RecordProperty("row", row);
     Fft<float> single(1024, ZVWindowType_Hann);
     Fft<double> twice(1024, ZVWindowType_Hann);
     const Signal x = noise(1024);
     single.compute(x.data(), 1024);
     twice.compute(x.data(), 1024);
-    EXPECT_LT(error_db(single.bins(), twice.bins()), -130) << fft::choose_float().name;
+    EXPECT_LT(error_db(single.bins(), twice.bins()), -130) << row;
 }
 } // namespace

@@ -1,8 +1,8 @@
 // The FSK correlator: every kernel against the plain model to the bit, worked numbers, setters under refusal.
-#include "core/cpu.h"
 #include "decode/fsk_corr_demod.h"
 #include "reference/fsk_corr_demod.h"
 #include "support/platform.h"
+#include "support/processors.h"
 #include "support/signals.h"
 #include <algorithm>
 
@@ -21,13 +21,6 @@ struct Demod : ZVFSKCorrDemod {
     }
 };
 
-struct Named {
-    const char* name;
-    Kernel kernel;
-    uint32_t sets;
-};
-const Named kernels[] = {{"plain", block_plain, 0}, {"sse2", block_sse2, 0}, {"avx2", block_avx2, zv::avx2}};
-
 // Silence between, so that sums are left to their rounding; small samples, whose sums tie often.
 Signal bursts(size_t count)
 {
@@ -42,7 +35,7 @@ TEST(FskCorrDemod, EveryKernelStoresWhatTheModelStores)
     const struct {
         float rate, bits, tone_1, tone_2;
         Signal x;
-    } rows[] = {
+    } settings[] = {
         {22050, 1200, 1200, 2200, noise(40000)},
         {22050, 1200, 1200, 2200, tone(9000, 1700, 22050, 30000)},
         {9600, 300, 1200, 2400, tone(9000, 1200, 9600, 9000)}, // cosines that should be 0
@@ -51,9 +44,8 @@ TEST(FskCorrDemod, EveryKernelStoresWhatTheModelStores)
         {8000, 2000, 0, 4000, noise(5000, 7, 1000)},  // results in halves
         {11025, 1200, -1300, 1e6f, bursts(20000)},
     };
-    for (const Named& kernel : kernels) {
-        if ((zv::wider_sets & kernel.sets) != kernel.sets) continue;
-        for (const auto& row : rows) {
+    for (const auto& kernel : running_here(zv::fsk_corr_demod::rows))
+        for (const auto& row : settings) {
             Demod demod;
             demod.kernel = kernel.kernel;
             reference::FskCorrDemod model;
@@ -78,7 +70,6 @@ TEST(FskCorrDemod, EveryKernelStoresWhatTheModelStores)
                     ASSERT_EQ(demod.window[(demod.window_index + 4 * k + j) % demod.window_length],
                               model.window[k][j]);
         }
-    }
 }
 
 TEST(FskCorrDemod, WorkedNumbers)

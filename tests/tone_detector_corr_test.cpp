@@ -64,42 +64,18 @@ TEST(ToneCorrelators, EqualThePlainSums)
                 std::copy(x.begin(), x.end(), samples.data());
                 Signal power = reference::tone_power(table, x);
                 power.erase(power.begin(), power.begin() + ptrdiff_t(history));
-                for (const NamedCorrelator& kernel : all_correlators) {
-                    if (!runs_here(kernel.features, kernel.sets)) continue;
-                    SCOPED_TRACE(testing::Message() << kernel.name << ' ' << positions << ' ' << count);
-                    Guarded<int16_t> out(count);
-                    kernel.run(laid_out(table, kernel.layout).data(), uint32_t(positions), samples.data(),
-                               out.data(), uint32_t(count));
-                    EXPECT_TRUE(same(Signal(out.data(), out.data() + count), power));
-                    volatile long double one = 1; // the floating-point unit is usable
-                    EXPECT_EQ(one * 3 / 2, 1.5L);
-                }
+                for (const Layout layout : {Layout::plain, Layout::groups})
+                    for (const auto& row : running_here(rows(layout))) {
+                        SCOPED_TRACE(testing::Message() << row.name << ' ' << positions << ' ' << count);
+                        Guarded<int16_t> out(count);
+                        row.kernel(laid_out(table, layout).data(), uint32_t(positions), samples.data(),
+                                   out.data(), uint32_t(count));
+                        EXPECT_TRUE(same(Signal(out.data(), out.data() + count), power));
+                        volatile long double one = 1; // the floating-point unit is usable
+                        EXPECT_EQ(one * 3 / 2, 1.5L);
+                    }
             }
         }
-}
-
-TEST(ToneCorrelators, AreChosenByProcessorAndLayout)
-{
-    constexpr uint32_t avx2 = zv::avx2, avx512 = avx2 | zv::avx512, vnni = avx512 | zv::avx512vnni;
-    constexpr struct {
-        uint32_t classification, features, sets;
-        Correlator groups;
-    } choices[] = {
-        {0x20006000, mmx, vnni, groups_mmx},
-        {0x20006001, mmx, vnni, groups_mmx},
-        {0x20006002, 0, 0, groups_scalar},
-        {0x20006003, mmx, vnni, groups_vnni},
-        {0x20007000, mmx, 0, groups_mmx},
-        {0, mmx, avx2, groups_avx2},
-        {0, mmx, avx512, groups_avx512},
-        {0, ~mmx, vnni, groups_scalar},
-        {0, 0, 0, groups_scalar},
-    };
-    for (const auto& row : choices) {
-        const OnProcessor as(row.classification, row.features, row.sets);
-        EXPECT_EQ(correlator_for(Layout::groups), row.groups) << std::hex << row.classification;
-        EXPECT_EQ(correlator_for(Layout::plain), plain_scalar);
-    }
 }
 
 TEST(ToneDetectorCorr, TheTableStandsInTheProcessorsLayout)

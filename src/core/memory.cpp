@@ -1,6 +1,5 @@
 // Memory primitives: plain operations on bytes, words and double words.
 #include "core/memory_kernels.h"
-#include "core/select.h"
 #include <cstring>
 #include <zovek/memory.h>
 
@@ -12,17 +11,13 @@ static uint64_t load64(const uint8_t* bytes)
     return word;
 }
 
-struct Row {
-    When when;
-    FillDWord fill;
+// clang-format off
+static constexpr Row<FillDWord> fills[] = {
+    {on(mmx_ext, amd_f6, amd_f15), "past_caches", "extended MMX, past the caches", fill_past_caches},
+    {otherwise,                    "words",       "plain",                         fill_words},
 };
-
-constexpr Row rows[] = {
-    {on(mmx_ext, amd_f6, amd_f15), fill_past_caches},
-    {otherwise, fill_words},
-};
-
-FillDWord fill_for_processor() { return select(rows, &Row::fill, *_CPU()); }
+// clang-format on
+constinit const Rows<FillDWord> fill_rows = fills;
 } // namespace zv::memory
 
 using namespace zv;
@@ -74,7 +69,7 @@ void* MemorySet_Word(void* destination, uint32_t value, uint32_t count)
 
 void* MemorySet_DWord(void* destination, uint32_t value, uint32_t count)
 {
-    memory::fill_for_processor()(static_cast<memory::DWord*>(destination), value, count);
+    select(memory::fill_rows).kernel(destination, value, count);
     return destination;
 }
 

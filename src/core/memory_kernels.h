@@ -1,5 +1,6 @@
 // The forms of the double-word fill.
 #pragma once
+#include "core/select.h"
 #include <cstddef>
 #include <cstdint>
 
@@ -8,12 +9,14 @@ namespace zv::memory {
 typedef uint16_t __attribute__((may_alias)) Word;
 typedef uint32_t __attribute__((may_alias)) DWord;
 
-using FillDWord = void (*)(DWord* out, DWord value, uint32_t count);
+// count double words at any address.
+using FillDWord = void (*)(void* to, uint32_t value, uint32_t count);
 
 // Any processor. A long run takes the string store, which fills whole cache lines without reading them first;
 // its start costs as much as some 256 words of the plain loop.
-inline void fill_words(DWord* out, DWord value, uint32_t count)
+inline void fill_words(void* to, uint32_t value, uint32_t count)
 {
+    auto* out = static_cast<DWord*>(to);
     size_t left = count;
     if (left >= 256)
         asm volatile("rep stosl" : "+D"(out), "+c"(left) : "a"(value) : "memory");
@@ -22,7 +25,6 @@ inline void fill_words(DWord* out, DWord value, uint32_t count)
 }
 
 // Extended MMX: stores that don't fill the caches, ordered before what follows.
-void fill_past_caches(DWord* out, DWord value, uint32_t count);
-// The form for the processor as its record stands now.
-FillDWord fill_for_processor();
+void fill_past_caches(void* to, uint32_t value, uint32_t count);
+extern const Rows<FillDWord> fill_rows;
 } // namespace zv::memory

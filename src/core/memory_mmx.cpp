@@ -11,8 +11,9 @@ ZV_MMX ZV_INLINE void store_past_caches(DWord* out, DWords pair)
 }
 
 // Runs of 64, 32, 16 and 8 bytes, then the odd element.
-ZV_MMX void fill_past_caches(DWord* out, DWord value, uint32_t count)
+ZV_MMX void fill_past_caches(void* to, uint32_t value, uint32_t count)
 {
+    auto* out = static_cast<DWord*>(to);
     const DWords pair = {static_cast<int>(value), static_cast<int>(value)};
     const auto store = [&](uint32_t pairs) ZV_MMX {
         for (uint32_t n = 0; n < pairs; n++, out += 2) store_past_caches(out, pair);

@@ -1,9 +1,9 @@
-// A choice of kernel as a table: rows are searched in order, the first that applies to the processor record and
-// has an entry in the wanted column wins.
+// A choice of kernel as a table: rows are searched in order, and the first that applies to the processor
+// record wins.
 #pragma once
 #include "core/cpu.h"
-#include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace zv {
 // When a row applies: on a processor with all the sets that its kernels are made for, and, if it names classes, of
@@ -17,8 +17,12 @@ public:
     }
     constexpr bool applies(const ZVCPUInfo& cpu, uint32_t wider) const
     {
-        return (sets_of(cpu, wider) & needed_) == needed_ &&
-               (codes_[0] == 0 || is_listed(cpu.classification));
+        return has_sets(cpu, wider) && (codes_[0] == 0 || is_listed(cpu.classification));
+    }
+    // Whether the kernels can run, be they chosen or not.
+    constexpr bool has_sets(const ZVCPUInfo& cpu, uint32_t wider) const
+    {
+        return (sets_of(cpu, wider) & needed_) == needed_;
     }
 
 private:
@@ -42,11 +46,23 @@ constexpr When on(Set needed, Codes... codes)
 constexpr When has(Set needed) { return {needed}; }
 inline constexpr When otherwise = {baseline};
 
-template <class Row, size_t Rows, class Entry>
-constexpr Entry select(const Row (&rows)[Rows], Entry Row::*column, const ZVCPUInfo& cpu)
+// A kernel, and what it is called: in short, as no other of its table is, and in words for users.
+template <class Kernel>
+struct Row {
+    When when;
+    const char *name, *words;
+    Kernel kernel;
+};
+// A table. Its last row is for any processor.
+template <class Kernel>
+using Rows = std::span<const Row<Kernel>>;
+
+template <class Kernel>
+constexpr const Row<Kernel>& select(Rows<Kernel> rows, const ZVCPUInfo& cpu = *_CPU(),
+                                    uint32_t wider = wider_sets)
 {
-    for (const Row& row : rows)
-        if (row.*column && row.when.applies(cpu, wider_sets)) return row.*column;
-    return nullptr;
+    for (const Row<Kernel>& row : rows)
+        if (row.when.applies(cpu, wider)) return row;
+    return rows.back();
 }
 } // namespace zv

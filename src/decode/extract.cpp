@@ -1,6 +1,5 @@
 // Autocorrelation, envelope and instantaneous frequency: the portable forms, the one form of the frequency, and
 // the choice.
-#include "core/select.h"
 #include "decode/extract_kernels.h"
 #include "decode/extract_loops.h"
 #include <atomic>
@@ -55,25 +54,28 @@ void frequencies_portable(const int16_t* in, float* out, uint32_t count, double 
 }
 
 // ---- The choice ----
-struct Row {
-    When when;
-    Correlate correlate;
-    Amplitude amplitude;
-    Frequencies frequencies;
-};
 // clang-format off
-static constexpr Row rows[] = {
-    // processor            autocorrelation     envelope            frequency
-    {on(amd_3dnow, amd_f6), correlate_3dnow,    amplitude_3dnow,    nullptr},
-    {has(sse2 | avx512),    correlate_avx512,   amplitude_avx512,   frequencies_avx512},
-    {has(sse2 | avx2),      correlate_avx2,     amplitude_avx2,     frequencies_avx2},
-    {otherwise,             correlate_portable, amplitude_portable, frequencies_portable},
+static constexpr Row<Correlate> correlates[] = {
+    {on(amd_3dnow, amd_f6), "3dnow",    "3DNow!",   correlate_3dnow},
+    {has(sse2 | avx512),    "avx512",   "AVX-512",  correlate_avx512},
+    {has(sse2 | avx2),      "avx2",     "AVX2",     correlate_avx2},
+    {otherwise,             "portable", "portable", correlate_portable},
+};
+static constexpr Row<Amplitude> amplitudes[] = {
+    {on(amd_3dnow, amd_f6), "3dnow",    "3DNow!",   amplitude_3dnow},
+    {has(sse2 | avx512),    "avx512",   "AVX-512",  amplitude_avx512},
+    {has(sse2 | avx2),      "avx2",     "AVX2",     amplitude_avx2},
+    {otherwise,             "portable", "portable", amplitude_portable},
+};
+static constexpr Row<Frequencies> frequencies[] = {
+    {has(sse2 | avx512),    "avx512",   "AVX-512",  frequencies_avx512},
+    {has(sse2 | avx2),      "avx2",     "AVX2",     frequencies_avx2},
+    {otherwise,             "portable", "portable", frequencies_portable},
 };
 // clang-format on
-
-Correlate correlate_for_processor() { return select(rows, &Row::correlate, *_CPU()); }
-Frequencies frequencies_for_processor() { return select(rows, &Row::frequencies, *_CPU()); }
-Amplitude amplitude_for_processor() { return select(rows, &Row::amplitude, *_CPU()); }
+constinit const Rows<Correlate> correlate_rows = correlates;
+constinit const Rows<Amplitude> amplitude_rows = amplitudes;
+constinit const Rows<Frequencies> frequency_rows = frequencies;
 
 // One pointer for the library each, which starts at its own chooser: the first call stores the choice. Threads
 // that race store the same.
@@ -84,14 +86,14 @@ static constinit std::atomic<Amplitude> extract_amplitude_kernel = choose_amplit
 
 static void choose_correlate(const float* in, float* out, int32_t length, int32_t lags)
 {
-    const Correlate chosen = correlate_for_processor();
+    const Correlate chosen = select(correlate_rows).kernel;
     correlate_kernel.store(chosen, std::memory_order_relaxed);
     chosen(in, out, length, lags);
 }
 
 static long double choose_amplitude(const int16_t* in, float* out, uint32_t count)
 {
-    const Amplitude chosen = amplitude_for_processor();
+    const Amplitude chosen = select(amplitude_rows).kernel;
     extract_amplitude_kernel.store(chosen, std::memory_order_relaxed);
     return chosen(in, out, count);
 }
@@ -115,7 +117,7 @@ long double ExtractFrequency_16_Float(const int16_t* in, float* out, uint32_t co
 {
     if (count == 0) return 0;
     const double scale = sampling_rate * double(0.15915494f); // exact
-    const Frequencies frequencies = frequencies_for_processor();
+    const Frequencies frequencies = select(frequency_rows).kernel;
     extended sum = out[0] = 0;
     for (uint32_t start = 1; start < count; start += piece) {
         const uint32_t size = std::min(piece, count - start);

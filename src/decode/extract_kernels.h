@@ -1,6 +1,6 @@
 // The forms of autocorrelation and envelope.
 #pragma once
-#include "core/cpu.h"
+#include "core/select.h"
 #include <cstdint>
 
 namespace zv::extract {
@@ -9,10 +9,9 @@ using Amplitude = long double (*)(const int16_t* in, float* out, uint32_t count)
 // f[k] of count pairs, the first of which has another before it; scale = sampling_rate / (2 pi).
 using Frequencies = void (*)(const int16_t* in, float* out, uint32_t count, double scale);
 
-// The choice for the processor record as it stands.
-Correlate correlate_for_processor();
-Amplitude amplitude_for_processor();
-Frequencies frequencies_for_processor();
+extern const Rows<Correlate> correlate_rows;
+extern const Rows<Amplitude> amplitude_rows;
+extern const Rows<Frequencies> frequency_rows;
 
 // Portable and wide forms: lag j, products exact, stored results those of extended sums to 1 ulp.
 // 3DNow! forms: lag j + 1, float throughout.

@@ -3,7 +3,6 @@
 #include "decode/fsk_corr_demod.h"
 #include "core/blocks.h"
 #include "core/frame.h"
-#include "core/select.h"
 
 namespace zv::fsk_corr_demod {
 Block::Block(ZVFSKCorrDemod* self, int16_t* out, uint32_t count)
@@ -78,17 +77,14 @@ void block_plain(ZVFSKCorrDemod* self, int16_t* out, uint32_t count)
     block.store();
 }
 
-struct Row {
-    When when;
-    Kernel block;
-};
 // clang-format off
-static constexpr Row rows[] = {
-    {has(sse2 | avx2), block_avx2},
-    {has(sse2),        block_sse2},
-    {otherwise,        block_plain},
+static constexpr Row<Kernel> table[] = {
+    {has(sse2 | avx2), "avx2",  "AVX2",  block_avx2},
+    {has(sse2),        "sse2",  "SSE2",  block_sse2},
+    {otherwise,        "plain", "plain", block_plain},
 };
 // clang-format on
+constinit const Rows<Kernel> rows = table;
 
 // N for these rates.
 static int32_t bit_length(float sampling_rate, float bit_rate)
@@ -127,7 +123,7 @@ static void resize(ZVFSKCorrDemod* self) { reserve_buffer(self, self->buffer_siz
 
 static bool build(ZVFSKCorrDemod* self)
 {
-    *self = {.kernel = select(rows, &Row::block, *_CPU()),
+    *self = {.kernel = select(rows).kernel,
              .buffer_size = 512,
              .sampling_rate = 22050,
              .tone_1 = 1200,

@@ -4,10 +4,12 @@
 // Every kernel stores what the plain form stores, to the bit (core/ties.h).
 #pragma once
 #include "core/real.h"
+#include "core/select.h"
 #include <zovek/fsk_corr_demod.h>
 
 namespace zv::fsk_corr_demod {
 using Kernel = void (*)(ZVFSKCorrDemod* self, int16_t* out, uint32_t count);
+extern const Rows<Kernel> rows;
 void block_plain(ZVFSKCorrDemod*, int16_t*, uint32_t);
 void block_sse2(ZVFSKCorrDemod*, int16_t*, uint32_t);
 void block_avx2(ZVFSKCorrDemod*, int16_t*, uint32_t);

@@ -2,7 +2,6 @@
 #include "core/blocks.h"
 #include "core/frame.h"
 #include "core/real.h"
-#include "core/select.h"
 #include "decode/tone_detector_corr_kernels.h"
 #include "filter/fir.h"
 #include <algorithm>
@@ -10,25 +9,24 @@
 
 namespace zv::tone_detector_corr {
 // ---- The choice ----
-struct Row {
-    When when;
-    Correlator plain, groups;
-};
 // clang-format off
-static constexpr Row rows[] = {
-    // processor                            side by side  in groups
-    {on(mmx, amd_f5m6, amd_f5m8, amd_f5m9), nullptr,      groups_mmx},
-    {has(mmx | avx512vnni),                 nullptr,      groups_vnni},
-    {has(mmx | avx512),                     nullptr,      groups_avx512},
-    {has(mmx | avx2),                       nullptr,      groups_avx2},
-    {has(mmx),                              nullptr,      groups_mmx},
-    {otherwise,                             plain_scalar, groups_scalar},
+static constexpr Row<Correlator> plain[] = {
+    {otherwise,                             "plain_scalar",  "scalar",       plain_scalar},
+};
+static constexpr Row<Correlator> groups[] = {
+    {on(mmx, amd_f5m6, amd_f5m8, amd_f5m9), "groups_mmx",    "MMX",          groups_mmx},
+    {has(mmx | avx512vnni),                 "groups_vnni",   "AVX-512 VNNI", groups_vnni},
+    {has(mmx | avx512),                     "groups_avx512", "AVX-512",      groups_avx512},
+    {has(mmx | avx2),                       "groups_avx2",   "AVX2",         groups_avx2},
+    {has(mmx),                              "groups_mmx",    "MMX",          groups_mmx},
+    {otherwise,                             "groups_scalar", "scalar",       groups_scalar},
 };
 // clang-format on
 
-Correlator correlator_for(Layout layout)
+Rows<Correlator> rows(Layout layout)
 {
-    return select(rows, layout == Layout::plain ? &Row::plain : &Row::groups, *_CPU());
+    if (layout == Layout::plain) return plain;
+    return groups;
 }
 
 // The first entry of a table side by side is the scale (cos 0), that of a table in groups is 0 (sin 0). Only
@@ -85,7 +83,7 @@ static void rebuild(ZVToneDetectorCorr* self)
     if (!ensure(self, positions, self->buffer_size)) return;
     const bool new_length = change(self->tone_samples, positions);
     fill(self->table, positions, 2 * pi * self->tone_frequency / self->sampling_rate);
-    if (_CPU()->features & mmx) bring_into_groups(self->table, positions);
+    if (layout_on(*_CPU()) == Layout::groups) bring_into_groups(self->table, positions);
     self->resize(self);
     if (new_length) silence(self->buffer, positions - 1);
 }
@@ -94,8 +92,9 @@ static void block(ZVToneDetectorCorr* self, int16_t* out, uint32_t count)
 {
     count = up_to_block(count, self->buffer_size);
     ZVFIR* const filter = self->filter;
-    correlator_for(layout_of(self->table))(self->table, self->tone_samples, self->buffer,
-                                           static_cast<int16_t*>(filter->history_write), count);
+    const Correlator correlate = select(rows(layout_of(self->table))).kernel;
+    correlate(self->table, self->tone_samples, self->buffer, static_cast<int16_t*>(filter->history_write),
+              count);
     MemoryCopy(self->buffer, self->buffer + count, (self->tone_samples - 1) * uint32_t(sizeof(int16_t)));
     filter->kernel(filter, out, static_cast<int32_t>(count), 1);
 }

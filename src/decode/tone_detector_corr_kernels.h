@@ -1,7 +1,7 @@
 // The correlators of the tone detector: the power of each window, low 16 bits of (S^2 + C^2) >> 45. All give the
 // same bits, since the sums wrap at 32 bits and the positions past L are zeros.
 #pragma once
-#include "core/cpu.h"
+#include "core/select.h"
 #include "core/simd.h"
 #include <cstdint>
 
@@ -15,6 +15,12 @@ constexpr uint32_t slack = 64; // samples
 
 // How the table stands: cosine and sine side by side, or four sines and then four cosines.
 enum class Layout { plain, groups };
+constexpr Layout layout_on(const ZVCPUInfo& cpu)
+{
+    return cpu.features & mmx ? Layout::groups : Layout::plain;
+}
+// The correlators for a table. One in groups stays so when the record changes.
+Rows<Correlator> rows(Layout layout);
 
 // Q30 sums, 60 fraction bits squared, down to Q15.
 constexpr int16_t power_of(uint32_t s, uint32_t c)
@@ -30,24 +36,5 @@ void groups_mmx(const int16_t*, uint32_t, const int16_t*, int16_t*, uint32_t);
 void groups_avx2(const int16_t*, uint32_t, const int16_t*, int16_t*, uint32_t);
 void groups_avx512(const int16_t*, uint32_t, const int16_t*, int16_t*, uint32_t);
 void groups_vnni(const int16_t*, uint32_t, const int16_t*, int16_t*, uint32_t);
-
-// The choice for a table and the processor record as it stands.
-Correlator correlator_for(Layout layout);
-
-// All of them, with what each needs: feature bits of the record and wider sets.
-struct NamedCorrelator {
-    const char* name;
-    Layout layout;
-    Correlator run;
-    uint32_t features = 0, sets = 0;
-};
-inline constexpr NamedCorrelator all_correlators[] = {
-    {"plain_scalar",  Layout::plain,  plain_scalar},
-    {"groups_scalar", Layout::groups, groups_scalar},
-    {"groups_mmx",    Layout::groups, groups_mmx,    mmx},
-    {"groups_avx2",   Layout::groups, groups_avx2,   mmx, avx2},
-    {"groups_avx512", Layout::groups, groups_avx512, mmx, avx512},
-    {"groups_vnni",   Layout::groups, groups_vnni,   mmx, avx512vnni},
-};
 // clang-format on
 } // namespace zv::tone_detector_corr

@@ -84,12 +84,12 @@ static void set_taps(ZVFIR* self, const Real* array, int32_t count)
     for (int32_t t = 0; t < count; ++t) taps[t] = quantised<Tap>(array[t]);
 }
 
-static ZVFIR* make(ZVFIR* self, const Kind& kind, Kernel kernel)
+static ZVFIR* make(ZVFIR* self, const Kind& kind, Rows<Kernel> rows)
 {
     const auto build = [&](ZVFIR* fir) {
         *fir = {.set_taps_double = kind.set_taps_double,
                 .set_taps_float = kind.set_taps_float,
-                .kernel = kernel,
+                .kernel = select(rows).kernel,
                 .cut_off_high = 3000,
                 .cut_off_low = 1000,
                 .sampling_rate = 11025,
@@ -105,9 +105,9 @@ static ZVFIR* make(ZVFIR* self, const Kind& kind, Kernel kernel)
 
 using namespace zv;
 
-ZVFIR* ZVFIR1616_Construct(ZVFIR* self) { return fir::make(self, fir::kinds[0], fir::kernel_1616()); }
-ZVFIR* ZVFIR1632_Construct(ZVFIR* self) { return fir::make(self, fir::kinds[1], fir::kernel_1632()); }
-ZVFIR* ZVFIR3232_Construct(ZVFIR* self) { return fir::make(self, fir::kinds[2], fir::kernel_3232()); }
+ZVFIR* ZVFIR1616_Construct(ZVFIR* self) { return fir::make(self, fir::kinds[0], fir::rows_1616); }
+ZVFIR* ZVFIR1632_Construct(ZVFIR* self) { return fir::make(self, fir::kinds[1], fir::rows_1632); }
+ZVFIR* ZVFIR3232_Construct(ZVFIR* self) { return fir::make(self, fir::kinds[2], fir::rows_3232); }
 
 void ZVFIR_Destruct(ZVFIR* self, uint32_t flags)
 {

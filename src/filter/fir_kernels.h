@@ -2,7 +2,7 @@
 // history slot i * decimation for result i, and then moves the history on.
 #pragma once
 #include "core/blocks.h"
-#include "core/cpu.h"
+#include "core/select.h"
 #include "core/simd.h"
 #include <cstddef>
 #include <zovek/fir.h>
@@ -12,11 +12,9 @@ namespace zv::fir {
 using Kernel = void (*)(ZVFIR* self, void* out, int32_t count, int32_t decimation);
 using Process2 = void (*)(ZVFIR* self, int32_t* out, int32_t count, int32_t phase);
 
-// The choice for the processor record as it stands.
-Kernel kernel_1616();
-Kernel kernel_1632();
-Kernel kernel_3232();
-Process2 process2();
+// The kernels of 16 -> 16, 16 -> 32 and 32 -> 32 bits, and of every second sample of 32 -> 32.
+extern const Rows<Kernel> rows_1616, rows_1632, rows_3232;
+extern const Rows<Process2> rows_process2;
 
 // Bits 15 to 30 of a Q30 sum, rounding toward minus infinity, and the sum as Q31; the top bit is dropped.
 constexpr int16_t q30_to_q15(uint32_t sum) { return static_cast<int16_t>(sum >> 15); }
@@ -76,38 +74,5 @@ void fir3232_high_unpack(ZVFIR*, void*, int32_t, int32_t);
 void fir3232_high_avx2(ZVFIR*, void*, int32_t, int32_t);
 void fir3232_high_avx512(ZVFIR*, void*, int32_t, int32_t);
 void fir3232_high_vnni(ZVFIR*, void*, int32_t, int32_t);
-
-// All kernels of the three kinds. What one needs beyond the base set: feature bits of the record and wider sets.
-enum class Form { to16, to32, exact, high };
-struct NamedKernel {
-    const char* name;
-    Form form;
-    Kernel run;
-    uint32_t features = 0, sets = 0;
-};
-inline constexpr NamedKernel all_kernels[] = {
-    {"fir1616_scalar", Form::to16, fir1616_scalar},
-    {"fir1616_mmx4",   Form::to16, fir1616_mmx4,   mmx},
-    {"fir1616_mmx8",   Form::to16, fir1616_mmx8,   mmx},
-    {"fir1616_mmx16",  Form::to16, fir1616_mmx16,  mmx},
-    {"fir1616_sse2",   Form::to16, fir1616_sse2,   sse2},
-    {"fir1616_avx2",   Form::to16, fir1616_avx2,   sse2, avx2},
-    {"fir1616_avx512", Form::to16, fir1616_avx512, sse2, avx512},
-    {"fir1616_vnni",   Form::to16, fir1616_vnni,   sse2, avx512vnni},
-    {"fir1632_scalar", Form::to32, fir1632_scalar},
-    {"fir1632_mmx4",   Form::to32, fir1632_mmx4,   mmx},
-    {"fir1632_mmx16",  Form::to32, fir1632_mmx16,  mmx},
-    {"fir1632_sse2",   Form::to32, fir1632_sse2,   sse2},
-    {"fir1632_avx2",   Form::to32, fir1632_avx2,   sse2, avx2},
-    {"fir1632_avx512", Form::to32, fir1632_avx512, sse2, avx512},
-    {"fir1632_vnni",   Form::to32, fir1632_vnni,   sse2, avx512vnni},
-    {"fir3232_exact",        Form::exact, fir3232_exact},
-    {"fir3232_high_shift",   Form::high,  fir3232_high_shift,   mmx},
-    {"fir3232_high_shuffle", Form::high,  fir3232_high_shuffle, mmx | 1u << 25}, // SSE brings extended MMX
-    {"fir3232_high_unpack",  Form::high,  fir3232_high_unpack,  mmx},
-    {"fir3232_high_avx2",    Form::high,  fir3232_high_avx2,    mmx, avx2},
-    {"fir3232_high_avx512",  Form::high,  fir3232_high_avx512,  mmx, avx512},
-    {"fir3232_high_vnni",    Form::high,  fir3232_high_vnni,    mmx, avx512vnni},
-};
 // clang-format on
 } // namespace zv::fir

@@ -77,5 +77,5 @@ void ZVFIR3232_Process_32_32(ZVFIR* self, int32_t* out, const int32_t* in, int32
 
 void ZVFIR3232_Process2(ZVFIR* self, int32_t* out, int32_t count, int32_t phase)
 {
-    fir::process2()(self, out, count, phase);
+    select(fir::rows_process2).kernel(self, out, count, phase);
 }

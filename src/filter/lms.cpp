@@ -2,7 +2,6 @@
 // one block, and a window is a place in history and input that moves on by one sample.
 #include "core/blocks.h"
 #include "core/frame.h"
-#include "core/select.h"
 #include "filter/lms_kernels.h"
 #include <algorithm>
 #include <cmath>
@@ -96,26 +95,22 @@ void lms_any(ZVLMS1616* self, int16_t* out, uint32_t count)
     });
 }
 
-struct Row {
-    When when;
-    Kernel kernel;
+// clang-format off
+static constexpr Row<Kernel> table[] = {
+    {on(mmx, amd_f5m6, amd_f5m8, amd_f5m9), "mmx",     "MMX",                          lms_mmx},
+    {on(mmx_ext, amd_f6, amd_f15),          "mmx_ext", "extended MMX",                 lms_mmx_ext},
+    {has(avx512),                           "avx512",  "AVX-512",                      lms_avx512},
+    {has(avx2),                             "avx2",    "AVX2",                         lms_avx2},
+    {otherwise,                             "any",     "MMX or scalar by the MMX bit", lms_any},
 };
-
-static constexpr Row rows[] = {
-    {on(mmx, amd_f5m6, amd_f5m8, amd_f5m9), lms_mmx},
-    {on(mmx_ext, amd_f6, amd_f15), lms_mmx_ext},
-    {has(avx512), lms_avx512},
-    {has(avx2), lms_avx2},
-    {otherwise, lms_any},
-};
+// clang-format on
+constinit const Rows<Kernel> rows = table;
 
 std::atomic<Kernel> lms_kernel = choose;
 
-Kernel kernel_for_processor() { return select(rows, &Row::kernel, *_CPU()); }
-
 void choose(ZVLMS1616* self, int16_t* out, uint32_t count)
 {
-    const Kernel kernel = kernel_for_processor();
+    const Kernel kernel = select(rows).kernel;
     lms_kernel.store(kernel, std::memory_order_relaxed);
     kernel(self, out, count);
 }

@@ -3,6 +3,7 @@
 #pragma once
 #include "core/real.h"
 #include "core/round_up.h"
+#include "core/select.h"
 #include "core/simd.h"
 #include "core/ties.h"
 #include <atomic>
@@ -16,8 +17,7 @@ using Kernel = void (*)(ZVLMS1616* self, int16_t* out, uint32_t count);
 // goes on there; threads that race through it store the same.
 extern std::atomic<Kernel> lms_kernel;
 void choose(ZVLMS1616* self, int16_t* out, uint32_t count);
-// The choice for the processor record as it stands.
-Kernel kernel_for_processor();
+extern const Rows<Kernel> rows;
 
 void lms_mmx(ZVLMS1616* self, int16_t* out, uint32_t count);
 void lms_mmx_ext(ZVLMS1616* self, int16_t* out, uint32_t count);

@@ -33,7 +33,7 @@ struct Depth {
         if constexpr (Bits <= 8)
             memset(out, static_cast<uint8_t>(word), 4 * count);
         else
-            memory::fill_words(reinterpret_cast<memory::DWord*>(out), word, static_cast<uint32_t>(count));
+            memory::fill_words(out, word, static_cast<uint32_t>(count));
     }
 
     static void store(uint8_t* row, int32_t x, uint32_t colour)

@@ -282,16 +282,15 @@ static constexpr Kernels plain = {"plain",         mix_plain,         turn_plain
 static constexpr Kernels double_avx512 = kernels_of<Avx512>("double_avx512", synchronous_fma);
 static constexpr Kernels double_avx2 = kernels_of<Avx2>("double_avx2", synchronous_fma);
 static constexpr Kernels double_sse2 = kernels_of<Sse2>("double_sse2", synchronous_plain);
-static constexpr Row rows[] = {
-    {has(avx512), &double_avx512},
-    {has(avx2), &double_avx2},
-    {has(sse2), &double_sse2},
-    {otherwise, &plain},
-};
-#else
-static constexpr Row rows[] = {{otherwise, &plain}};
 #endif
 
-std::span<const Row> kernel_rows() { return rows; }
-const Kernels& kernels() { return *select(rows, &Row::kernels, *_CPU()); }
+static constexpr Row<const Kernels*> table[] = {
+#if FLT_EVAL_METHOD == 0
+    {has(avx512), double_avx512.name, "AVX-512", &double_avx512},
+    {has(avx2), double_avx2.name, "AVX2", &double_avx2},
+    {has(sse2), double_sse2.name, "SSE2", &double_sse2},
+#endif
+    {otherwise, plain.name, "plain", &plain},
+};
+constinit const Rows<const Kernels*> rows = table;
 } // namespace zv::demodulator

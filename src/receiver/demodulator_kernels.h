@@ -5,7 +5,6 @@
 #include "core/select.h"
 #include "receiver/demodulator.h"
 #include "receiver/oscillator.h"
-#include <span>
 
 namespace zv::demodulator {
 // The state of the synchronous detector, and the largest phase step.
@@ -34,13 +33,8 @@ struct Kernels {
 void synchronous_plain(CarrierLoop& loop, const Detection& block);
 void synchronous_fma(CarrierLoop& loop, const Detection& block);
 
-struct Row {
-    When when;
-    const Kernels* kernels;
-};
-
-// Best first. The last row is the plain form in extended precision, for x87.
-std::span<const Row> kernel_rows();
+// The last row is the plain form in extended precision, for x87.
+extern const Rows<const Kernels*> rows;
 // The choice for the processor record as it stands.
-const Kernels& kernels();
+inline const Kernels& kernels() { return *select(rows).kernel; }
 } // namespace zv::demodulator

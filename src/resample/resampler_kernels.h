@@ -10,6 +10,7 @@
 // samples. The piece sums are put together in 64 bits, so the result is exact.
 #pragma once
 #include "core/fixed.h"
+#include "core/select.h"
 #include "core/simd.h"
 #include <zovek/resampler.h>
 
@@ -81,4 +82,9 @@ void narrow_sse2(const Tables& t, int32_t* out, int32_t outputs, Position at);
 void narrow_avx2(const Tables& t, int32_t* out, int32_t outputs, Position at);
 // For over and under without a common factor, under at most lane_reach * over.
 void narrow_lanes_avx512(const Tables& t, int32_t* out, int32_t outputs, Position at);
+
+// Of 16-bit samples: lane kernels, for ratios that they take, then kernels from rows, the last of them null,
+// for there 32-bit samples serve; and of 32-bit samples.
+inline constexpr size_t lane_kernels = 1;
+extern const Rows<Kernel> narrow_rows, wide_rows;
 } // namespace zv::resampler

@@ -1,28 +1,29 @@
 // From the prototype to the tables of the kernels, and the choice of kernels.
 #include "core/round_up.h"
-#include "core/select.h"
 #include "resample/resampler.h"
 #include <algorithm>
 #include <cstdlib>
 #include <numeric>
 
 namespace zv::resampler {
-struct Row {
-    When when;
-    Kernel narrow_lanes, narrow, wide;
-    Pack pack;
-};
-
-// All kernels of a column, and all columns where they apply, give the same bits.
+// All kernels, of both tables where both apply, give the same bits.
 // clang-format off
-constexpr Row rows[] = {
-    // processor                             lanes                16-bit samples  32-bit       to 16 bits
-    {has(sse2 | avx2 | avx512 | avx512vnni), narrow_lanes_avx512, nullptr,        nullptr,     nullptr},
-    {has(sse2 | avx2),                       nullptr,             narrow_avx2,    wide_avx2,   pack_avx2},
-    {has(sse2),                              nullptr,             narrow_sse2,    nullptr,     nullptr},
-    {otherwise,                              nullptr,             nullptr,        wide_scalar, pack_scalar},
+static constexpr Row<Kernel> narrow[] = {
+    {has(sse2 | avx2 | avx512 | avx512vnni), "avx512", "AVX-512 VNNI", narrow_lanes_avx512},
+    {has(sse2 | avx2),                       "avx2",   "AVX2",         narrow_avx2},
+    {has(sse2),                              "sse2",   "SSE2",         narrow_sse2},
+    {otherwise,                              "scalar", "scalar",       nullptr},
+};
+static constexpr Row<Kernel> wide[] = {
+    {has(sse2 | avx2),                       "avx2",   "AVX2",         wide_avx2},
+    {otherwise,                              "scalar", "scalar",       wide_scalar},
+};
+static constexpr Row<Pack> packs[] = {
+    {has(sse2 | avx2),                       "avx2",   "AVX2",         pack_avx2},
+    {otherwise,                              "scalar", "scalar",       pack_scalar},
 };
 // clang-format on
+constinit const Rows<Kernel> narrow_rows = narrow, wide_rows = wide;
 
 uint32_t private_bytes(uint64_t capacity)
 {
@@ -181,13 +182,13 @@ void build_tables(ZVResampler32* self)
     }
     t.samples = area + front_samples;
     fill_rows(t, prototype, count);
-    t.wide = select(rows, &Row::wide, *_CPU());
-    t.pack = select(rows, &Row::pack, *_CPU());
+    t.wide = select(wide_rows).kernel;
+    t.pack = select(Rows<Pack>(packs)).kernel;
 
-    const Kernel by_rows = select(rows, &Row::narrow, *_CPU());
-    const Kernel by_lanes = std::gcd(over, under) == 1 && under <= lane_reach * int64_t(over)
-                                ? select(rows, &Row::narrow_lanes, *_CPU())
-                                : nullptr;
+    const Kernel best = select(narrow_rows).kernel,
+                 by_rows = select(narrow_rows.subspan(lane_kernels)).kernel;
+    const bool lanes_fit = std::gcd(over, under) == 1 && under <= lane_reach * int64_t(over);
+    const Kernel by_lanes = best != by_rows && lanes_fit ? best : nullptr;
     if ((!by_rows && !by_lanes) || !find_cut(t)) return;
     t.lane_stride = round_up<16>(over + lanes - 1);
     if (by_lanes && (t.lane_pieces = room.take<int16_t>(uint64_t(t.pieces) * uint64_t(pairs_of(t)) *

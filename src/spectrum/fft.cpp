@@ -161,7 +161,7 @@ ZVFFT* make_double(ZVFFT* self, const Kernel& kernel)
 
 using namespace zv;
 
-ZVFFT* ZVFFT_Construct(ZVFFT* self) { return fft::make_double(self, fft::choose_double()); }
+ZVFFT* ZVFFT_Construct(ZVFFT* self) { return fft::make_double(self, *select(fft::double_rows).kernel); }
 
 void ZVFFT_Destruct(ZVFFT* self, uint32_t flags)
 {

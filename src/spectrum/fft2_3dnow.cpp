@@ -33,5 +33,5 @@ ZV_SET ZV_INLINE Floats turned(Floats b, const Factor& e)
 #include "spectrum/transform_3dnow.h"
 
 namespace zv::fft {
-constinit const Kernel float_3dnow = float_row("3dnow");
+constinit const Kernel float_3dnow = float_row();
 } // namespace zv::fft

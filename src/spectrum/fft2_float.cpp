@@ -20,7 +20,7 @@ ZVFFT* make_float(ZVFFT* self, const Kernel& kernel)
 
 using namespace zv;
 
-ZVFFT* ZVFFT2Float_Construct(ZVFFT* self) { return fft::make_float(self, fft::choose_float()); }
+ZVFFT* ZVFFT2Float_Construct(ZVFFT* self) { return fft::make_float(self, *select(fft::float_rows).kernel); }
 
 void ZVFFT2Float_BufferSize(ZVFFT* self, uint32_t size)
 {

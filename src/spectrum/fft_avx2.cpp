@@ -3,6 +3,6 @@
 #include "spectrum/transform.h"
 
 namespace zv::fft {
-constinit const Kernel float_avx2 = float_row("avx2");
-constinit const Kernel double_avx2 = double_row("avx2");
+constinit const Kernel float_avx2 = float_row();
+constinit const Kernel double_avx2 = double_row();
 } // namespace zv::fft

@@ -5,6 +5,6 @@
 #include "spectrum/transform.h"
 
 namespace zv::fft {
-constinit const Kernel float_avx512 = float_row("avx512");
-constinit const Kernel double_avx512 = double_row("avx512");
+constinit const Kernel float_avx512 = float_row();
+constinit const Kernel double_avx512 = double_row();
 } // namespace zv::fft

@@ -1,6 +1,7 @@
-// The frame of a spectrum kernel, the object's private tables, and the list of all kernels.
+// The frame of a spectrum kernel, the object's private tables, and all kernels.
 #pragma once
 #include "core/round_up.h"
+#include "core/select.h"
 #include "core/simd.h"
 #include <cstdint>
 #include <cstring>
@@ -23,7 +24,6 @@ struct Vector {
 
 // Everything that one processor row does, loading to module. The band transforms are null for doubles.
 struct Kernel {
-    const char* name;
     RealTransform<int16_t> real_16;
     RealTransform<int32_t> real_32;
     PairTransform<int16_t> pair_16;
@@ -36,9 +36,8 @@ struct Kernel {
 extern const Kernel float_portable, float_3dnow, float_3dnow_ext, float_sse2, float_avx2, float_avx512;
 extern const Kernel double_portable, double_sse2, double_avx2, double_avx512;
 
-// What _CPU() and wider_sets ask for.
-const Kernel& choose_float();
-const Kernel& choose_double();
+// Of ZVFFT2Float and of ZVFFT.
+extern const Rows<const Kernel*> float_rows, double_rows;
 // An object of either kind with a kernel of that kind; see the Constructs.
 ZVFFT* make_float(ZVFFT* self, const Kernel& kernel);
 ZVFFT* make_double(ZVFFT* self, const Kernel& kernel);

@@ -4,6 +4,6 @@
 #include "spectrum/transform.h"
 
 namespace zv::fft {
-constinit const Kernel float_sse2 = float_row("sse2");
-constinit const Kernel double_sse2 = double_row("sse2");
+constinit const Kernel float_sse2 = float_row();
+constinit const Kernel double_sse2 = double_row();
 } // namespace zv::fft

@@ -362,10 +362,9 @@ ZV_SET ZV_ENTRY void pairs(ZVFFT* self, const Sample* i, const Sample* q, uint32
 }
 
 // The set's row of either kind. Without fused products, I/Q pairs in float stay on the floating-point unit.
-constexpr Kernel float_row(const char* name)
+constexpr Kernel float_row()
 {
-    Kernel row = {.name = name,
-                  .real_16 = real<Floats, Reals, float>,
+    Kernel row = {.real_16 = real<Floats, Reals, float>,
                   .real_32 = real<Floats, Reals, float>,
                   .band_16 = band_16,
                   .band_32 = band_32,
@@ -381,10 +380,9 @@ constexpr Kernel float_row(const char* name)
     return row;
 }
 
-constexpr Kernel double_row(const char* name)
+constexpr Kernel double_row()
 {
-    return {.name = name,
-            .real_16 = real<Reals, Reals, double>,
+    return {.real_16 = real<Reals, Reals, double>,
             .real_32 = real<Reals, Reals, double>,
             .pair_16 = pairs<Reals, double>,
             .pair_32 = pairs<Reals, double>,

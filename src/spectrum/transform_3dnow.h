@@ -68,10 +68,9 @@ ZV_ENTRY void band(ZVFFT* self, const Sample* samples, uint32_t count, uint32_t 
     band_dft(self, first, last);
 }
 
-constexpr Kernel float_row(const char* name)
+constexpr Kernel float_row()
 {
-    return {.name = name,
-            .real_16 = real<int16_t>,
+    return {.real_16 = real<int16_t>,
             .real_32 = real<int32_t>,
             .pair_16 = plain::pair_kernel<float>,
             .pair_32 = plain::pair_kernel<float>,

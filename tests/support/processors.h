@@ -1,6 +1,8 @@
 // Another processor for a scope: the open record and the wider sets, put back at its end.
 #pragma once
-#include "core/cpu.h"
+#include "core/select.h"
+#include <algorithm>
+#include <vector>
 
 namespace test {
 class OnProcessor {
@@ -35,5 +37,18 @@ inline constexpr uint32_t amd_mmx_ext = 1u << 22, amd_3dnow_ext = 1u << 30, amd_
 inline bool runs_here(uint32_t features, uint32_t sets = 0)
 {
     return (_CPU()->features & features) == features && (zv::wider_sets & sets) == sets;
+}
+
+// The kernels of a table that this machine can run, each once.
+template <class Kernel>
+std::vector<zv::Row<Kernel>> running_here(zv::Rows<Kernel> rows)
+{
+    std::vector<zv::Row<Kernel>> found;
+    for (const zv::Row<Kernel>& row : rows) {
+        const bool taken = std::any_of(found.begin(), found.end(),
+                                       [&](const auto& other) { return other.kernel == row.kernel; });
+        if (!taken && row.when.has_sets(*_CPU(), zv::wider_sets)) found.push_back(row);
+    }
+    return found;
 }
 } // namespace test
