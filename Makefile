@@ -2,7 +2,7 @@
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
 build = cmake --build --preset release -j $(JOBS)
-programs = --target zovek zovek_static zovek_client
+programs = --target libzovek.so zovek_static zovek_client
 # Without the tests and what they need, but where they are built already.
 configure = cmake --preset release $(if $(wildcard build/release/tests),,-DZOVEK_TESTS=OFF)
 

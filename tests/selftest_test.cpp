@@ -2,8 +2,10 @@
 // for, and different as soon as a kernel gives another bit.
 #include "core/cpu.h"
 #include "filter/lms_kernels.h"
+#include "kernels.h"
 #include "selftest/selftest.h"
 #include "support/processors.h"
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace {
@@ -23,9 +25,8 @@ TEST(SelfTest, IsEqualWithoutCpuid)
 {
     ZVCPUInfo record = {};
     zv::decide({}, record);
-    const uint32_t sets = zv::decide_wider_sets({});
-    const test::OnProcessor as(record.classification, record.features, sets);
-    EXPECT_EQ(differing(run(sets)), "");
+    const test::OnProcessor as(record.classification, record.features, zv::decide_wider_sets({}));
+    EXPECT_EQ(differing(run()), "");
     const uint64_t before = ZVCPUInfo_GetTimer(&record);
     EXPECT_LE(before, ZVCPUInfo_GetTimer(&record)) << "the system's counter";
 }
@@ -50,9 +51,21 @@ TEST(SelfTest, IsEqualWithEveryKernelThatRunsHere)
                      << std::hex << row.classification << ' ' << row.features << ' ' << row.sets);
         const test::OnProcessor as(row.classification, row.features, row.sets);
         zv::lms::lms_kernel = zv::lms::choose;
-        EXPECT_EQ(differing(run(row.sets)), "");
+        EXPECT_EQ(differing(run()), "");
     }
     zv::lms::lms_kernel = zv::lms::choose;
+}
+
+TEST(SelfTest, PartsNameFamiliesThatHaveKernels)
+{
+    const auto is_listed = [](const auto& part) {
+        const auto all = client::kernels();
+        return !part.kernels || std::any_of(all.begin(), all.end(), [&](const auto& kernel) {
+            return std::string(kernel.family) == part.kernels;
+        });
+    };
+    for (const IntegerPart& part : integer_parts) EXPECT_TRUE(is_listed(part)) << part.name;
+    for (const RealPart& part : real_parts) EXPECT_TRUE(is_listed(part)) << part.name;
 }
 
 TEST(SelfTest, FindsOneWrongBitAndSaysWhere)
@@ -61,7 +74,7 @@ TEST(SelfTest, FindsOneWrongBitAndSaysWhere)
         zv::lms::lms_any(self, out, count);
         if (self->taps_count == 64) out[count / 2] ^= 1;
     };
-    const auto outcomes = run(zv::wider_sets);
+    const auto outcomes = run();
     zv::lms::lms_kernel = zv::lms::choose;
     EXPECT_EQ(differing(outcomes), "lms; ");
     testing::internal::CaptureStdout();

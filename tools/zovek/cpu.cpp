@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string>
 #include <vector>
+#include <zovek/cpu.h>
 
 namespace client {
 using namespace words;
@@ -20,7 +21,7 @@ std::string hex(uint32_t value)
 int show(bool json)
 {
     const ZVCPUInfo& cpu = *_CPU();
-    const uint32_t sets = wider_sets();
+    const WiderSets sets = wider_sets();
     const std::vector<std::pair<const char*, std::string>> record = {
         {"vendor", cpu.vendor},
         {"brand", cpu.brand},
@@ -34,19 +35,16 @@ int show(bool json)
         JsonObject text, chosen;
         for (const auto& [name, value] : record) text.add(name, value);
         text.add("timer_frequency", int64_t(cpu.timer_frequency));
-        text.add("avx2", (sets & avx2) != 0).add("avx512", (sets & avx512) != 0);
-        text.add("avx512vnni", (sets & vnni) != 0);
-        for (const KernelFamily& family : kernel_families())
-            chosen.add(family.name, kernel_of(family, cpu, sets).words);
+        text.add("avx2", sets.avx2).add("avx512", sets.avx512).add("avx512vnni", sets.vnni);
+        for (const FamilyKernel& kernel : kernels()) chosen.add(kernel.family, kernel.words);
         std::printf("%s\n", text.add("kernels", chosen).text().c_str());
         return 0;
     }
     for (const auto& [name, value] : record) std::printf("%-20s%s\n", name, value.c_str());
     std::printf("%-20s%llu Hz\n", "timer_frequency", static_cast<unsigned long long>(cpu.timer_frequency));
-    std::printf("%-20s%s%s%s\n\n", "wider sets", sets & avx2 ? "AVX2 " : "", sets & avx512 ? "AVX-512 " : "",
-                sets & vnni ? "VNNI" : "");
-    for (const KernelFamily& family : kernel_families())
-        std::printf("%-28s%s\n", family.name, kernel_of(family, cpu, sets).words);
+    std::printf("%-20s%s%s%s\n\n", "wider sets", sets.avx2 ? "AVX2 " : "", sets.avx512 ? "AVX-512 " : "",
+                sets.vnni ? "VNNI" : "");
+    for (const FamilyKernel& kernel : kernels()) std::printf("%-28s%s\n", kernel.family, kernel.words);
     return 0;
 }
 } // namespace

@@ -1,6 +1,5 @@
 // zovek-selftest [--json]: the client's self-test as a program of its own, for systems without the client's other
 // libraries.
-#include "kernels.h"
 #include "selftest.h"
 #include <cstdio>
 #include <cstring>
@@ -13,7 +12,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "zovek-selftest: wrong usage (zovek-selftest [--json])\n");
         return 2;
     }
-    const int status = report(run(client::wider_sets()), json);
+    const int status = report(run(), json);
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
         std::fprintf(stderr, "zovek-selftest: standard output: not all could be written\n");
         return 1;

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <zovek/cpu.h>
 
 namespace client::selftest {
 using namespace words;
@@ -17,10 +18,12 @@ static std::string hex(uint64_t value)
     return text;
 }
 
-// The kernel that the processor record chooses for a part; empty for one without kernels.
-static std::string kernel_name(const char* family, uint32_t sets)
+// The kernel that a part's family runs; empty for one without kernels.
+static std::string kernel_name(const char* family)
 {
-    return family ? kernel_of(kernel_family(family), *_CPU(), sets).name : "";
+    for (const FamilyKernel& kernel : kernels())
+        if (family && std::strcmp(kernel.family, family) == 0) return kernel.name;
+    return "";
 }
 
 // Whether the row holds for the kernel.
@@ -63,12 +66,12 @@ static Outcome outcome_of(const RealPart& part, const std::string& kernel)
     return outcome;
 }
 
-std::vector<Outcome> run(uint32_t sets)
+std::vector<Outcome> run()
 {
     std::vector<Outcome> outcomes;
     const auto take = [&](const auto& parts) {
         for (const auto& part : parts) {
-            const std::string kernel = kernel_name(part.kernels, sets);
+            const std::string kernel = kernel_name(part.kernels);
             const bool taken = !outcomes.empty() && outcomes.back().name == part.name;
             if (!taken && is_for(part.form, kernel)) outcomes.push_back(outcome_of(part, kernel));
         }
@@ -87,9 +90,8 @@ static void print(const std::vector<Outcome>& outcomes)
 
 static void print_json(const std::vector<Outcome>& outcomes, bool equal)
 {
-    JsonObject kernels, parts, text;
-    for (const KernelFamily& family : kernel_families())
-        kernels.add(family.name, kernel_of(family, *_CPU(), wider_sets()).name);
+    JsonObject chosen, parts, text;
+    for (const FamilyKernel& kernel : kernels()) chosen.add(kernel.family, kernel.name);
     for (const Outcome& part : outcomes) {
         JsonObject row;
         row.add("equal", part.equal).add("result", part.result).add("kernel", part.kernel);
@@ -104,7 +106,7 @@ static void print_json(const std::vector<Outcome>& outcomes, bool equal)
     }
     text.add("equal", equal).add("bits", int64_t(8 * sizeof(void*)));
     text.add("classification", hex(_CPU()->classification).substr(8));
-    std::printf("%s\n", text.add("kernels", kernels).add("parts", parts).text().c_str());
+    std::printf("%s\n", text.add("kernels", chosen).add("parts", parts).text().c_str());
 }
 
 int report(const std::vector<Outcome>& outcomes, bool json)

@@ -116,8 +116,7 @@ struct Outcome {
     std::string difference; // what was expected, where it differs
     std::vector<double> reals;
 };
-// sets: the wider sets by which the library chooses, those of the processor.
-std::vector<Outcome> run(uint32_t sets);
+std::vector<Outcome> run();
 // Writes the outcomes to standard output; the exit status, 1 if one differs.
 int report(const std::vector<Outcome>& outcomes, bool json);
 } // namespace client::selftest
