@@ -3,7 +3,6 @@
 import json
 import os
 import pathlib
-import random
 import subprocess
 import sys
 import tempfile
@@ -87,38 +86,13 @@ class Same(Case):
         self.assertAlmostEqual(snr, 7, delta=1.5)
 
     def test_signals_off_the_rules(self):
-        for rate, options, snr in ((8000, {}, 20), (44100, {}, 20), (22050, {"baud": bulletins.SAME_BAUD * 1.02}, 9),
-                                   (22050, {"baud": bulletins.SAME_BAUD * 0.985}, 9), (16000, {"shift": 25}, 12),
-                                   (16000, {"preamble": 8}, 12), (16000, {}, 2)):
-            audio = noisy(np.concatenate([bulletins.same(text, rate, **options) for text in (self.ONE, self.TWO)]), snr, rate)
+        for rate, options, snr in ((44100, {"baud": bulletins.SAME_BAUD * 1.02}, 9), (16000, {"shift": 25, "preamble": 8}, 12),
+                                   (8000, {}, 5)):
+            texts = [self.ONE, self.ONE.replace("019155", "019159"), self.ONE.replace("NWS", "NW5")]
+            audio = noisy(np.concatenate([bulletins.same(text, rate, **options) for text in (texts, self.TWO)]), snr, rate)
             with self.subTest(rate=rate, options=options, snr=snr):
                 lines = self.hear("same", audio, rate=rate)
                 self.assertEqual([line for line in lines if line != "NNNN"], [self.ONE] * 3 + [self.TWO] * 3)
-
-    def test_three_damaged_bursts_make_one_header(self):
-        def damaged(*places):
-            text = bytearray(self.ONE.encode())
-            for place in places:
-                text[place] ^= 0x55
-            return bytes(text)
-
-        one = self.ONE.encode()
-        rows = [  # bursts, lines that come, characters mended in each
-            ([damaged(6, 20), damaged(9, 30), damaged(14, 40)], 3, [2, 2, 2]),
-            ([damaged(35), one, one], 3, [1, 0, 0]),
-            ([one, damaged(*range(20, 40)), one], 3, [0, 20, 0]),
-            ([one[:25], one, one], 2, [0, 0]),        # broken off
-            ([one], 1, [0]),                           # the others weren't heard
-            ([damaged(6), damaged(9)], 0, []),         # no header: two opinions on two characters
-            ([one, self.TWO.encode(), self.TWO.encode()], 3, [0, 0, 0]),
-        ]
-        for bursts, count, mended in rows:
-            audio = modem.overs([bulletins.same_burst(burst, RATE) for burst in bursts], RATE, 1.0)
-            got = self.hear_json("same", np.concatenate([audio, np.zeros(RATE)]))
-            with self.subTest(bursts=bursts):
-                self.assertEqual(len(got), count)
-                self.assertLessEqual({line["text"] for line in got}, {self.ONE, self.TWO})
-                self.assertEqual([line["mended"] for line in got], mended)
 
 
 class Navtex(Case):
@@ -137,33 +111,19 @@ class Navtex(Case):
         self.assertAlmostEqual(got[0]["level"], -14, delta=0.5)
 
     def test_signals_off_the_rules(self):
-        rows = [({"centre": 815}, 0, []), ({"centre": 1190, "inverted": True}, 0, []), ({"baud": 100.5}, 10, []),
-                ({"baud": 99.5}, 10, []), ({"centre": 1700}, 10, ["--centre", 1750]), ({"phasing": 16}, 10, []), ({}, -6, [])]
-        for made, snr, options in rows:
+        for made, snr, options in (({"centre": 815, "baud": 100.5}, 10, []), ({"centre": 1190, "inverted": True, "baud": 99.5}, 10, []),
+                                   ({"centre": 1700}, -6, ["--centre", 1750])):
             audio = noisy(modem.overs([bulletins.sitor(self.TEXT, RATE, **made)] * 2, RATE, 1.5), snr)
-            with self.subTest(made=made, snr=snr):
+            audio[17 * RATE:17 * RATE + RATE // 20] = 0  # a click: the other copies tell
+            with self.subTest(made=made):
                 self.assertEqual(self.hear("navtex", audio, *options), self.LINES * 2)
 
-    def test_either_copy_is_enough(self):
-        bits = np.array(bulletins.sitor_bits(self.TEXT))
-        at = (np.arange(len(bits)) // 7) % 2  # 0: first copy
-        middle = slice(700, 1050)
-        for copy in (0, 1):
-            lost = bits.copy()
-            lost[middle][at[middle] == copy] = np.random.default_rng(3).integers(0, 2, np.count_nonzero(at[middle] == copy))
-            audio = np.zeros(RATE // 10)
-            audio = np.concatenate([modem.fsk(lost, 100, 1085, 915, RATE), audio])
-            # Lost copies are noise on the air, so the audio is silenced and noise put there.
-            mask = np.repeat((at == copy) & (np.arange(len(bits)) >= 700) & (np.arange(len(bits)) < 1050), RATE // 100)
-            audio[:len(mask)][mask] = modem.noise(np.count_nonzero(mask), 4, RATE, 0.3)
-            self.assertEqual(self.hear("navtex", audio), self.LINES, f"copy {copy}")
-        both = modem.fsk(bits, 100, 1085, 915, RATE)
-        both[1000 * RATE // 100:1100 * RATE // 100] = modem.noise(RATE, 4, RATE, 0.3)  # 1 s: some have neither copy
-        got = self.hear_json("navtex", both)
-        self.assertEqual([line["text"] for line in got][::3], self.LINES[::3])
+    def test_what_is_lost_is_marked(self):
+        audio = bulletins.sitor(self.TEXT, RATE)
+        audio[10 * RATE:11 * RATE] = modem.noise(RATE, 4, RATE, 0.3)
+        got = self.hear_json("navtex", audio)
         self.assertGreater(sum(line["unreadable"] for line in got), 0)
-        for line, sent in zip(got, self.LINES):
-            self.assertEqual(line["unreadable"], line["text"].count("*"))
+        self.assertEqual([line["unreadable"] for line in got], [line["text"].count("*") for line in got])
 
 
 class Pocsag(Case):
@@ -188,20 +148,11 @@ class Pocsag(Case):
             self.assertEqual(self.hear("pocsag", bulletins.pocsag_audio(words, 1200 * off, RATE)), self.LINES, off)
 
     def test_errors_are_mended_or_told(self):
-        chance = random.Random(4)
-        for wrong in range(4):
-            words = bulletins.pocsag_words(self.PAGES)
-            for k in range(18, len(words)):
-                flips = wrong if words[k] != bulletins.SYNC else min(wrong, 2)
-                for place in chance.sample(range(32), flips):
-                    words[k] ^= 1 << place
-            got = self.hear_json("pocsag", bulletins.pocsag_audio(words, 1200, RATE))
-            self.assertEqual([page["text"] for page in got], self.LINES if wrong < 3 else [], wrong)
-            self.assertEqual([page["corrected"] for page in got], [wrong * n for n in (7, 5, 1, 2)][:len(got)])
         words = bulletins.pocsag_words(self.PAGES[:1])
+        words[18 + 16] ^= 0b11 << 9  # the first one
         words[18 + 17 + 1] ^= 0b10101 << 12  # the second codeword of the message, in the next batch
         page, = self.hear_json("pocsag", bulletins.pocsag_audio(words, 1200, RATE))
-        self.assertEqual((page["message"], page["lost"]), ("He\ufffd\ufffd\ufffd\ufffd{world}<0x0a>73!", 1))
+        self.assertEqual((page["message"], page["lost"], page["corrected"]), ("He\ufffd\ufffd\ufffd\ufffd{world}<0x0a>73!", 1, 2))
 
     def test_kinds_by_wish_and_rates_by_wish(self):
         audio = bulletins.pocsag([(16, 3, "0123", True), (24, 0, "Words")], 1200, RATE)

@@ -103,7 +103,8 @@ TEST(SameReceiver, MakesOneHeaderOfThreeBursts)
         {{good}, {0}, {1}},                                  // the others weren't heard
         {{{one, damage({6})}, {one, damage({9})}}, {}, {}},  // two opinions on two characters
         {{good, other, other}, {0, 0, 0}, {1, 1, 2}},
-        {{{one, damage({30}), 1.4f}, good}, {1, 0}, {0, 1}}, // softly wrong
+        {{good, good, good, good}, {0, 0, 0, 0}, {1, 2, 3, 1}}, // sent again
+        {{{one, damage({30}), 1.4f}, good}, {1, 0}, {0, 1}},    // softly wrong
         {{{one, damage({30}), 1.6f}, good}, {}, {}},
     };
     for (const Row& row : rows) {
@@ -122,19 +123,28 @@ TEST(SameReceiver, MakesOneHeaderOfThreeBursts)
 
 TEST(SameReceiver, FindsTheBeginningOfABurst)
 {
-    for (const char* text : {one.c_str(), "NNNN"}) {
-        const size_t most = text == one ? 10 : 4; // bits of the sync that may be wrong
-        for (const size_t wrong : {size_t(0), most, most + 1}) {
+    for (const auto& [text, most] :
+         {std::pair{one, 10u}, {std::string("NNNN"), 4u}}) // bits of a sync that may be wrong
+        for (const size_t wrong : {0u, most, most + 1}) {
             std::vector<size_t> places;
-            for (size_t k = 0; k < wrong; ++k) places.push_back(12 * 8 + 3 * k);
+            while (places.size() < wrong) places.push_back(12 * 8 + 3 * places.size());
             Bits bits;
             send(bits, text, places);
             send(bits, "");
             const auto found = hear(bits);
-            ASSERT_EQ(found.size(), size_t(wrong <= most)) << text << wrong;
+            EXPECT_EQ(found.size(), size_t(wrong <= most)) << text << wrong;
             for (const auto& burst : found) EXPECT_EQ(burst.burst.begin, 521);
         }
-    }
     EXPECT_TRUE(hear(noise(300000)).empty());
+}
+
+TEST(SameReceiver, GivesAHeaderOnWhichTwoAgreeAtOnce)
+{
+    Bits bits;
+    for (int burst = 0; burst < 2; ++burst) send(bits, one);
+    SameReceiver receiver;
+    size_t found = 0;
+    for (const auto& bit : bits) found += receiver.push(bit).size();
+    EXPECT_EQ(found, 2u);
 }
 } // namespace

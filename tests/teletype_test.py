@@ -11,7 +11,7 @@ import unittest
 
 import numpy as np
 import soundfile
-from scipy.signal import hilbert, resample_poly
+from scipy.signal import resample_poly
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
@@ -46,19 +46,6 @@ def in_noise(signal, snr, rate=8000, seed=1, level=0.2):
     return level * (sent + modem.noise(len(sent), seed, rate, 10 ** (-snr / 10)))
 
 
-def fading(signal, rate, seed, hertz=0.5, delay=1e-3):
-    """Two paths, each with a gain of its own that turns and fades (Rayleigh)."""
-    dice, steps = np.random.default_rng(seed), np.arange(-300, 301) / 100
-    shape = np.exp(-(2 * np.pi * hertz * steps) ** 2 / 2)
-    paths = hilbert(signal), np.roll(hilbert(signal), int(delay * rate))
-    count, heard = len(signal) * 100 // rate + 700, 0
-    for path in paths:
-        gain = np.convolve(dice.normal(size=(count, 2)) @ [1, 1j], shape / np.sqrt(2 * np.sum(shape**2)), "same")
-        at = np.arange(len(signal)) * 100 / rate + 300
-        heard = heard + path * (np.interp(at, np.arange(count), gain.real) + 1j * np.interp(at, np.arange(count), gain.imag))
-    return heard.real / np.sqrt(2)
-
-
 class Teletype(unittest.TestCase):
     def check(self, got, most=0.0, sent=TEXT):
         errors = text_errors.error_rate(got, sent)
@@ -69,11 +56,8 @@ class Teletype(unittest.TestCase):
         rtty, ascii7, ascii8 = modem.ita2(TEXT), modem.with_parity(BYTES, 7), BYTES
         odd = modem.with_parity(BYTES, 7, odd=True)
         for codes, bits, baud, mark, space, stop, snr, mode, options in (
-                (rtty, 5, 1000 / 22, 2125, 2295, 1.5, -3, "rtty", ""),
                 (rtty, 5, 1000 / 22, 2295, 2125, 1.5, -3, "rtty", "--reverse"),
                 (rtty, 5, 1000 / 22, 2125, 2295, 1, -3, "rtty", "--stop 1"),
-                (rtty, 5, 1000 / 22, 2125, 2295, 2, -3, "rtty", ""), # another stop than told
-                (rtty, 5, 1000 / 22, 2125, 2295, 1, -3, "rtty", ""),
                 (rtty, 5, 50, 775, 1225, 1.5, -2, "rtty", "--mark 775 --shift 450 --baud 50"),
                 (rtty, 5, 75, 1925, 1075, 1.5, 0, "rtty", "--centre 1.5k --shift -850 --baud 75 --stop 1.5"),
                 (modem.ita2(TEXT, unshift=False), 5, 100, 915, 1085, 1, 0, "rtty",
@@ -92,42 +76,25 @@ class Teletype(unittest.TestCase):
                 self.check(decode(in_noise(signal, snr), mode, *options.split()), 0, sent)
 
     def test_off_tune_off_speed_loud_and_quiet(self):
-        for baud, offset, level, rate in ((45.0, 0, 0.2, 8000), (45.9, 0, 0.2, 11025), (45.45, 20, 0.2, 22050),
-                                          (45.45, -20, 0.2, 8000), (45.45, 0, 3, 44100), (45.45, 0, 3e-4, 48000)):
-            with self.subTest(baud=baud, offset=offset, level=level, rate=rate):
-                signal = modem.keyed(modem.ita2(TEXT), 5, baud, 2125 + offset, 2295 + offset, rate, 1.5)
-                self.check(decode(in_noise(signal, 3, rate, level=level), "rtty", rate=rate))
-        for baud, offset in ((291, 0), (309, 0), (300, 20), (300, -20)):
-            signal = modem.keyed(BYTES, 8, baud, 1270 + offset, 1070 + offset, 8000)
-            self.check(decode(in_noise(signal, 6), "ascii"), 0, BYTES.decode())
-
-    def test_fading_and_weak(self):
-        """Of each a few seeds: most character errors."""
-        signal = modem.keyed(modem.ita2(TEXT * 2), 5, 50, 1225, 775, 8000, 1.5)
-        errors = [text_errors.error_rate(decode(in_noise(fading(signal, 8000, seed), 8, seed=seed), "rtty", "--mark", 1225,
-                                                "--space", 775, "--baud", 50), TEXT * 2) for seed in range(4)]
-        self.assertLess(np.mean(errors), 0.03)
-        for codes, bits, baud, tones, stop, snr, mode, most in (
-                (modem.ita2(TEXT * 3), 5, 1000 / 22, (2125, 2295), 1.5, -7, "rtty", 0.03),
-                (BYTES * 5, 8, 300, (1270, 1070), 1, 0, "ascii", 0.01)):
-            signal = modem.keyed(codes, bits, baud, *tones, 8000, stop)
-            self.check(decode(in_noise(signal, snr), mode), most, (TEXT * 3 if mode == "rtty" else BYTES.decode() * 5))
+        for mode, baud, offset, level, rate in (("rtty", 45, 20, 3, 11025), ("rtty", 45.9, -20, 3e-4, 44100), ("ascii", 291, 20, 0.2, 8000)):
+            with self.subTest(mode=mode, baud=baud):
+                codes, bits, tones = (modem.ita2(TEXT), 5, (2125, 2295)) if mode == "rtty" else (BYTES, 8, (1270, 1070))
+                signal = modem.keyed(codes, bits, baud, *(tone + offset for tone in tones), rate, 1.5)
+                self.check(decode(in_noise(signal, 6, rate, level=level), mode, rate=rate), 0, TEXT if mode == "rtty" else BYTES.decode())
 
     def test_what_is_no_text_gives_none(self):
-        rate = 22050
-        at = np.arange(40 * rate) / rate
+        rate = 11025
+        at = np.arange(15 * rate) / rate
         noise = modem.noise(len(at), 9, rate, 0.03)
         buzz = np.sign(np.sin(2 * np.pi * 170 * at)) * 0.1 + noise / 10
         packets = modem.overs([0.3 * modem.packet("QA1AA>QTEST:" + "no teletype " * 9, rate)] * 9, rate)
-        syllables = np.abs(np.sin(2 * np.pi * 1.7 * at)) * buzz
-        for options in (["rtty"], ["rtty", "--mark", 1225, "--space", 775, "--baud", 50], ["ascii"],
-                        ["ascii", "--tones", "v21-answer", "--bits", 7], ["ascii", "--tones", "bell202"]):
-            for name, audio in (("noise", noise), ("buzz", buzz), ("packets", packets), ("syllables", syllables),
-                                ("silence", 0 * at), ("carrier", 0.3 * np.sin(2 * np.pi * 1270 * at) + noise / 10)):
-                if name == "packets" and "bell202" in options:
-                    continue # the same tones at the same speed: here and there they look like characters
-                with self.subTest(name=name, options=options):
-                    self.assertEqual(decode(audio, *options, rate=rate), "")
+        carrier = 0.3 * np.sin(2 * np.pi * 1270 * at) + noise / 10
+        audio = np.concatenate([noise, buzz, np.abs(np.sin(2 * np.pi * 1.7 * at)) * buzz, 0 * at, carrier])
+        for options in ("rtty", "ascii", "ascii --tones v21-answer --bits 7", "ascii --tones bell202"):
+            # Packets have the tones and the speed of bell202: here and there they look like characters.
+            more = [] if "bell202" in options else packets
+            with self.subTest(options=options):
+                self.assertEqual(decode(np.concatenate([audio, more]), *options.split(), rate=rate), "")
 
     def test_lines_come_at_once_and_however_the_stream_is_cut(self):
         signal = modem.keyed(modem.ita2("FIRST LINE\r\nSECOND"), 5, 1000 / 22, 2125, 2295, 8000, 1.5)
@@ -145,15 +112,14 @@ class Teletype(unittest.TestCase):
             client.communicate()
 
     def test_json_tells_level_and_noise(self):
-        for codes, bits, baud, tones, stop, mode in ((modem.ita2(TEXT), 5, 1000 / 22, (2125, 2295), 1.5, "rtty"),
-                                                     (BYTES, 8, 300, (1270, 1070), 1, "ascii")):
-            for snr in (10, 2):
-                signal = modem.keyed(codes, bits, baud, *tones, 8000, stop)
-                line = json.loads(decode(in_noise(signal, snr, level=0.1), mode, "--json").splitlines()[0])
-                self.assertAlmostEqual(line["snr"], snr, delta=1.5)
-                self.assertAlmostEqual(line["level"], -20, delta=0.5)
-                begin = 0.5 + (10 + (1 + bits + stop) * (mode == "rtty")) / baud
-                self.assertAlmostEqual(line["time"], begin, delta=0.2 / baud)
+        for codes, bits, baud, tones, stop, mode, snr in ((modem.ita2(TEXT), 5, 1000 / 22, (2125, 2295), 1.5, "rtty", 2),
+                                                          (BYTES, 8, 300, (1270, 1070), 1, "ascii", 10)):
+            signal = modem.keyed(codes, bits, baud, *tones, 8000, stop)
+            line = json.loads(decode(in_noise(signal, snr, level=0.1), mode, "--json").splitlines()[0])
+            self.assertAlmostEqual(line["snr"], snr, delta=1.5)
+            self.assertAlmostEqual(line["level"], -20, delta=0.5)
+            begin = 0.5 + (10 + (1 + bits + stop) * (mode == "rtty")) / baud
+            self.assertAlmostEqual(line["time"], begin, delta=0.2 / baud)
 
     def test_samples(self):
         for name, *options in (("rtty",), ("ascii", "--bits", "7")):
