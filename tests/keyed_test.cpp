@@ -18,14 +18,6 @@ struct Air {
     bool fading = false;             // one tone after the other
 };
 
-std::vector<int> dice(size_t count)
-{
-    std::mt19937 random(3);
-    std::vector<int> bits(count);
-    for (int& bit : bits) bit = int(random() >> 31);
-    return bits;
-}
-
 test::Signal send(const std::vector<int>& bits, const Air& air)
 {
     std::mt19937 random(1);
@@ -48,8 +40,11 @@ struct Heard {
     double predicted = 0;                 // errors, as the known likelihoods say
 };
 
-Heard hear(const std::vector<int>& bits, const Air& air)
+Heard hear(const Air& air)
 {
+    std::mt19937 random(3);
+    std::vector<int> bits(4000);
+    for (int& bit : bits) bit = int(random() >> 31);
     const auto signal = send(bits, air);
     Correlator correlator(rate, air.tones);
     Surveyor surveyor(air.tones, correlator);
@@ -94,7 +89,6 @@ Heard hear(const std::vector<int>& bits, const Air& air)
 
 TEST(Keying, SurveysTheSignalAndHearsBetterForIt)
 {
-    const auto bits = dice(4000);
     const Air airs[] = {
         {wide, {1500, 1500}, 9, 0, 26},   {wide, {1500, 375}, 11, 0, 60},
         {fast, {500, 1500}, 11, 20, 9},   {fast, {1500, 1500}, 9, -25, 9},
@@ -102,7 +96,7 @@ TEST(Keying, SurveysTheSignalAndHearsBetterForIt)
         {narrow, {1500, 625}, 11, 0, 12}, {fast, {1500, 1500}, 14, 0, 230, true},
     };
     for (const Air& air : airs) {
-        const Heard heard = hear(bits, air);
+        const Heard heard = hear(air);
         SCOPED_TRACE(&air - airs);
         EXPECT_LE(heard.known, air.most);
         EXPECT_GT(heard.blind, 1.3 * heard.known);

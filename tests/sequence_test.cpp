@@ -1,7 +1,8 @@
 // Bits of phase-continuous FSK by sequences: a sender sample by sample, correlators, and errors counted.
 #include "decoders/sequence.h"
+#include <array>
+#include <cmath>
 #include <complex>
-#include <functional>
 #include <gtest/gtest.h>
 #include <random>
 #include <utility>
