@@ -19,10 +19,9 @@ zovek::FIR make_tilted(const Modem& modem, const Band& band, double tilt)
             sum +=
                 std::pow(10, tilt / 20 * place) * std::cos(2 * M_PI * f / rate * (n - (band.taps - 1) / 2.0));
         }
-        const double u = 2 * M_PI * n / (band.taps - 1);
-        taps[size_t(n)] = 2 * step / rate * sum * (0.42 - 0.5 * std::cos(u) + 0.08 * std::cos(2 * u));
+        taps[size_t(n)] = 2 * step / rate * sum * blackman(2 * M_PI * n / (band.taps - 1));
     }
-    zovek::FIR fir = make_fir(3, band.taps, rate, band.low, band.high);
+    zovek::FIR fir = make_fir(ZVFIRType_BandPass, band.taps, rate, band.low, band.high);
     fir->set_taps_double(fir, taps.data(), band.taps);
     return fir;
 }
@@ -33,8 +32,8 @@ Front::Front(const Modem& modem, const Hearing& hearing) : sums_(kept)
     const Band& band = hearing.width == Width::wide ? modem.wide : modem.narrow;
     const double rate = modem.rate();
     band_ = hearing.tilt ? make_tilted(modem, band, hearing.tilt)
-                         : make_fir(3, band.taps, rate, band.low, band.high);
-    post_ = make_fir(1, post_taps, rate, 0, modem.baud * 5 / 6);
+                         : make_fir(ZVFIRType_BandPass, band.taps, rate, band.low, band.high);
+    post_ = make_fir(ZVFIRType_LowPass, post_taps, rate, 0, modem.baud * 5 / 6);
     omega_ = {2 * M_PI * (modem.tone_1 + hearing.offset) / rate,
               2 * M_PI * (modem.tone_2 + hearing.offset) / rate};
     lag_ = (band.taps - 1) / 2.0 / rate;
@@ -42,7 +41,7 @@ Front::Front(const Modem& modem, const Hearing& hearing) : sums_(kept)
         discriminator_ = decltype(discriminator_)(ZVFSKDelayDemod16_Construct);
         ZVFSKDelayDemod_SamplingRate(discriminator_, float(rate));
         ZVDelayLine_Delay(discriminator_->delay_line, int32_t(std::lround(modem.delay * rate)));
-        ZVFIR_FIRType(discriminator_->pre_filter, 0); // the band-pass stands before
+        ZVFIR_FIRType(discriminator_->pre_filter, ZVFIRType_PassThrough); // the band-pass stands before
         ZVFIR_TapsNum(discriminator_->pre_filter, 3);
         ZVFIR_CutOffHigh(discriminator_->post_filter, float(modem.baud * 3 / 4));
         return;

@@ -1,7 +1,7 @@
 #include "decoders/blocks.h"
 
 namespace decoders {
-zovek::FIR make_fir(int32_t design, int32_t taps, double rate, double low, double high)
+zovek::FIR make_fir(ZVFIRType design, int32_t taps, double rate, double low, double high)
 {
     zovek::FIR fir(ZVFIR1616_Construct);
     ZVFIR_SamplingRate(fir, float(rate));

@@ -1,13 +1,17 @@
-// Blocks of the library as decoders use them: owned, and fed with streams.
+// Blocks of the library as decoders use them: owned, and fed with streams; and what goes with them.
 #pragma once
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <vector>
 #include <zovek.hpp>
 
 namespace decoders {
-// A filter of 16-bit samples. Designs are those of ZVFIR: 1 low-pass, 2 high-pass, 3 band-pass.
-zovek::FIR make_fir(int32_t design, int32_t taps, double rate, double low, double high);
+// A filter of 16-bit samples.
+zovek::FIR make_fir(ZVFIRType design, int32_t taps, double rate, double low, double high);
+
+// The Blackman window, by the phase from its end, radians over its length.
+inline double blackman(double phase) { return 0.42 - 0.5 * std::cos(phase) + 0.08 * std::cos(2 * phase); }
 
 // Pushes silence of so many samples, by pieces.
 template <class Push>

@@ -189,8 +189,8 @@ public:
           intake_(
               from, rate, 2 * window, 0.12,
               [this](const int16_t* samples, size_t count, int64_t first) { take(samples, count, first); }),
-          band_(
-              make_fir(3, band_taps, rate, centre - range - 2 * half_shift, centre + range + 2 * half_shift))
+          band_(make_fir(ZVFIRType_BandPass, band_taps, rate, centre - range - 2 * half_shift,
+                         centre + range + 2 * half_shift))
     {
         for (int offset = -range; offset <= range; offset += step)
             receivers_.push_back(std::make_unique<Receiver>(centre + offset, *this));

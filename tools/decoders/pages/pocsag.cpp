@@ -22,7 +22,7 @@ public:
           take_(std::move(take)),
           intake_(from, double(baud) * bit_samples, block_bits * bit_samples, 0.12,
                   [this](const int16_t* samples, size_t count, int64_t) { hear(samples, count); }),
-          smoothing_(make_fir(6, smoothing_taps, intake_.rate(), 0, baud)),
+          smoothing_(make_fir(ZVFIRType_MovingAverage, smoothing_taps, intake_.rate(), 0, baud)),
           clock_(bit_samples, 0.1, 0.012, [this](int16_t soft, double at) { hear_bit(soft, at); })
     {
         // Of white noise the smoothing lets through as much as an ideal low-pass of this width.

@@ -1,4 +1,5 @@
 #include "radio/channel.h"
+#include "decoders/blocks.h"
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -9,9 +10,9 @@ ChannelFilter::ChannelFilter(double rate, double cutoff, int32_t taps)
 {
     std::vector<double> design(taps_.size());
     for (int32_t t = 0; t < taps; ++t) {
-        const double n = t - (taps - 1) / 2, x = 2 * M_PI * (t + 1) / (taps + 1);
+        const double n = t - (taps - 1) / 2;
         const double sinc = n == 0 ? 2 * cutoff / rate : std::sin(2 * M_PI * cutoff * n / rate) / (M_PI * n);
-        design[size_t(t)] = sinc * (0.42 - 0.5 * std::cos(x) + 0.08 * std::cos(2 * x));
+        design[size_t(t)] = sinc * decoders::blackman(2 * M_PI * (t + 1) / (taps + 1));
     }
     const double sum = std::accumulate(design.begin(), design.end(), 0.0);
     std::transform(design.begin(), design.end(), taps_.begin(),

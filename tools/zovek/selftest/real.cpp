@@ -47,7 +47,7 @@ void spectrum_double(Reals& reals)
     const Made<ZVFFT> fft(ZVFFT_Construct, ZVFFT_Destruct);
     const auto signal = line_signal();
     ZVFFT_BufferSize(fft, size);
-    ZVFFT_WindowType(fft, 2);
+    ZVFFT_WindowType(fft, ZVWindowType_Hann);
     ZVFFT_Compute_16(fft, signal.data(), size);
     take<double>(reals, fft);
     ZVFFT_Compute_32(fft, line_signal_32().data(), size);
@@ -61,7 +61,7 @@ void spectrum_float(Reals& reals)
     const Made<ZVFFT> fft(ZVFFT2Float_Construct, ZVFFT_Destruct);
     const auto signal = line_signal();
     ZVFFT2Float_BufferSize(fft, size);
-    ZVFFT_WindowType(fft, 4);
+    ZVFFT_WindowType(fft, ZVWindowType_Blackman);
     fft->compute_16(fft, signal.data(), size);
     take<float>(reals, fft);
     fft->compute_32(fft, line_signal_32().data(), size);

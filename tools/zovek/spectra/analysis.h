@@ -19,7 +19,7 @@ struct AnalysisOptions {
     InputOptions input;
     IQOptions iq;
     int32_t size = 0;               // samples or pairs; 0: chosen
-    int window = 2;                 // place in window_names
+    int window = ZVWindowType_Hann; // place in window_names
     std::optional<double> overlap;  // percent of a block that the next one has too
     std::optional<double> from, to; // Hz; the whole band
     double start = 0;               // s

@@ -14,7 +14,8 @@
 #include <zovek/fft2_float.h>
 
 namespace client::spectra {
-constexpr const char* window_names[] = {"rectangular", "triangular", "hann", "hamming", "blackman"};
+constexpr const char* window_names[] = // by ZVWindowType
+    {"rectangular", "triangular", "hann", "hamming", "blackman"};
 
 class Transform {
 public:
