@@ -49,6 +49,15 @@ class Documents(unittest.TestCase):
                 self.assertEqual(done.returncode, 0, done.stderr)
                 self.assertTrue(done.stdout)
 
+    def test_sources_to_copy_compile(self):
+        sources = re.findall(r"```cpp\n(.*?)```", (ROOT / "CONTRIBUTING.md").read_text(), flags=re.S)
+        self.assertTrue(sources)
+        folders = [f"-I{ROOT / folder}" for folder in ("include", "src", "tests", "tools", "bindings/cpp")]
+        for source in sources:
+            subprocess.run([CC, f"-m{BITS}", "-std=c++20", "-Wall", "-Wextra", "-Wno-missing-field-initializers", "-Werror",
+                            "-I/usr/src/googletest/googletest/include", *folders, "-fsyntax-only", "-xc++", "-"],
+                           input=source.encode(), check=True)
+
     def test_readme_program_receives(self):
         """Its lines, pasted, receive the station that they name; the program holds speech with pauses, at any level."""
         readme = (ROOT / "README.md").read_text()
@@ -109,7 +118,8 @@ class Documents(unittest.TestCase):
 
     def test_links_lead_somewhere(self):
         for path in [*ROOT.glob("*.md"), *ROOT.glob("docs/*.md"), *ROOT.glob("samples/*.md")]:
-            for target in re.findall(r"\]\(([^)#:]+)\)", path.read_text()):
+            text = re.sub(r"```.*?```", "", path.read_text(), flags=re.S)
+            for target in re.findall(r"\]\(([^)#:]+)\)", text):
                 self.assertTrue((path.parent / target).exists(), f"{path.name}: {target}")
 
 
