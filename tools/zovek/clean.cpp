@@ -10,9 +10,7 @@
 #include <cmath>
 #include <new>
 #include <numeric>
-#include <zovek/lms.h>
-#include <zovek/notch_filter.h>
-#include <zovek/pitch_shift.h>
+#include <zovek.hpp>
 
 namespace client {
 using namespace words;
@@ -70,10 +68,9 @@ class Predictor : public Step {
 public:
     Predictor(const Prediction& prediction, bool error)
     {
-        if (!lms_) throw std::bad_alloc();
-        ZVLMS_BufferSize(lms_.get(), piece);
-        ZVLMS_TapsNum(lms_.get(), prediction.taps);
-        ZVLMS_DelaySize(lms_.get(), prediction.delay);
+        ZVLMS_BufferSize(lms_, piece);
+        ZVLMS_TapsNum(lms_, prediction.taps);
+        ZVLMS_DelaySize(lms_, prediction.delay);
         if (lms_->taps_count != prediction.taps || lms_->delay != prediction.delay) throw std::bad_alloc();
         lms_->step_size = float(prediction.step);
         lms_->leakage = float(prediction.leakage);
@@ -84,7 +81,7 @@ public:
     void run(int16_t* samples, int32_t count) override
     {
         for (int32_t at = 0; at < count; at += piece) {
-            ZVLMS1616_Process_16_16(lms_.get(), samples + at, samples + at, std::min(piece, count - at), 1);
+            ZVLMS1616_Process_16_16(lms_, samples + at, samples + at, std::min(piece, count - at), 1);
             renew_power();
         }
     }
@@ -101,10 +98,7 @@ private:
                                       [](float sum, int16_t v) { return sum + float(v) * float(v); });
     }
 
-    struct Free {
-        void operator()(ZVLMS1616* self) const { ZVLMS_Destruct(self, 1); }
-    };
-    const std::unique_ptr<ZVLMS1616, Free> lms_{ZVLMS1616_Construct(nullptr)};
+    const zovek::LMS lms_{ZVLMS1616_Construct};
 };
 
 class Notch : public Step {
@@ -126,24 +120,20 @@ class Shifter : public Step {
 public:
     Shifter(const Wish& wish, int32_t rate)
     {
-        if (!shifter_) throw std::bad_alloc();
         const int32_t taps = std::clamp(rate / 40, 31, 4095) | 1; // 25 ms: down to some 110 Hz
-        ZVPitchShift1616_SamplingRate(shifter_.get(), rate);
-        ZVPitchShift1616_TapsNum(shifter_.get(), taps);
+        ZVPitchShift1616_SamplingRate(shifter_, rate);
+        ZVPitchShift1616_TapsNum(shifter_, taps);
         if (shifter_->table_length != rate || shifter_->taps_count != taps) throw std::bad_alloc();
         shifter_->shift = int32_t(wish.hz);
     }
     void run(int16_t* samples, int32_t count) override
     {
-        ZVPitchShift1616_Process_16_16(shifter_.get(), samples, samples, count, 1);
+        ZVPitchShift1616_Process_16_16(shifter_, samples, samples, count, 1);
     }
     int32_t delay() const override { return shifter_->taps_count / 2; }
 
 private:
-    struct Free {
-        void operator()(ZVPitchShift* self) const { ZVPitchShift_Destruct(self, 1); }
-    };
-    const std::unique_ptr<ZVPitchShift, Free> shifter_{ZVPitchShift1616_Construct(nullptr)};
+    const zovek::PitchShift shifter_{ZVPitchShift1616_Construct};
 };
 
 std::unique_ptr<Step> make_step(const Wish& wish, int32_t rate)

@@ -1,29 +1,27 @@
 #include "io/converter.h"
+#include "io/narrow.h"
 #include <algorithm>
 #include <new>
 
 namespace client {
 Converter::Converter(int64_t over, int64_t under, int64_t taps)
 {
-    ZVResampler32* const resampler = resampler_.get();
-    if (!resampler) throw std::bad_alloc();
     // Beside blocks of a bounded size, both ways, the block's position must fit into 31 bits.
     const int64_t block = std::min((INT32_MAX - under) / over, 65536 * under / over);
-    ZVResampler32_BufferSize(resampler, int32_t(std::clamp<int64_t>(block, 1, 1024)));
-    ZVResampler32_Setup(resampler, float(under), float(over), 0, uint32_t(taps));
-    if (resampler->over != over || resampler->under != under) throw std::bad_alloc();
+    ZVResampler32_BufferSize(resampler_, int32_t(std::clamp<int64_t>(block, 1, 1024)));
+    ZVResampler32_Setup(resampler_, float(under), float(over), 0, uint32_t(taps));
+    if (resampler_->over != over || resampler_->under != under) throw std::bad_alloc();
     // An output falls on the recording's first sample, which the filter's middle meets at this position.
-    resampler->phase = int32_t(ahead() % under);
+    resampler_->phase = int32_t(ahead() % under);
 }
 
 void Converter::run(const int16_t* in, size_t count, size_t step, std::vector<int16_t>& out)
 {
-    ZVResampler32* const resampler = resampler_.get();
     while (count > 0) {
-        const size_t block = std::min(count, size_t(resampler->buffer_size));
-        for (size_t k = 0; k < block; ++k) resampler->input_write[k] = in[k * step] * 65536;
-        const uint32_t made = ZVResampler32_ProcessIn(resampler, nullptr, uint32_t(block));
-        for (uint32_t k = 0; k < made; ++k) out.push_back(rounded(resampler->output_buffer[k]));
+        const size_t block = std::min(count, size_t(resampler_->buffer_size));
+        for (size_t k = 0; k < block; ++k) resampler_->input_write[k] = in[k * step] * 65536;
+        const uint32_t made = ZVResampler32_ProcessIn(resampler_, nullptr, uint32_t(block));
+        for (uint32_t k = 0; k < made; ++k) out.push_back(narrow(resampler_->output_buffer[k]));
         in += block * step;
         count -= block;
     }

@@ -2,9 +2,8 @@
 #pragma once
 #include "io/passage.h"
 #include <cstdint>
-#include <memory>
 #include <vector>
-#include <zovek/resampler.h>
+#include <zovek.hpp>
 
 namespace client {
 // The largest factor that reaches the resampler unchanged: whole numbers that a float holds.
@@ -24,18 +23,8 @@ public:
     void run(const int16_t* in, size_t count, size_t step, std::vector<int16_t>& out) override;
 
 private:
-    struct Free {
-        void operator()(ZVResampler32* self) const { ZVResampler32_Destruct(self, 1); }
-    };
     int64_t ahead() const; // the lag in 1/over of an input sample
 
-    const std::unique_ptr<ZVResampler32, Free> resampler_{ZVResampler32_Construct(nullptr)};
+    const zovek::Resampler resampler_{ZVResampler32_Construct};
 };
-
-// Q31 to 16 bits, to nearest.
-inline int16_t rounded(int32_t v)
-{
-    const int64_t nearest = (int64_t(v) + 0x8000) >> 16;
-    return int16_t(nearest > INT16_MAX ? INT16_MAX : nearest);
-}
 } // namespace client

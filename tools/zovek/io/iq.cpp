@@ -1,11 +1,12 @@
 #include "io/iq.h"
-#include "io/converter.h"
+#include "io/narrow.h"
 #include "line/failure.h"
 #include "line/options.h"
 #include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <vector>
+#include <zovek.hpp>
 
 namespace client {
 namespace {
@@ -19,16 +20,14 @@ class Half {
 public:
     explicit Half(bool between)
     {
-        ZVResampler32* const half = half_.get();
-        if (!half) throw std::bad_alloc();
-        ZVResampler32_BufferSize(half, piece);
-        ZVResampler32_Over(half, 2);
-        ZVResampler32_Under(half, 2);
-        ZVResampler32_TapsNum(half, 2 * filter_taps + 1);
-        if (half->over != 2 || half->under != 2 || half->taps_count != 2 * filter_taps + 1 ||
-            half->buffer_size != piece)
+        ZVResampler32_BufferSize(half_, piece);
+        ZVResampler32_Over(half_, 2);
+        ZVResampler32_Under(half_, 2);
+        ZVResampler32_TapsNum(half_, 2 * filter_taps + 1);
+        if (half_->over != 2 || half_->under != 2 || half_->taps_count != 2 * filter_taps + 1 ||
+            half_->buffer_size != piece)
             throw std::bad_alloc();
-        half->phase = between;
+        half_->phase = between;
     }
 
     // Room for the next samples, at most piece of them; Q31.
@@ -36,15 +35,12 @@ public:
     // As many results as samples, until the next call.
     const int32_t* run(size_t count)
     {
-        ZVResampler32_ProcessIn(half_.get(), nullptr, uint32_t(count));
+        ZVResampler32_ProcessIn(half_, nullptr, uint32_t(count));
         return half_->output_buffer;
     }
 
 private:
-    struct Free {
-        void operator()(ZVResampler32* self) const { ZVResampler32_Destruct(self, 1); }
-    };
-    const std::unique_ptr<ZVResampler32, Free> half_{ZVResampler32_Construct(nullptr)};
+    const zovek::Resampler half_{ZVResampler32_Construct};
 };
 
 class Band : public Input {
@@ -123,11 +119,6 @@ private:
         last_re_ = re;
         last_im_ = im;
         return alike_ == least;
-    }
-
-    static int16_t narrow(int64_t v)
-    {
-        return int16_t(std::clamp<int64_t>((v + 0x8000) >> 16, INT16_MIN, INT16_MAX));
     }
 
     const std::unique_ptr<Input> source_;

@@ -7,11 +7,12 @@
 
 namespace client {
 inline int16_t narrow(int16_t sample) { return sample; }
-// Left-justified in 32 bits.
-inline int16_t narrow(int32_t sample)
+// Left-justified in 32 bits; the wider type has room for what is beyond full scale.
+inline int16_t narrow(int64_t sample)
 {
-    return int16_t(std::min<int64_t>((int64_t(sample) + 0x8000) >> 16, INT16_MAX));
+    return int16_t(std::clamp<int64_t>((sample + 0x8000) >> 16, INT16_MIN, INT16_MAX));
 }
+inline int16_t narrow(int32_t sample) { return narrow(int64_t(sample)); }
 // Reals of full scale 1; what is no number is silence.
 inline int16_t narrow(float sample)
 {

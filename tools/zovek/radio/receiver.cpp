@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
-#include <zovek/arithmetic.h>
 
 namespace client {
 namespace {
@@ -24,49 +23,45 @@ double share_for(double seconds, double rate) { return 1 - std::exp(-1 / (second
 Receiver::Receiver(const Plan& plan, const Level& level)
     : plan_(plan),
       level_(level),
-      radio_(ZVDemodulator16_Construct(nullptr),
-             [](ZVDemodulator* radio) { ZVDemodulator_Destruct(radio, 1); }),
       gaps_((plan.taps | 1) + plan.channel_taps * int32_t(plan.decimation), int32_t(plan.decimation)),
       next_(plan.delay())
 {
-    ZVDemodulator* radio = radio_.get();
-    if (!radio) throw std::bad_alloc();
     const int32_t rate = plan.rate * plan.stuffing, block = plan.block * plan.stuffing;
-    ZVDemodulator_IQDecimation(radio, plan.decimation);
-    ZVDemodulator_AudioUpsample(radio, plan.upsample);
-    ZVDemodulator_SamplingRate(radio, rate, 1);
-    ZVDemodulator_BufferSize(radio, block, 0);
-    ZVDemodulator_PostMixerLength(radio, plan.taps);
-    ZVDemodulator_AudioFilterLength(radio, plan.audio_taps);
-    ZVDemodulator_ISBFilterLength(radio, plan.hilbert_taps);
-    ZVFIR_TapsNum(radio->noise_filter, plan.noise_taps);
-    ZVDemodulator_Mode(radio, plan.mode);
-    radio->sideband_sign = plan.sideband_sign;
-    radio->sideband_offset = plan.offset;
-    ZVDemodulator_PostMixerCutOff(radio, float(plan.cutoff));
-    ZVDemodulator_AudioFilterCutOff(radio, float(plan.audio_cutoff));
-    ZVDemodulator_LocalFrequency(radio, plan.mixer);
+    ZVDemodulator_IQDecimation(radio_, plan.decimation);
+    ZVDemodulator_AudioUpsample(radio_, plan.upsample);
+    ZVDemodulator_SamplingRate(radio_, rate, 1);
+    ZVDemodulator_BufferSize(radio_, block, 0);
+    ZVDemodulator_PostMixerLength(radio_, plan.taps);
+    ZVDemodulator_AudioFilterLength(radio_, plan.audio_taps);
+    ZVDemodulator_ISBFilterLength(radio_, plan.hilbert_taps);
+    ZVFIR_TapsNum(radio_->noise_filter, plan.noise_taps);
+    ZVDemodulator_Mode(radio_, plan.mode);
+    radio_->sideband_sign = plan.sideband_sign;
+    radio_->sideband_offset = plan.offset;
+    ZVDemodulator_PostMixerCutOff(radio_, float(plan.cutoff));
+    ZVDemodulator_AudioFilterCutOff(radio_, float(plan.audio_cutoff));
+    ZVDemodulator_LocalFrequency(radio_, plan.mixer);
     // A setter that gets no memory leaves the object as it was.
-    if (radio->sampling_rate != rate || radio->buffer_size != block ||
-        radio->post_mixer_filter_i->taps_count != (plan.taps | 1) ||
-        radio->post_mixer_filter_q->taps_count != (plan.taps | 1) ||
-        radio->audio_filter_1->taps_count != plan.audio_taps ||
-        radio->audio_filter_2->taps_count != plan.audio_taps ||
-        radio->isb_filter->taps_count != plan.hilbert_taps)
+    if (radio_->sampling_rate != rate || radio_->buffer_size != block ||
+        radio_->post_mixer_filter_i->taps_count != (plan.taps | 1) ||
+        radio_->post_mixer_filter_q->taps_count != (plan.taps | 1) ||
+        radio_->audio_filter_1->taps_count != plan.audio_taps ||
+        radio_->audio_filter_2->taps_count != plan.audio_taps ||
+        radio_->isb_filter->taps_count != plan.hilbert_taps)
         throw std::bad_alloc();
 
     if (plan.channel_taps) {
         channel_i_.emplace(plan.detector_rate(), plan.channel_cutoff, plan.channel_taps);
         channel_q_ = channel_i_;
     }
-    radio->filtered_callback = prepare;
-    radio->filtered_context = this;
-    radio->noise_measure_enabled = plan.mode == ZVDemodMode_FM;
-    radio->audio_gain = float(level.gain.value_or(plan.audio_gain));
-    radio->volume = float(level.volume.value_or(0.5));
+    radio_->filtered_callback = prepare;
+    radio_->filtered_context = this;
+    radio_->noise_measure_enabled = plan.mode == ZVDemodMode_FM;
+    radio_->audio_gain = float(level.gain.value_or(plan.audio_gain));
+    radio_->volume = float(level.volume.value_or(0.5));
     if (level.agc) {
         const double audio_rate = plan.detector_rate() * plan.upsample;
-        ZVAGC* agc = radio->audio_agc_1;
+        ZVAGC* agc = radio_->audio_agc_1;
         agc->target_level = 0.3 * full_scale / plan.upsample; // the chain multiplies by U behind it
         agc->gain_fall_rate = share_for(0.02, audio_rate);
         agc->gain_rise_rate = share_for(20, audio_rate);
@@ -235,7 +230,7 @@ void Receiver::bridge_rest(int32_t count, int32_t* i, int32_t* q)
 // audio filter holds some of a gap, nor 70 dB below the target.
 void Receiver::control_loudness(size_t frames)
 {
-    auto* audio = static_cast<int32_t*>(ZVDemodulator16_TestPoint(radio_.get(), 8));
+    auto* audio = static_cast<int32_t*>(ZVDemodulator16_TestPoint(radio_, 8));
     ZVAGC* agc = radio_->audio_agc_1;
     const auto upsample = int32_t(plan_.upsample);
     const double least = agc->target_level / most_loudness;
@@ -319,8 +314,7 @@ void Receiver::process(std::span<const int16_t> band)
 {
     const size_t samples = band.size() / plan_.decimation, frames = samples * plan_.upsample;
     audio_.resize(2 * frames);
-    ZVDemodulator16_Process_StereoOut_16_16(radio_.get(), band.data(), audio_.data(), uint32_t(band.size()),
-                                            1);
+    ZVDemodulator16_Process_StereoOut_16_16(radio_, band.data(), audio_.data(), uint32_t(band.size()), 1);
     if (level_.agc) control_loudness(frames);
     if (plan_.mode == ZVDemodMode_SyncAM && gaps_.none()) follow_carrier(int32_t(samples));
 
@@ -334,8 +328,8 @@ void Receiver::process(std::span<const int16_t> band)
 // Smoothed values for the summary and for raise_carrier.
 void Receiver::follow_carrier(int32_t count)
 {
-    const auto* i = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_.get(), 3));
-    const auto* q = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_.get(), 4));
+    const auto* i = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_, 3));
+    const auto* q = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_, 4));
     double power = 0, on_axis = 0;
     for (int32_t k = 0; k < count; ++k) {
         power += double(i[k]) * i[k] + double(q[k]) * q[k];

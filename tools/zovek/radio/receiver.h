@@ -10,11 +10,10 @@
 #include "radio/plan.h"
 #include <complex>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
-#include <zovek/demodulator.h>
+#include <zovek.hpp>
 
 namespace client {
 // How the audio's level is made.
@@ -71,7 +70,7 @@ private:
 
     const Plan plan_;
     const Level level_;
-    std::unique_ptr<ZVDemodulator, void (*)(ZVDemodulator*)> radio_;
+    zovek::Demodulator radio_{ZVDemodulator16_Construct};
     std::optional<ChannelFilter> channel_i_, channel_q_;
     Gaps gaps_;
     std::vector<int16_t> band_; // with zeros as the plan wants them

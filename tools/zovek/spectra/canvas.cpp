@@ -2,13 +2,12 @@
 #include "spectra/font.h"
 #include <cmath>
 #include <new>
-#include <zovek/memory.h>
 
 namespace client::spectra {
 Canvas::Canvas(int32_t width, int32_t height, int depth)
 {
-    if (map_) ZVDynamicPixMap_FormatUpdate(map_.get(), width, height, depth);
-    if (!map_ || map_->width != width || map_->height != height || map_->bits_per_pixel != depth)
+    ZVDynamicPixMap_FormatUpdate(map_, width, height, depth);
+    if (map_->width != width || map_->height != height || map_->bits_per_pixel != depth)
         throw std::bad_alloc();
     const Palette palette = make_palette();
     for (size_t k = 0; k < values_.size(); ++k)
@@ -18,17 +17,17 @@ Canvas::Canvas(int32_t width, int32_t height, int depth)
         if (!entries) throw std::bad_alloc();
         map_->palette = entries;
         map_->palette_colors = int32_t(palette.size());
-        for (const uint32_t colour : palette) *entries++ = ZVDynamicPixMap_ColorToPalette(map_.get(), colour);
+        for (const uint32_t colour : palette) *entries++ = ZVDynamicPixMap_ColorToPalette(map_, colour);
     }
-    map_->clear(map_.get(), values_[paper]);
+    map_->clear(map_, values_[paper]);
 }
 
 void Canvas::frame(int x1, int y1, int x2, int y2, uint8_t index)
 {
-    ZVDynamicPixMap_LineHorizontal(map_.get(), x1, x2, y1, values_[index]);
-    ZVDynamicPixMap_LineHorizontal(map_.get(), x1, x2, y2, values_[index]);
-    map_->line_vertical(map_.get(), x1, y1, y2, values_[index]);
-    map_->line_vertical(map_.get(), x2, y1, y2, values_[index]);
+    ZVDynamicPixMap_LineHorizontal(map_, x1, x2, y1, values_[index]);
+    ZVDynamicPixMap_LineHorizontal(map_, x1, x2, y2, values_[index]);
+    map_->line_vertical(map_, x1, y1, y2, values_[index]);
+    map_->line_vertical(map_, x2, y1, y2, values_[index]);
 }
 
 void Canvas::text(int x, int y, const std::string& text, Ink ink, Align align, double scale)

@@ -2,9 +2,8 @@
 // names places in the palette, and the three look the same.
 #pragma once
 #include "spectra/palette.h"
-#include <memory>
 #include <string>
-#include <zovek/pixmap.h>
+#include <zovek.hpp>
 
 namespace client::spectra {
 enum class Align { left, middle, right };
@@ -14,14 +13,14 @@ public:
     // Of paper. depth: 8, 24 or 32.
     Canvas(int32_t width, int32_t height, int depth);
 
-    void dot(int x, int y, uint8_t index) { map_->pixel(map_.get(), x, y, values_[index]); }
+    void dot(int x, int y, uint8_t index) { map_->pixel(map_, x, y, values_[index]); }
     void fill(int x1, int y1, int x2, int y2, uint8_t index)
     {
-        map_->rectangle(map_.get(), x1, y1, x2, y2, values_[index]);
+        map_->rectangle(map_, x1, y1, x2, y2, values_[index]);
     }
     void line(int x1, int y1, int x2, int y2, uint8_t index)
     {
-        map_->line(map_.get(), x1, y1, x2, y2, values_[index]);
+        map_->line(map_, x1, y1, x2, y2, values_[index]);
     }
     void frame(int x1, int y1, int x2, int y2, uint8_t index);
     // y is the base line's row. The place is the text's left end, middle or right end.
@@ -34,10 +33,7 @@ public:
     const ZVDynamicPixMap& map() const { return *map_; }
 
 private:
-    struct Free {
-        void operator()(ZVDynamicPixMap* self) const { ZVDynamicPixMap_Destruct(self, 1); }
-    };
-    std::unique_ptr<ZVDynamicPixMap, Free> map_{ZVDynamicPixMap_Construct(nullptr)};
+    zovek::PixMap map_{ZVDynamicPixMap_Construct};
     std::array<uint32_t, 256> values_; // what the pixmap gets for each index
 };
 } // namespace client::spectra

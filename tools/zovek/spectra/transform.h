@@ -9,9 +9,8 @@
 // Hamming, 1.10 Blackman. Noise reads by the bin: its power density times the noise width.
 #pragma once
 #include <cstdint>
-#include <memory>
 #include <vector>
-#include <zovek/fft2_float.h>
+#include <zovek.hpp>
 
 namespace client::spectra {
 constexpr const char* window_names[] = // by ZVWindowType
@@ -30,12 +29,8 @@ public:
     // Equivalent noise bandwidth, in bins: sum of squares over the square of the sum, times size.
     double noise_width() const { return noise_width_; }
 
-    struct Free {
-        void operator()(ZVFFT* self) const { ZVFFT_Destruct(self, 1); }
-    };
-
 private:
-    std::unique_ptr<ZVFFT, Free> fft_{ZVFFT2Float_Construct(nullptr)};
+    zovek::FFT fft_{ZVFFT2Float_Construct};
     std::vector<int16_t> i_, q_; // I/Q alone
     float scale_ = 0;
     double noise_width_ = 0;
