@@ -90,6 +90,11 @@ class Packets(unittest.TestCase):
         self.assertEqual(json.loads(line)["text"], self.TWO)
         self.assertAlmostEqual(json.loads(line)["time"], 0.5 + 40 * 8 / 1200, delta=0.01)
 
+    def test_a_station_whose_filters_are_longer_than_a_block(self):
+        audio = modem.overs([modem.packet(self.TWO, 1000000)], 1000000, 0.2)
+        band = (1 + 0.5 * audio) * np.cos(2 * np.pi * 0.25 * np.arange(len(audio)))
+        self.assertEqual(self.hear(0.3 * band, 1000000, "--if", "250k", "-M", "sam"), [self.TWO])
+
     def test_a_station_of_an_iq_recording(self):
         audio = modem.overs([modem.packet(self.TWO, 48000)], 48000, 0.5)
         band = 0.3 * np.exp(2j * np.pi * np.cumsum(-9000 + 3000 * audio) / 48000)

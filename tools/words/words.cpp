@@ -48,6 +48,13 @@ std::string number(double value)
     return text;
 }
 
+std::string decimals(double value)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f", value);
+    return text;
+}
+
 size_t utf8_length(const std::string& text, size_t place)
 {
     const auto byte = [&](size_t k) { return k < text.size() ? uint8_t(text[k]) : uint8_t(0); };

@@ -18,6 +18,8 @@ bool ends_with_word(const std::string& text, const std::string& end);
 
 // The shortest decimal form that reads as the number to 9 digits: 14250, 0.35.
 std::string number(double value);
+// One digit behind the point: 3.2.
+std::string decimals(double value);
 
 // Bytes that the character at a place takes in UTF-8 (RFC 3629: no overlong forms, surrogates or numbers beyond the
 // last); 0 where there is none.

@@ -4,6 +4,7 @@
 // of the level, and what is above full scale when the level is restored is clipped.
 #include "command.h"
 #include "io/passage.h"
+#include "io/stop.h"
 #include "io/talk.h"
 #include "line/options.h"
 #include <algorithm>
@@ -231,13 +232,12 @@ int run(const Options& options, const std::vector<Wish>& wishes)
         JsonObject summary;
         summary.add("file", output.name()).add("steps", steps).add("channels", int64_t(input->channels));
         summary.add("output_rate", int64_t(input->rate)).add("delay", delay);
-        passed.add_to(summary);
-        std::fprintf(stderr, "%s\n", summary.text().c_str());
+        report(summary.append(passed.json()));
     } else {
         say("clean: " + passed.text() + ", " + steps + ", a delay of " +
             number(std::round(delay * 1e5) / 100) + " ms taken off, to " + output.name());
     }
-    return status();
+    return exit_status();
 }
 
 // FREQ[:WIDTH]

@@ -4,14 +4,14 @@
 // figures to standard error.
 #include "command.h"
 #include "io/iq.h"
+#include "io/progress.h"
 #include "io/selected.h"
 #include "io/stop.h"
 #include "io/talk.h"
 #include "line/options.h"
 #include "modes.h"
-#include "radio/receiver.h"
+#include "radio/station.h"
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <map>
 
@@ -28,21 +28,19 @@ struct Options {
     bool json = false;
 };
 
-// Audio out of an input: its chosen channel, or what a receiver makes of it.
+// Audio out of an input: its chosen channel, or a station.
 class Audio {
 public:
-    Audio(Input& input, const std::optional<Wishes>& station) : samples_(input), rate_(input.rate)
+    Audio(Input& input, const std::optional<Wishes>& station)
+        : samples_(input),
+          rate_(input.rate),
+          block_(size_t(std::clamp(input.rate / 10, 256, most_block))) // a message waits for 0.1 s at most
     {
         if (input.rate > most_rate)
             throw Failure(input.name, "audio of " + number(input.rate) + " Hz is beyond 100 MHz");
-        block_ = size_t(std::clamp(input.rate / 10, 256, most_block)); // a message waits for 0.1 s at most
         if (!station) return;
-        Wishes wishes = *station;
-        wishes.centre = input.centre;
-        plan_ = make_plan(input.rate, wishes);
-        radio_ = std::make_unique<Receiver>(*plan_, Level{});
-        rate_ = plan_->audio_rate();
-        block_ = size_t(plan_->block);
+        station_.emplace(input, *station);
+        rate_ = station_->plan().output_rate();
     }
 
     double rate() const { return rate_; }
@@ -50,83 +48,29 @@ public:
     // The next samples; none at the end.
     const std::vector<int16_t>& next()
     {
-        if (!radio_) {
-            audio_.resize(block_);
-            audio_.resize(samples_.read(audio_.data(), block_));
-            return audio_;
-        }
-        if (!settled_ && head_.empty()) settle();
-        band_.resize(block_);
-        const size_t count = head_.empty() ? samples_.read(band_.data(), block_) : take_head();
-        audio_.clear();
-        if (count)
-            keep_left(radio_->receive(std::span(band_).first(count)));
-        else
-            flush();
+        if (station_) return station_->next_left();
+        audio_.resize(block_);
+        audio_.resize(samples_.read(audio_.data(), block_));
         return audio_;
     }
 
 private:
-    // The station's level is found in the first second that isn't silent.
-    void settle()
-    {
-        samples_.append(head_, (settling(plan_->rate) / block_ + 1) * block_);
-        settled_ = !is_silent(head_);
-        if (settled_) radio_->settle(head_);
-    }
-
-    size_t take_head()
-    {
-        const size_t count = std::min(head_.size() - given_, block_);
-        std::copy_n(head_.begin() + ptrdiff_t(given_), count, band_.begin());
-        given_ += count;
-        if (given_ == head_.size()) std::vector<int16_t>().swap(head_), given_ = 0;
-        return count;
-    }
-
-    void keep_left(const std::vector<int16_t>& stereo)
-    {
-        for (size_t k = 0; k < stereo.size(); k += 2) audio_.push_back(stereo[k]);
-    }
-
-    // Silence behind the end brings out what still is in the receiver's filters.
-    void flush()
-    {
-        const int64_t most = plan_->delay() / plan_->keep;
-        if (flushed_ >= most) return;
-        keep_left(radio_->drain());
-        audio_.resize(std::min(audio_.size(), size_t(most - flushed_)));
-        flushed_ += int64_t(audio_.size());
-    }
-
     static constexpr int32_t most_rate = 100'000'000; // Hz: filters are as long as that
     static constexpr int32_t most_block = 1 << 16;    // samples
     Selected samples_;
-    double rate_; // Hz
-    std::optional<Plan> plan_;
-    std::unique_ptr<Receiver> radio_;
-    bool settled_ = false;
-    int64_t flushed_ = 0;
-    size_t block_;     // samples
-    size_t given_ = 0; // of head_
-    std::vector<int16_t> head_, band_, audio_;
+    std::optional<Station> station_;
+    double rate_;  // Hz
+    size_t block_; // samples
+    std::vector<int16_t> audio_;
 };
 
 // What became of a file: a row of the table at the end.
 struct Result {
     std::string name;
-    bool failed = false;                 // in whole or in part; it has been told
-    double duration = 0;                 // s, of the signal
-    double work = 0;                     // s
+    bool failed = false; // in whole or in part; it has been told
+    Pace pace;
     std::map<std::string, int> messages; // by mode
 };
-
-std::string decimals(double value)
-{
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f", value);
-    return text;
-}
 
 class Decoding {
 public:
@@ -138,19 +82,18 @@ public:
         for (const std::string& path : options_.paths) {
             if (stop_signal()) break;
             Result& result = results_.emplace_back(Result{.name = path == "-" ? "standard input" : path});
-            const auto start = std::chrono::steady_clock::now();
+            const Clock clock;
             try {
                 decode(path, result);
             } catch (const Failure& failure) {
                 if (std::ferror(stdout)) throw; // for no file it can go on
                 fail(result, failure.what());
             }
-            result.work = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+            result.pace.work = clock.seconds();
         }
-        const bool failed = results_.size() == 1 && results_[0].duration == 0 && results_[0].failed;
+        const bool failed = results_.size() == 1 && results_[0].pace.duration == 0 && results_[0].failed;
         if (!failed) summarise(); // else all is said
-        if (stop_signal()) return 128 + stop_signal();
-        return std::ranges::any_of(results_, &Result::failed);
+        return exit_status(std::ranges::any_of(results_, &Result::failed));
     }
 
 private:
@@ -166,8 +109,6 @@ private:
         opened.path = path;
         const std::unique_ptr<Input> input = open_band(opened, options_.iq);
         if (input->centre && !options_.station) throw WrongUsage("I/Q holds a band: --if tells the station");
-        if (!input->centre && options_.station && options_.station->frequency.value_or(0) < 0)
-            throw WrongUsage("frequencies below 0 are for I/Q: --iq");
         Audio audio(*input, options_.station);
         std::vector<std::unique_ptr<Decoder>> listeners;
         for (const DataMode& mode : modes_) {
@@ -185,13 +126,12 @@ private:
         }
         while (!listeners.empty()) {
             const std::vector<int16_t>& samples = audio.next();
-            result.duration = double(input->taken) / input->rate;
+            result.pace.duration = double(input->taken) / input->rate;
             if (samples.empty()) break;
             for (auto& listener : listeners) listener->push(samples.data(), samples.size());
         }
         for (auto& listener : listeners) listener->finish();
-        if (listeners.empty() || stop_signal()) return;
-        for (const std::string& line : input->complaints("the messages end")) say(line);
+        if (!listeners.empty()) input->tell_end("decode", {.ends = "the messages end"});
     }
 
     void print(const Input& input, const char* mode, const Message& message) const
@@ -224,8 +164,7 @@ private:
             kinds += (kinds.empty() ? "" : ", ") + mode + " " + std::to_string(count);
         }
         return std::to_string(total) + (total == 1 ? " message" : " messages") +
-               (result.messages.size() > 1 ? " (" + kinds + ")" : "") + ", " + decimals(result.duration) +
-               " s, " + decimals(result.work > 0 ? result.duration / result.work : 0) + " x real time";
+               (result.messages.size() > 1 ? " (" + kinds + ")" : "") + ", " + result.pace.text();
     }
 
     void summarise() const
@@ -234,8 +173,8 @@ private:
         size_t width = 0;
         for (const Result& result : results_) {
             width = std::max(width, result.name.size());
-            sum.duration += result.duration;
-            sum.work += result.work;
+            sum.pace.duration += result.pace.duration;
+            sum.pace.work += result.pace.work;
             for (const auto& [mode, count] : result.messages) sum.messages[mode] += count;
         }
         if (results_.size() > 1)

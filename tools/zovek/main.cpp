@@ -87,5 +87,5 @@ int main(int argc, char** argv)
     } catch (const std::exception& error) {
         complain(error.what());
     }
-    return stop_signal() ? 128 + stop_signal() : 1;
+    return exit_status(1);
 }

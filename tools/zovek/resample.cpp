@@ -4,6 +4,7 @@
 // and of more where the rate falls, so that the filter is as sharp beside the lower of the two rates.
 #include "command.h"
 #include "io/converter.h"
+#include "io/stop.h"
 #include "io/talk.h"
 #include "line/options.h"
 #include "words/words.h"
@@ -122,9 +123,8 @@ int run(const Options& options)
         summary.add("input_rate", int64_t(input->rate)).add("output_rate", int64_t(options.rate));
         summary.add("over", ratio.over).add("under", ratio.under).add("rate_error", error);
         summary.add("taps_per_output", taps).add("delay", lag);
-        passed.add_to(summary);
-        std::fprintf(stderr, "%s\n", summary.text().c_str());
-        return status();
+        report(summary.append(passed.json()));
+        return exit_status();
     }
     std::string line = passed.text() + ", " + number(input->rate) + " x " + number(double(ratio.over)) + "/" +
                        number(double(ratio.under)) + " = " + number(options.rate) + " Hz";
@@ -135,7 +135,7 @@ int run(const Options& options)
         line += " with " + number(double(taps)) + " taps an output, the filter's delay of " +
                 number(std::round(lag * 1e7) / 1e4) + " ms taken off";
     say("resample: " + line + ", to " + output.name());
-    return status();
+    return exit_status();
 }
 } // namespace
 

@@ -231,7 +231,7 @@ int run(const Options& options)
         say("spectrum: " + number(rounded(analysis.seconds(), 0.1)) + " s, " + analysis.described() +
             ", average of " + number(double(analysis.blocks())) + ", bins of " +
             number(rounded(analysis.bin_width(), 1e-4)) + " Hz" + (to ? ", to " + to->name() : ""));
-    return stop_signal() ? 128 + stop_signal() : 0;
+    return exit_status();
 }
 } // namespace
 } // namespace client::spectra

@@ -147,11 +147,11 @@ int draw(const Options& options)
         summary.add("top", int64_t(plot.top)).add("bottom", int64_t(plot.bottom));
         summary.add("low", plot.across.low).add("high", plot.across.high);
         summary.add("first", picture.from()).add("last", picture.to());
-        std::fprintf(stderr, "%s\n", summary.text().c_str());
+        report(summary);
     } else
         say("waterfall: " + number(std::round(analysis.seconds() * 10) / 10) + " s, " + analysis.described() +
             ", " + number(range.floor) + " to " + number(range.ceiling) + " dBFS, to " + to.name());
-    return stop_signal() ? 128 + stop_signal() : 0;
+    return exit_status();
 }
 } // namespace
 } // namespace client::spectra

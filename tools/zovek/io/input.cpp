@@ -1,6 +1,7 @@
 #include "io/input.h"
 #include "io/raw_input.h"
 #include "io/sound_file.h"
+#include "io/stop.h"
 #include "io/system.h"
 #include "io/talk.h"
 #include "line/options.h"
@@ -70,17 +71,22 @@ std::unique_ptr<Input> Input::open(const InputOptions& options)
 
 JsonObject Input::Faults::json() const
 {
-    return JsonObject().add("truncated", truncated).add("damaged", damaged).add("unfinished", unfinished);
+    return JsonObject()
+        .add("truncated", truncated)
+        .add("damaged", damaged)
+        .add("unfinished", unfinished)
+        .add("stopped", stop_signal() != 0);
 }
 
-std::vector<std::string> Input::complaints(const std::string& ends) const
+void Input::tell_end(const std::string& command, const Product& product) const
 {
-    std::vector<std::string> lines;
+    if (stop_signal()) {
+        if (!product.stopped.empty()) say(command + ": stopped, " + product.stopped);
+        return;
+    }
     if (faults.unfinished)
-        lines.push_back(name +
-                        ": its header tells no length, as if the recorder had been killed; read to the end");
-    if (faults.damaged) lines.push_back(name + ": damaged, what can't be read of it is left out or silent");
-    if (faults.truncated) lines.push_back(name + ": truncated, " + ends + " where it does");
-    return lines;
+        say(name + ": its header tells no length, as if the recorder had been killed; read to the end");
+    if (faults.damaged) say(name + ": damaged, what can't be read of it is left out or silent");
+    if (faults.truncated) say(name + ": truncated, " + product.ends + " where it does");
 }
 } // namespace client

@@ -35,6 +35,13 @@ void add_format_options(CommandLine& line, InputOptions& options);
 // True of cs16, cs8, cu8 and cf32: I and Q by turns, signed, unsigned or real, little-endian.
 bool is_complex(const std::string& type);
 
+// What a command makes of a recording, in the sentences about its end.
+struct Product {
+    std::string ends;    // of a truncated recording: "the audio ends" where it does
+    std::string stopped; // "the audio up to here is kept"; empty: a stop is passed over
+};
+inline const Product of_audio = {"the audio ends", "the audio up to here is kept"};
+
 class Input {
 public:
     // Opens and reads as far as the header. Fails with the reason.
@@ -60,9 +67,9 @@ public:
             false; // it stops before the length that its header tells of, or in the middle of a frame
         bool damaged = false;           // parts of it couldn't be read, and are left out
         bool unfinished = false;        // its header tells of no samples, though there are some
-        words::JsonObject json() const; // the three as members
+        words::JsonObject json() const; // the three as members, and whether a stop was asked for
     } faults;
-    // The same as lines for people, each with the name; ends is what a truncated recording cuts off: "the audio ends".
-    std::vector<std::string> complaints(const std::string& ends) const;
+    // After the end: says the same to people.
+    void tell_end(const std::string& command, const Product& product) const;
 };
 } // namespace client

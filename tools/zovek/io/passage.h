@@ -5,6 +5,7 @@
 #pragma once
 #include "io/input.h"
 #include "io/output.h"
+#include "io/progress.h"
 #include "words/words.h"
 #include <functional>
 #include <memory>
@@ -20,7 +21,6 @@ public:
 
 struct Passage {
     std::vector<std::unique_ptr<Channel>> channels; // one for each of the input's
-    int32_t rate = 0;                               // Hz, of what comes out
     int64_t delay = 0;                              // frames that come out before the recording's first
     // Frames that so many of the recording become.
     std::function<int64_t(int64_t)> frames_of = [](int64_t frames) { return frames; };
@@ -28,21 +28,15 @@ struct Passage {
 
 struct Passed {
     int64_t read = 0, written = 0; // frames
-    double duration = 0;           // s of the recording
-    double speed = 0;              // times real time
+    Pace pace;
     Input::Faults faults;
 
     // The ends of both forms of a summary: "480000 samples, 10.0 s, ..." and the same as members.
     std::string text() const;
-    void add_to(words::JsonObject& summary) const;
+    words::JsonObject json() const;
 };
 
 // Sends all of the input through and finishes the output, or what there is of it when a stop is asked for. Shows
 // progress on a terminal; says if the recording is incomplete, unless quiet.
 Passed pass(const char* command, Input& input, Output& output, const Passage& passage, bool quiet);
-// The program's exit status after it: 0, or 128 and the signal that stopped it.
-int status();
-
-// "3.2", one digit behind the point.
-std::string decimals(double value);
 } // namespace client

@@ -11,4 +11,6 @@ namespace client {
 void watch_for_stop();
 // The signal that asked for a stop, or 0.
 int stop_signal();
+// The program's exit status: 128 and that signal, or another one if there was none.
+inline int exit_status(int otherwise = 0) { return stop_signal() ? 128 + stop_signal() : otherwise; }
 } // namespace client

@@ -1,6 +1,7 @@
 #include "io/talk.h"
 #include "io/system.h"
 #include "line/failure.h"
+#include "words/words.h"
 #include <cstdio>
 
 namespace client {
@@ -12,6 +13,8 @@ void say(const std::string& line)
 {
     if (!told_to_be_quiet) complain(line);
 }
+
+void report(const words::JsonObject& summary) { std::fputs((summary.text() + "\n").c_str(), stderr); }
 
 void deliver()
 {

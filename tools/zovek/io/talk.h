@@ -2,10 +2,17 @@
 #pragma once
 #include <string>
 
+namespace words {
+class JsonObject;
+}
+
 namespace client {
 // One line on standard error: of talk, which --quiet silences, or of what failed.
 void say(const std::string& line);
 void complain(const std::string& line);
+
+// A summary as one line of JSON on standard error, which --quiet leaves.
+void report(const words::JsonObject& summary);
 
 extern bool told_to_be_quiet;
 

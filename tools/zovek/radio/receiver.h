@@ -24,9 +24,6 @@ struct Level {
     std::optional<double> volume; // output gain; 0.5
 };
 
-// Samples of the first second, in which a receiver settles; at high rates less is long enough.
-inline size_t settling(int32_t rate) { return size_t(rate < 1 << 24 ? rate : 1 << 24); }
-
 class Receiver {
 public:
     // Fails if memory can't be had.

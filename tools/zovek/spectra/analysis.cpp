@@ -171,10 +171,7 @@ void Analysis::tell_end(const char* command) const
         throw Failure(input_->name, stop_signal() ? "stopped before its first sample"
                                     : start_ > 0  ? "ends before --start"
                                                   : "holds no samples, so there is nothing to show");
-    if (stop_signal())
-        say(std::string(command) + ": stopped, what came up to here is shown");
-    else
-        for (const std::string& line : input_->complaints("the " + std::string(command) + " ends")) say(line);
+    input_->tell_end(command, {"the " + std::string(command) + " ends", "what came up to here is shown"});
     if (frames_ < size_) say(input_->name + ": shorter than a transform, filled up with silence");
 }
 
@@ -184,6 +181,6 @@ void Analysis::add_to(JsonObject& summary) const
     summary.add("seconds", seconds()).add("size", int64_t(size_)).add("window", window_names[window_]);
     summary.add("hop", int64_t(hop_)).add("blocks", blocks_).add("bin_width", bin_width());
     summary.add("noise_width", noise_width());
-    summary.append(input_->faults.json()).add("stopped", stop_signal() != 0);
+    summary.append(input_->faults.json());
 }
 } // namespace client::spectra

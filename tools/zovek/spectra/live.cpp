@@ -128,7 +128,7 @@ public:
             screen_->put(rows_.size() % 2 == 1 ? "\r\n\r\n" : "\r\n"); // below the axis
         screen_.reset();
         analysis_.tell_end("waterfall");
-        return stop_signal() ? 128 + stop_signal() : 0;
+        return exit_status();
     }
 
 private:

@@ -1,0 +1,104 @@
+#include "radio/station.h"
+#include "line/failure.h"
+#include <algorithm>
+#include <cmath>
+#include <span>
+
+namespace client {
+// Negative frequencies are for recordings with a centre.
+static Plan plan_for(const Input& input, Wishes wishes)
+{
+    if (!input.centre && wishes.frequency.value_or(0) < 0)
+        throw WrongUsage("frequencies below 0 are for I/Q: --iq");
+    wishes.centre = input.centre;
+    return make_plan(input.rate, wishes);
+}
+
+Station::Station(Input& input, const Wishes& wishes, const Level& level)
+    : plan_(plan_for(input, wishes)), radio_(plan_, level), band_(input)
+{
+    if (plan_.over == plan_.under) return;
+    for (int side = 0; side < (plan_.mode == ZVDemodMode_ISB ? 2 : 1); ++side)
+        converters_.push_back(std::make_unique<Converter>(plan_.over, plan_.under, plan_.resampler_taps()));
+    late_ = converters_[0]->delay();
+}
+
+// Sees to it that there are samples to hear; false at the band's end.
+bool Station::read()
+{
+    if (given_ < ahead_.size()) return true;
+    if (ended_) return false;
+    given_ = 0;
+    ahead_.resize(size_t(plan_.block));
+    ahead_.resize(band_.read(ahead_.data(), ahead_.size()));
+    ended_ = ahead_.empty();
+    if (ended_)
+        readings_ = radio_.readings();
+    else if (!settled_)
+        settle();
+    return !ended_;
+}
+
+// Silence before the station doesn't count, and at high rates less than a second is long enough.
+void Station::settle()
+{
+    if (is_silent(ahead_)) return;
+    const auto block = size_t(plan_.block), first = size_t(std::min(plan_.rate, 1 << 24));
+    band_.append(ahead_, (first + block - 1) / block * block - block);
+    radio_.settle(ahead_);
+    settled_ = true;
+}
+
+const std::vector<int16_t>& Station::hear()
+{
+    const size_t count = std::min(ahead_.size() - given_, size_t(plan_.block));
+    const auto& audio = radio_.receive(std::span(ahead_).subspan(given_, count));
+    given_ += count;
+    heard_ += int64_t(count);
+    overloads_ += radio_.overload();
+    return audio;
+}
+
+// Frames of audio that belong to what has been heard.
+int64_t Station::due() const { return std::llround(seconds() * plan_.output_rate()); }
+
+const std::vector<int16_t>& Station::resampled(const std::vector<int16_t>& audio)
+{
+    if (converters_.empty()) return audio;
+    for (size_t side = 0; side < converters_.size(); ++side) {
+        sides_[side].clear();
+        converters_[side]->run(audio.data() + side, audio.size() / 2, 2, sides_[side]);
+    }
+    const std::vector<int16_t>&left = sides_[0], &right = sides_[converters_.size() - 1];
+    const auto skipped = size_t(std::min(late_, int64_t(left.size())));
+    late_ -= int64_t(skipped);
+    stereo_.clear();
+    for (size_t k = skipped; k < left.size(); ++k) {
+        stereo_.push_back(left[k]);
+        stereo_.push_back(right[k]);
+    }
+    return stereo_;
+}
+
+// A block may be shorter than the delay, so that it brings none. Silence behind the end brings out what still is in the
+// filters.
+const std::vector<int16_t>& Station::next()
+{
+    audio_.clear();
+    while (audio_.empty() && (read() || frames_ < due())) {
+        audio_ = resampled(ended_ ? radio_.drain() : hear());
+        const int64_t frames = std::min(int64_t(audio_.size() / 2), due() - frames_);
+        audio_.resize(2 * size_t(frames));
+        frames_ += frames;
+    }
+    return audio_;
+}
+
+const std::vector<int16_t>& Station::next_left()
+{
+    const std::vector<int16_t>& stereo = next();
+    left_.resize(stereo.size() / 2);
+    for (size_t k = 0; k < left_.size(); ++k) left_[k] = stereo[2 * k];
+    return left_;
+}
+} // namespace client
