@@ -60,13 +60,13 @@ static int run(const std::vector<std::string>& arguments)
     std::vector<std::pair<CLI::App*, Run>> rows;
     for (const Command& command : commands) rows.push_back(add(app, command));
     app.footer("zovek help COMMAND tells of a command's options, and so does zovek COMMAND --help.");
+    const std::vector<std::string> words = arranged(app, arguments);
     try {
-        const std::vector<std::string> words = arranged(app, arguments);
         app.parse(std::vector(words.rbegin(), words.rend())); // the last one first
     } catch (const CLI::Success& asked) {                     // help or version
         return app.exit(asked);
     } catch (const CLI::ParseError& error) {
-        throw WrongUsage(explain(app, error));
+        throw WrongUsage(explain(app, words, error));
     }
     for (const auto& [options, runs] : rows)
         if (options->parsed()) return runs();

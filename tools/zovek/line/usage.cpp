@@ -42,15 +42,29 @@ const CLI::App* command_of(const CLI::App& app, const std::string& name)
     return nullptr;
 }
 
-// The place behind the option's letter whose value ends a word of short options like -vf3; 0 if there is none.
-size_t value_place(const CLI::App& app, const std::string& word)
+// The option of a word and the value that stands in it: of --rate=8k, and of several short ones like -vf3 the one that
+// takes a value. None if the word isn't one of an option.
+struct Given {
+    const CLI::Option* option = nullptr;
+    std::string value;
+};
+
+bool takes_value(const CLI::Option* option) { return option && option->get_items_expected_min() > 0; }
+
+Given given(const CLI::App& command, const std::string& word)
 {
-    for (size_t k = 1; k < word.size(); ++k) {
-        const CLI::Option* option = app.get_option_no_throw(std::string("-") + word[k]);
-        if (!option) return 0;
-        if (option->get_items_expected_min() > 0) return k + 1;
+    if (word.starts_with("--")) {
+        const size_t name = std::min(word.find('='), word.size());
+        return {command.get_option_no_throw(word.substr(0, name)),
+                word.substr(std::min(name + 1, word.size()))};
     }
-    return 0;
+    if (word.starts_with("-"))
+        for (size_t k = 1; k < word.size(); ++k) {
+            const CLI::Option* option = command.get_option_no_throw(std::string("-") + word[k]);
+            if (!option) break;
+            if (takes_value(option)) return {option, word.substr(k + 1)};
+        }
+    return {};
 }
 
 // What the line's words are that nothing took; empty if all were taken.
@@ -68,6 +82,37 @@ std::string stray(const CLI::App& app)
     else
         for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
     return unknown(option ? "option" : "command", word, names);
+}
+
+// Which option lacks its value, has one that it doesn't take, or has two; empty if none does.
+std::string mismatch(const CLI::App& command, const std::vector<std::string>& words)
+{
+    for (size_t k = 0; k < words.size(); ++k) {
+        const auto [option, value] = given(command, words[k]);
+        if (takes_value(option) && value.empty() && ++k == words.size())
+            return option->get_name() + " needs a value";
+        if (option && option->get_items_expected_max() == 0 && !value.empty() && value != "true")
+            return option->get_name() + " takes no value";
+    }
+    for (const CLI::Option* option : command.get_options())
+        if (option->get_multi_option_policy() == CLI::MultiOptionPolicy::Throw &&
+            int(option->count()) > option->get_items_expected_max())
+            return option->get_name() + " is given more than once";
+    return {};
+}
+
+// Which option should be there, or not be there beside another; empty if none.
+std::string misfit(const CLI::App& command)
+{
+    for (const CLI::Option* option : command.get_options()) {
+        if (option->get_required() && option->count() == 0) return option->get_name() + " is required";
+        if (option->count() == 0) continue;
+        for (const CLI::Option* other : option->get_needs())
+            if (other->count() == 0) return option->get_name() + " requires " + other->get_name();
+        for (const CLI::Option* other : option->get_excludes())
+            if (other->count() > 0) return option->get_name() + " excludes " + other->get_name();
+    }
+    return {};
 }
 } // namespace
 
@@ -115,39 +160,30 @@ std::vector<std::string> arranged(const CLI::App& app, std::vector<std::string> 
         } else if (word == "--") {
             for (++k; k < words.size(); ++k)
                 result.push_back((words[k].starts_with("-") && words[k] != "-" ? "./" : "") + words[k]);
-        } else if (!word.starts_with("-")) {
-            result.push_back(word);
-        } else if (word.starts_with("--")) {
-            const CLI::Option* option = command->get_option_no_throw(word); // none of --rate=8k
-            result.push_back(word);
-            if (option && option->get_items_expected_min() > 0 && k + 1 < words.size())
-                result.push_back(words[++k]);
         } else {
-            const size_t value = value_place(*command, word);
-            const bool equals = value && word[value] == '=';
-            result.push_back(equals ? word.substr(0, value) : word);
+            const auto [option, value] = given(*command, word);
+            const bool equals = !word.starts_with("--") && value.starts_with("="); // -f=3
+            result.push_back(equals ? word.substr(0, word.size() - value.size()) : word);
             if (equals)
-                result.push_back(word.substr(value + 1));
-            else if (value == word.size() && k + 1 < words.size())
+                result.push_back(value.substr(1));
+            else if (takes_value(option) && value.empty() && k + 1 < words.size())
                 result.push_back(words[++k]);
         }
     }
     return result;
 }
 
-std::string explain(const CLI::App& app, const CLI::ParseError& error)
+std::string explain(const CLI::App& app, const std::vector<std::string>& words, const CLI::ParseError& error)
 {
     for (const CLI::App* command : app.get_subcommands())
-        if (const std::string text = stray(*command); !text.empty()) return text;
-    if (const std::string text = stray(app); !text.empty()) return text;
+        if (std::string text = stray(*command); !text.empty()) return text;
+    if (std::string text = stray(app); !text.empty()) return text;
     if (app.get_subcommands().empty()) return "which command?";
-    const std::string text = error.what();
-    const std::string name = text.substr(0, text.find_first_of(": \n"));
-    if (error.get_name() == "ArgumentMismatch") {
-        if (text.find("At Most") != std::string::npos) return name + " is given more than once";
-        if (text.find("flag override") != std::string::npos) return "--" + name + " takes no value";
-        return name + " needs a value";
-    }
-    return text.substr(0, text.find('\n')); // help may stand behind it
+    const CLI::App& command = *app.get_subcommands().front();
+    const bool told = dynamic_cast<const CLI::ValidationError*>(&error); // by those who read the values
+    std::string text = told ? "" : mismatch(command, words);
+    if (text.empty() && !told) text = misfit(command);
+    if (text.empty()) text = error.what();
+    return text.substr(0, text.find('\n')); // a value may be of several lines
 }
 } // namespace client

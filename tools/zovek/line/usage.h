@@ -20,6 +20,6 @@ public:
 //     decode -- -x.wav     decode ./-x.wav       behind -- all are names of files; before the command it means nothing
 std::vector<std::string> arranged(const CLI::App& app, std::vector<std::string> words);
 
-// Why a line couldn't be read. Of a word that means nothing, the name that it is nearest to.
-std::string explain(const CLI::App& app, const CLI::ParseError& error);
+// Why a line, arranged, couldn't be read. Of a word that means nothing, the name that it is nearest to.
+std::string explain(const CLI::App& app, const std::vector<std::string>& words, const CLI::ParseError& error);
 } // namespace client
