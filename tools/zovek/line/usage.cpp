@@ -42,8 +42,8 @@ const CLI::App* command_of(const CLI::App& app, const std::string& name)
     return nullptr;
 }
 
-// The option of a word and the value that stands in it: of --rate=8k, and of several short ones like -vf3 the one that
-// takes a value. None if the word isn't one of an option.
+// The option of a word and the value that stands in it: of --rate=8k, and of several short ones like -vf3 the
+// one that takes a value. None if the word isn't one of an option.
 struct Given {
     const CLI::Option* option = nullptr;
     std::string value;

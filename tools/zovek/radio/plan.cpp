@@ -48,10 +48,10 @@ int32_t taps_for(double rate, double transition)
 
 std::string hz(double value) { return number(value) + " Hz"; }
 
-// Zeros, D, U and the frames that are kept, so that the detector runs at least_detector_rate at least, and the
-// audio comes at the lowest rate that is least_audio_rate; false if there is none. A rate in whole Hz is preferred
-// to one that is lower by less than the factor of a fraction. Among rates within a hundredth D is the largest: what stands behind
-// the filters costs by the detector sample.
+// Zeros, D, U and the frames that are kept, so that the detector runs at least_detector_rate at least, and
+// the audio comes at the lowest rate that is least_audio_rate; false if there is none. A rate in whole Hz is
+// preferred to one that is lower by less than the factor of a fraction. Among rates within a hundredth D is
+// the largest: what stands behind the filters costs by the detector sample.
 bool search_rates(Plan& plan, double least_detector_rate, double least_audio_rate, uint32_t most_upsample,
                   double fraction = 1.1) // a tenth: a file can't tell of a fraction
 {
@@ -102,27 +102,123 @@ void choose_ratio(Plan& plan, int64_t rate)
     plan.under = under;
 }
 
-// The rates behind the mixer. Audio at a rate that was asked for comes by division where that gives it, else through the
-// resampler, from a rate that has the audio in the part that the resampler leaves as it is.
-void choose_rates(Plan& plan, const Wishes& wishes, double least_detector_rate)
+// Where the band ends, for messages: at half the recording's rate, and in I/Q so far to either side of the
+// centre.
+std::string band_of(const Plan& plan)
 {
-    constexpr double untouched = 0.8; // of half the lower rate
-    const double top = plan.audio_cutoff + audio_transition / 2;
+    const std::string begins = plan.centre ? "reaches from " + hz(-plan.centre) + " to " : "ends at ";
+    return begins + hz(plan.rate / 2.0 - plan.centre);
+}
+
+// ---- The five steps of a plan, each on what those before it found ----
+
+// 1. The station's place in the band: carrier, mixer and width, all in Hz. It lies between the edges of the
+// band, seen from the mixer: width <= 2 min(mixer, rate / 2 - mixer). Of a sideband the mixer is the middle,
+// and a band that ends within it leaves its lower part.
+void place_station(Plan& plan, const Row& row, const Wishes& wishes)
+{
+    const double band = plan.rate / 2.0;
+    plan.station = wishes.frequency ? *wishes.frequency + plan.centre : plan.rate / 4;
+    const std::string name = "frequency " + hz(plan.station - plan.centre);
+    if (plan.station < 0 || plan.station > band) throw Failure(name, "the recording's band " + band_of(plan));
+
+    const double width = wishes.bandwidth.value_or(row.bandwidth);
+    if (row.mode == ZVDemodMode_SSB) {
+        const double reach = (row.sign > 0 ? band - plan.station : plan.station) - lowest_audio;
+        const double kept = std::min(width, std::max(reach, 0.0));
+        const double middle = width < 1000 ? std::max(800.0, width / 2) : lowest_audio + kept / 2;
+        plan.offset = wishes.offset.value_or(int32_t(std::lround(middle)));
+    }
+    plan.mixer = plan.station + plan.sideband_sign * plan.offset;
+    const double room = 2 * std::min<double>(plan.mixer, band - plan.mixer);
+    plan.narrowed = width > room;
+    plan.width = std::min(width, room);
+    if (plan.width < 50)
+        throw Failure(name, "the station would reach beyond the band, which " + band_of(plan));
+}
+
+// 2. The edges of the filters, in Hz: of the station and of the audio, which ends where the output can't
+// carry it. A station whose filter would be too long gets a second one behind the decimation.
+void choose_edges(Plan& plan, const Row& row, const Wishes& wishes)
+{
+    plan.cutoff = row.cutoff * plan.width;
+    if (!wishes.taps && taps_for(plan.rate, row.transition * plan.width) > most_exact_taps)
+        plan.channel_cutoff = plan.cutoff;
+    const double follows = row.mode == ZVDemodMode_SSB ? 2.0 * plan.offset : plan.cutoff;
+    plan.audio_cutoff = wishes.audio_cutoff.value_or(row.audio_cutoff > 0 ? row.audio_cutoff : follows);
+    if (wishes.audio_rate)
+        plan.audio_cutoff = std::min(plan.audio_cutoff, *wishes.audio_rate / 2.0 - audio_transition / 2);
+}
+
+// 3. The rates behind the mixer, in Hz. Audio at a rate that was asked for comes by division where that gives
+// it, else through the resampler, from a rate that has the audio in the part that the resampler leaves as it
+// is.
+void choose_rates(Plan& plan, const Row& row, const Wishes& wishes)
+{
+    double least_detector = std::max(row.detector_rate * plan.width, 4.0 * plan.offset);
+    if (plan.channel_cutoff > 0) // the first filter has room to fall
+        least_detector = std::min<double>(std::max({least_detector, 4 * plan.width, 24000.0}), plan.rate);
     // The carrier loop is as fast as its rate, and better slow.
     const uint32_t upsample = plan.mode == ZVDemodMode_SyncAM ? 2 : 1;
     const double least = std::min<double>(std::max(12000.0, 2.2 * plan.audio_cutoff), plan.rate);
     if (!wishes.audio_rate) {
-        search_rates(plan, least_detector_rate, least, upsample);
+        search_rates(plan, least_detector, least, upsample);
         return;
     }
     const int64_t rate = *wishes.audio_rate;
-    if (search_rates(plan, least_detector_rate, double(rate), 16) &&
+    if (search_rates(plan, least_detector, double(rate), 16) &&
         rate * plan.decimation * plan.keep == int64_t(plan.rate) * plan.stuffing * plan.upsample)
         return;
     // From a rate in whole Hz any other is an exact ratio of small numbers.
-    search_rates(plan, least_detector_rate, std::min(std::max(12000.0, 2 * top / untouched), 2.0 * plan.rate),
-                 2, 2);
+    constexpr double untouched = 0.8; // of half the lower rate
+    const double top = plan.audio_cutoff + audio_transition / 2;
+    search_rates(plan, least_detector, std::min(std::max(12000.0, 2 * top / untouched), 2.0 * plan.rate), 2,
+                 2);
     choose_ratio(plan, rate);
+}
+
+// 4. The lengths of the filters, in taps at the rates where they run. Of two stages the first keeps the
+// station free of aliases, so it may fall up to where the detector's rate folds onto the station's edge; the
+// second cuts it out.
+void choose_lengths(Plan& plan, const Row& row, const Wishes& wishes)
+{
+    const double fs = double(plan.rate) * plan.stuffing, detector = plan.detector_rate();
+    const double transition = row.transition * plan.width;
+    plan.taps = wishes.taps.value_or(taps_for(fs, transition));
+    if (plan.channel_cutoff > 0) {
+        plan.channel_taps = taps_for(detector, transition);
+        plan.cutoff = detector / 2;
+        plan.taps = taps_for(fs, detector - 2 * (plan.channel_cutoff + transition / 2));
+    }
+    plan.audio_taps = taps_for(plan.filter_rate(), audio_transition);
+    plan.hilbert_taps = std::max(101, int32_t(2 * detector / lowest_separated)) | 1;
+    plan.noise_taps = taps_for(detector, 4000);
+}
+
+// 5. The gain: full scale over the audio's peaks. Carrier and modulation share the peak of an AM station,
+// unless the carrier fades, for which synchronous AM leaves room. A sideband comes out of the phasing method
+// at twice its level, and speech has the room that receiver.cpp leaves it. An FM station's deviation is what
+// its bandwidth leaves beside the audio: (width / 2 - audio) / detector's rate of full scale.
+void choose_gain(Plan& plan)
+{
+    const double target = std::pow(10, target_level_db / 10);
+    plan.carrier_lift = plan.mode == ZVDemodMode_SyncAM ? 5 : 1;
+    switch (plan.mode) {
+    case ZVDemodMode_AM:
+        plan.audio_gain = std::sqrt(2) / target;
+        break;
+    case ZVDemodMode_SyncAM:
+        plan.audio_gain = std::sqrt(0.5) / target;
+        break;
+    case ZVDemodMode_ISB:
+        plan.audio_gain = 1 / target;
+        break;
+    case ZVDemodMode_SSB:
+        plan.audio_gain = 2 / target;
+        break;
+    case ZVDemodMode_FM:
+        plan.audio_gain = plan.detector_rate() / std::max(plan.width / 2 - plan.audio_cutoff, plan.width / 4);
+    }
 }
 } // namespace
 
@@ -150,89 +246,21 @@ Sides passband(Mode mode)
 
 Plan make_plan(int32_t rate, const Wishes& wishes)
 {
-    const Row& row = rows[int(wishes.mode)];
-    const bool ssb = row.mode == ZVDemodMode_SSB;
-    const double band = rate / 2.0;
-    Plan plan = {.rate = rate, .mode = row.mode, .sideband_sign = row.sign};
-    plan.centre = wishes.centre;
-    const std::string ends =
-        (plan.centre ? "reaches from " + hz(-plan.centre) + " to " : "ends at ") + hz(band - plan.centre);
-    const double told = plan.centre ? band : rate; // I/Q comes at twice its rate
+    constexpr int32_t most_rate = 50'000'000; // the oscillator's table holds a second, at 8 bytes a sample
+    const double told = wishes.centre ? rate / 2.0 : rate; // I/Q comes at twice its rate
     if (rate < 1000)
         throw Failure("the recording", "a rate of " + hz(told) + " leaves no room for a station");
-    constexpr int32_t most_rate = 50'000'000; // the oscillator's table holds a second, at 8 bytes a sample
     if (rate > most_rate)
         throw Failure("the recording", "a rate of " + hz(told) + " is beyond " +
                                            number(most_rate * told / rate / 1e6) + " MHz");
 
-    const int32_t frequency = wishes.frequency ? *wishes.frequency + plan.centre : rate / 4;
-    if (frequency < 0 || frequency > band)
-        throw Failure("frequency " + hz(frequency - plan.centre), "the recording's band " + ends);
-    plan.station = frequency;
-
-    // The station lies between the edges of the recording's band, seen from the mixer.
-    double width = wishes.bandwidth.value_or(row.bandwidth);
-    if (ssb) {
-        // A band that ends within the sideband leaves its lower part.
-        const double reach = (row.sign > 0 ? band - frequency : frequency) - lowest_audio;
-        const double kept = std::min(width, std::max(reach, 0.0));
-        const double middle = width < 1000 ? std::max(800.0, width / 2) : lowest_audio + kept / 2;
-        plan.offset = wishes.offset.value_or(int32_t(std::lround(middle)));
-    }
-    plan.mixer = plan.station + plan.sideband_sign * plan.offset;
-    const double room = 2 * std::min<double>(plan.mixer, band - plan.mixer);
-    plan.narrowed = width > room;
-    plan.width = width = std::min(width, room);
-    if (width < 50)
-        throw Failure("frequency " + hz(frequency - plan.centre),
-                      "the station would reach beyond the band, which " + ends);
-
-    plan.cutoff = row.cutoff * width;
-    plan.audio_cutoff = wishes.audio_cutoff.value_or(row.audio_cutoff > 0 ? row.audio_cutoff
-                                                     : ssb                ? 2.0 * plan.offset
-                                                                          : plan.cutoff);
-    if (wishes.audio_rate) // what the output can't carry
-        plan.audio_cutoff = std::min(plan.audio_cutoff, *wishes.audio_rate / 2.0 - audio_transition / 2);
-    const double transition = row.transition * width;
-    const bool two_stages = !wishes.taps && taps_for(rate, transition) > most_exact_taps;
-    double least = std::max(row.detector_rate * width, ssb ? 4.0 * plan.offset : 0.0);
-    if (two_stages) least = std::min<double>(std::max({least, 4 * width, 24000.0}), rate);
-    choose_rates(plan, wishes, least);
-
-    const double fs = double(rate) * plan.stuffing, edge = plan.cutoff + transition / 2;
-    plan.taps = wishes.taps.value_or(taps_for(fs, transition));
-    if (two_stages) { // the first stage keeps the station free of aliases, the second cuts it out
-        plan.channel_cutoff = plan.cutoff;
-        plan.channel_taps = taps_for(plan.detector_rate(), transition);
-        plan.cutoff = plan.detector_rate() / 2;
-        plan.taps = taps_for(fs, plan.detector_rate() - 2 * edge);
-    }
-    plan.audio_taps = taps_for(plan.filter_rate(), audio_transition);
-    plan.hilbert_taps = std::max(101, int32_t(2 * plan.detector_rate() / lowest_separated)) | 1;
-    plan.noise_taps = taps_for(plan.detector_rate(), 4000);
-
-    // Full scale over the audio's peaks. Carrier and modulation share the peak of an AM station, unless the carrier
-    // fades, for which synchronous AM leaves room. A sideband comes out of the phasing method at twice its level,
-    // and speech has the room that receiver.cpp leaves it. An FM station's deviation is what its bandwidth leaves
-    // beside the audio.
-    const double target = std::pow(10, target_level_db / 10);
-    plan.carrier_lift = plan.mode == ZVDemodMode_SyncAM ? 5 : 1;
-    switch (plan.mode) {
-    case ZVDemodMode_AM:
-        plan.audio_gain = std::sqrt(2) / target;
-        break;
-    case ZVDemodMode_SyncAM:
-        plan.audio_gain = std::sqrt(0.5) / target;
-        break;
-    case ZVDemodMode_ISB:
-        plan.audio_gain = 1 / target;
-        break;
-    case ZVDemodMode_SSB:
-        plan.audio_gain = 2 / target;
-        break;
-    case ZVDemodMode_FM:
-        plan.audio_gain = plan.detector_rate() / std::max(width / 2 - plan.audio_cutoff, width / 4);
-    }
+    const Row& row = rows[int(wishes.mode)];
+    Plan plan = {.rate = rate, .centre = wishes.centre, .mode = row.mode, .sideband_sign = row.sign};
+    place_station(plan, row, wishes);
+    choose_edges(plan, row, wishes);
+    choose_rates(plan, row, wishes);
+    choose_lengths(plan, row, wishes);
+    choose_gain(plan);
     return plan;
 }
 

@@ -80,8 +80,8 @@ const std::vector<int16_t>& Station::resampled(const std::vector<int16_t>& audio
     return stereo_;
 }
 
-// A block may be shorter than the delay, so that it brings none. Silence behind the end brings out what still is in the
-// filters.
+// A block may be shorter than the delay, so that it brings none. Silence behind the end brings out what still
+// is in the filters.
 const std::vector<int16_t>& Station::next()
 {
     audio_.clear();

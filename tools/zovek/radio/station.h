@@ -1,8 +1,8 @@
 // One station of a recorded band as audio.
 //
-// The first second of the band passes the receiver three times: to measure the station's level, to let the carrier loop
-// and the DC blocker settle, and to be heard. Audio stands where it stood in the recording: the filters' delay is
-// dropped at the start and made up with silence behind the end.
+// The first second of the band passes the receiver three times: to measure the station's level, to let the
+// carrier loop and the DC blocker settle, and to be heard. Audio stands where it stood in the recording: the
+// filters' delay is dropped at the start and made up with silence behind the end.
 #pragma once
 #include "io/converter.h"
 #include "io/selected.h"
