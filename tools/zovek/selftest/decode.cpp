@@ -1,9 +1,6 @@
 // Data and tones.
 #include "parts.h"
-#include <zovek/data_formatter.h>
-#include <zovek/fsk_corr_demod.h>
-#include <zovek/fsk_delay_demod.h>
-#include <zovek/tone_detector_corr.h>
+#include <zovek.hpp>
 
 namespace client::selftest {
 constexpr int32_t rate = 22050;
@@ -27,7 +24,7 @@ static std::vector<int16_t> keyed(size_t count)
 void fsk_corr_demod(Hash& hash)
 {
     const auto signal = keyed(2000);
-    const Made<ZVFSKCorrDemod> demodulator(ZVFSKCorrDemod16_Construct, ZVFSKCorrDemod_Destruct);
+    const zovek::FSKCorrDemod demodulator(ZVFSKCorrDemod16_Construct);
     ZVFSKCorrDemod_BufferSize(demodulator, 333);
     std::vector<int16_t> out(signal.size());
     for (const float bit_rate : {1200.0f, 300.0f}) {
@@ -40,7 +37,7 @@ void fsk_corr_demod(Hash& hash)
 void fsk_delay_demod(Hash& hash)
 {
     const auto signal = keyed(2000);
-    const Made<ZVFSKDelayDemod> demodulator(ZVFSKDelayDemod16_Construct, ZVFSKDelayDemod_Destruct);
+    const zovek::FSKDelayDemod demodulator(ZVFSKDelayDemod16_Construct);
     ZVFSKDelayDemod_SamplingRate(demodulator, rate);
     ZVFSKDelayDemod16_BufferSize(demodulator, 100);
     ZVDelayLine_Delay(demodulator->delay_line, 9);
@@ -71,7 +68,7 @@ static std::vector<int16_t> soft_bits(size_t count)
 void data_formatter(Hash& hash)
 {
     const auto level = soft_bits(4000);
-    const Made<ZVDataFormatter2> formatter(ZVDataFormatter2_Construct, ZVDataFormatter2_Destruct);
+    const zovek::DataFormatter formatter(ZVDataFormatter2_Construct);
     formatter->bit_rate = 1200;
     formatter->sampling_rate = rate;
     formatter->loop_gain = 0.25;
@@ -94,7 +91,7 @@ void tone_detector_corr(Hash& hash)
     for (size_t n = 0; n < 300; ++n)
         signal[n] = n / 9 % 2 ? -32768 : 32767; // beyond what 16 bits of power hold
     for (const float seconds : {0.0001f, 0.00025f, 0.001f, 0.004f}) {
-        const Made<ZVToneDetectorCorr> detector(ZVToneDetectorCorr16_Construct, ZVToneDetectorCorr_Destruct);
+        const zovek::ToneDetectorCorr detector(ZVToneDetectorCorr16_Construct);
         ZVToneDetectorCorr_ToneLength(detector, seconds);
         ZVToneDetectorCorr_ToneFrequency(detector, 1225);
         ZVToneDetectorCorr_BufferSize(detector, 200);

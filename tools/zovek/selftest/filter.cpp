@@ -1,17 +1,12 @@
 // Filters on samples. The taps of the convolutions are whole multiples of 1 / 32768, so they are the same wherever
 // they are loaded; the designs are a part of their own.
 #include "parts.h"
-#include <zovek/delay_line.h>
-#include <zovek/fir.h>
-#include <zovek/lms.h>
-#include <zovek/notch_filter.h>
+#include <zovek.hpp>
 
 namespace client::selftest {
-using Fir = Made<ZVFIR>;
-
-static Fir fir_of(ZVFIR* (*construct)(ZVFIR*), int32_t taps, int32_t block)
+static zovek::FIR fir_of(ZVFIR* (*construct)(ZVFIR*), int32_t taps, int32_t block)
 {
-    Fir fir(construct, ZVFIR_Destruct);
+    zovek::FIR fir(construct);
     ZVFIR_BufferSize(fir, block);
     Dice dice(static_cast<uint32_t>(taps));
     std::vector<float> values(static_cast<size_t>(taps));
@@ -33,7 +28,7 @@ static void convolutions(Hash& hash, ZVFIR* (*construct)(ZVFIR*),
     for (const int32_t taps : {3, 5, 15, 31, 63, 127})
         for (const int32_t block : {30, 1024})
             for (const int32_t decimation : {1, 3}) {
-                const Fir fir = fir_of(construct, taps, block);
+                const zovek::FIR fir = fir_of(construct, taps, block);
                 std::vector<Out> out(input.size() * 2);
                 process(fir, out.data(), input.data(), length, 1, decimation);
                 process(fir, out.data() + length, input.data() + 1, length - 1, 2, decimation);
@@ -62,7 +57,7 @@ void fir_process2(Hash& hash)
     const auto input = noise<int32_t>(150, 6);
     for (const int32_t taps : {3, 5, 31, 63})
         for (const int32_t phase : {0, 1}) {
-            const Fir fir = fir_of(ZVFIR3232_Construct, taps, 200);
+            const zovek::FIR fir = fir_of(ZVFIR3232_Construct, taps, 200);
             auto* at = static_cast<int32_t*>(fir->history_write);
             std::vector<int32_t> out(input.size());
             for (size_t n = 0; n < input.size(); ++n) at[n] = input[n];
@@ -78,7 +73,7 @@ void fir_designs(Hash& hash)
         for (int32_t type = 0; type <= 6; ++type)
             for (const int32_t taps : {3, 31, 64, 255})
                 for (const float rate : {8000.0f, 11025.0f, 48000.0f}) {
-                    const Fir fir(construct, ZVFIR_Destruct);
+                    const zovek::FIR fir(construct);
                     ZVFIR_SamplingRate(fir, rate);
                     ZVFIR_TapsNum(fir, taps);
                     ZVFIR_CutOffLow(fir, 700);
@@ -95,7 +90,7 @@ static void delays(Hash& hash, ZVDelayLine* (*construct)(ZVDelayLine*),
 {
     const auto input = noise<Sample>(500, 7);
     for (const int32_t delay : {0, 1, 17, 300}) {
-        const Made<ZVDelayLine> line(construct, ZVDelayLine_Destruct);
+        const zovek::DelayLine line(construct);
         ZVDelayLine_BufferSize(line, 64);
         ZVDelayLine_Delay(line, delay);
         std::vector<Sample> out(2 * input.size());
@@ -113,7 +108,7 @@ void delay_lines(Hash& hash)
 
 void notch(Hash& hash)
 {
-    const Made<ZVNotchFilter2> filter(ZVNotchFilter2_Construct, ZVNotchFilter2_Destruct);
+    const zovek::NotchFilter filter(ZVNotchFilter2_Construct);
     for (const float hz : {300.0f, 1000.0f, 3000.0f}) {
         auto signal = station(1000, 11025, 1000, 30, 15000);
         filter->frequency = hz;
@@ -127,7 +122,7 @@ void lms(Hash& hash)
     const auto quiet = station(400, 8000, 1000, 5, 9000), loud = noise<int16_t>(200, 8);
     for (const uint32_t taps : {1u, 4u, 31u, 64u})
         for (const uint32_t error : {0u, 1u}) {
-            const Made<ZVLMS1616> filter(ZVLMS1616_Construct, ZVLMS_Destruct);
+            const zovek::LMS filter(ZVLMS1616_Construct);
             ZVLMS_BufferSize(filter, 100);
             ZVLMS_TapsNum(filter, taps);
             ZVLMS_DelaySize(filter, error * 16);

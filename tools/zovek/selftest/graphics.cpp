@@ -1,14 +1,12 @@
 // Drawing at every depth, and colours.
 #include "parts.h"
-#include <zovek/color.h>
-#include <zovek/memory.h>
-#include <zovek/pixmap.h>
+#include <zovek.hpp>
 
 namespace client::selftest {
 // Every routine with ends inside and outside of an image of odd width, with and without a palette's limit.
 void pixmaps(Hash& hash)
 {
-    const Made<ZVDynamicPixMap> image(ZVDynamicPixMap_Construct, ZVDynamicPixMap_Destruct);
+    const zovek::PixMap image(ZVDynamicPixMap_Construct);
     for (const int32_t depth : {1, 4, 8, 15, 16, 24, 32}) {
         constexpr int32_t width = 77, height = 40;
         ZVDynamicPixMap_FormatUpdate(image, width, height, depth);

@@ -1,10 +1,6 @@
 // Functions and objects with real results.
 #include "parts.h"
-#include <zovek/arithmetic.h>
-#include <zovek/extract.h>
-#include <zovek/fft2_float.h>
-#include <zovek/text.h>
-#include <zovek/tone_detector.h>
+#include <zovek.hpp>
 
 namespace client::selftest {
 void exponentials(Reals& reals)
@@ -44,7 +40,7 @@ static void take(Reals& reals, const ZVFFT* fft)
 
 void spectrum_double(Reals& reals)
 {
-    const Made<ZVFFT> fft(ZVFFT_Construct, ZVFFT_Destruct);
+    const zovek::FFT fft(ZVFFT_Construct);
     const auto signal = line_signal();
     ZVFFT_BufferSize(fft, size);
     ZVFFT_WindowType(fft, ZVWindowType_Hann);
@@ -58,7 +54,7 @@ void spectrum_double(Reals& reals)
 
 void spectrum_float(Reals& reals)
 {
-    const Made<ZVFFT> fft(ZVFFT2Float_Construct, ZVFFT_Destruct);
+    const zovek::FFT fft(ZVFFT2Float_Construct);
     const auto signal = line_signal();
     ZVFFT2Float_BufferSize(fft, size);
     ZVFFT_WindowType(fft, ZVWindowType_Blackman);
@@ -72,7 +68,7 @@ void spectrum_float(Reals& reals)
 
 void band_float(Reals& reals)
 {
-    const Made<ZVFFT> fft(ZVFFT2Float_Construct, ZVFFT_Destruct);
+    const zovek::FFT fft(ZVFFT2Float_Construct);
     const auto signal = line_signal();
     ZVFFT2Float_BufferSize(fft, size);
     fft->compute_band_16(fft, signal.data(), size, 31, 64);
@@ -81,7 +77,7 @@ void band_float(Reals& reals)
 
 void tone_detector(Reals& reals)
 {
-    const Made<ZVToneDetector> detector(ZVToneDetector_Construct, ZVToneDetector_Destruct);
+    const zovek::ToneDetector detector(ZVToneDetector_Construct);
     ZVToneDetector_SamplingRate(detector, 8000);
     ZVToneDetector_Bandwidth(detector, 50);
     const auto signal = station(2000, 8000, 1000, 3, 9000);

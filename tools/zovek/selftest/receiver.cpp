@@ -1,13 +1,11 @@
 // Gain control, the demodulator mode by mode, the pitch shifter.
 #include "parts.h"
-#include <zovek/agc.h>
-#include <zovek/demodulator.h>
-#include <zovek/pitch_shift.h>
+#include <zovek.hpp>
 
 namespace client::selftest {
 void agc(Hash& hash)
 {
-    const Made<ZVAGC> gain(ZVAGC_Construct, ZVAGC_Destruct);
+    const zovek::AGC gain(ZVAGC_Construct);
     gain->gain_rise_rate = 0.01;
     gain->gain_fall_rate = 0.05;
     auto left = station(800, 44100, 3000, 100, 3000), right = station(800, 44100, 2000, 150, 20000);
@@ -35,7 +33,7 @@ static void receive(Hash& hash, uint8_t mode)
     auto band = station(10 * block, rate, 2050, 40, 8000);
     const auto beside = station(band.size(), rate, 1300, 7, 3000);
     for (size_t n = 0; n < band.size(); ++n) band[n] = static_cast<int16_t>(band[n] + beside[n]);
-    const Made<ZVDemodulator> radio(ZVDemodulator16_Construct, ZVDemodulator_Destruct);
+    const zovek::Demodulator radio(ZVDemodulator16_Construct);
     ZVDemodulator_IQDecimation(radio, 2);
     ZVDemodulator_AudioUpsample(radio, 2);
     ZVDemodulator_SamplingRate(radio, rate, 1);
@@ -73,7 +71,7 @@ void fm(Hash& hash) { receive(hash, ZVDemodMode_FM); }
 void pitch_shift(Hash& hash)
 {
     const auto signal = station(700, 8000, 900, 11, 12000);
-    const Made<ZVPitchShift> shifter(ZVPitchShift1616_Construct, ZVPitchShift_Destruct);
+    const zovek::PitchShift shifter(ZVPitchShift1616_Construct);
     ZVPitchShift1616_BufferSize(shifter, 96);
     ZVPitchShift1616_SamplingRate(shifter, 8000);
     ZVPitchShift1616_TapsNum(shifter, 31);

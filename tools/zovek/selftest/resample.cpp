@@ -1,10 +1,8 @@
 // The resampler: ratios that keep, raise and lower the rate, by the products of 16-bit samples and of 32-bit ones.
 #include "parts.h"
-#include <zovek/resampler.h>
+#include <zovek.hpp>
 
 namespace client::selftest {
-using Resampler = Made<ZVResampler32>;
-
 // over, under, taps: one tap beyond whole phases, whole phases, a long filter.
 constexpr int32_t ratios[][3] = {{1, 1, 31},       {2, 1, 63},  {1, 3, 127},
                                  {160, 147, 2561}, {7, 9, 113}, {80, 441, 1281}};
@@ -13,7 +11,7 @@ template <class Work>
 static void each_ratio(Work work)
 {
     for (const auto& [over, under, taps] : ratios) {
-        const Resampler resampler(ZVResampler32_Construct, ZVResampler32_Destruct);
+        const zovek::Resampler resampler(ZVResampler32_Construct);
         ZVResampler32_BufferSize(resampler, 100);
         ZVResampler32_Over(resampler, over);
         ZVResampler32_Under(resampler, under);

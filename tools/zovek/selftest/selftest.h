@@ -7,8 +7,6 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <new>
 #include <span>
 #include <string>
 #include <vector>
@@ -72,22 +70,6 @@ std::vector<Sample> noise(size_t count, uint32_t seed, int quieter = 0)
 // A triangle at hz whose level swings by half at swing_hz, in a little noise: a station for receivers. Rates in
 // whole Hz, level up to 20000.
 std::vector<int16_t> station(size_t count, uint32_t rate, uint32_t hz, uint32_t swing_hz, int32_t level);
-
-// An object of the library, taken from its heap.
-template <class Object>
-class Made {
-public:
-    Made(Object* (*construct)(Object*), void (*destruct)(Object*, uint32_t))
-        : object_(construct(nullptr), [destruct](Object* made) { destruct(made, 1); })
-    {
-        if (!object_) throw std::bad_alloc();
-    }
-    operator Object*() const { return object_.get(); }
-    Object* operator->() const { return object_.get(); }
-
-private:
-    std::shared_ptr<Object> object_;
-};
 
 // What is tested, and what it must give. kernels names the family whose kernel it runs, null if it has none. Of rows
 // with one name, which stand together, the first that holds for the kernel counts.

@@ -1,8 +1,6 @@
 // Texts, strings and lists.
 #include "parts.h"
-#include <zovek/string.h>
-#include <zovek/string_list.h>
-#include <zovek/text.h>
+#include <zovek.hpp>
 
 namespace client::selftest {
 // A text of up to 20 characters, all but the terminator, mostly letters of either case.
@@ -44,7 +42,7 @@ void texts(Hash& hash)
 void strings(Hash& hash)
 {
     Dice dice(18);
-    const Made<ZVString> string(ZVString_Construct, ZVString_Destruct);
+    const zovek::String string(ZVString_Construct);
     const auto see = [&] {
         hash.bytes(string->text, static_cast<size_t>(string->length) + 1);
         hash.value(string->capacity);
@@ -93,7 +91,7 @@ void strings(Hash& hash)
 void string_lists(Hash& hash)
 {
     Dice dice(19);
-    const Made<ZVStringList> list(ZVStringList_Construct, ZVStringList_Destruct);
+    const zovek::StringList list(ZVStringList_Construct);
     for (const int32_t sorting : {0, 1, 2})
         for (int n = 0; n < 150; ++n) {
             if (n == 50) ZVStringList_Sorting(list, sorting);
