@@ -5,6 +5,7 @@
 // recording runs through a little faster than it was. Where the terminal takes longer for a row, rows cover more
 // signal: all blocks are averaged in, none is dropped.
 #include "spectra/live.h"
+#include "io/progress.h"
 #include "io/stop.h"
 #include "io/system.h"
 #include "line/failure.h"
@@ -24,11 +25,6 @@ using namespace words;
 namespace {
 constexpr double pace = 1.0 / 20, covered = 1.0 / 19; // s
 constexpr size_t remembered = 512;                    // rows that are drawn anew after a resize
-
-double now()
-{
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 system::Size size_of_picture()
 {
@@ -109,7 +105,7 @@ public:
         watch_for_stop();
         screen_.emplace();
         double signal = covered; // s that a row covers
-        double next = now(), filled = 0;
+        double next = clock_.seconds(), filled = 0;
         while (const float* power = analysis_.next()) {
             for (size_t k = 0; k < sum_.size(); ++k) sum_[k] += power[k];
             ++blocks_;
@@ -117,10 +113,10 @@ public:
             if (filled < signal) continue;
             filled = std::max(filled - signal, 0.0);
             wait_until(next);
-            const double before = now();
+            const double before = clock_.seconds();
             next = std::max(next, before - pace) + pace;
             show();
-            signal = std::max(covered, 1.1 * (now() - before));
+            signal = std::max(covered, 1.1 * (clock_.seconds() - before));
         }
         if (blocks_ > 0) show();
         if (rows_.size() % 2 == 1 && !screen_->terminal()) screen_->put(line(rows_.size() - 1));
@@ -137,9 +133,9 @@ private:
         Range range;
     };
 
-    static void wait_until(double time)
+    void wait_until(double time) const
     {
-        const double left = time - now();
+        const double left = time - clock_.seconds();
         if (left <= 0 || stop_signal()) return;
         std::this_thread::sleep_for(std::chrono::duration<double>(left));
     }
@@ -229,6 +225,7 @@ private:
         return text.substr(0, size_t(columns) - 1);
     }
 
+    Clock clock_;
     Analysis analysis_;
     Follower follower_;
     const Palette palette_;
