@@ -19,17 +19,18 @@ struct Row {
     double transition;    // of the bandwidth
     double detector_rate; // the least, of the bandwidth
     double audio_cutoff;  // Hz; 0: follows the bandwidth
+    double audio_gain;    // full scale over the peaks of its audio; 0: by FM's deviation
 };
 
 // clang-format off
 constexpr Row rows[] = {
-    //                   sign  bandwidth  cut-off  transition  detector  audio
-    {ZVDemodMode_AM,        1,      9000,    0.50,      0.167,     1.75,     0},
-    {ZVDemodMode_SyncAM,    1,      5600,    0.50,      0.065,     1.05,     0},
-    {ZVDemodMode_ISB,       1,      5400,    0.50,      0.125,     2.00,     0},
-    {ZVDemodMode_SSB,       1,      2400,    0.56,      0.250,     4.00,     0},
-    {ZVDemodMode_SSB,      -1,      2400,    0.56,      0.250,     4.00,     0},
-    {ZVDemodMode_FM,        1,     16000,    0.28,      0.875,     6.00,  3000},
+    //                   sign  bandwidth  cut-off  transition  detector  audio  gain
+    {ZVDemodMode_AM,        1,      9000,    0.50,      0.167,     1.75,     0, M_SQRT2},
+    {ZVDemodMode_SyncAM,    1,      5600,    0.50,      0.065,     1.05,     0, M_SQRT1_2},
+    {ZVDemodMode_ISB,       1,      5400,    0.50,      0.125,     2.00,     0, 1},
+    {ZVDemodMode_SSB,       1,      2400,    0.56,      0.250,     4.00,     0, 2},
+    {ZVDemodMode_SSB,      -1,      2400,    0.56,      0.250,     4.00,     0, 2},
+    {ZVDemodMode_FM,        1,     16000,    0.28,      0.875,     6.00,  3000, 0},
 };
 // clang-format on
 
@@ -102,8 +103,7 @@ void choose_ratio(Plan& plan, int64_t rate)
     plan.under = under;
 }
 
-// Where the band ends, for messages: at half the recording's rate, and in I/Q so far to either side of the
-// centre.
+// Where the band ends, for messages: at half the recording's rate; of I/Q to either side of the centre.
 std::string band_of(const Plan& plan)
 {
     const std::string begins = plan.centre ? "reaches from " + hz(-plan.centre) + " to " : "ends at ";
@@ -151,8 +151,7 @@ void choose_edges(Plan& plan, const Row& row, const Wishes& wishes)
 }
 
 // 3. The rates behind the mixer, in Hz. Audio at a rate that was asked for comes by division where that gives
-// it, else through the resampler, from a rate that has the audio in the part that the resampler leaves as it
-// is.
+// it, else through the resampler, from one that has the audio in the part that the resampler leaves as it is.
 void choose_rates(Plan& plan, const Row& row, const Wishes& wishes)
 {
     double least_detector = std::max(row.detector_rate * plan.width, 4.0 * plan.offset);
@@ -196,29 +195,15 @@ void choose_lengths(Plan& plan, const Row& row, const Wishes& wishes)
 }
 
 // 5. The gain: full scale over the audio's peaks. Carrier and modulation share the peak of an AM station,
-// unless the carrier fades, for which synchronous AM leaves room. A sideband comes out of the phasing method
-// at twice its level, and speech has the room that receiver.cpp leaves it. An FM station's deviation is what
-// its bandwidth leaves beside the audio: (width / 2 - audio) / detector's rate of full scale.
-void choose_gain(Plan& plan)
+// unless the carrier fades, for which synchronous AM leaves room. A sideband comes out of the phasing method at
+// twice its level, and speech has the room that receiver.cpp leaves it. An FM station's deviation is what its
+// bandwidth leaves beside the audio: (width / 2 - audio) / detector's rate of full scale.
+void choose_gain(Plan& plan, const Row& row)
 {
+    const double deviation = std::max(plan.width / 2 - plan.audio_cutoff, plan.width / 4); // Hz
     const double target = std::pow(10, target_level_db / 10);
+    plan.audio_gain = row.audio_gain > 0 ? row.audio_gain / target : plan.detector_rate() / deviation;
     plan.carrier_lift = plan.mode == ZVDemodMode_SyncAM ? 5 : 1;
-    switch (plan.mode) {
-    case ZVDemodMode_AM:
-        plan.audio_gain = std::sqrt(2) / target;
-        break;
-    case ZVDemodMode_SyncAM:
-        plan.audio_gain = std::sqrt(0.5) / target;
-        break;
-    case ZVDemodMode_ISB:
-        plan.audio_gain = 1 / target;
-        break;
-    case ZVDemodMode_SSB:
-        plan.audio_gain = 2 / target;
-        break;
-    case ZVDemodMode_FM:
-        plan.audio_gain = plan.detector_rate() / std::max(plan.width / 2 - plan.audio_cutoff, plan.width / 4);
-    }
 }
 } // namespace
 
@@ -260,7 +245,7 @@ Plan make_plan(int32_t rate, const Wishes& wishes)
     choose_edges(plan, row, wishes);
     choose_rates(plan, row, wishes);
     choose_lengths(plan, row, wishes);
-    choose_gain(plan);
+    choose_gain(plan, row);
     return plan;
 }
 
