@@ -5,7 +5,6 @@
 #include "io/system.h"
 #include "io/talk.h"
 #include "line/options.h"
-#include "words/words.h"
 #include <algorithm>
 
 namespace client {

@@ -4,14 +4,11 @@
 // sample formats become 16-bit at this door: wider integers are rounded to nearest, reals are scaled by 32768, and both
 // saturate.
 #pragma once
+#include "words/words.h"
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
-
-namespace words {
-class JsonObject;
-}
 
 namespace client {
 class CommandLine;

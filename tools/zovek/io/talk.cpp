@@ -1,7 +1,6 @@
 #include "io/talk.h"
 #include "io/system.h"
 #include "line/failure.h"
-#include "words/words.h"
 #include <cstdio>
 
 namespace client {

@@ -1,10 +1,7 @@
 // What a command says beside its results.
 #pragma once
+#include "words/words.h"
 #include <string>
-
-namespace words {
-class JsonObject;
-}
 
 namespace client {
 // One line on standard error: of talk, which --quiet silences, or of what failed.

@@ -95,8 +95,7 @@ std::string mismatch(const CLI::App& command, const std::vector<std::string>& wo
             return option->get_name() + " takes no value";
     }
     for (const CLI::Option* option : command.get_options())
-        if (option->get_multi_option_policy() == CLI::MultiOptionPolicy::Throw &&
-            int(option->count()) > option->get_items_expected_max())
+        if (const int most = option->get_items_expected_max(); most > 0 && int(option->count()) > most)
             return option->get_name() + " is given more than once";
     return {};
 }

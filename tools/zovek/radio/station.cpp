@@ -69,13 +69,11 @@ const std::vector<int16_t>& Station::resampled(const std::vector<int16_t>& audio
         sides_[side].clear();
         converters_[side]->run(audio.data() + side, audio.size() / 2, 2, sides_[side]);
     }
-    const std::vector<int16_t>&left = sides_[0], &right = sides_[converters_.size() - 1];
-    const auto skipped = size_t(std::min(late_, int64_t(left.size())));
-    late_ -= int64_t(skipped);
     stereo_.clear();
-    for (size_t k = skipped; k < left.size(); ++k) {
-        stereo_.push_back(left[k]);
-        stereo_.push_back(right[k]);
+    for (size_t k = 0; k < sides_[0].size(); ++k) {
+        if (late_-- > 0) continue;
+        stereo_.push_back(sides_[0][k]);
+        stereo_.push_back(sides_[converters_.size() - 1][k]);
     }
     return stereo_;
 }

@@ -3,7 +3,6 @@
 #include "io/talk.h"
 #include "line/options.h"
 #include "spectra/axis.h"
-#include "words/words.h"
 #include <algorithm>
 #include <bit>
 #include <cmath>

@@ -3,16 +3,10 @@
 #include "io/iq.h"
 #include "io/selected.h"
 #include "spectra/transform.h"
+#include "words/words.h"
 #include <cmath>
 #include <optional>
 #include <string>
-
-namespace words {
-class JsonObject;
-}
-
-namespace client {
-}
 
 namespace client::spectra {
 struct AnalysisOptions {
