@@ -1,6 +1,6 @@
-// FSK correlator, FSK delay demodulator and the data formatter's two ways: samples a second, beside the obvious loop
-// in C compiled for this machine. The signal is 1200 Bd between 1200 and 2200 Hz at 22050 Hz in noise, 16384
-// samples; phases of the correlators start at 0 in each round.
+// FSK correlator, FSK delay demodulator and the data formatter's two ways: samples a second, beside the
+// obvious loop in C compiled for this machine. The signal is 1200 Bd between 1200 and 2200 Hz at 22050 Hz in
+// noise, 16384 samples; phases of the correlators start at 0 in each round.
 #include "core/cpu.h"
 #include "obvious_decode.h"
 #include <algorithm>

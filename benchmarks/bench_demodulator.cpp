@@ -1,6 +1,6 @@
-// The whole demodulator against the obvious C loop (-O3 -march=native), mode by mode, at three input rates. Both
-// run on the same signal, block by block in turn, after their outputs have been compared. Time is ours; "loop"
-// is the other's in ns a sample, "ratio" ours by the other's.
+// The whole demodulator against the obvious C loop (-O3 -march=native), mode by mode, at three input rates.
+// Both run on the same signal, block by block in turn, after their outputs have been compared. Time is ours;
+// "loop" is the other's in ns a sample, "ratio" ours by the other's.
 #include "obvious_demodulator.h"
 #include <benchmark/benchmark.h>
 #include <chrono>

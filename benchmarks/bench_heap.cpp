@@ -1,5 +1,5 @@
-// The heap beside the C library's: one free and one allocation together while so many blocks live, of 1 to 1000
-// bytes; and a sorted list of texts, each in blocks of its own.
+// The heap beside the C library's: one free and one allocation together while so many blocks live, of 1 to
+// 1000 bytes; and a sorted list of texts, each in blocks of its own.
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <cstdlib>

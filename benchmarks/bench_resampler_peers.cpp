@@ -3,8 +3,9 @@
 // ripple: greatest less least gain of tones up to 0.7 of the lower Nyquist frequency, dB
 // snr:    power of these tones over all else that comes out, dB
 // band:   where the gain has fallen by 3 dB, in the lower Nyquist frequency
-// stop:   loudest of what must not come out, dB below the tone that makes it. Rate rising: images of tones from 0.7
-//         to 0.95 of Nyquist. Rate falling: tones from 1.1 of the lower Nyquist frequency to the input's own
+// stop:   loudest of what must not come out, dB below the tone that makes it. Rate rising: images of tones
+//         from 0.7 to 0.95 of Nyquist. Rate falling: tones from 1.1 of the lower Nyquist frequency to the
+//         input's own
 // realtime: seconds of one channel converted a second
 #include "support/signals.h"
 #include <algorithm>
@@ -29,8 +30,9 @@ struct Rates {
 // A whole signal from one rate to another, quality in the converter's own terms.
 using Convert = void (*)(Rates rates, int quality, const Reals& in, Reals& out);
 
-// Blocks of the object's own samples, as a program with reals would call it; when the rate falls with as many more
-// taps, so that the filter is as sharp beside the lower rate. bits is the width of the samples on both sides.
+// Blocks of the object's own samples, as a program with reals would call it; when the rate falls with as many
+// more taps, so that the filter is as sharp beside the lower rate. bits is the width of the samples on both
+// sides.
 template <int bits>
 void zovek(Rates rates, int taps, const Reals& in, Reals& out)
 {
@@ -88,8 +90,8 @@ struct Tone {
     double gain, rest; // amplitudes against the input's
 };
 
-// A tone through a converter: the middle half of what comes out, and a sine fitted to it by least squares. Above
-// the output's Nyquist frequency there is no tone to fit.
+// A tone through a converter: the middle half of what comes out, and a sine fitted to it by least squares.
+// Above the output's Nyquist frequency there is no tone to fit.
 Tone through(Convert convert, Rates rates, int quality, double hz)
 {
     const double amplitude = 0.5, turn = 2 * std::numbers::pi * hz;

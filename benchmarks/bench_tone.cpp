@@ -1,5 +1,5 @@
-// Tone detectors and extraction primitives: samples (pairs, terms) a second by processor class, beside the obvious
-// loops in C compiled for this machine.
+// Tone detectors and extraction primitives: samples (pairs, terms) a second by processor class, beside the
+// obvious loops in C compiled for this machine.
 #include "core/cpu.h"
 #include "decode/extract_kernels.h"
 #include "obvious_tone.h"

@@ -1,5 +1,5 @@
-/* What a C programmer would write: the filter of the interpolated stream with the zeros left out, 16-bit samples,
- * taps of 32 bits, sums of 64 bits. */
+/* What a C programmer would write: the filter of the interpolated stream with the zeros left out, 16-bit
+ * samples, taps of 32 bits, sums of 64 bits. */
 #include "obvious_resampler.h"
 
 static int16_t scaled(int64_t sum, int32_t over)

@@ -14,8 +14,8 @@ struct obvious_tone {
 void obvious_tone_extended(struct obvious_tone* t, const int16_t* in, int count);
 void obvious_tone_double(struct obvious_tone* t, const int16_t* in, int count);
 
-/* Power of a tone at each sample, then a FIR filter over it. window has room for positions - 1 + count samples,
- * history for taps_count - 1 + count. */
+/* Power of a tone at each sample, then a FIR filter over it. window has room for positions - 1 + count
+ * samples, history for taps_count - 1 + count. */
 struct obvious_corr {
     const int16_t *sine, *cosine, *taps;
     int positions, taps_count;

@@ -1,5 +1,5 @@
-// Every choice of kernel that the library makes, for programs that tell which kernels a processor gets. It stands
-// above the families; the shared library doesn't export it.
+// Every choice of kernel that the library makes, for programs that tell which kernels a processor gets. It
+// stands above the families; the shared library doesn't export it.
 #pragma once
 #include <cstdint>
 #include <span>

@@ -58,8 +58,8 @@ TEST(Plan, HoldsTogetherAtEveryRate)
                     EXPECT_NEAR(plan.output_rate(), least, 1e-8 * least);
                 else
                     EXPECT_LE(plan.audio_rate(), 16000.0);
-                // What is kept in the end reaches so far from the mixer; what the first filter lets through beyond
-                // must not come down upon it.
+                // What is kept in the end reaches so far from the mixer; what the first filter lets through
+                // beyond must not come down upon it.
                 const double channel = plan.channel_taps ? 5.5 * plan.detector_rate() / plan.channel_taps : 0;
                 const double reach =
                     channel > 0 ? plan.channel_cutoff + channel / 2 : plan.cutoff + transition / 2;
@@ -113,8 +113,8 @@ TEST(Plan, PlacesTheSideband)
         EXPECT_THROW(around_centre(Mode::am, frequency), Failure);
 }
 
-// Division where it gives the rate, with the settings of old; else the exact ratio, or nearly, from audio that the
-// resampler passes whole. Nothing is left that the output can't carry.
+// Division where it gives the rate, with the settings of old; else the exact ratio, or nearly, from audio
+// that the resampler passes whole. Nothing is left that the output can't carry.
 TEST(Plan, AudioAtTheRateAskedFor)
 {
     const struct {

@@ -1,5 +1,5 @@
-// What all calls that process samples share, over tables of all such calls: nothing to take, results over the input, a
-// count that is too large; and that a record's code pointers are the client's to replace.
+// What all calls that process samples share, over tables of all such calls: nothing to take, results over the
+// input, a count that is too large; and that a record's code pointers are the client's to replace.
 #include "core/heap.h"
 #include "support/families.h"
 #include "support/signals.h"
@@ -16,8 +16,8 @@ using test::Family;
 
 // ---- Calls over a client's samples ----
 
-// A call over a client's samples, whatever the order of its arguments. Those that work in place or have no output
-// take the input for both. step counts as far as the call has one, decimation is 1.
+// A call over a client's samples, whatever the order of its arguments. Those that work in place or have no
+// output take the input for both. step counts as far as the call has one, decimation is 1.
 using Run = void (*)(void* self, void* out, void* in, int32_t length, int32_t step);
 
 template <auto Call>
@@ -287,7 +287,8 @@ TEST_P(OwnInputs, ACountBeyondTheBlockIsABlock)
 
 INSTANTIATE_TEST_SUITE_P(All, OwnInputs, testing::ValuesIn(own_inputs), name_of);
 
-// The two sizes that no setter raises to 1: a block that holds nothing takes nothing, and no call waits for it.
+// The two sizes that no setter raises to 1: a block that holds nothing takes nothing, and no call waits for
+// it.
 TEST(OwnInputs, ABlockOfNothingTakesNothing)
 {
     const std::vector<int16_t> x = test::noise(100);
@@ -303,7 +304,8 @@ TEST(OwnInputs, ABlockOfNothingTakesNothing)
 
 // ---- Code pointers ----
 
-// A client's routines count and go on to the library's own. Filters of the three kinds, by every road to them.
+// A client's routines count and go on to the library's own. Filters of the three kinds, by every road to
+// them.
 struct Counted {
     static inline int rebuilt, loaded, ran;
     static inline ZVFIR own;

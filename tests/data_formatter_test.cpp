@@ -1,5 +1,5 @@
-// The formatter's two ways against the plain model in all their state, cut anywhere; worked numbers; bits of made
-// AFSK streams through both demodulators.
+// The formatter's two ways against the plain model in all their state, cut anywhere; worked numbers; bits of
+// made AFSK streams through both demodulators.
 #include "reference/data_formatter.h"
 #include "support/signals.h"
 #include <algorithm>
@@ -63,7 +63,8 @@ Signal soft(const std::vector<bool>& bits, double period, double level, uint32_t
     return x;
 }
 
-// {gain, decay, bit rate}: exact ties of the decay at 0.5, decays that aren't fractions, bits shorter than a sample.
+// {gain, decay, bit rate}: exact ties of the decay at 0.5, decays that aren't fractions, bits shorter than a
+// sample.
 const struct {
     double gain, decay, bits;
 } settings[] = {{0.01, 0.0008, 1000}, {0.2, 0.5, 1200},   {0, 1, 30000},

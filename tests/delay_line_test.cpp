@@ -91,7 +91,8 @@ TYPED_TEST(DelayLine, NullOutAndOwnInputAreaServeParents)
     EXPECT_EQ(std::vector<Sample>(area, area + 4), (std::vector<Sample>{6, 10, 11, 12}));
 }
 
-// A client's own rebuild hides the width. Room that is reserved then leaves the layout and the history as they stand.
+// A client's own rebuild hides the width. Room that is reserved then leaves the layout and the history as
+// they stand.
 TYPED_TEST(DelayLine, AClientsRebuildKeepsTheLayout)
 {
     auto& line = this->line;

@@ -59,7 +59,7 @@ struct Case {
 };
 // clang-format off
 const Case cases[] = {
-    //                   Fs      f  D  U block post audio isb cutoff gain  vol     dc sign offset  agc: iq  audio  noise
+    //                   Fs      f  D  U block post audio isb cutoff gain  vol     dc sign offset  agcs
     {"defaults"},
     {"gain_control",  44100, 11025, 2, 2, 1024,  31,  31,  31, 3000, 1.0F, 0.3F,   50,  1,   800, true,  true,  true},
     {"fs48k_by_4",    48000, 12000, 4, 4, 4000,  63, 127,  64, 4000, 1.7F, 0.5F,    5, -1,  1500, false, false, true},
@@ -105,8 +105,8 @@ void set(reference::Demodulator& model, const Case& c, uint8_t mode)
     model.audio_gain = c.audio_gain, model.volume = c.volume, model.dc_cutoff = c.dc_cutoff;
 }
 
-// In turn: full-scale noise, a carrier near the local frequency under AM and a little noise, the same under FM
-// and weak, silence, full scale.
+// In turn: full-scale noise, a carrier near the local frequency under AM and a little noise, the same under
+// FM and weak, silence, full scale.
 Signal programme(const Case& c, size_t count)
 {
     Signal x = noise(count, 3);

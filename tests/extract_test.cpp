@@ -1,5 +1,5 @@
-// Autocorrelation, envelope and frequency: every form that runs here against the plain loops. On a processor with
-// 3DNow! (or an emulated one: qemu-x86_64 -cpu phenom) its forms too.
+// Autocorrelation, envelope and frequency: every form that runs here against the plain loops. On a processor
+// with 3DNow! (or an emulated one: qemu-x86_64 -cpu phenom) its forms too.
 #include "decode/extract_kernels.h"
 #include "reference/extract.h"
 #include "support/guarded.h"

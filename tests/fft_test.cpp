@@ -264,8 +264,8 @@ TYPED_TEST(FftOf, SpectraEqualThePlainSum)
         }
 }
 
-// From 2^21 points on the table of factors is no exact mirror of itself, and each bin has its own: against the plain
-// form, which knows of no mirror.
+// From 2^21 points on the table of factors is no exact mirror of itself, and each bin has its own: against
+// the plain form, which knows of no mirror.
 TEST(Fft, EachBinOfManyPointsHasItsOwnFactor)
 {
     using namespace zv::fft;

@@ -1,6 +1,6 @@
-// Every FIR kernel that runs here against the plain sum it stands for, to the bit. The filter's block ends at an
-// unmapped page and starts full of noise, so a read or write too far, or a result that depends on what lies
-// behind the span, is seen.
+// Every FIR kernel that runs here against the plain sum it stands for, to the bit. The filter's block ends at
+// an unmapped page and starts full of noise, so a read or write too far, or a result that depends on what
+// lies behind the span, is seen.
 #include "filter/fir.h"
 #include "filter/fir_kernels.h"
 #include "reference/fir.h"
@@ -117,8 +117,8 @@ INSTANTIATE_TEST_SUITE_P(All, FirKernels,
                                     std::to_string(std::get<1>(info.param));
                          });
 
-// Half the products: samples of one parity alone count, and a null out, a count of 0 and odd blocks are as for
-// any kernel.
+// Half the products: samples of one parity alone count, and a null out, a count of 0 and odd blocks are as
+// for any kernel.
 TEST(FirProcess2, EqualsTheSumOverEverySecondSample)
 {
     for (const int count : {3, 5, 7, 29, 31, 33, 127})

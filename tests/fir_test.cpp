@@ -161,7 +161,8 @@ TEST_P(Fir, LoadersQuantiseTheCallersTaps)
     EXPECT_EQ(taps()[0], -top - 1);
 }
 
-// Without memory every setter and loader leaves the filter as it was, and reserving leaves the present layout.
+// Without memory every setter and loader leaves the filter as it was, and reserving leaves the present
+// layout.
 TEST_P(Fir, SurvivesRefusal)
 {
     ZVFIR_FIRType(&fir, ZVFIRType_LowPass);
@@ -189,8 +190,8 @@ TEST_P(Fir, SurvivesRefusal)
     EXPECT_EQ(fir.buffer_size, 4096);
 }
 
-// A client's own rebuild hides the kind. Room that is reserved then leaves the layout as it stands, wherever the block
-// goes, and holds whatever the library's rebuild lays out when the client goes on to it.
+// A client's own rebuild hides the kind. Room that is reserved then leaves the layout as it stands, wherever
+// the block goes, and holds whatever the library's rebuild lays out when the client goes on to it.
 TEST_P(Fir, AClientsRebuildKeepsTheLayout)
 {
     ZVFIR_FIRType(&fir, ZVFIRType_LowPass);
@@ -257,8 +258,8 @@ TEST(FirDesign, WorkedTapValues)
 template <class Out, class In>
 using Process = void (*)(ZVFIR*, Out*, const In*, int32_t, int32_t, int32_t);
 
-// A stream cut into calls, every step-th element of an interleaved buffer, against the plain sum over the samples
-// taken; then the last block's results left in the filter's own output, and results over their input.
+// A stream cut into calls, every step-th element of an interleaved buffer, against the plain sum over the
+// samples taken; then the last block's results left in the filter's own output, and results over their input.
 template <class Tap, class Out, class In, class Store, class Reference, class Narrow>
 void check_stream(ZVFIR* (*construct)(ZVFIR*), Process<Out, In> process, bool rounds_up, Store store,
                   Reference reference, Narrow narrow)

@@ -110,8 +110,8 @@ TEST_F(Heap, AnyPointerIntoABlockFindsIt)
     MemoryFree(two - 63); // in its header; the header's first address is the end of the block before
 }
 
-// Released twice, whatever has become of its neighbours by then: the second time it is no block. One that is handed
-// out again is another's.
+// Released twice, whatever has become of its neighbours by then: the second time it is no block. One that is
+// handed out again is another's.
 TEST_F(Heap, ASecondReleaseIsIgnored)
 {
     for (const uint32_t bytes : {0u, 1u, 200u})
@@ -182,8 +182,8 @@ TEST_F(Heap, ARefusalGivesNullAndChangesNothing)
     MemoryFree(p);
 }
 
-// The block that a walk over all pools and blocks takes for a need: the smallest that holds it, an exact fit at
-// once, the first of equals. Null where a new pool is due.
+// The block that a walk over all pools and blocks takes for a need: the smallest that holds it, an exact fit
+// at once, the first of equals. Null where a new pool is due.
 const void* walk_for(uint32_t need)
 {
     const MemoryBlock* best = nullptr;

@@ -138,8 +138,8 @@ TEST_P(EachDepth, NothingDrawsInAnEmptyImage)
     }
 }
 
-// A client's raw pixel, which notes where it is called. Which shapes ask it is each depth's own; those that don't
-// draw the colour themselves, and those that do draw nothing else.
+// A client's raw pixel, which notes where it is called. Which shapes ask it is each depth's own; those that
+// don't draw the colour themselves, and those that do draw nothing else.
 TEST_P(EachDepth, AClientsRawPixelDrawsTheShapesThatHaveNoDirectPath)
 {
     static Model::Points asked;

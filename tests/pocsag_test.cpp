@@ -1,4 +1,5 @@
-// POCSAG codewords and pages: the code's promise for every pattern of errors, and what becomes of a page in bad company.
+// POCSAG codewords and pages: the code's promise for every pattern of errors, and what becomes of a page in
+// bad company.
 #include "decoders/pages/pocsag_pages.h"
 #include <bit>
 #include <gtest/gtest.h>
@@ -11,7 +12,8 @@ using decoders::pages::PocsagReceiver;
 namespace {
 constexpr uint32_t sync_word = 0x7cd215d8, idle_word = 0x7a89c197;
 
-// A codeword by its definition: divisible by the generator, and of even parity; found bit by bit from the top.
+// A codeword by its definition: divisible by the generator, and of even parity; found bit by bit from the
+// top.
 uint32_t codeword(uint32_t payload)
 {
     uint32_t rest = payload << 10;

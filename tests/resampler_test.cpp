@@ -1,5 +1,5 @@
-// The resampler: worked numbers, the ratio search, every kernel against the formula, streams cut in any way, and
-// what a refusal of memory leaves.
+// The resampler: worked numbers, the ratio search, every kernel against the formula, streams cut in any way,
+// and what a refusal of memory leaves.
 #include "core/cpu.h"
 #include "core/heap.h"
 #include "reference/resampler.h"
@@ -302,8 +302,8 @@ TEST_P(ResamplerKernel, TakesAnyTaps)
         }
 }
 
-// A table of the client's own by the record's routine, in the middle of a stream: heard from the next block on, over
-// the old history, in every form; what the client writes itself isn't.
+// A table of the client's own by the record's routine, in the middle of a stream: heard from the next block
+// on, over the old history, in every form; what the client writes itself isn't.
 TEST_P(ResamplerKernel, ATableByTheRecordsRoutineCountsFromTheNextBlockOn)
 {
     const OnProcessor on(GetParam());

@@ -1,5 +1,5 @@
-// The choice of kernels by processor, stated a second time, as names; and that the list of kernels tells what objects
-// take.
+// The choice of kernels by processor, stated a second time, as names; and that the list of kernels tells what
+// objects take.
 #include "core/cpu_tables.h"
 #include "filter/fir_kernels.h"
 #include "filter/lms_kernels.h"
@@ -25,9 +25,9 @@ constexpr uint32_t avx2 = 1, avx512 = avx2 | 2, vnni = avx512 | 4; // wider sets
 constexpr uint32_t k5 = 0x20005001, f5m6 = 0x20006000, f5m8 = 0x20006001, f5m9 = 0x20006002;
 constexpr uint32_t f6 = 0x20007000, f15 = 0x20008000;
 
-// A processor, and the names of its kernels in this order: FIR 16 -> 16, 16 -> 32, 32 -> 32, every second sample, LMS;
-// spectra in double and in float, demodulator, FSK correlator; tone correlator, autocorrelation, amplitude, frequency;
-// resampler of 16 and of 32 bits, fill.
+// A processor, and the names of its kernels in this order: FIR 16 -> 16, 16 -> 32, 32 -> 32, every second
+// sample, LMS; spectra in double and in float, demodulator, FSK correlator; tone correlator, autocorrelation,
+// amplitude, frequency; resampler of 16 and of 32 bits, fill.
 struct Choice {
     uint32_t classification, features, extended, sets;
     const char* kernels;
@@ -172,7 +172,8 @@ TEST(Select, IsAsStatedAndWhatObjectsTake)
     for (const Choice& row : choices) {
         SCOPED_TRACE(testing::Message() << std::hex << row.classification << ' ' << row.features << ' '
                                         << row.extended << ' ' << row.sets);
-        // Of all kernels only the fill runs here, in the constructors, so sets that this machine lacks do no harm.
+        // Of all kernels only the fill runs here, in the constructors, so sets that this machine lacks do no
+        // harm.
         const bool fills = test::runs_here(test::sse) || wanted(row).back() != "past_caches";
         const test::OnProcessor as(row.classification, row.features, row.sets, row.extended);
         EXPECT_EQ(names_in_order(), wanted(row));
@@ -239,8 +240,8 @@ TEST(Select, GivesNoProcessorASetThatItLacks)
     }
 }
 
-// An object keeps what its Construct chose when the record changes afterwards, by whatever setter it is rebuilt; some
-// choose at the first call, at a rebuild or at each call.
+// An object keeps what its Construct chose when the record changes afterwards, by whatever setter it is
+// rebuilt; some choose at the first call, at a rebuild or at each call.
 TEST(Select, HappensWhenTheHeadersSay)
 {
     const uint32_t features = _CPU()->features;

@@ -1,5 +1,5 @@
-// The client's self-test: equal without CPUID and with every set of kernels that this machine has the instructions
-// for, and different as soon as a kernel gives another bit.
+// The client's self-test: equal without CPUID and with every set of kernels that this machine has the
+// instructions for, and different as soon as a kernel gives another bit.
 #include "core/cpu.h"
 #include "filter/lms_kernels.h"
 #include "kernels.h"

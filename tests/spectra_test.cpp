@@ -68,7 +68,8 @@ TEST(Transform, NoiseReadsItsDensityTimesTheNoiseWidth)
             const float* power = transform.run(tone(size, 0, iq, 0, 1000).data());
             double sum = 0;
             for (size_t k = 10; k < transform.bins() - 10; ++k) sum += power[k];
-            // A full-scale sine has the power 1/2, a complex tone 1; noise lies in size / 2 bins, or size with both parts.
+            // A full-scale sine has the power 1/2, a complex tone 1; noise lies in size / 2 bins, or size
+            // with both parts.
             const double density = std::pow(1000 / 32768.0, 2) * 2 / (size / 2.0) / (iq ? 2 : 1);
             EXPECT_NEAR(db(sum / double(transform.bins() - 20) / (density * transform.noise_width())), 0,
                         0.15);
@@ -197,8 +198,8 @@ TEST(Lines, TheRangeLeavesEmptyEdgesOut)
     EXPECT_FLOAT_EQ(floor_of(10, 89, -35, -57), -60);  // all of it can be shown
 }
 
-// Lightness after CIE 1976, another scale than the one by which the ramp is made: it rises all along, and no tenth of
-// the ramp has more than twice or less than half its share.
+// Lightness after CIE 1976, another scale than the one by which the ramp is made: it rises all along, and no
+// tenth of the ramp has more than twice or less than half its share.
 TEST(Palette, TheRampIsEven)
 {
     const Palette palette = make_palette();

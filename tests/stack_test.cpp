@@ -1,5 +1,5 @@
-// What has kernels, called from a stack that is aligned to 4 bytes alone, as compilers of old programs keep it on
-// i386: every processor class that this one can stand for gives what it gives from an aligned one.
+// What has kernels, called from a stack that is aligned to 4 bytes alone, as compilers of old programs keep
+// it on i386: every processor class that this one can stand for gives what it gives from an aligned one.
 #include "support/calls.h"
 #include "support/processors.h"
 #include "support/signals.h"

@@ -109,7 +109,8 @@ TEST_F(StringList, EqualsAStablySortedVectorThroughRandomWorkAndRefusals)
     EXPECT_GT(refusals, 20); // how many varies with the addresses that pools get
 }
 
-// What a client wrote itself, order or texts, is sorted by the next add or replace, as if all had been added anew.
+// What a client wrote itself, order or texts, is sorted by the next add or replace, as if all had been added
+// anew.
 TEST_F(StringList, IsSortedAnewAfterWhatTheClientWroteItself)
 {
     const auto sorted_by = [&](Pointers model) {

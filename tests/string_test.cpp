@@ -1,4 +1,5 @@
-// String object: limits, random work against std::string with refusals, the current directory and the registry.
+// String object: limits, random work against std::string with refusals, the current directory and the
+// registry.
 #include "core/heap.h"
 #include "platform/platform.h"
 #include "support/guarded.h"
@@ -8,7 +9,8 @@
 #include <random>
 #include <zovek/string.h>
 
-// The test's registry: what a value is at each question, "-" for none; the last one stays. And the sizes asked with.
+// The test's registry: what a value is at each question, "-" for none; the last one stays. And the sizes
+// asked with.
 static std::deque<std::string> registry_values;
 static std::vector<uint32_t> registry_sizes;
 
@@ -52,8 +54,8 @@ TEST_F(String, TheLongestTextStaysAndARefusedConstructionGivesAllBack)
     EXPECT_EQ(ZVString_Construct_String(nullptr, std::string(50'000, 'x').c_str()), nullptr);
 }
 
-// The block holds the longest need so far, in steps of 64 bytes. A third of the steps find no memory: these may
-// leave the text as it was, but only where it would have had to grow.
+// The block holds the longest need so far, in steps of 64 bytes. A third of the steps find no memory: these
+// may leave the text as it was, but only where it would have had to grow.
 TEST_F(String, EqualsStdStringThroughRandomWorkAndRefusals)
 {
     std::mt19937 random(3);
@@ -137,8 +139,8 @@ TEST_F(String, AX25CallSigns)
     }
 }
 
-// The second question is for the size that the first one gave, so a value that has grown since is a failure, also
-// where the block would hold it; one that has shrunk is taken.
+// The second question is for the size that the first one gave, so a value that has grown since is a failure,
+// also where the block would hold it; one that has shrunk is taken.
 TEST_F(String, AValueOfTheRegistryIsAskedForItsSizeFirst)
 {
     const std::pair<std::deque<std::string>, std::string> rows[] = {

@@ -1,5 +1,5 @@
-// The correlating tone detector: every correlator and the whole object against the plain model, to the bit; the
-// table in both layouts; what settings keep and clear.
+// The correlating tone detector: every correlator and the whole object against the plain model, to the bit;
+// the table in both layouts; what settings keep and clear.
 #include "decode/tone_detector_corr_kernels.h"
 #include "reference/tone.h"
 #include "support/guarded.h"

@@ -17,7 +17,8 @@ void expect_same(const ZVToneDetector& tone, const reference::ToneDetector& mode
     EXPECT_EQ(tone.y2, model.y2);
 }
 
-// Integers and reals in turn through one filter, in pieces, every third element, with an unfinished step left over.
+// Integers and reals in turn through one filter, in pieces, every third element, with an unfinished step left
+// over.
 TEST(ToneDetector, EqualsTheModelThroughSettingsAndPieces)
 {
     ZVToneDetector tone;

@@ -1,4 +1,5 @@
-// Tones: a stream cut anywhere gives the same messages. The samples go to the decoders themselves, piece by piece.
+// Tones: a stream cut anywhere gives the same messages. The samples go to the decoders themselves, piece by
+// piece.
 #include "decoders/tones/tones.h"
 #include <cmath>
 #include <gtest/gtest.h>

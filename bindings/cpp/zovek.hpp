@@ -1,5 +1,5 @@
-// C++ owners of the library's records: made on its heap, given back with their owner, moved and never copied. A record
-// stays open, and the functions of the library take an owner as they take a pointer to it:
+// C++ owners of the library's records: made on its heap, given back with their owner, moved and never copied.
+// A record stays open, and the functions of the library take an owner as they take a pointer to it:
 //
 //     zovek::FIR filter(ZVFIR1616_Construct);
 //     ZVFIR_TapsNum(filter, 63);

@@ -3,20 +3,21 @@
  *
  *   T = target_level / L;  gain += (T > gain ? gain_rise_rate : gain_fall_rate) * (T - gain)
  *
- * Samples are multiplied by the gain, rounded to nearest, ties to even, and saturated to their width. There are
- * no setters: the client writes the first five fields.
+ * Samples are multiplied by the gain, rounded to nearest, ties to even, and saturated to their width. There
+ * are no setters: the client writes the first five fields.
  *
- * In seconds: with F updates a second a rate r closes all but 1 / e of the gap in 1 / (r F); for a time constant
- * of t it is 1 / (t F). The first rates move both ways within 0.21 s at 48000 Hz, 0.42 s at 24000 Hz and 1.25 s
- * at 8000 Hz. That suits a level that is always there, as a carrier's, and not speech: in a pause L falls, and T
- * knows no bound but target_level. Over silence, where L is 1, each update adds gain_rise_rate * target_level to
- * the gain: 3 with the first values, 60000 in a demodulator's audio_agc_1. Behind it the gain takes one time
- * constant down for each factor of e, and all is clipped for so long.
+ * In seconds: with F updates a second a rate r closes all but 1 / e of the gap in 1 / (r F); for a time
+ * constant of t it is 1 / (t F). The first rates move both ways within 0.21 s at 48000 Hz, 0.42 s at 24000 Hz
+ * and 1.25 s at 8000 Hz. That suits a level that is always there, as a carrier's, and not speech: in a pause
+ * L falls, and T knows no bound but target_level. Over silence, where L is 1, each update adds
+ * gain_rise_rate * target_level to the gain: 3 with the first values, 60000 in a demodulator's audio_agc_1.
+ * Behind it the gain takes one time constant down for each factor of e, and all is clipped for so long.
  *
  * Speech out of a receiver, whose noise fills the pauses, wants it down in 0.02 s and up in 20 s: rates of
- * 50 / F and 0.05 / F. Where pauses are silent (a station without noise, a gap in the samples) the client holds
- * the gain in them: both rates 0 in calls on samples that lie 70 dB below the target. With a gain_rise_rate of 0
- * throughout and a high gain to begin with, the gain falls to what the loudest samples want, and stays. */
+ * 50 / F and 0.05 / F. Where pauses are silent (a station without noise, a gap in the samples) the client
+ * holds the gain in them: both rates 0 in calls on samples that lie 70 dB below the target. With a
+ * gain_rise_rate of 0 throughout and a high gain to begin with, the gain falls to what the loudest samples
+ * want, and stays. */
 #ifndef ZOVEK_AGC_H
 #define ZOVEK_AGC_H
 #include <zovek/base.h>

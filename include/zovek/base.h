@@ -27,11 +27,11 @@
  * step, the rest holds one more sample for ZVFIR1632, delay line, LMS filter, pushes into a resampler, data
  * formatter and gain control, and is left out by all others. out may be in only where the function says so.
  *
- * Survived by all families: a null self in Destruct; a null hook or callback; a step or decimation below 1 and
- * a length or count of 0, with which a call takes nothing, changes nothing and gives nothing (DPLL and Process
- * of the data formatter always take in[0]). Calls on samples that stand in the object already are different:
- * there a count of 0 asks for a whole block, buffer_size samples, and a larger count is cut to that. What else
- * is survived stands at its function; all other misuse is not. */
+ * Survived by all families: a null self in Destruct; a null hook or callback; a step or decimation below 1
+ * and a length or count of 0, with which a call takes nothing, changes nothing and gives nothing (DPLL and
+ * Process of the data formatter always take in[0]). Calls on samples that stand in the object already are
+ * different: there a count of 0 asks for a whole block, buffer_size samples, and a larger count is cut to
+ * that. What else is survived stands at its function; all other misuse is not. */
 #ifndef ZOVEK_BASE_H
 #define ZOVEK_BASE_H
 #include <stdint.h>

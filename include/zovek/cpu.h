@@ -1,8 +1,8 @@
 /* The processor: what it is, what it can do, and its fastest timer. The library fills one record at load;
  * kernels are chosen by it, so a client that writes classification, features or extended_features before the
  * choice forces a kernel. A kernel counts only where the bits show the instruction set that it is made for,
- * whatever the classification: some processors of a class, and most virtual ones, lack what the class is known
- * for. The choice falls
+ * whatever the classification: some processors of a class, and most virtual ones, lack what the class is
+ * known for. The choice falls
  *
  *   in Construct        FIR filters, and with them all objects that hold one; both kinds of spectrum; the FSK
  *                       correlator. The object keeps it for good

@@ -1,14 +1,14 @@
 /* Bits out of a soft data stream: recovers the bit timing of a signal whose level is the data, and hands the
  * bits to the client. Two ways, by the call that is made:
  *
- *   DPLL      a phase-locked loop on the zero crossings; samples the sign in the middle of each bit, and delivers
- *             bit by bit
+ *   DPLL      a phase-locked loop on the zero crossings; samples the sign in the middle of each bit, and
+ *             delivers bit by bit
  *   Process   finds the edges as peaks of the slope, measures the time between them, and delivers runs of
  *             equal bits
  *
- * Both keep time in samples with a fraction, P = sampling_rate / bit_rate samples a bit. ZVDataFormatter2_Init
- * stands between the two on one object, because they take the two bit points differently. There are no setters:
- * the client writes the first six fields between calls. */
+ * Both keep time in samples with a fraction, P = sampling_rate / bit_rate samples a bit.
+ * ZVDataFormatter2_Init stands between the two on one object, because they take the two bit points
+ * differently. There are no setters: the client writes the first six fields between calls. */
 #ifndef ZOVEK_DATA_FORMATTER_H
 #define ZOVEK_DATA_FORMATTER_H
 #include <zovek/base.h>
@@ -16,8 +16,8 @@
 ZV_BEGIN
 typedef struct ZVDataFormatter2 ZVDataFormatter2;
 struct ZVDataFormatter2 {
-    /* Takes count bits, all of the given value, 0 or 1: one from a DPLL, any number but 0 from Process. There a
-     * pulse that sets no highest point is dated by the one before it, and count can come out negative: a
+    /* Takes count bits, all of the given value, 0 or 1: one from a DPLL, any number but 0 from Process. There
+     * a pulse that sets no highest point is dated by the one before it, and count can come out negative: a
      * receiver passes that over, or takes so many bits back.
      *
      * Runs inside the call that found the bits and sees the object as it is at the present sample, however
@@ -32,8 +32,8 @@ struct ZVDataFormatter2 {
     double    peak_decay;       /* fraction of the way to the slope that its peaks fall each sample, up to 1; */
                                 /* 0.0008 at first */
     double    sampling_rate;    /* Hz; 44100 at first */
-    /* From here on: state, all 0 after ZVDataFormatter2_Init. Bit points are the middles of bits in samples, from
-     * the present sample on in a DPLL, from the last edge on in Process. */
+    /* From here on: state, all 0 after ZVDataFormatter2_Init. Bit points are the middles of bits in samples,
+     * from the present sample on in a DPLL, from the last edge on in Process. */
     double    last_bit_point;   /* the one before next_bit_point */
     double    next_bit_point;   /* the coming one */
     int32_t   previous_sample;  /* last sample, in Process after the mask */
@@ -54,17 +54,18 @@ ZV_API void ZVDataFormatter2_Destruct(ZVDataFormatter2 *self, uint32_t flags);
 /* Reset between transmissions: the state becomes 0, the parameters stay. */
 ZV_API void ZVDataFormatter2_Init(ZVDataFormatter2 *self);
 
-/* The loop. Takes in[0], always, and in[step], ... while the position is below length. A change of sign, or to
- * 0 from anything else, moves the coming bit point B by the last one's distance A: B = A (1 - g) + P (1 - g / 2),
- * which brings it toward half a bit after the edge by the fraction g = loop_gain of the error. The bit is 1 where
- * the sample at its middle is at least 0. All three calls return self. */
+/* The loop. Takes in[0], always, and in[step], ... while the position is below length. A change of sign, or
+ * to 0 from anything else, moves the coming bit point B by the last one's distance A:
+ * B = A (1 - g) + P (1 - g / 2),
+ * which brings it toward half a bit after the edge by the fraction g = loop_gain of the error. The bit is 1
+ * where the sample at its middle is at least 0. All three calls return self. */
 ZV_API ZVDataFormatter2 *ZVDataFormatter2_DPLL_16(ZVDataFormatter2 *self, const int16_t *in, int32_t length,
                                                   int32_t step);
 ZV_API ZVDataFormatter2 *ZVDataFormatter2_DPLL_32(ZVDataFormatter2 *self, const int32_t *in, int32_t length,
                                                   int32_t step);
-/* Edges by slope, s[n] = (v[n] - v[n-3]) / 3 toward zero, of v = sample & mask (the sample being widened first,
- * so that mask -1 takes it as it is). A pulse of the slope ends where it falls below half its tracked peak; its
- * highest point is the edge. The bits between two edges are delivered as one run, but for none. */
+/* Edges by slope, s[n] = (v[n] - v[n-3]) / 3 toward zero, of v = sample & mask (the sample being widened
+ * first, so that mask -1 takes it as it is). A pulse of the slope ends where it falls below half its tracked
+ * peak; its highest point is the edge. The bits between two edges are delivered as one run, but for none. */
 ZV_API ZVDataFormatter2 *ZVDataFormatter2_Process_16(ZVDataFormatter2 *self, const int16_t *in, int32_t mask,
                                                      int32_t length, int32_t step);
 ZV_END

@@ -3,8 +3,8 @@
  *   copy -> mixer -> low-pass, every D-th -> detector -> DC blocker -> zeros between, low-pass -> stereo
  *   |------------ Fs -----------------|------- Fs / D ----------|----------- Fs * U / D ------------|
  *
- * Fs = sampling_rate, D = iq_decimation, U = audio_upsample. One Process call takes N samples, makes n = N / D
- * detector samples and writes F = n * U stereo frames.
+ * Fs = sampling_rate, D = iq_decimation, U = audio_upsample. One Process call takes N samples, makes
+ * n = N / D detector samples and writes F = n * U stereo frames.
  *
  * Frame j belongs to input sample j * D / U. What is heard in it lies earlier by
  *
@@ -26,19 +26,19 @@
  *   FM                    f D / Fs   deviation f, whatever A; less at large ones, arctan(sin v) / 2 pi with
  *                                    v = 2 pi f D / Fs
  *
- * of full scale. The fullest AM station that 16 bits hold, A = 0.5 and m = 1, thus has 0.18 of it with the first
- * values, 1 and 0.5. Another one wants another audio_gain, or a gain control:
+ * of full scale. The fullest AM station that 16 bits hold, A = 0.5 and m = 1, thus has 0.18 of it with the
+ * first values, 1 and 0.5. Another one wants another audio_gain, or a gain control:
  *
- *   iq_agc       before the detector. In AM and synchronous AM it sees the carrier, which stays in pauses: the
- *                right one for speech and music on a carrier. With its first rates the level is there after a
- *                second and the modulation keeps its shape (distortion 30 to 45 dB down). Weak stations gain by
- *                it, for behind the detector samples have 16 bits. iq_agc_level = -6 leaves room for full
- *                modulation and somewhat more; AM then comes out with 0.35 m volume.
+ *   iq_agc       before the detector. In AM and synchronous AM it sees the carrier, which stays in pauses:
+ *                the right one for speech and music on a carrier. With its first rates the level is there
+ *                after a second and the modulation keeps its shape (distortion 30 to 45 dB down). Weak
+ *                stations gain by it, for behind the detector samples have 16 bits. iq_agc_level = -6 leaves
+ *                room for full modulation and somewhat more; AM then comes out with 0.35 m volume.
  *   audio_agc_1  behind the audio filter. With its first rates it takes the pauses between words for weak
  *                signals and clips what follows; agc.h has the rates for speech.
  *
- * Both run away over digital silence, and iq_agc over the empty filters of a first block: enable it behind that
- * block, and write back the gain from before a silent stretch. */
+ * Both run away over digital silence, and iq_agc over the empty filters of a first block: enable it behind
+ * that block, and write back the gain from before a silent stretch. */
 #ifndef ZOVEK_DEMODULATOR_H
 #define ZOVEK_DEMODULATOR_H
 #include <zovek/agc.h>
@@ -55,8 +55,8 @@ enum ZVDemodMode {
 };
 
 typedef struct ZVDemodulator ZVDemodulator;
-/* A client's hook, run inside Process on the caller's thread. i and q are the working data, count of each, and
- * may be changed in place. A hook calls no setter of the object. */
+/* A client's hook, run inside Process on the caller's thread. i and q are the working data, count of each,
+ * and may be changed in place. A hook calls no setter of the object. */
 typedef void (*ZVDemodulatorHook)(void *context, ZVDemodulator *self, int32_t count, void *i, void *q);
 
 /* "open": the client writes the field, there is no setter. "result": Process writes it. */
@@ -105,7 +105,8 @@ struct ZVDemodulator {
                                        s[k] = -2147483600 sin(2 pi k / Fs), rounded. Read it only: most
                                        frequencies are mixed from a copy */
     int32_t  oscillator_phase;      /* mixer's place in the table */
-    /* Synchronous AM. Over samples that are all 0 the last error stays and moves the step on, by 23 Hz a second
+    /* Synchronous AM. Over samples that are all 0 the last error stays and moves the step on, by 23 Hz a
+     * second
        with an error of 0.01 at a detector rate of 24000 Hz, up to the limit of 30 pi Fs / D: the lock is lost, for
        minutes or for good. Where there is no signal the client holds the loop: it writes back the three values
        from before, or its filtered_callback puts a bare carrier in place of the silence. */
@@ -141,8 +142,8 @@ ZV_API void ZVDemodulator_Destruct(ZVDemodulator *self, uint32_t flags);
  * nothing. As with all setters that size something, a refusal shows in the field (here buffer_size), which
  * stays; that of a length shows in taps_count of the filter. */
 ZV_API void ZVDemodulator_BufferSize(ZVDemodulator *self, int32_t samples, int32_t force);
-/* Fs in whole Hz, at least 1: builds the oscillator table (8 bytes a Hz), sets oscillator_phase to 0 and tells
- * the members their rates. An unchanged rate with force 0 does nothing. */
+/* Fs in whole Hz, at least 1: builds the oscillator table (8 bytes a Hz), sets oscillator_phase to 0 and
+ * tells the members their rates. An unchanged rate with force 0 does nothing. */
 ZV_API void ZVDemodulator_SamplingRate(ZVDemodulator *self, int32_t rate, int32_t force);
 /* D and U; 0 becomes 1. A new value sizes the members again; SamplingRate with force 1 must follow. */
 ZV_API void ZVDemodulator_IQDecimation(ZVDemodulator *self, uint32_t factor);
@@ -183,8 +184,8 @@ ZV_API void ZVDemodulator_ISBFilterLength(ZVDemodulator *self, int32_t taps);
  * The mixer, the detectors and the output choose their kernels at each call, the filters in Construct. */
 ZV_API void ZVDemodulator16_Process_StereoOut_16_16(ZVDemodulator *self, const int16_t *in, int16_t *out,
                                                     uint32_t length, uint32_t step);
-/* Data of a stage as last written, of a long call its last piece; good until the next change of layout. Null for
- * any other index.
+/* Data of a stage as last written, of a long call its last piece; good until the next change of layout. Null
+ * for any other index.
  * 0 input copy (16-bit, N)   1 mixer I, 2 mixer Q (16-bit, N)   3 filtered I, 4 filtered Q (32-bit, n, after
  * iq_agc)   5 Hilbert output, 6 delayed Q (32-bit, n)   7 audio filter input (16-bit, F)
  * 8 audio filter output (32-bit, F, after audio_agc_1) */

@@ -2,13 +2,14 @@
  *
  * Each tone has a quadrature correlator over the last N samples, one bit long, with the phase p of its
  * oscillator running on: A = sqrt((sum of x cos p)^2 + (sum of x sin p)^2). The result is (A1 - A2) / N,
- * rounded to nearest, ties to even: positive while tone 1 is the stronger one. A steady tone of amplitude a that
- * fills whole cycles of the window gives a / 2 or -a / 2. Bits are for ZVDataFormatter2 to take.
+ * rounded to nearest, ties to even: positive while tone 1 is the stronger one. A steady tone of amplitude a
+ * that fills whole cycles of the window gives a / 2 or -a / 2. Bits are for ZVDataFormatter2 to take.
  *
  * Sums only ever gain and lose products, so what rounding leaves in them stays until the next rebuild. Phases
- * are not reduced, and their single precision coarsens as they grow: at the first settings tone 2 passes 65536
- * radians, where a phase is rounded by up to 0.004 radians a block, after 5 seconds, and a million radians, 0.03,
- * after 76. A client that runs for long takes whole turns off phase_1 and phase_2 between calls. */
+ * are not reduced, and their single precision coarsens as they grow: at the first settings tone 2 passes
+ * 65536 radians, where a phase is rounded by up to 0.004 radians a block, after 5 seconds, and a million
+ * radians, 0.03, after 76. A client that runs for long takes whole turns off phase_1 and phase_2 between
+ * calls. */
 #ifndef ZOVEK_FSK_CORR_DEMOD_H
 #define ZOVEK_FSK_CORR_DEMOD_H
 #include <zovek/base.h>

@@ -1,11 +1,12 @@
 /* FSK demodulator by delay: a one-bit delay-and-multiply discriminator for 16-bit audio.
  *
- *   in -> [first difference] -> pre_filter -> delay_line -> signs equal: 16383, else -16384 -> post_filter -> out
+ *   in -> [first difference] -> pre_filter -> delay_line
+ *      -> signs equal: 16383, else -16384 -> post_filter -> out
  *
  * A tone whose phase turns by f (-pi to pi) over the delay settles at 16383 (1 - 2 |f| / pi): full scale for
- * no turn, 0 for a quarter, minus full scale for half a turn. The level of the input plays no part. The client
- * tunes the chain through its open members: ZVDelayLine_Delay on delay_line, ZVFIR_CutOffHigh, ZVFIR_TapsNum
- * and the like on the filters, whose kernels are chosen in Construct. */
+ * no turn, 0 for a quarter, minus full scale for half a turn. The level of the input plays no part. The
+ * client tunes the chain through its open members: ZVDelayLine_Delay on delay_line, ZVFIR_CutOffHigh,
+ * ZVFIR_TapsNum and the like on the filters, whose kernels are chosen in Construct. */
 #ifndef ZOVEK_FSK_DELAY_DEMOD_H
 #define ZOVEK_FSK_DELAY_DEMOD_H
 #include <zovek/delay_line.h>

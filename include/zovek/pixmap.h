@@ -24,8 +24,9 @@
  * included, puts the library's back. pixel draws through pixel_raw, ZVDynamicPixMap_LineHorizontal through
  * line_horizontal_raw, line_vertical through line_vertical_raw. What else goes through pixel_raw, pixel by
  * pixel: line_horizontal_raw at 1, 4 and 24 bits, and line_vertical_raw, line, line_raw and rectangle at all
- * depths but 8 and 32. A client's pixel_raw that combines colours with what is there, or counts pixels, is thus
- * obeyed by these. At 8 and 32 bits, in line_horizontal_raw at 15 and 16, and in clear they write directly.
+ * depths but 8 and 32. A client's pixel_raw that combines colours with what is there, or counts pixels, is
+ * thus obeyed by these. At 8 and 32 bits, in line_horizontal_raw at 15 and 16, and in clear they write
+ * directly.
  *
  * Palette test. With palette_colors not 0, pixel, ZVDynamicPixMap_LineHorizontal and line_vertical draw
  * nothing if the colour, as a signed number, is palette_colors or more. The other routines make no test. */

@@ -1,16 +1,16 @@
 /* Resampler: converts a stream from one rate to another by the exact ratio over / under.
  *
- * A polyphase FIR interpolator-decimator: one windowed-sinc low-pass at the rate input * over, of which an output
- * meets every over-th tap, so that stuffed zeros are never multiplied (R. E. Crochiere, L. R. Rabiner, Multirate
- * Digital Signal Processing, ch. 3). Samples and taps are Q31, sums 64 bits wide; results saturate.
+ * A polyphase FIR interpolator-decimator: one windowed-sinc low-pass at the rate input * over, of which an
+ * output meets every over-th tap, so that stuffed zeros are never multiplied (R. E. Crochiere, L. R. Rabiner,
+ * Multirate Digital Signal Processing, ch. 3). Samples and taps are Q31, sums 64 bits wide; results saturate.
  *
  *   y[m] = floor(over / 2^31 * sum over j of x[j] * taps[over * j - m * under])
  *
  * where x[0] is the oldest sample of the history at the start of the stream. The output lags the input by
  * history_length - (taps_count - 1) / (2 over) input samples.
  *
- * Outside samples are of 8 bits (128 is zero), 16 or 32 bits, left-justified to 32 bits and narrowed by cutting
- * the low bits. */
+ * Outside samples are of 8 bits (128 is zero), 16 or 32 bits, left-justified to 32 bits and narrowed by
+ * cutting the low bits. */
 #ifndef ZOVEK_RESAMPLER_H
 #define ZOVEK_RESAMPLER_H
 #include <zovek/base.h>
@@ -58,9 +58,9 @@ ZV_API void ZVResampler32_Over(ZVResampler32 *self, int32_t factor);        /* >
 ZV_API void ZVResampler32_Under(ZVResampler32 *self, int32_t factor);       /* >= 1 */
 ZV_API void ZVResampler32_TapsNum(ZVResampler32 *self, int32_t taps); /* >= 3; an even count goes up by one */
 /* The ratio with the smallest over that meets |output_rate * under / over / input_rate - 1| <= tolerance, and
- * over * taps_per_phase taps, so that an output costs taps_per_phase products; then a restart. Rates in one unit.
- * tolerance is relative, 0 or above: 0 asks for the exact ratio. A rate of 0 gives over 1 and under 1 or more.
- * When memory can't be had nothing changes. */
+ * over * taps_per_phase taps, so that an output costs taps_per_phase products; then a restart. Rates in one
+ * unit. tolerance is relative, 0 or above: 0 asks for the exact ratio. A rate of 0 gives over 1 and under 1
+ * or more. When memory can't be had nothing changes. */
 ZV_API void ZVResampler32_Setup(ZVResampler32 *self, float input_rate, float output_rate, float tolerance,
                                 uint32_t taps_per_phase);
 /* Phase 0, nothing pending. The history stays: old samples still feed the first outputs. */
@@ -71,15 +71,15 @@ ZV_API void ZVResampler32_Restart(ZVResampler32 *self);
 ZV_API uint32_t ZVResampler32_InSamples(ZVResampler32 *self, uint32_t outputs);
 
 /* Converts the count samples that stand at input_write (0: buffer_size; at most buffer_size) into out (null:
- * output_buffer) and returns the number of outputs, which can be 0 when decimating. The sample behind the last
- * new one counts as 0; only where taps_count - 1 is no multiple of over can a tap reach it, and there the last
- * bits depend on how the stream is cut. Elsewhere any cut gives the same stream. */
+ * output_buffer) and returns the number of outputs, which can be 0 when decimating. The sample behind the
+ * last new one counts as 0; only where taps_count - 1 is no multiple of over can a tap reach it, and there
+ * the last bits depend on how the stream is cut. Elsewhere any cut gives the same stream. */
 ZV_API uint32_t ZVResampler32_ProcessIn(ZVResampler32 *self, int32_t *out, uint32_t count);
 
 /* Push: convert a caller's stream of any length and return the number of outputs. The samples are in[0],
  * in[step], ... while the position is below length. out is contiguous with room for samples * over / under,
- * rounded up; null drops the outputs. out may be in when step is 1 and over is at most under. A length or step
- * of 0 or below does nothing. A stream keeps to push or to pull. */
+ * rounded up; null drops the outputs. out may be in when step is 1 and over is at most under. A length or
+ * step of 0 or below does nothing. A stream keeps to push or to pull. */
 ZV_API uint32_t ZVResampler32_ProcessIn_8_8(ZVResampler32 *self, uint8_t *out, const uint8_t *in, int32_t length,
                                             int32_t step);
 ZV_API uint32_t ZVResampler32_ProcessIn_16_16(ZVResampler32 *self, int16_t *out, const int16_t *in,
@@ -89,8 +89,8 @@ ZV_API uint32_t ZVResampler32_ProcessIn_32_32(ZVResampler32 *self, int32_t *out,
 
 /* Pull: hand over exactly the wanted number of outputs, taking in[0], in[step], ... as needed. Outputs beyond
  * the request stay pending and come first in the next call. A request that one block serves takes
- * ZVResampler32_InSamples samples; a larger one may differ a little from that. out and in must not overlap. A step
- * below 1 takes and gives nothing. */
+ * ZVResampler32_InSamples samples; a larger one may differ a little from that. out and in must not overlap. A
+ * step below 1 takes and gives nothing. */
 ZV_API void ZVResampler32_ProcessOut_8_8(ZVResampler32 *self, uint8_t *out, const uint8_t *in, uint32_t outputs,
                                          int32_t step);
 ZV_API void ZVResampler32_ProcessOut_16_16(ZVResampler32 *self, int16_t *out, const int16_t *in,

@@ -55,7 +55,8 @@ ZV_API ZVString *ZVString_Add_ZVString(ZVString *self, const ZVString *source);
 ZV_API ZVString *ZVString_Add_Integer(ZVString *self, int32_t value, uint32_t base, uint32_t minimum_digits);
 ZV_API ZVString *ZVString_Add_Integer64(ZVString *self, int64_t value, uint32_t base, uint32_t minimum_digits);
 /* Appends an AX.25 call sign, "AB1CD-7". address: six plain characters (not shifted as on the air), of which
- * blanks are left out, and the SSID byte as on the air: bits 1 to 4 are the SSID, 0 to 15; 0 has no suffix. */
+ * blanks are left out, and the SSID byte as on the air: bits 1 to 4 are the SSID, 0 to 15; 0 has no
+ * suffix. */
 ZV_API ZVString *ZVString_Add_AX25CallSign(ZVString *self, const uint8_t *address);
 
 /* Inserts before the character at index; an index out of the text, a negative one too, appends. */

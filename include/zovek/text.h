@@ -26,10 +26,10 @@ ZV_API int32_t StringCompareI(const char *a, const char *b);
  * the empty one, in which nothing stands. */
 ZV_API char *StringString(const char *text, const char *pattern);
 
-/* Write value in base 2 to 36 with the digits 0-9 and A-Z, at least minimum_digits of them, and return target.
- * In base 10 a negative value has a "-", not counted as a digit; every other base takes the bits as an
- * unsigned number. A base out of range gives an empty text. target must hold 2 bytes more than the digits, of
- * which there are at most 32 (64) or the minimum. */
+/* Write value in base 2 to 36 with the digits 0-9 and A-Z, at least minimum_digits of them, and return
+ * target. In base 10 a negative value has a "-", not counted as a digit; every other base takes the bits as
+ * an unsigned number. A base out of range gives an empty text. target must hold 2 bytes more than the digits,
+ * of which there are at most 32 (64) or the minimum. */
 ZV_API char *IntegerToString(int32_t value, uint32_t base, char *target, uint32_t minimum_digits);
 ZV_API char *Int64ToString(int64_t value, uint32_t base, char *target, uint32_t minimum_digits);
 /* Reads blanks and tabs, an optional "+" or "-", digits, and optionally "." or "," and more digits, in

@@ -5,8 +5,8 @@
  *   power = (S^2 + C^2) >> 45, low 16 bits                                       then the filter
  *   cosine[i], sine[i] = 2 * 32767 / L * cos, sin(2 pi tone_frequency i / sampling_rate), to nearest
  *
- * A steady tone of amplitude a whose cycles fill the window reads about a^2 / 32768: 32767 at full scale, 8192
- * at half. More than that (a full-scale square wave) doesn't saturate and shows as negative. */
+ * A steady tone of amplitude a whose cycles fill the window reads about a^2 / 32768: 32767 at full scale,
+ * 8192 at half. More than that (a full-scale square wave) doesn't saturate and shows as negative. */
 #ifndef ZOVEK_TONE_DETECTOR_CORR_H
 #define ZOVEK_TONE_DETECTOR_CORR_H
 #include <zovek/fir.h>
@@ -14,8 +14,8 @@
 ZV_BEGIN
 typedef struct ZVToneDetectorCorr ZVToneDetectorCorr;
 struct ZVToneDetectorCorr {
-    /* Takes the count samples that stand at input_write (0: buffer_size; at most buffer_size) to count results
-     * at out (null: the filter's out_buffer), and moves the history on. Process goes through it. */
+    /* Takes the count samples that stand at input_write (0: buffer_size; at most buffer_size) to count
+     * results at out (null: the filter's out_buffer), and moves the history on. Process goes through it. */
     void    (*kernel)(ZVToneDetectorCorr *self, int16_t *out, uint32_t count);
     int16_t  *input_write;   /* where new samples go: buffer + L - 1. Read it, buffer and table again after a
                                 setter */
@@ -38,11 +38,12 @@ struct ZVToneDetectorCorr {
 
 /* A null self takes the record from the heap. Returns self, or null when memory can't be had. */
 ZV_API ZVToneDetectorCorr *ZVToneDetectorCorr16_Construct(ZVToneDetectorCorr *self);
-/* Frees what the object owns, the filter included; bit 0 of flags frees the record. A null self does nothing. */
+/* Frees what the object owns, the filter included; bit 0 of flags frees the record. A null self does
+ * nothing. */
 ZV_API void ZVToneDetectorCorr_Destruct(ZVToneDetectorCorr *self, uint32_t flags);
 
-/* A value with the bits of the present one does nothing. A new table is used for the samples of the history at
- * once, unless L has changed. */
+/* A value with the bits of the present one does nothing. A new table is used for the samples of the history
+ * at once, unless L has changed. */
 ZV_API void ZVToneDetectorCorr_BufferSize(ZVToneDetectorCorr *self, uint32_t samples); /* the filter's as well */
 ZV_API void ZVToneDetectorCorr_SamplingRate(ZVToneDetectorCorr *self, float hz);       /* the filter's as well */
 ZV_API void ZVToneDetectorCorr_ToneLength(ZVToneDetectorCorr *self, float seconds);

@@ -1,4 +1,5 @@
-// 3DNow! operations by name: two floats in an MMX register, the lower first, rounded to single precision each.
+// 3DNow! operations by name: two floats in an MMX register, the lower first, rounded to single precision
+// each.
 #pragma once
 #include "core/mmx.h"
 

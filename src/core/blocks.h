@@ -6,8 +6,8 @@
 #include <type_traits>
 
 namespace zv {
-// Samples in a buffer of length elements, step apart: the families differ in a last step that is not whole. A step
-// below 1 leads nowhere.
+// Samples in a buffer of length elements, step apart: the families differ in a last step that is not whole. A
+// step below 1 leads nowhere.
 template <class Count>
 constexpr Count whole_steps(Count length, Count step)
 {
@@ -18,7 +18,8 @@ constexpr int32_t started_steps(int32_t length, int32_t step)
     return length <= 0 || step < 1 ? 0 : static_cast<int32_t>((int64_t(length) + step - 1) / step);
 }
 
-// Samples that a call takes which finds them in the object: 0 stands for a whole block, and there are no more.
+// Samples that a call takes which finds them in the object: 0 stands for a whole block, and there are no
+// more.
 template <class Count>
 constexpr Count up_to_block(Count count, Count block)
 {
@@ -45,7 +46,8 @@ void gather(To* to, const From* from, int32_t count, int32_t step, Convert conve
         for (int32_t k = 0; k < count; ++k) to[k] = convert(from[ptrdiff_t(k) * step]);
 }
 
-// Calls block(first, count) for pieces of at most block_size samples, until all are taken. A size below 1 takes none.
+// Calls block(first, count) for pieces of at most block_size samples, until all are taken. A size below 1
+// takes none.
 template <class Sample, class Block>
 void in_blocks(const Sample* in, int32_t samples, int32_t step, int32_t block_size, Block block)
 {

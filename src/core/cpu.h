@@ -34,11 +34,12 @@ enum Set : uint32_t {
 };
 constexpr Set operator|(Set a, Set b) { return Set(uint32_t(a) | uint32_t(b)); }
 
-// The sets beyond the record's, each present only if the operating system saves its registers too. Found at load;
-// tests write the word to force or forbid a row.
+// The sets beyond the record's, each present only if the operating system saves its registers too. Found at
+// load; tests write the word to force or forbid a row.
 extern uint32_t wider_sets;
 
-// The bits of all sets that a processor has. SSE brings the extended MMX instructions, whatever their own bit says.
+// The bits of all sets that a processor has. SSE brings the extended MMX instructions, whatever their own bit
+// says.
 constexpr uint32_t sets_of(const ZVCPUInfo& cpu, uint32_t wider)
 {
     constexpr uint32_t of_features = mmx | sse2, mmx_ext_bit = mmx_ext & ~uint32_t(mmx);

@@ -10,8 +10,8 @@ int32_t load_count;
 void attach()
 {
     if (load_count == 0) {
-        // Identified aside: where threads that began before the load end, the count falls back to 0 while others
-        // read the record, and what they read is to stay the same.
+        // Identified aside: where threads that began before the load end, the count falls back to 0 while
+        // others read the record, and what they read is to stay the same.
         ZVCPUInfo found = {};
         ZVCPUInfo_Init(&found);
         record = found;

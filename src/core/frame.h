@@ -45,8 +45,8 @@ bool change(T& stored, T value)
 // Whether a value is the present one to the bit: of two zeros, or of what is no number, == can't tell.
 inline bool same_bits(float a, float b) { return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b); }
 
-// Makes an owned buffer hold bytes bytes, contents kept; true if it does. On failure nothing changes. For a buffer
-// whose capacity has no field in the record: the heap knows what the block holds.
+// Makes an owned buffer hold bytes bytes, contents kept; true if it does. On failure nothing changes. For a
+// buffer whose capacity has no field in the record: the heap knows what the block holds.
 template <class T>
 bool grow(T*& buffer, uint64_t bytes)
 {
@@ -66,8 +66,8 @@ bool grow(T*& buffer, uint32_t& capacity, uint64_t bytes, uint64_t slack = 0)
     return true;
 }
 
-// Grows an owned buffer as above, and lets the pointers that lie in it follow it to its new place, so that what is
-// laid out there stays good.
+// Grows an owned buffer as above, and lets the pointers that lie in it follow it to its new place, so that
+// what is laid out there stays good.
 template <class T, class... Part>
 bool grow_laid_out(T*& buffer, uint32_t& capacity, uint64_t bytes, uint64_t slack, Part*&... parts)
 {

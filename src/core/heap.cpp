@@ -162,9 +162,9 @@ static void release(MemoryBlock* block)
     if (!memory_pool_list) leave_system();
 }
 
-// The block in use that holds p, header and both ends included, or null. A block's end belongs to it and not to its
-// neighbour, so that the data address of a block of 0 bytes finds that block. What was released lies in a free
-// block, merged or not, or in no pool at all.
+// The block in use that holds p, header and both ends included, or null. A block's end belongs to it and not
+// to its neighbour, so that the data address of a block of 0 bytes finds that block. What was released lies
+// in a free block, merged or not, or in no pool at all.
 static MemoryBlock* locate(const void* p)
 {
     const uintptr_t at = address(p);

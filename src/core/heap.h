@@ -34,6 +34,7 @@ inline constexpr uint32_t header_bytes = 64; // of a block; the fields are its b
 
 // The newest pool, null when there are none. Stable only while no other thread uses the heap.
 const MemoryPool* newest_pool();
-// Walks all pools and blocks and checks every invariant, and that the indices tell the same. Takes the heap's lock.
+// Walks all pools and blocks and checks every invariant, and that the indices tell the same. Takes the heap's
+// lock.
 bool heap_is_sound();
 } // namespace zv::heap

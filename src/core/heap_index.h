@@ -102,9 +102,10 @@ struct FreeBlock : MemoryBlock {
 static_assert(sizeof(FreeBlock) <= header_bytes);
 
 // All free blocks in the order in which they are taken: smaller ones first, then those of newer pools, then
-// lower ones. Blocks of each size up to bins - 2 units are a pairing heap (M. L. Fredman, R. Sedgewick, D. D. Sleator,
-// R. E. Tarjan, 1986), whose root is the next one. All that are larger are a treap, so that a size can be looked up;
-// a block's priority is a hash of its address (C. R. Aragon, R. G. Seidel, Randomized search trees, 1989).
+// lower ones. Blocks of each size up to bins - 2 units are a pairing heap (M. L. Fredman, R. Sedgewick, D. D.
+// Sleator, R. E. Tarjan, 1986), whose root is the next one. All that are larger are a treap, so that a size
+// can be looked up; a block's priority is a hash of its address (C. R. Aragon, R. G. Seidel, Randomized
+// search trees, 1989).
 class FreeBlocks {
 public:
     void add(MemoryBlock* block);

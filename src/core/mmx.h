@@ -1,9 +1,9 @@
 // MMX operations by name. What uses them is a function of its own, ZV_NOINLINE, on ZV_MMX or ZV_MMX_EXT, and
 // the caller holds an MmxScope.
 //
-// GCC has them as built-in functions, and on x86-64 makes SSE2 code of them unless SSE2 is off for the whole function.
-// Clang gave them up, so there they are in assembler; between them it moves values by way of general registers or, on
-// x86-64, those of SSE2: slower, and as right.
+// GCC has them as built-in functions, and on x86-64 makes SSE2 code of them unless SSE2 is off for the whole
+// function. Clang gave them up, so there they are in assembler; between them it moves values by way of
+// general registers or, on x86-64, those of SSE2: slower, and as right.
 #pragma once
 #include "core/simd.h"
 

@@ -42,8 +42,8 @@ inline int16_t to_nearest16(extended x) { return to_nearest<int16_t>(x); }
 inline int16_t saturated16(extended x) { return sat16(to_nearest32(x)); }
 inline int32_t saturated32(extended x) { return sat32(to_nearest64(x)); }
 
-// Calls store(k, cos, sin) for count angles, from 0 on by step: the angle is a running sum, and what is made of it
-// shows that sum's drift.
+// Calls store(k, cos, sin) for count angles, from 0 on by step: the angle is a running sum, and what is made
+// of it shows that sum's drift.
 template <class Count, class Store>
 void turn_by(extended step, Count count, Store store)
 {

@@ -1,5 +1,6 @@
-// Operations on 64 bits that GCC leaves to its run-time library on i386. That library is built for later processors
-// than this one: its functions begin with an instruction (endbr32) that processors before the Pentium Pro refuse.
+// Operations on 64 bits that GCC leaves to its run-time library on i386. That library is built for later
+// processors than this one: its functions begin with an instruction (endbr32) that processors before the
+// Pentium Pro refuse.
 #if defined(__i386__)
 #include <bit>
 #include <cstdint>
@@ -13,8 +14,8 @@ static uint32_t divide_2_by_1(uint32_t high, uint32_t low, uint32_t divisor, uin
     return quotient;
 }
 
-// a / b. A divisor of more than 32 bits leaves a quotient of at most 32: half of a by the leading 32 bits of b
-// gives it, as scaled, to one too many (H. S. Warren, Hacker's Delight, chapter 9).
+// a / b. A divisor of more than 32 bits leaves a quotient of at most 32: half of a by the leading 32 bits of
+// b gives it, as scaled, to one too many (H. S. Warren, Hacker's Delight, chapter 9).
 static uint64_t divide(uint64_t a, uint64_t b, uint64_t& rest)
 {
     const auto b_high = static_cast<uint32_t>(b >> 32);

@@ -6,9 +6,9 @@
 #include <span>
 
 namespace zv {
-// When a row applies: on a processor with all the sets that its kernels are made for, and, if it names classes, of
-// one of these. A class alone is no ground for a kernel: some processors of a class, and most virtual ones, lack what
-// the class is known for, and the search goes on there.
+// When a row applies: on a processor with all the sets that its kernels are made for, and, if it names
+// classes, of one of these. A class alone is no ground for a kernel: some processors of a class, and most
+// virtual ones, lack what the class is known for, and the search goes on there.
 class When {
 public:
     template <class... Codes>

@@ -1,7 +1,7 @@
 // Bit timing: a phase-locked loop on zero crossings, and edges as peaks of the slope.
 //
-// The bit points are rounded to double wherever they change, so a stream gives the same bits in any pieces, with a
-// callback or without.
+// The bit points are rounded to double wherever they change, so a stream gives the same bits in any pieces,
+// with a callback or without.
 #include "core/blocks.h"
 #include "core/frame.h"
 #include "core/real.h"
@@ -35,8 +35,8 @@ static void deliver(ZVDataFormatter2* self, int32_t bits, int32_t value)
 
 // ---- The loop. Bit points count from the present sample. ----
 
-// point - 1, samples times, each rounded. Where one subtraction loses nothing (both remainders of the fast two-sum
-// are 0, of which one is exact), no smaller one did.
+// point - 1, samples times, each rounded. Where one subtraction loses nothing (both remainders of the fast
+// two-sum are 0, of which one is exact), no smaller one did.
 static double lowered(double point, int32_t samples)
 {
     const double at_once = rounded(point - samples);
@@ -54,8 +54,8 @@ static int32_t whole_up(double point, int32_t most)
     return whole + (whole < point);
 }
 
-// Samples at the start of in that are no transition after previous, at most limit. A transition is a change of
-// sign, or to 0 from anything else.
+// Samples at the start of in that are no transition after previous, at most limit. A transition is a change
+// of sign, or to 0 from anything else.
 template <class Sample>
 static int32_t quiet_run(const Sample* in, int32_t limit, int32_t step, int32_t previous)
 {

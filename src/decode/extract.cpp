@@ -1,5 +1,5 @@
-// Autocorrelation, envelope and instantaneous frequency: the portable forms, the one form of the frequency, and
-// the choice.
+// Autocorrelation, envelope and instantaneous frequency: the portable forms, the one form of the frequency,
+// and the choice.
 #include "decode/extract_kernels.h"
 #include "decode/extract_loops.h"
 #include <atomic>
@@ -77,8 +77,8 @@ constinit const Rows<Correlate> correlate_rows = correlates;
 constinit const Rows<Amplitude> amplitude_rows = amplitudes;
 constinit const Rows<Frequencies> frequency_rows = frequencies;
 
-// One pointer for the library each, which starts at its own chooser: the first call stores the choice. Threads
-// that race store the same.
+// One pointer for the library each, which starts at its own chooser: the first call stores the choice.
+// Threads that race store the same.
 static void choose_correlate(const float* in, float* out, int32_t length, int32_t lags);
 static long double choose_amplitude(const int16_t* in, float* out, uint32_t count);
 static constinit std::atomic<Correlate> correlate_kernel = choose_correlate;

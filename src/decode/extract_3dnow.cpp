@@ -1,5 +1,6 @@
-// Autocorrelation and envelope on 3DNow!: float throughout, two values at a time. Reciprocals and reciprocal roots
-// are the processor's approximations with their two refinement steps (Newton-Raphson), right to 1 ulp or so.
+// Autocorrelation and envelope on 3DNow!: float throughout, two values at a time. Reciprocals and reciprocal
+// roots are the processor's approximations with their two refinement steps (Newton-Raphson), right to 1 ulp
+// or so.
 #include "core/3dnow.h"
 #include "decode/extract_kernels.h"
 #include <cstddef>

@@ -1,5 +1,5 @@
-// Envelope and frequency in loops that the compiler turns into vectors of the set of the function that they are
-// inlined into. All sets store the same bits.
+// Envelope and frequency in loops that the compiler turns into vectors of the set of the function that they
+// are inlined into. All sets store the same bits.
 #pragma once
 #include "core/real.h"
 #include "core/ties.h"
@@ -18,15 +18,15 @@ static ZV_INLINE uint32_t power_at(const int16_t* pair)
     return uint32_t(pair[0] * pair[0]) + uint32_t(pair[1] * pair[1]);
 }
 
-// The root of an integer below 2^31 lies no nearer than 2^-50 of itself to a tie between floats, so rounding it
-// to double before changes nothing. As signed integers 2^31 alone is negative.
+// The root of an integer below 2^31 lies no nearer than 2^-50 of itself to a tie between floats, so rounding
+// it to double before changes nothing. As signed integers 2^31 alone is negative.
 static ZV_INLINE float root_of(uint32_t power)
 {
     return static_cast<float>(std::sqrt(std::fabs(double(int32_t(power)))));
 }
 
-// Sum of up to 4096 values. Scaled amplitudes are 0 or at least 2^-17.5, so they are multiples of 2^-41, and their
-// sum up to 2^12 is exact in any order.
+// Sum of up to 4096 values. Scaled amplitudes are 0 or at least 2^-17.5, so they are multiples of 2^-41, and
+// their sum up to 2^12 is exact in any order.
 static ZV_INLINE double sum_of(const float* values, uint32_t count)
 {
     double sums[4] = {};

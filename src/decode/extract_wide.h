@@ -26,9 +26,9 @@ ZV_SET ZV_INLINE double sum_of_products(const float* a, const float* b, int32_t 
     return total;
 }
 
-// A sum is off by at most n 2^-53 times the sum of its terms' magnitudes, n being the additions that follow one
-// another, and that sum is no more than the energy of the span. So a sum from `sure` on is right to 2^-27 of
-// itself; below it the terms cancel so far that the extended sum is taken.
+// A sum is off by at most n 2^-53 times the sum of its terms' magnitudes, n being the additions that follow
+// one another, and that sum is no more than the energy of the span. So a sum from `sure` on is right to 2^-27
+// of itself; below it the terms cancel so far that the extended sum is taken.
 ZV_SET inline void correlate(const float* in, float* out, int32_t length, int32_t lags)
 {
     const int32_t span = static_cast<int32_t>(std::min(int64_t(length), 2 * int64_t(lags)));

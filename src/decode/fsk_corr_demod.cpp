@@ -1,5 +1,5 @@
-// FSK correlator: the object, and a block in its plain form. sum += new product - the one a bit time ago, so the
-// ring holds products and not samples: what leaves a sum is what entered it.
+// FSK correlator: the object, and a block in its plain form. sum += new product - the one a bit time ago, so
+// the ring holds products and not samples: what leaves a sum is what entered it.
 #include "decode/fsk_corr_demod.h"
 #include "core/blocks.h"
 #include "core/frame.h"

@@ -51,8 +51,8 @@ struct Turn {
     Turn operator*(Turn t) const { return {c * t.c - s * t.s, s * t.c + c * t.s}; }
 };
 
-// The oscillators over a group of samples. With z the turn at the group's start, the factors of its sample j are
-// along[j] * (c1, c1, c2, c2) + across[j] * (s1, s1, s2, s2), in the order of the slots.
+// The oscillators over a group of samples. With z the turn at the group's start, the factors of its sample j
+// are along[j] * (c1, c1, c2, c2) + across[j] * (s1, s1, s2, s2), in the order of the slots.
 struct Group {
     static constexpr int32_t size = 32;
     alignas(32) double along[size][4], across[size][4];

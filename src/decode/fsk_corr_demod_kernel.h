@@ -1,6 +1,6 @@
-// A block of the FSK correlator on vectors of four doubles, the four products of a sample in one. A kernel's file
-// defines ZV_SET (at least SSE2), includes this one and calls run(). All of it is internal to that file, because
-// each set compiles its own.
+// A block of the FSK correlator on vectors of four doubles, the four products of a sample in one. A kernel's
+// file defines ZV_SET (at least SSE2), includes this one and calls run(). All of it is internal to that file,
+// because each set compiles its own.
 //
 // Bounds of the error, with u = 2^-53: a factor is along * c + across * s, four factors and three operations,
 // each rounded once, so a product is good to 7 u |x|; the phases, which both forms round in extended
@@ -21,8 +21,8 @@ using Floats = float __attribute__((vector_size(16), may_alias));
 // The running sums, rounded to float as the plain form does it, but held as doubles.
 struct Sums {
     Quad v;
-    // A sample by its factors. False, and no change, where the plain form has to decide. relative is the error
-    // of a product over |x|.
+    // A sample by its factors. False, and no change, where the plain form has to decide. relative is the
+    // error of a product over |x|.
     ZV_SET ZV_INLINE bool correlate(float* slots, double x, const Quad& factors, double relative)
     {
         constexpr QuadBits magnitude = QuadBits{} + INT64_MAX;

@@ -1,5 +1,5 @@
-// FSK discriminator by delay. The stages meet in the members' own buffers: the first filter's results go straight
-// to the delay line's input, the signs straight to the second filter's history.
+// FSK discriminator by delay. The stages meet in the members' own buffers: the first filter's results go
+// straight to the delay line's input, the signs straight to the second filter's history.
 #include "core/blocks.h"
 #include "core/frame.h"
 #include "filter/delay_line.h"

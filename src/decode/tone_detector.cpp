@@ -1,5 +1,5 @@
-// Tone detector: a band-pass section between two sums. The sums and the section run in extended precision, the
-// section's state is double from one sample to the next.
+// Tone detector: a band-pass section between two sums. The sums and the section run in extended precision,
+// the section's state is double from one sample to the next.
 #include "core/blocks.h"
 #include "core/frame.h"
 #include "filter/notch.h"

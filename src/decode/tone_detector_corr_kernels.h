@@ -1,5 +1,5 @@
-// The correlators of the tone detector: the power of each window, low 16 bits of (S^2 + C^2) >> 45. All give the
-// same bits, since the sums wrap at 32 bits and the positions past L are zeros.
+// The correlators of the tone detector: the power of each window, low 16 bits of (S^2 + C^2) >> 45. All give
+// the same bits, since the sums wrap at 32 bits and the positions past L are zeros.
 #pragma once
 #include "core/select.h"
 #include "core/simd.h"

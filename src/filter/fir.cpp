@@ -1,5 +1,5 @@
-// FIR filter object: storage, settings, quantised taps. One block holds everything of variable size, each part
-// on a 64-byte boundary: design (N doubles) | taps, zeros up to the boundary | history | output.
+// FIR filter object: storage, settings, quantised taps. One block holds everything of variable size, each
+// part on a 64-byte boundary: design (N doubles) | taps, zeros up to the boundary | history | output.
 #include "filter/fir.h"
 #include "core/frame.h"
 #include "core/taps.h"

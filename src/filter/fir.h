@@ -10,12 +10,13 @@ namespace zv::fir {
 // for the 16-bit copies of a ZVFIR3232's taps and history, which take up to a quarter of the layout.
 constexpr uint64_t slack(uint64_t bytes) { return bytes / 4 + 1024; }
 
-// Makes storage hold the layout for these sizes (clamped as the setters do), which a later setter then gets for
-// certain. The present layout, its taps and its history stay; false and no change when memory can't be had.
+// Makes storage hold the layout for these sizes (clamped as the setters do), which a later setter then gets
+// for certain. The present layout, its taps and its history stay; false and no change when memory can't be
+// had.
 bool reserve(ZVFIR* self, int32_t taps, int32_t block);
 
-// Where a kernel puts the upper halves of a ZVFIR3232's taps (room for whole runs of 32) and history: behind the
-// output, at 64-byte boundaries.
+// Where a kernel puts the upper halves of a ZVFIR3232's taps (room for whole runs of 32) and history: behind
+// the output, at 64-byte boundaries.
 struct PackedSpans {
     int16_t *taps, *history;
 };

@@ -1,6 +1,6 @@
-// FIR design by the windowed ideal response (Oppenheim, Schafer, Discrete-Time Signal Processing, ch. 7), plus
-// the impulse and the mean. h(n) is the tap at offset n from the centre, n = -H .. H, H = (N-1)/2; +n weights a
-// sample n places newer than the centre one.
+// FIR design by the windowed ideal response (Oppenheim, Schafer, Discrete-Time Signal Processing, ch. 7),
+// plus the impulse and the mean. h(n) is the tap at offset n from the centre, n = -H .. H, H = (N-1)/2; +n
+// weights a sample n places newer than the centre one.
 #include "core/window.h"
 #include "filter/fir.h"
 #include <algorithm>

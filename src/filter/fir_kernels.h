@@ -1,5 +1,5 @@
-// The frame of a FIR kernel, and the kernels. A kernel takes the span of N = taps_count samples that starts at
-// history slot i * decimation for result i, and then moves the history on.
+// The frame of a FIR kernel, and the kernels. A kernel takes the span of N = taps_count samples that starts
+// at history slot i * decimation for result i, and then moves the history on.
 #pragma once
 #include "core/blocks.h"
 #include "core/select.h"
@@ -42,8 +42,8 @@ ZV_INLINE void convolve(ZVFIR* self, void* out, int32_t count, int32_t decimatio
     run<Sample, Result>(self, out, count, decimation, each);
 }
 
-// Every second sample of a ZVFIR3232: result i is dot(taps + p, history + i + p), which takes (N+1)/2 products
-// two apart, where p is phase for even i and 1 - phase for odd i.
+// Every second sample of a ZVFIR3232: result i is dot(taps + p, history + i + p), which takes (N+1)/2
+// products two apart, where p is phase for even i and 1 - phase for odd i.
 template <class Dot>
 ZV_INLINE void convolve2(ZVFIR* self, int32_t* out, int32_t count, int32_t phase, Dot dot)
 {

@@ -1,6 +1,6 @@
-// FIR convolution on MMX: one multiply-add takes a block of 4 taps. Sums wrap at 32 bits as the scalar kernels'
-// do, so the results agree to the bit whatever the order of adding. Taps are zero behind the last one, so passes
-// take whole blocks: what the last pass reads past the span, up to 15 samples, counts nothing.
+// FIR convolution on MMX: one multiply-add takes a block of 4 taps. Sums wrap at 32 bits as the scalar
+// kernels' do, so the results agree to the bit whatever the order of adding. Taps are zero behind the last
+// one, so passes take whole blocks: what the last pass reads past the span, up to 15 samples, counts nothing.
 #include "core/mmx.h"
 #include "filter/fir_kernels.h"
 
@@ -111,8 +111,8 @@ void fir1632_mmx16(ZVFIR* self, void* out, int32_t count, int32_t decimation)
 }
 
 // ---- Upper halves of 32-bit taps and samples, 4 a pass ----
-// Each form brings the upper words of four values together, in an order of its own: taps and samples are treated
-// alike, so the products are the same.
+// Each form brings the upper words of four values together, in an order of its own: taps and samples are
+// treated alike, so the products are the same.
 ZV_MMX ZV_INLINE Words upper_by_shift(DWords a, DWords b)
 {
     return narrow(shift_right<16>(a), shift_right<16>(b));

@@ -1,5 +1,5 @@
-// FIR convolution on SSE2, 16 taps a pass. Sums wrap at 32 bits as the scalar kernels' do, so the results agree
-// to the bit whatever the order of adding.
+// FIR convolution on SSE2, 16 taps a pass. Sums wrap at 32 bits as the scalar kernels' do, so the results
+// agree to the bit whatever the order of adding.
 #include "filter/fir_kernels.h"
 #include <emmintrin.h>
 

@@ -17,14 +17,15 @@ struct Notch {
     extended b2() const { return -radius * radius; }
 };
 
-// y = a0 x + a1 x' + a2 x'' + b1 y' + b2 y'', summed in extended precision; y' is rounded to the width of State.
+// y = a0 x + a1 x' + a2 x'' + b1 y' + b2 y'', summed in extended precision; y' is rounded to the width of
+// State.
 template <class Factor, class State>
 struct Section {
     Factor a0, a1, a2, b1, b2;
     State x1, x2, y1, y2;
 
-    // The recurrence is as fast as one product, one sum and one rounding follow each other: the product with y1 is
-    // taken last.
+    // The recurrence is as fast as one product, one sum and one rounding follow each other: the product with
+    // y1 is taken last.
     extended step(State x)
     {
         const extended y =

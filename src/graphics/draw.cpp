@@ -1,6 +1,7 @@
 // Drawing in a pixmap. Raw routines are templates over the depth, so the pixel store is part of their loops;
-// clipped ones find what lies inside the image and leave the rest to the raw ones. At the depths without a direct path
-// the pixels of lines and rectangles are the business of the record's pixel_raw, which may be a client's.
+// clipped ones find what lies inside the image and leave the rest to the raw ones. At the depths without a
+// direct path the pixels of lines and rectangles are the business of the record's pixel_raw, which may be a
+// client's.
 #include "graphics/draw.h"
 #include "graphics/pixel.h"
 #include <algorithm>
@@ -43,8 +44,8 @@ static void pixel_raw(ZVDynamicPixMap* self, int32_t x, int32_t y, uint32_t colo
     if (has_pixels(self)) Depth::store(row_of(self, y), x, colour);
 }
 
-// Whether lines and rectangles write their pixels themselves: at 8 and 32 bits always, elsewhere in place of the
-// library's own pixel_raw alone.
+// Whether lines and rectangles write their pixels themselves: at 8 and 32 bits always, elsewhere in place of
+// the library's own pixel_raw alone.
 template <class Depth>
 static bool draws_directly(const ZVDynamicPixMap* self)
 {
@@ -80,11 +81,12 @@ static void line_vertical_raw(ZVDynamicPixMap* self, int32_t x, int32_t y1, int3
     }
 }
 
-// Raster of a line from column x1 of a row to column x2, rows - 1 rows further down: draw(row, x) for each pixel.
-// A row is its address or its number, and stride the way to the next. With nx columns and ny rows, pixel k of a
-// flat line (nx >= ny) lies k columns along and k * ny / nx rows down, cut to whole rows; of a steep one the
-// other way round. The quotient is kept as an error sum: the minor count is added at each pixel, and each time the
-// sum reaches the major count the minor coordinate takes a step (Bresenham's method).
+// Raster of a line from column x1 of a row to column x2, rows - 1 rows further down: draw(row, x) for each
+// pixel. A row is its address or its number, and stride the way to the next. With nx columns and ny rows,
+// pixel k of a flat line (nx >= ny) lies k columns along and k * ny / nx rows down, cut to whole rows; of a
+// steep one the other way round. The quotient is kept as an error sum: the minor count is added at each
+// pixel, and each time the sum reaches the major count the minor coordinate takes a step (Bresenham's
+// method).
 template <class Row, class Draw>
 static void raster(int32_t x1, int32_t x2, Row row, ptrdiff_t stride, uint32_t ny, Draw draw)
 {

@@ -1,5 +1,5 @@
-// The platform layer on Linux. An arena is the heap behind malloc. Not every such heap keeps its areas apart, so the
-// last byte of each stays unused.
+// The platform layer on Linux. An arena is the heap behind malloc. Not every such heap keeps its areas apart,
+// so the last byte of each stays unused.
 #include "platform/platform.h"
 #include <malloc.h>
 #include <stdlib.h>

@@ -9,8 +9,8 @@ namespace zv::platform {
 
 // A new arena, or null.
 void* arena_create();
-// An area of at least bytes bytes (a multiple of 4096), or null. Two areas never touch: at least one byte lies
-// between the end of one and the start of another.
+// An area of at least bytes bytes (a multiple of 4096), or null. Two areas never touch: at least one byte
+// lies between the end of one and the start of another.
 void* arena_take(void* arena, size_t bytes);
 // The area's true size, at least what was asked; all of it may be used.
 size_t arena_size(void* arena, void* area);
@@ -34,7 +34,7 @@ uint64_t counter_rate();
 
 // The name of the current directory.
 uint32_t current_directory(uint32_t size, char* buffer);
-// A value by key and name: the settings that the user or the system keeps for programs. root is one of the keys
-// that are always open (ZV_HKEY_... in zovek/string.h) or what else the system takes for an open key.
+// A value by key and name: the settings that the user or the system keeps for programs. root is one of the
+// keys that are always open (ZV_HKEY_... in zovek/string.h) or what else the system takes for an open key.
 uint32_t registry_value(void* root, const char* subkey, const char* name, uint32_t size, char* buffer);
 } // namespace zv::platform

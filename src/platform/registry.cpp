@@ -1,6 +1,6 @@
-// The registry as files, read only. A key is a folder, a value a text file in it, and the keys that are always
-// open are the topmost folders, in $XDG_CONFIG_HOME/zovek/registry. A value's text is the file's, less one line
-// end at its end, since editors put one there. Names count as they are written, case included.
+// The registry as files, read only. A key is a folder, a value a text file in it, and the keys that are
+// always open are the topmost folders, in $XDG_CONFIG_HOME/zovek/registry. A value's text is the file's, less
+// one line end at its end, since editors put one there. Names count as they are written, case included.
 #include "platform/platform.h"
 #include <fcntl.h>
 #include <limits.h>

@@ -1,5 +1,5 @@
-// The platform layer on Windows. An arena is a private heap of the system; its areas carry headers, so no two of
-// them touch.
+// The platform layer on Windows. An arena is a private heap of the system; its areas carry headers, so no two
+// of them touch.
 #include "platform/platform.h"
 #include <windows.h>
 

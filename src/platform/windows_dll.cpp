@@ -1,6 +1,7 @@
 // The edge of the DLL: notifications of threads, and the way in to each exported function. Windows starts a
-// thread with the x87 unit at 53-bit significands, and only some run-time libraries widen them; a way in widens
-// them for the time of the call, so that extended arithmetic is the same in every thread of every program.
+// thread with the x87 unit at 53-bit significands, and only some run-time libraries widen them; a way in
+// widens them for the time of the call, so that extended arithmetic is the same in every thread of every
+// program.
 #include "core/cpu.h"
 #include <windows.h>
 #include <zovek/zovek.h>
@@ -49,8 +50,8 @@ struct Entry<function> {
     }
 #include "windows_entries.inc"
 
-// The process's own attach and detach come to the constructor and destructor beside the record, by the start-up
-// code of the C library. All notifications stand under the system's loader lock.
+// The process's own attach and detach come to the constructor and destructor beside the record, by the
+// start-up code of the C library. All notifications stand under the system's loader lock.
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
 {
     if (reason == DLL_THREAD_ATTACH) zv::attach();

@@ -1,5 +1,5 @@
-// The registry of Windows, read only. A value of any type is taken as its bytes, the last of which counts as the
-// terminator.
+// The registry of Windows, read only. A value of any type is taken as its bytes, the last of which counts as
+// the terminator.
 #include "platform/platform.h"
 #include <windows.h>
 

@@ -1,6 +1,6 @@
-// One block's road through the demodulator, from the caller's samples to the caller's frames. The data of each
-// stage lie where the next one reads them: the mixer writes into the histories of the post-mixer filters, the
-// DC blocker into that of the audio filter.
+// One block's road through the demodulator, from the caller's samples to the caller's frames. The data of
+// each stage lie where the next one reads them: the mixer writes into the histories of the post-mixer
+// filters, the DC blocker into that of the audio filter.
 #include "core/blocks.h"
 #include "core/frame.h"
 #include "receiver/demodulator_kernels.h"
@@ -120,8 +120,8 @@ static int32_t process(ZVDemodulator* self, int16_t* out, int32_t samples)
     return frames;
 }
 
-// Samples of a piece of a call that doesn't fit a block: whole decimations, so that no piece but the last has a
-// remainder to lose.
+// Samples of a piece of a call that doesn't fit a block: whole decimations, so that no piece but the last has
+// a remainder to lose.
 static uint32_t piece_of(uint32_t block, uint32_t decimation)
 {
     const uint32_t whole = block / decimation * decimation;

@@ -1,4 +1,5 @@
-// What the parts of the demodulator share. One block travels in chain.cpp; detectors.cpp holds the five modes.
+// What the parts of the demodulator share. One block travels in chain.cpp; detectors.cpp holds the five
+// modes.
 #pragma once
 #include "core/real.h"
 #include "core/round_up.h"

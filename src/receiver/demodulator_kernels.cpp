@@ -1,4 +1,5 @@
-// Detectors, mixer and output in blocks that the compiler turns into vector code, once for each instruction set.
+// Detectors, mixer and output in blocks that the compiler turns into vector code, once for each instruction
+// set.
 //
 // Real stages run in double, where the plain form has extended precision, and take that next to a tie.
 #include "receiver/demodulator_kernels.h"

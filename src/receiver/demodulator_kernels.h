@@ -23,11 +23,11 @@ struct Kernels {
     // The detectors of modes 0 and 4.
     void (*envelope)(const Detection& block);
     void (*frequency)(const Detection& block, int32_t previous_i, int32_t previous_q);
-    // The detector of mode 1. Sine and cosine may differ in the last of their 64 bits, and what follows from them
-    // next to a tie.
+    // The detector of mode 1. Sine and cosine may differ in the last of their 64 bits, and what follows from
+    // them next to a tie.
     void (*synchronous)(CarrierLoop& loop, const Detection& block);
-    // Samples times gain, rounded to integers and saturated to 16 bits, as left and right in turn. left may be
-    // right.
+    // Samples times gain, rounded to integers and saturated to 16 bits, as left and right in turn. left may
+    // be right.
     void (*frames)(int16_t* out, const int32_t* left, const int32_t* right, int32_t count, extended gain);
 };
 void synchronous_plain(CarrierLoop& loop, const Detection& block);

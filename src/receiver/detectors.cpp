@@ -19,7 +19,8 @@ void detect_synchronous(ZVDemodulator* self, const Detection& block)
 }
 
 // Single sideband by Weaver's method (D. K. Weaver, A Third Method of Generation and Detection of Single-
-// Sideband Signals, 1956): the real part of (I + j sign Q) turned by a second oscillator of sideband_offset Hz.
+// Sideband Signals, 1956): the real part of (I + j sign Q) turned by a second oscillator of sideband_offset
+// Hz.
 void detect_weaver(ZVDemodulator* self, const Detection& block)
 {
     const auto* table = reinterpret_cast<const oscillator::Turn*>(self->oscillator_table);

@@ -1,5 +1,5 @@
-// The local oscillator: one cycle as a table of Fs pairs, so an index step of 1 is 1 Hz and any whole frequency
-// is exact for ever.
+// The local oscillator: one cycle as a table of Fs pairs, so an index step of 1 is 1 Hz and any whole
+// frequency is exact for ever.
 #pragma once
 #include "core/real.h"
 #include <algorithm>
@@ -54,16 +54,16 @@ public:
     }
 };
 
-// Turns in the order in which a mixer meets them, in halves: c = c_high * 65536 + c_low + 32768, s likewise, so
-// that all factors are 16 bits wide.
+// Turns in the order in which a mixer meets them, in halves: c = c_high * 65536 + c_low + 32768, s likewise,
+// so that all factors are 16 bits wide.
 struct Halves {
     const int16_t *c_high, *c_low, *s_high, *s_low;
     Halves from(int32_t k) const { return {c_high + k, c_low + k, s_high + k, s_low + k}; }
 };
 
-// The turns of a frequency from one phase on, until they repeat after Fs / gcd(Fs, frequency) samples: a private
-// table behind the oscillator's own, so that most frequencies need no walk through the long one. A frequency
-// with a longer period has none.
+// The turns of a frequency from one phase on, until they repeat after Fs / gcd(Fs, frequency) samples: a
+// private table behind the oscillator's own, so that most frequencies need no walk through the long one. A
+// frequency with a longer period has none.
 class Run {
     static constexpr int32_t room = 16384;
     Phase phase_;    // of the next sample

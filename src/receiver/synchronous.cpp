@@ -6,8 +6,8 @@
 //   B = B + 2.5e-5 e               phase step, within 15 cycles a sample
 //   A = A + B + 0.01 e             kept within -pi < A <= pi
 //
-// The loop runs in extended precision; A, B and e are rounded to double at each sample. Sine and cosine are its
-// longest part, so processors with fused multiply-add get a shorter way to them.
+// The loop runs in extended precision; A, B and e are rounded to double at each sample. Sine and cosine are
+// its longest part, so processors with fused multiply-add get a shorter way to them.
 #include "core/ties.h"
 #include "receiver/demodulator_kernels.h"
 #include <algorithm>
@@ -53,8 +53,8 @@ void synchronous_plain(CarrierLoop& loop, const Detection& block) { lock(loop, b
 #if FLT_EVAL_METHOD == 0
 // ---- Sine and cosine from pairs of doubles ----
 
-// A number as the sum of two doubles, about 106 bits (T. J. Dekker, A Floating-Point Technique for Extending the
-// Available Precision, 1971).
+// A number as the sum of two doubles, about 106 bits (T. J. Dekker, A Floating-Point Technique for Extending
+// the Available Precision, 1971).
 struct Pair {
     double high, low;
 };
@@ -109,8 +109,8 @@ static constexpr auto circle = [] {
 //
 //   cos r = 1 + v    sin r = r + w    C cos r - S sin r = C - S r + (C v - S w)
 //
-// r is exact as a pair. v, w and what they enter are small enough for doubles; C - S r is worked out as a pair.
-// Taylor's series for v and w end where `scripts/polynomials` finds their errors below 2^-75.
+// r is exact as a pair. v, w and what they enter are small enough for doubles; C - S r is worked out as a
+// pair. Taylor's series for v and w end where `scripts/polynomials` finds their errors below 2^-75.
 static ZV_INLINE UnitVector near_turn(double phase)
 {
     constexpr Pair step = {0x1.921fb54442d18p-6, 0x1.1a62633145c07p-60}; // 2 pi / 256

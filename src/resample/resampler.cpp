@@ -56,7 +56,8 @@ static void rebuild(ZVResampler32* self)
     self->pending_count = 0;
 }
 
-// The common end of all setters: the layout that the new value asks for is reserved before the value is stored.
+// The common end of all setters: the layout that the new value asks for is reserved before the value is
+// stored.
 static void set(ZVResampler32* self, int32_t ZVResampler32::*field, int32_t Sizes::*size, int32_t value)
 {
     if (self->*field == value) return;

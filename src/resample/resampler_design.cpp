@@ -1,5 +1,6 @@
-// The prototype: a windowed sinc, cut off at 85 % of the lower of the two Nyquist frequencies, under a Blackman
-// window, scaled to the sum 1 (A. V. Oppenheim, R. W. Schafer, Discrete-Time Signal Processing, ch. 7).
+// The prototype: a windowed sinc, cut off at 85 % of the lower of the two Nyquist frequencies, under a
+// Blackman window, scaled to the sum 1 (A. V. Oppenheim, R. W. Schafer, Discrete-Time Signal Processing, ch.
+// 7).
 #include "core/frame.h"
 #include "core/taps.h"
 #include "core/window.h"

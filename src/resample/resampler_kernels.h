@@ -1,13 +1,14 @@
 // The tables that a resampler's rebuild derives from its taps, and the kernels that run on them.
 //
-// An output at position p, in 1/over of an input sample, has the phase r = p mod over and begins at the sample
-// q + lead, q = floor(p / over). The taps that it meets are those of row r, in the order of the samples:
+// An output at position p, in 1/over of an input sample, has the phase r = p mod over and begins at the
+// sample q + lead, q = floor(p / over). The taps that it meets are those of row r, in the order of the
+// samples:
 //   row r, entry k = prototype[(k + lead) * over - r]
 // Tap 0 of a windowed sinc is 0; then lead is 1, and no row is longer than taps_count / over.
 //
-// Samples that carry 16 bits in their upper halves (8- and 16-bit streams) have a narrow form: the taps are cut
-// into signed pieces of 16 bits or less, so small that no 32-bit sum over a row can overflow, whatever the
-// samples. The piece sums are put together in 64 bits, so the result is exact.
+// Samples that carry 16 bits in their upper halves (8- and 16-bit streams) have a narrow form: the taps are
+// cut into signed pieces of 16 bits or less, so small that no 32-bit sum over a row can overflow, whatever
+// the samples. The piece sums are put together in 64 bits, so the result is exact.
 #pragma once
 #include "core/fixed.h"
 #include "core/select.h"
@@ -46,8 +47,8 @@ struct Tables {
     int32_t* rows;              // [over][row_taps], Q31
     int16_t* row_pieces;        // [over][pieces][row_taps]; tap = sum of piece k * 2^(k * piece_bits)
     int32_t pieces, piece_bits; // 2 or 3, low ones of piece_bits bits
-    // Lane kernels: outputs in the order of the stream. Entry i belongs to the phase i * under mod over, and the
-    // first lanes - 1 follow once more, so that a load at any i stays in the row.
+    // Lane kernels: outputs in the order of the stream. Entry i belongs to the phase i * under mod over, and
+    // the first lanes - 1 follow once more, so that a load at any i stays in the row.
     int16_t* lane_pieces; // [pieces][pairs of taps][lane_stride][2]
     int32_t lane_stride;  // entries of a row, in pairs
     int32_t inverse;      // under * inverse = 1 modulo over: entry of a phase

@@ -5,8 +5,8 @@
 #include <cstring>
 
 namespace zv::resampler {
-// The formula itself, for tables that have no room: far more phases than taps. Nothing behind the last new sample
-// enters a sum.
+// The formula itself, for tables that have no room: far more phases than taps. Nothing behind the last new
+// sample enters a sum.
 static void plain(const ZVResampler32* self, const int32_t* taps, int32_t* out, int32_t outputs,
                   int32_t samples)
 {

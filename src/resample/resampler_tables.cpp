@@ -98,9 +98,9 @@ static bool is_safe(const Tables& t, const Cut& cut)
     return true;
 }
 
-// The cut with the fewest pieces; false if there is none. The sum of all pieces, times over, is made in 64 bits:
-// with samples of 2^15 the taps of a row times over must stay below 2^47, and for a sum of Q31 samples that
-// doesn't wrap in 64 bits, the taps of a row below 2^32.
+// The cut with the fewest pieces; false if there is none. The sum of all pieces, times over, is made in 64
+// bits: with samples of 2^15 the taps of a row times over must stay below 2^47, and for a sum of Q31 samples
+// that doesn't wrap in 64 bits, the taps of a row below 2^32.
 static bool find_cut(Tables& t)
 {
     for (int32_t r = 0; r < t.over; ++r) {

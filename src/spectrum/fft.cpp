@@ -82,8 +82,8 @@ static void build_tables_of(const ZVFFT* self, const Vector& vector, void* out)
         build_private(self, vector.lanes, static_cast<double*>(out));
 }
 
-// Angles are summed up, so large tables hold a few factors that the sum's drift has brought to the next float: 7 of
-// them at 2^21 samples, none below.
+// Angles are summed up, so large tables hold a few factors that the sum's drift has brought to the next
+// float: 7 of them at 2^21 samples, none below.
 static bool mirrors(const ZVFFT* self)
 {
     const uint32_t half = self->half_size;

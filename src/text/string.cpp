@@ -34,9 +34,9 @@ static ZVString* put(ZVString* self, uint32_t index, const char* bytes, size_t c
     return self;
 }
 
-// The text that ask(size, buffer) writes, asked for its size first, and then with room(need) bytes to write to. Where
-// the size is not to be had or can't be held the text stays; if it fails later (it has changed between the two)
-// the text becomes empty.
+// The text that ask(size, buffer) writes, asked for its size first, and then with room(need) bytes to write
+// to. Where the size is not to be had or can't be held the text stays; if it fails later (it has changed
+// between the two) the text becomes empty.
 template <class Ask, class Room>
 static void fetch(ZVString* self, Ask ask, Room room)
 {

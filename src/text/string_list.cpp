@@ -1,7 +1,8 @@
-// String list. In a list that is in order a new or replaced entry needs no sort: its place is found by halves and the
-// entries between move by one. Whether it is in order has to be looked at, since a client may have written sorting or
-// a text. All else is sorted by merging in place (the merge of K. Dudzinski and A. Dydek, 1981: cut the longer run in
-// half, find the cut's place in the other, rotate), which is stable and asks for no memory, so it can't fail.
+// String list. In a list that is in order a new or replaced entry needs no sort: its place is found by halves
+// and the entries between move by one. Whether it is in order has to be looked at, since a client may have
+// written sorting or a text. All else is sorted by merging in place (the merge of K. Dudzinski and A. Dydek,
+// 1981: cut the longer run in half, find the cut's place in the other, rotate), which is stable and asks for
+// no memory, so it can't fail.
 #include "core/frame.h"
 #include "core/round_up.h"
 #include <algorithm>
@@ -12,8 +13,8 @@
 
 namespace zv::string_list {
 static constexpr int32_t step = 128; // entries that the array grows by
-// Entries up to which an add looks at all of them, which takes 15 us there. In a list of 100 000, made by sorted adds,
-// the looks would take tens of seconds, and all the rest takes half of one.
+// Entries up to which an add looks at all of them, which takes 15 us there. In a list of 100 000, made by
+// sorted adds, the looks would take tens of seconds, and all the rest takes half of one.
 static constexpr int32_t looked_over = 4096;
 
 // Whether one text comes before another in the mode's order; texts that are equal do not.
@@ -27,8 +28,8 @@ struct Before {
     }
 };
 
-// Moves one entry of a list that is otherwise in order to its place: behind the equal ones that stand before it
-// and ahead of those behind it.
+// Moves one entry of a list that is otherwise in order to its place: behind the equal ones that stand before
+// it and ahead of those behind it.
 static void settle(char** first, char** entry, char** end, Before before)
 {
     char** place = std::upper_bound(first, entry, *entry, before);
@@ -52,8 +53,8 @@ static bool in_order(char** first, char** entry, char** end, Before before)
     return true;
 }
 
-// Whether those that a search for the last entry's place meets stand in order with the ones before them, as in a
-// list that is in disorder hardly all do.
+// Whether those that a search for the last entry's place meets stand in order with the ones before them, as
+// in a list that is in disorder hardly all do.
 static bool in_order_on_the_way(char** first, char** entry, Before before)
 {
     for (char **low = first, **high = entry; low != high;) {
@@ -109,8 +110,8 @@ static bool append(ZVStringList* self, const char* text)
     return copy;
 }
 
-// Puts a new entry where it belongs, and the others too if a look at them finds disorder. Only the last one's look may
-// be at some.
+// Puts a new entry where it belongs, and the others too if a look at them finds disorder. Only the last one's
+// look may be at some.
 static void settle_at(ZVStringList* self, int32_t index, bool look_at_all)
 {
     if (self->sorting == 0) return;

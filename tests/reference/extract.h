@@ -1,4 +1,5 @@
-// Autocorrelation, envelope and frequency of a whole stretch, in extended precision but for the stored floats.
+// Autocorrelation, envelope and frequency of a whole stretch, in extended precision but for the stored
+// floats.
 #pragma once
 #include "fixed.h"
 #include <algorithm>

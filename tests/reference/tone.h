@@ -1,5 +1,5 @@
-// The tone detectors: a band-pass beside two sums of magnitudes, and the power of a window's correlation with a
-// stored cosine and sine.
+// The tone detectors: a band-pass beside two sums of magnitudes, and the power of a window's correlation with
+// a stored cosine and sine.
 #pragma once
 #include "fir.h"
 

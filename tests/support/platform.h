@@ -13,7 +13,8 @@ struct PlatformCalls {
 };
 extern PlatformCalls platform_calls;
 
-// Refuses pools (and arenas) after this many more; below 0, never. Blocks that fit in present pools still succeed.
+// Refuses pools (and arenas) after this many more; below 0, never. Blocks that fit in present pools still
+// succeed.
 extern int pools_left;
 
 // What the current directory is at each question; the last one stays. Empty, or an empty name: unknown.

@@ -1,5 +1,5 @@
-// The DLL from a program's side, by its import library: notifications of threads, extended precision in threads
-// of any kind, arguments and results.
+// The DLL from a program's side, by its import library: notifications of threads, extended precision in
+// threads of any kind, arguments and results.
 #include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
@@ -32,8 +32,8 @@ private:
     HANDLE handle_;
 };
 
-// A second copy of the DLL, loaded while a thread is already there: the load counts 1, that thread's end takes it
-// back to 0, and the next thread's begin identifies the processor anew.
+// A second copy of the DLL, loaded while a thread is already there: the load counts 1, that thread's end
+// takes it back to 0, and the next thread's begin identifies the processor anew.
 TEST(Dll, CountsProcessAndThreads)
 {
     HANDLE runs = CreateEventA(nullptr, TRUE, FALSE, nullptr),
@@ -107,7 +107,8 @@ TEST(Dll, IsExtendedInEveryThreadAndKeepsItsControlWord)
     EXPECT_EQ(control_word(), at_start);
 }
 
-// The results are given through hidden pointers, by registers and by stack: a way in must hand all of them on.
+// The results are given through hidden pointers, by registers and by stack: a way in must hand all of them
+// on.
 TEST(Dll, HandsOnArgumentsAndResultsOfEveryKind)
 {
     EXPECT_EQ(Div_UI64UI32_UI32(1ull << 40, 1 << 20), 1u << 20);

@@ -4,8 +4,8 @@
 
 namespace decoders {
 namespace {
-// A band-pass whose gain rises by so many dB from tone 1 to tone 2, in a straight line, and is 1 at the larger one:
-// the wanted response integrated over the band, under a Blackman window.
+// A band-pass whose gain rises by so many dB from tone 1 to tone 2, in a straight line, and is 1 at the
+// larger one: the wanted response integrated over the band, under a Blackman window.
 zovek::FIR make_tilted(const Modem& modem, const Band& band, double tilt)
 {
     constexpr int steps = 400;
@@ -48,7 +48,8 @@ Front::Front(const Modem& modem, const Hearing& hearing) : sums_(kept)
     }
     correlator_ = decltype(correlator_)(ZVFSKCorrDemod16_Construct);
     ZVFSKCorrDemod_SamplingRate(correlator_, float(rate));
-    // The window is rate / baud + 0.5 samples, rounded: away from the tie, whatever the last bit of the rates is.
+    // The window is rate / baud + 0.5 samples, rounded: away from the tie, whatever the last bit of the rates
+    // is.
     ZVFSKCorrDemod_BitRate(correlator_, float(modem.baud * 1.01));
     correlator_->tone_1 = float(modem.tone_1 + hearing.offset);
     correlator_->tone_2 = float(modem.tone_2 + hearing.offset);
@@ -110,8 +111,8 @@ Branch::Branch(const Front& front, const Modem& modem, const Tuning& tuning, Tak
     };
 }
 
-// The clock doesn't tell at which sample a bit is due, so samples near a bit go in one by one. An edge moves the
-// coming bit by half the loop's gain of a bit time at most, against one bit time after the last.
+// The clock doesn't tell at which sample a bit is due, so samples near a bit go in one by one. An edge moves
+// the coming bit by half the loop's gain of a bit time at most, against one bit time after the last.
 void Branch::run()
 {
     const std::vector<int16_t>& soft = front_.soft();
@@ -129,8 +130,8 @@ void Branch::run()
     }
 }
 
-// Takes a share of each correction of the bit point into the bit's length: a loop of second order with damping 1 at
-// an edge every other bit.
+// Takes a share of each correction of the bit point into the bit's length: a loop of second order with
+// damping 1 at an edge every other bit.
 void Branch::follow(double correction)
 {
     const double most = period_ * tuning_.rate_reach;

@@ -1,7 +1,8 @@
-// Two-tone audio to soft bits, on the library's FIR filters, FSK demodulators and bit synchroniser. Everything runs
-// at 20 samples a bit.
+// Two-tone audio to soft bits, on the library's FIR filters, FSK demodulators and bit synchroniser.
+// Everything runs at 20 samples a bit.
 //
-// A front is a filter and a demodulator; branches stand behind it, each with a bit clock and a rule of its own.
+// A front is a filter and a demodulator; branches stand behind it, each with a bit clock and a rule of its
+// own.
 #pragma once
 #include "decoders/blocks.h"
 #include "decoders/sequence.h"
@@ -44,14 +45,14 @@ class Front {
 public:
     Front(const Modem& modem, const Hearing& hearing);
 
-    // Demodulates a block of whole bits. soft() is then one value a sample, of which the newest stands for the bit
-    // that ended delay() samples ago.
+    // Demodulates a block of whole bits. soft() is then one value a sample, of which the newest stands for
+    // the bit that ended delay() samples ago.
     void push(const int16_t* samples, size_t count);
     const std::vector<int16_t>& soft() const { return soft_; }
     int delay() const { return post_delay; }
 
-    // Correlation with tone 1 or tone 2 over the bit time that ended before sample end: the amplitude of a sine, and
-    // its phase against the tone's.
+    // Correlation with tone 1 or tone 2 over the bit time that ended before sample end: the amplitude of a
+    // sine, and its phase against the tone's.
     Phasor correlation(int tone, int64_t end) const;
     double omega(int tone) const { return omega_[size_t(tone - 1)]; } // radians a sample
     bool has_correlations() const { return bool(correlator_); }

@@ -1,11 +1,12 @@
 // Decoders: audio in at any rate, messages out. Settings are plain structs; no decoder knows a command line.
 //
-//     auto decoder = decoders::tones::make_dtmf(48000, {}, [](const decoders::Message& found) { puts(found.text.c_str()); });
+//     const auto print = [](const decoders::Message& found) { puts(found.text.c_str()); };
+//     auto decoder = decoders::tones::make_dtmf(48000, {}, print);
 //     decoder->push(samples, count); // as often as there are some
 //     decoder->finish();
 //
-// A folder is a family of signals. Its header of the same name, or that of its one decoder, has the settings and the make
-// functions.
+// A folder is a family of signals. Its header of the same name, or that of its one decoder, has the settings
+// and the make functions.
 #pragma once
 #include "words/words.h"
 #include <cstdint>
@@ -47,7 +48,8 @@ struct NotAtThisRate : std::runtime_error {
     NotAtThisRate(const std::string& what, const std::string& why) : std::runtime_error(what + ": " + why) {}
 };
 
-// Throws NotAtThisRate if audio at a rate, Hz, can't hold what a decoder listens to up to a frequency, Hz: sampling wants
+// Throws NotAtThisRate if audio at a rate, Hz, can't hold what a decoder listens to up to a frequency, Hz:
+// sampling wants
 // twice as much, and filters a little more.
 inline void require(double rate, double frequency, const std::string& what)
 {

@@ -12,10 +12,10 @@ SequenceDetector::SequenceDetector(double tone_1, double tone_2, Tracking tracki
 {
 }
 
-// A signal of amplitude a_b at tone b, from bit to bit in one phase, gives a_b exp(j phase) in the middle of each
-// bit. The likelihood of a sequence is, but for what all have in common, I0(|S|) exp(-E), with S the sum of the
-// correlations times a_b, turned back to the phase of the first bit, and E half the sum of a_b squared; its logarithm
-// is near |S| - E.
+// A signal of amplitude a_b at tone b, from bit to bit in one phase, gives a_b exp(j phase) in the middle of
+// each bit. The likelihood of a sequence is, but for what all have in common, I0(|S|) exp(-E), with S the sum
+// of the correlations times a_b, turned back to the phase of the first bit, and E half the sum of a_b
+// squared; its logarithm is near |S| - E.
 float SequenceDetector::push(Phasor tone_1, Phasor tone_2, int samples)
 {
     std::rotate(bits_.begin(), bits_.begin() + 1, bits_.end());
@@ -30,8 +30,8 @@ float SequenceDetector::push(Phasor tone_1, Phasor tone_2, int samples)
         energy[b] = amplitude_[b] * amplitude_[b] / 2;
     }
 
-    // All sequences, longer by a bit at a time. The newest bit is the highest of the index, so what is done to
-    // sequences that end alike is done to a run of them.
+    // All sequences, longer by a bit at a time. The newest bit is the highest of the index, so what is done
+    // to sequences that end alike is done to a run of them.
     alignas(64) float sum_re[sequences], sum_im[sequences], back_re[sequences], back_im[sequences],
         sent[sequences];
     for (size_t b = 0; b < 2; ++b) {

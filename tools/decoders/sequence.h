@@ -1,6 +1,7 @@
-// Bits of a phase-continuous FSK signal by sequences: a few bits at once are compared with all that could have been
-// sent, phase and all, so that a bit is also heard in its neighbours (noncoherent block detection of CPFSK: W. P.
-// Osborne, M. B. Luntz, IEEE Trans. Comm. 22, 1974; J. G. Proakis, Digital Communications, ch. 5).
+// Bits of a phase-continuous FSK signal by sequences: a few bits at once are compared with all that could
+// have been sent, phase and all, so that a bit is also heard in its neighbours (noncoherent block detection
+// of CPFSK: W. P. Osborne, M. B. Luntz, IEEE Trans. Comm. 22, 1974; J. G. Proakis, Digital Communications,
+// ch. 5).
 #pragma once
 #include <array>
 #include <cmath>
@@ -30,9 +31,9 @@ public:
     // Tones in radians a sample.
     SequenceDetector(double tone_1, double tone_2, Tracking tracking);
 
-    // Takes a bit: the correlations with tone 1 and tone 2, as far as the signal's phase is turned against theirs in
-    // the middle of the window, and how many samples that is behind the one before. Gives the soft value of the bit
-    // span / 2 before it, positive for tone 1.
+    // Takes a bit: the correlations with tone 1 and tone 2, as far as the signal's phase is turned against
+    // theirs in the middle of the window, and how many samples that is behind the one before. Gives the soft
+    // value of the bit span / 2 before it, positive for tone 1.
     float push(Phasor tone_1, Phasor tone_2, int samples);
 
     // The tones' amplitudes, where the caller knows better than tracking.

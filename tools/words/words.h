@@ -6,8 +6,9 @@
 #include <vector>
 
 namespace words {
-// A finite decimal number with an optional suffix k (1000) or M (1000000), and behind it the unit, if it has one and if it
-// is given: "14.25k" is 14250, and so is "14.25 kHz" of the unit "Hz". Nothing for any other text.
+// A finite decimal number with an optional suffix k (1000) or M (1000000), and behind it the unit, if it has
+// one and if it is given: "14.25k" is 14250, and so is "14.25 kHz" of the unit "Hz". Nothing for any other
+// text.
 std::optional<double> parse_quantity(const std::string& text, const std::string& unit = {});
 // Why a text that should be a quantity isn't one: "'4,5k' is not a number (the decimal mark is a point)".
 std::string not_a(const std::string& what, const std::string& text);
@@ -21,17 +22,18 @@ std::string number(double value);
 // One digit behind the point: 3.2.
 std::string decimals(double value);
 
-// Bytes that the character at a place takes in UTF-8 (RFC 3629: no overlong forms, surrogates or numbers beyond the
-// last); 0 where there is none.
+// Bytes that the character at a place takes in UTF-8 (RFC 3629: no overlong forms, surrogates or numbers
+// beyond the last); 0 where there is none.
 size_t utf8_length(const std::string& text, size_t place);
 
-// Text for one line: control characters as <0x0d>, and so all bytes that are no UTF-8. Line ends at the end go.
+// Text for one line: control characters as <0x0d>, and so all bytes that are no UTF-8. Line ends at the end
+// go.
 std::string printable(const std::string& bytes);
 // Two digits a byte, lower case.
 std::string hex(const std::string& bytes);
 
-// One JSON object on one line, built member by member. A byte of a text that isn't UTF-8, as names of files may have,
-// becomes U+FFFD, the replacement character.
+// One JSON object on one line, built member by member. A byte of a text that isn't UTF-8, as names of files
+// may have, becomes U+FFFD, the replacement character.
 class JsonObject {
 public:
     JsonObject& add(const char* name, const std::string& text);

@@ -1,7 +1,8 @@
-// zovek clean: noise, whistles and single tones off speech, and shifts of its pitch, one step after the other.
+// zovek clean: noise, whistles and single tones off speech, and shifts of its pitch, one step after the
+// other.
 //
-// The library's steps wrap where they overshoot, and a turned phase makes peaks of steep edges. So they run at a quarter
-// of the level, and what is above full scale when the level is restored is clipped.
+// The library's steps wrap where they overshoot, and a turned phase makes peaks of steep edges. So they run
+// at a quarter of the level, and what is above full scale when the level is restored is clipped.
 #include "command.h"
 #include "io/passage.h"
 #include "io/stop.h"
@@ -61,8 +62,8 @@ uint32_t samples_of(double ms, int32_t rate)
 // window's mean energy: what has tones comes through, noise doesn't.
 Prediction denoising(int32_t rate) { return {samples_of(12, rate), 0, 0.2, 16.0 / rate}; }
 
-// The window ends 1 ms early, and the step is so small that speech is over before it is learnt. Coefficients of 16
-// bits would not feel one below 0.0005.
+// The window ends 1 ms early, and the step is so small that speech is over before it is learnt. Coefficients
+// of 16 bits would not feel one below 0.0005.
 Prediction notching(int32_t rate) { return {32, samples_of(1, rate), std::max(10.0 / rate, 0.0005), 0}; }
 
 class Predictor : public Step {
@@ -90,7 +91,8 @@ public:
 private:
     static constexpr int32_t piece = 64; // samples
 
-    // The running energy is rounded at each sample: after something loud its error would outweigh a quiet signal.
+    // The running energy is rounded at each sample: after something loud its error would outweigh a quiet
+    // signal.
     void renew_power()
     {
         const int32_t taps = int32_t(lms_->taps_count);

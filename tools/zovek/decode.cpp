@@ -1,7 +1,7 @@
 // zovek decode: data, text and tones out of audio, or out of a station of a recorded band.
 //
-// Each file passes once, and every mode hears all of it. Messages go to standard output as they are found, the
-// figures to standard error.
+// Each file passes once, and every mode hears all of it. Messages go to standard output as they are found,
+// the figures to standard error.
 #include "command.h"
 #include "io/iq.h"
 #include "io/progress.h"

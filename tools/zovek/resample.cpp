@@ -1,7 +1,7 @@
 // zovek resample: a recording at another sampling rate.
 //
-// The ratio is over / under in whole numbers. An output sample is made of so many input samples as --quality tells,
-// and of more where the rate falls, so that the filter is as sharp beside the lower of the two rates.
+// The ratio is over / under in whole numbers. An output sample is made of so many input samples as --quality
+// tells, and of more where the rate falls, so that the filter is as sharp beside the lower of the two rates.
 #include "command.h"
 #include "io/converter.h"
 #include "io/stop.h"

@@ -1,5 +1,5 @@
-// zovek spectrum: the power spectrum of a recording, averaged over all of it (Welch's method), as a list of tones, as
-// numbers or as a picture.
+// zovek spectrum: the power spectrum of a recording, averaged over all of it (Welch's method), as a list of
+// tones, as numbers or as a picture.
 #include "command.h"
 #include "io/stop.h"
 #include "io/talk.h"

@@ -1,7 +1,7 @@
 // zovek waterfall: a recording as a picture, time downward, frequency across, level as colour.
 //
-// A column is a whole number of bins or a bin a whole number of columns, and likewise a row and blocks: no row or
-// column averages more than its neighbour, so noise looks the same everywhere.
+// A column is a whole number of bins or a bin a whole number of columns, and likewise a row and blocks: no
+// row or column averages more than its neighbour, so noise looks the same everywhere.
 #include "command.h"
 #include "io/stop.h"
 #include "io/talk.h"

@@ -1,7 +1,7 @@
 // NAVTEX and other bulletins in SITOR mode B: 100 Bd, shift 170 Hz, line by line.
 //
-// Receivers side by side listen at centres 25 Hz apart. The one whose two copies of each character fit together best
-// gets the text, until its signal ends.
+// Receivers side by side listen at centres 25 Hz apart. The one whose two copies of each character fit
+// together best gets the text, until its signal ends.
 #include "decoders/blocks.h"
 #include "decoders/bulletins/bulletins.h"
 #include "decoders/bulletins/sitor.h"
@@ -25,8 +25,8 @@ constexpr int range = 200, step = 25; // Hz, of the centres
 constexpr int band_taps = 127;
 constexpr double election = 1.5; // s, for receivers of other centres to find the signal too
 
-// Bit timing for weak signals, whose zero crossings are mostly noise: the mean magnitude at each hop of the bit shows
-// where the eye is open, and its first harmonic points at the middle.
+// Bit timing for weak signals, whose zero crossings are mostly noise: the mean magnitude at each hop of the
+// bit shows where the eye is open, and its first harmonic points at the middle.
 class EyeClock {
 public:
     using Take = std::function<void(float soft, double hop)>;
@@ -69,8 +69,8 @@ public:
         if (correlator_->samples_per_bit != window) throw std::bad_alloc();
     }
 
-    // Takes whole bits. The correlator's ring then holds the products of exactly these samples, from which come the
-    // correlations over the bit time before each hop.
+    // Takes whole bits. The correlator's ring then holds the products of exactly these samples, from which
+    // come the correlations over the bit time before each hop.
     void push(const int16_t* samples, size_t count)
     {
         ZVFSKCorrDemod& correlator = *correlator_;
@@ -99,12 +99,13 @@ public:
     };
     Heard heard() const { return heard_; }
 
-    // Of the weaker tone. A receiver that is off by the shift hears one tone alone, and may read that as well.
+    // Of the weaker tone. A receiver that is off by the shift hears one tone alone, and may read that as
+    // well.
     float level() const { return std::min(higher_, lower_); }
 
 private:
-    // Each tone against half of the level that it has had: fading that takes one and leaves the other shifts nothing
-    // (K. Chen's form of automatic threshold correction).
+    // Each tone against half of the level that it has had: fading that takes one and leaves the other shifts
+    // nothing (K. Chen's form of automatic threshold correction).
     float soft(float higher, float lower)
     {
         const auto follow = [](float& level, float now) {
@@ -221,9 +222,9 @@ private:
         }
         float merit() const { return sitor.score() * tones.level(); }
         const double centre;
-        // The tone that isn't sent shows the noise in a bandwidth of the bit rate, at twice its power as it is an
-        // amplitude squared, and what leaks over from the other one. dB in 3 kHz; nothing where that hides the
-        // noise, from 6 dB on.
+        // The tone that isn't sent shows the noise in a bandwidth of the bit rate, at twice its power as it
+        // is an amplitude squared, and what leaks over from the other one. dB in 3 kHz; nothing where that
+        // hides the noise, from 6 dB on.
         std::optional<double> snr(double begin, double end) const
         {
             double tone = 0, other = 0;

@@ -2,7 +2,8 @@
 //
 //   ZCZC-ORG-EEE-PSSCCC-PSSCCC+TTTT-JJJHHMM-LLLLLLLL-
 //
-// A header goes out three times, and carries no check of its own: three readings against each other are the check.
+// A header goes out three times, and carries no check of its own: three readings against each other are the
+// check.
 #pragma once
 #include <cstdint>
 #include <optional>
@@ -19,12 +20,14 @@ struct SameHeader {
     std::string station;               // without the blanks at its end
 };
 
-// The header that a text begins with. The text goes on for as long as a station of eight characters and a '-' would.
+// The header that a text begins with. The text goes on for as long as a station of eight characters and a '-'
+// would.
 std::optional<SameHeader> parse_same(const std::string& text);
 
 class SameReceiver {
 public:
-    // A bit as it was heard: its soft value, positive for 1, and the power of the tone that it is and of the other.
+    // A bit as it was heard: its soft value, positive for 1, and the power of the tone that it is and of the
+    // other.
     struct Bit {
         float soft, tone, other;
     };

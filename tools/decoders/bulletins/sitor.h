@@ -1,5 +1,5 @@
-// SITOR in its collective mode, mode B (ITU-R M.476 and M.625): characters of seven bits of which four are 1, each sent
-// twice, the second time 35 bits after the first, so that first and second sendings take turns.
+// SITOR in its collective mode, mode B (ITU-R M.476 and M.625): characters of seven bits of which four are 1,
+// each sent twice, the second time 35 bits after the first, so that first and second sendings take turns.
 #pragma once
 #include <array>
 #include <cstddef>
@@ -20,8 +20,8 @@ constexpr char sitor_letters = '\x0e', sitor_figures = '\x0f';
 class Sitor {
 public:
     Sitor() { finish(); }
-    // Takes the soft value of a bit, near 1 or -1, and its time. What it gives may be some symbols behind, but is of
-    // a signal: two sendings that fit together.
+    // Takes the soft value of a bit, near 1 or -1, and its time. What it gives may be some symbols behind,
+    // but is of a signal: two sendings that fit together.
     std::vector<SitorSymbol> push(float soft, double time);
     // The signal has ended.
     std::vector<SitorSymbol> finish();

@@ -118,7 +118,8 @@ std::optional<State> Surveyor::find(const Bit& bit)
     const Phasor first = sum(pieces_, bit.symbol, bit.end - half, half),
                  second = sum(pieces_, bit.symbol, bit.end, half);
     heard.own = energy(first + second);
-    // The other tone holds noise, and what leaks over from this one. Near its ends a bit may be another one's.
+    // The other tone holds noise, and what leaks over from this one. Near its ends a bit may be another
+    // one's.
     const int64_t end = bit.end - (ticks_per_bit - sure_ticks) / 2;
     const double middle = (double(end) - sure_ticks / 2.0) * bit_samples_ / ticks_per_bit - 0.5,
                  angle = std::remainder((bit.symbol == mark ? apart_ : -apart_) * middle, full_turn);

@@ -43,7 +43,8 @@ PathSearch::PathSearch(const Frame& frame, int characters)
     }
 }
 
-// Half of the log likelihood ratio of a bit of the character whose data end with a tick; bit 0 is the start bit.
+// Half of the log likelihood ratio of a bit of the character whose data end with a tick; bit 0 is the start
+// bit.
 float PathSearch::half(int64_t end, const Pace& pace, int bit) const
 {
     return nodes_[end - pace.back[size_t(bit)]].mark / 2;
@@ -64,7 +65,8 @@ void PathSearch::score_all(int64_t end, const Pace& pace)
     for (size_t k = 0; k < scores_.size(); ++k) scores_[k] += frame_.prior[k];
 }
 
-// The score of the best of them, if that may be over so much. Mostly it is the one that each bit by itself is for.
+// The score of the best of them, if that may be over so much. Mostly it is the one that each bit by itself is
+// for.
 float PathSearch::best_score(int64_t end, const Pace& pace, double over)
 {
     float sum = -half(end, pace, 0);

@@ -1,5 +1,6 @@
-// Characters of an asynchronous line: start bit, data bits, stop. A path search finds the chain of characters, with
-// idle between, that is the most likely of all (dynamic programming over the ticks of the line).
+// Characters of an asynchronous line: start bit, data bits, stop. A path search finds the chain of
+// characters, with idle between, that is the most likely of all (dynamic programming over the ticks of the
+// line).
 #pragma once
 #include "decoders/keyed/keying.h"
 #include <cmath>
@@ -26,8 +27,8 @@ public:
     // Decides when the line has gone on for so many characters.
     PathSearch(const Frame& frame, int characters);
 
-    // Takes the log likelihood ratio of mark to space over the bit that ends with this tick. Adds what is decided,
-    // without gaps, to out.
+    // Takes the log likelihood ratio of mark to space over the bit that ends with this tick. Adds what is
+    // decided, without gaps, to out.
     void push(float mark, std::vector<Span>& out);
 
 private:

@@ -1,5 +1,5 @@
-// Text that is keyed between two tones, character by character: radioteletype in the five bits of ITA2, and ASCII as
-// modems send it. A line of text is a message.
+// Text that is keyed between two tones, character by character: radioteletype in the five bits of ITA2, and
+// ASCII as modems send it. A line of text is a message.
 #include "decoders/keyed/teletype.h"
 #include "decoders/decibels.h"
 #include <algorithm>
@@ -10,8 +10,8 @@ namespace decoders::keyed {
 namespace {
 constexpr int first_wait = 4, second_wait = 8; // characters that the searches go on before they decide
 
-// Evidence of a bit is how far its tone rises over the other one, from 0 for both alike to 1 for it alone, less this
-// much: noise stays below, a signal 9 dB above the noise in its bit rate is over it.
+// Evidence of a bit is how far its tone rises over the other one, from 0 for both alike to 1 for it alone,
+// less this much: noise stays below, a signal 9 dB above the noise in its bit rate is over it.
 constexpr float squelch = 0.62f;
 constexpr float contradiction = 5;   // times that a bit counts which should be start, stop or idle and isn't
 constexpr float again = 0.25f;       // times that a character counts like the one before: a hum isn't text
@@ -96,7 +96,8 @@ private:
         for (const Span& span : heard_spans_) take(span);
     }
 
-    // Adds to the evidence that there is a signal. Characters wait until there is enough, and go when there is none.
+    // Adds to the evidence that there is a signal. Characters wait until there is enough, and go when there
+    // is none.
     void take(const Span& span)
     {
         const float enough = enough_a_bit * float(frame_.bits + 2);

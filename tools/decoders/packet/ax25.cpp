@@ -17,7 +17,8 @@ constexpr uint8_t flag = 0x7e;
 constexpr ptrdiff_t weakest = 12;
 constexpr int most_flips = 3;
 
-// CRC-16/X.25: x^16 + x^12 + x^5 + 1, bits reflected. A frame with its check sequence leaves the residue 0xf0b8.
+// CRC-16/X.25: x^16 + x^12 + x^5 + 1, bits reflected. A frame with its check sequence leaves the residue
+// 0xf0b8.
 constexpr auto crc_table = [] {
     std::array<uint16_t, 256> table{};
     for (unsigned byte = 0; byte < 256; ++byte) {
@@ -29,8 +30,8 @@ constexpr auto crc_table = [] {
 }();
 constexpr uint16_t crc_residue = 0xf0b8;
 
-// The bytes of a frame whose levels stand from the one before its first bit to the last of the closing flag. False
-// if the bits aren't a frame with a good check sequence.
+// The bytes of a frame whose levels stand from the one before its first bit to the last of the closing flag.
+// False if the bits aren't a frame with a good check sequence.
 bool unstuff(const std::vector<bool>& levels, std::string& frame)
 {
     frame.clear();

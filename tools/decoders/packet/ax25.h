@@ -31,7 +31,8 @@ public:
         int64_t begin,
             end; // levels since the first that was pushed: behind the opening flag, behind the closing one
     };
-    // Repair flips the weakest levels of a frame with a bad check sequence, and takes what becomes a plausible frame.
+    // Repair flips the weakest levels of a frame with a bad check sequence, and takes what becomes a
+    // plausible frame.
     explicit Deframer(bool repair) : repair_(repair) {}
 
     // Takes the soft value of a bit, whose sign is its level. Gives a frame when its closing flag ends.

@@ -1,5 +1,6 @@
-// AX.25 packets over audio: 1200 Bd between 1200 and 2200 Hz, as on VHF FM, or 300 Bd between 1600 and 1800 Hz, as
-// through SSB receivers. Every branch hears the signal in another way, and a frame that one of them finds is found.
+// AX.25 packets over audio: 1200 Bd between 1200 and 2200 Hz, as on VHF FM, or 300 Bd between 1600 and 1800
+// Hz, as through SSB receivers. Every branch hears the signal in another way, and a frame that one of them
+// finds is found.
 #include "decoders/packet/packet.h"
 #include "decoders/afsk.h"
 #include "decoders/intake.h"
@@ -28,8 +29,8 @@ struct Row {
     Branch::Tuning tuning;
 };
 
-// The branches in the order of what they add; the effort tells how many run. 300 Bd cost a quarter of 1200, and their
-// stations are off tune more often than not, so more do.
+// The branches in the order of what they add; the effort tells how many run. 300 Bd cost a quarter of 1200,
+// and their stations are off tune more often than not, so more do.
 constexpr Row rows[most_effort] = {
     //copy         band           tilt  off  delay
     {{Copy::plain,   Width::wide,   0,   0, false}, steady},   // noise

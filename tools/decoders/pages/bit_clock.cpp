@@ -19,8 +19,8 @@ BitClock::BitClock(double samples_per_bit, double gain, double most_off, Take ta
     };
 }
 
-// The loop moved this bit by gain times the error that it saw. A period moved by gain / 4 of that makes a loop of
-// second order with a damping of 1 (F. M. Gardner, Phaselock Techniques, ch. 2).
+// The loop moved this bit by gain times the error that it saw. A period moved by gain / 4 of that makes a
+// loop of second order with a damping of 1 (F. M. Gardner, Phaselock Techniques, ch. 2).
 void BitClock::decide(double ahead)
 {
     const double middle = double(position_) + ahead;

@@ -1,5 +1,5 @@
-// Bit timing of a soft stream, sample by sample: the library's loop on the zero crossings, and around it one that
-// learns how far the sender's rate is off.
+// Bit timing of a soft stream, sample by sample: the library's loop on the zero crossings, and around it one
+// that learns how far the sender's rate is off.
 #pragma once
 #include "decoders/blocks.h"
 #include <cstdint>

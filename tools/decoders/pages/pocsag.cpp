@@ -82,8 +82,9 @@ private:
         smoothed_.resize(count);
         ZVFIR1616_Process_16_16(smoothing_, smoothed_.data(), samples, int32_t(count), 1, 1);
         for (const int16_t sample : smoothed_) {
-            // A receiver off tune adds a constant, and what is coupled without DC sags while a level lasts. Zero is
-            // where a level would have to be moved from to be what half the distance of the peaks makes of its sign.
+            // A receiver off tune adds a constant, and what is coupled without DC sags while a level lasts.
+            // Zero is where a level would have to be moved from to be what half the distance of the peaks
+            // makes of its sign.
             high_ += (sample - high_) / (sample > high_ ? 10.0f : 2500.0f);
             low_ += (sample - low_) / (sample < low_ ? 10.0f : 2500.0f);
             const float value = sample - zero_, half = (high_ - low_) / 2;

@@ -42,8 +42,8 @@ constexpr std::array<uint32_t, 1024> error_table()
 }
 constexpr auto errors_by_syndrome = error_table();
 
-// How much likelier a word with so many errors is one that was sent than noise, as a power of two: a code word leaves
-// 11 of 32 bits to chance, a known word all of them.
+// How much likelier a word with so many errors is one that was sent than noise, as a power of two: a code
+// word leaves 11 of 32 bits to chance, a known word all of them.
 double evidence(int known_bits, int errors)
 {
     double patterns = 1;
@@ -97,7 +97,8 @@ std::string Page::alpha() const
     return text.erase(text.find_last_not_of(std::string("\0\3\4\x17", 4)) + 1);
 }
 
-// Function 0 is numeric by custom, and the others mostly are text; what the bits make of it has the last word.
+// Function 0 is numeric by custom, and the others mostly are text; what the bits make of it has the last
+// word.
 const char* Page::kind(PageText as) const
 {
     if (bits.empty()) return "tone";

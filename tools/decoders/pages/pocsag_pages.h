@@ -1,7 +1,7 @@
 // Pages of POCSAG (ITU-R M.584, radiopaging code No. 1) out of the bits of a channel.
 //
-// A batch is a sync codeword and sixteen others of 32 bits: 21 bits of address or message, 10 of a BCH(31,21) code that
-// corrects two errors, and one of parity, which tells three from two.
+// A batch is a sync codeword and sixteen others of 32 bits: 21 bits of address or message, 10 of a BCH(31,21)
+// code that corrects two errors, and one of parity, which tells three from two.
 #pragma once
 #include <cstdint>
 #include <optional>

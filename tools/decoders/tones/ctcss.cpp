@@ -1,4 +1,5 @@
-// Sub-audible tones that FM stations send below their speech, so that a receiver opens for its own group alone.
+// Sub-audible tones that FM stations send below their speech, so that a receiver opens for its own group
+// alone.
 #include "decoders/tones/overs.h"
 #include "decoders/tones/phase_break.h"
 #include "decoders/tones/spectra.h"
@@ -31,14 +32,16 @@ public:
 
     void push(const int16_t* samples, size_t count) override
     {
-        // The speech first, and both by hops, so that what is known of it doesn't depend on how the stream is cut.
+        // The speech first, and both by hops, so that what is known of it doesn't depend on how the stream is
+        // cut.
         speech_.push(samples, count, [this](double) { levels_.push_back(speech_.power(300, 3000)); });
         clipped_.clear();
         for (const int32_t sample : to_sub_.push32(samples, count)) {
             high_ = sample - before_ + pole * high_;
             before_ = sample;
             pauses_.push(high_ / (1 << 30));
-            // Clipped hard, so that a loud syllable has no more weight than a pause in which the tone stands alone.
+            // Clipped hard, so that a loud syllable has no more weight than a pause in which the tone stands
+            // alone.
             clipped_.push_back(high_ > quietest ? full : high_ < -quietest ? -full : 0);
         }
         phase_.push(clipped_);

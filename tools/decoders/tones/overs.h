@@ -2,7 +2,7 @@
 //
 //   state   event                                      next    since
 //   any     another tone is clear                      tone    its run began
-//   tone    it is missing for long, or the audio ends  none    it was seen last, if there was speech behind it
+//   tone    it is missing for long, or the audio ends  none    it was seen last, if speech came behind it
 //                                                      off     the same, if there was none
 //   tone    its phase breaks, and it goes on           tone    the break: another over with the same tone
 //   off     speech goes on, or the audio ends          none    the speech began
@@ -76,18 +76,20 @@ public:
         if (is(Kind::off) && speech_.began()) enter({Kind::none}, *speech_.began());
     }
 
-    // s that a tone may be hidden in its over. With less, fading cuts the over in two; with more, one without a tone
-    // is missed between two with tones.
+    // s that a tone may be hidden in its over. With less, fading cuts the over in two; with more, one without
+    // a tone is missed between two with tones.
     static constexpr double gap = 1.5;
 
 private:
-    // s without its tone before an over ends. The next tone counts by then and ends it itself; with less, an "off" that
-    // never was comes between.
+    // s without its tone before an over ends. The next tone counts by then and ends it itself; with less, an
+    // "off" that never was comes between.
     static constexpr double patience = 3.2;
-    // s behind a tone in which speech is an over that follows at once. What comes later has a beginning of its own.
+    // s behind a tone in which speech is an over that follows at once. What comes later has a beginning of
+    // its own.
     static constexpr double pause = 1;
     static constexpr double unsure = 0.2; // s at a tone's end and before the next: speech there is theirs
-    // s that a tone which goes on behind a break may be seen too short. Its end is a break as well: with more it counts.
+    // s that a tone which goes on behind a break may be seen too short. Its end is a break as well: with more
+    // it counts.
     static constexpr double unseen = 0.3;
     static constexpr double undecided = 2.5; // s of speech that show it has no tone: weak ones want time
     static constexpr double quiet = 3;       // s without speech that end an over: with less, a breath does

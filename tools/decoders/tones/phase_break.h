@@ -20,8 +20,8 @@ public:
     }
     // Of what came before a sample no more is asked than span seconds.
     void forget(int64_t sample);
-    // Looks at a sample and its time, s, one after the other, for a tone whose frequency is known to a part of it.
-    // Gives the time of a break when none that is greater can come of it any more.
+    // Looks at a sample and its time, s, one after the other, for a tone whose frequency is known to a part
+    // of it. Gives the time of a break when none that is greater can come of it any more.
     std::optional<double> look(int64_t sample, double time, double frequency, double range);
     // There is no tone, or another: nothing is known of its phase.
     void drop() { sign_.reset(); }

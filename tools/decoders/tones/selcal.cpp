@@ -1,5 +1,6 @@
-// Selective calls to aircraft: two pulses of a second, 0.2 s apart, each of two tones of sixteen at once. A receiver of
-// a sideband that is off tune shifts all four tones alike, so the code is the one that they fit best under one shift.
+// Selective calls to aircraft: two pulses of a second, 0.2 s apart, each of two tones of sixteen at once. A
+// receiver of a sideband that is off tune shifts all four tones alike, so the code is the one that they fit
+// best under one shift.
 #include "decoders/decibels.h"
 #include "decoders/tones/spectra.h"
 #include "decoders/tones/tones.h"

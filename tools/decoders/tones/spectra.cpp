@@ -21,7 +21,8 @@ Spectra::Spectra(double rate, const Plan& plan)
         sum += value;
         squares += value * value;
     }
-    // A sine of amplitude a has a module of (a sum / 2)^2 at its peak and of a^2 size squares / 4 over all bins.
+    // A sine of amplitude a has a module of (a sum / 2)^2 at its peak and of a^2 size squares / 4 over all
+    // bins.
     constexpr double full = 1 << 30; // scale of push32
     line_scale_ = 4 / (full * sum * full * sum);
     sum_scale_ = 4 / (full * full * size * squares);

@@ -15,8 +15,8 @@ struct Peak {
 // Of a tone's power in the frame in whose middle it begins or ends: the amplitude is halved there.
 constexpr double edge_power = 0.25;
 
-// Spectra under a Hann window, hop after hop, at a rate that holds the frequencies wanted. Lines are found between
-// the bins: the window is followed by at least as many zeros.
+// Spectra under a Hann window, hop after hop, at a rate that holds the frequencies wanted. Lines are found
+// between the bins: the window is followed by at least as many zeros.
 class Spectra {
 public:
     struct Plan {
@@ -26,9 +26,11 @@ public:
     };
     Spectra(double rate, const Plan& plan);
 
-    // Calls frame with the time of the window's middle, s, after each hop; the functions below then speak of it.
+    // Calls frame with the time of the window's middle, s, after each hop; the functions below then speak of
+    // it.
     void push(const int16_t* samples, size_t count, const std::function<void(double time)>& frame);
-    // The same from audio that is at rate() already, at half of full scale: times then count from its first sample.
+    // The same from audio that is at rate() already, at half of full scale: times then count from its first
+    // sample.
     void push32(const int32_t* samples, size_t count, const std::function<void(double time)>& frame);
     // Silence at the end brings out the frames that reach beyond it.
     void finish(const std::function<void(double time)>& frame);

@@ -1,5 +1,5 @@
-// Which sub-audible tone there is. A line near a tone of the table is one if it stands clear of all other lines, keeps
-// its frequency, and goes on while the voice pauses: a voice that keeps to one pitch doesn't.
+// Which sub-audible tone there is. A line near a tone of the table is one if it stands clear of all other
+// lines, keeps its frequency, and goes on while the voice pauses: a voice that keeps to one pitch doesn't.
 #pragma once
 #include "decoders/tones/spectra.h"
 #include <array>
@@ -13,7 +13,8 @@ constexpr double sub_tones[] = {67.0,  69.3,  71.9,  74.4,  77.0,  79.7,  82.5, 
                                 141.3, 146.2, 151.4, 156.7, 159.8, 162.2, 165.5, 167.9, 171.3, 173.8, 177.3,
                                 179.9, 183.5, 186.2, 189.9, 192.8, 196.6, 199.5, 203.5, 206.5, 210.7, 218.1,
                                 225.7, 229.1, 233.6, 241.8, 250.3, 254.1}; // Hz, EIA
-// Part of a tone's frequency by which it may be off: less than half of what the nearest two are apart, 0.0145.
+// Part of a tone's frequency by which it may be off: less than half of what the nearest two are apart,
+// 0.0145.
 constexpr double sub_tone_reach = 0.0065;
 
 // What there is below 300 Hz while the voice pauses.
@@ -53,8 +54,9 @@ public:
     double last_time() const { return sights_.back().time; }
 
 private:
-    // dB summed with a memory of 1 s, at most 160. A clear tone counts after half a second and is lost 2.8 s after its
-    // end at the latest. With less than enough the voice's own tones count, which move on before they have as much.
+    // dB summed with a memory of 1 s, at most 160. A clear tone counts after half a second and is lost 2.8 s
+    // after its end at the latest. With less than enough the voice's own tones count, which move on before
+    // they have as much.
     static constexpr double enough = 66, gone = 10;
     struct Candidate {
         double frequency = 0; // Hz

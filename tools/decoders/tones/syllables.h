@@ -48,8 +48,8 @@ private:
     using Level = std::deque<double>::const_iterator;
     double time_of(Level level) const { return time_ - double(levels_.end() - level - 1) * hop; }
 
-    // Levels that are judged, 2 s: with fewer, slow words lack syllables; with more, all is known later. Levels that are
-    // kept, 5 s: how far back is asked what stood between two times.
+    // Levels that are judged, 2 s: with fewer, slow words lack syllables; with more, all is known later.
+    // Levels that are kept, 5 s: how far back is asked what stood between two times.
     static constexpr size_t judged = 40, kept = 100;
     static constexpr double least_swing = 8; // dB, lowest tenth to highest: steady noise has less
     static constexpr int least_rises = 3;    // in what is judged: a click, or an over's beginning, has fewer

@@ -1,4 +1,5 @@
-// Tones that each stand for a digit or a letter: from frame after frame to symbols with a beginning and an end.
+// Tones that each stand for a digit or a letter: from frame after frame to symbols with a beginning and an
+// end.
 #pragma once
 #include <cstddef>
 #include <functional>
@@ -22,8 +23,8 @@ struct Symbol {
 };
 double mean_level(const std::vector<Symbol>& symbols); // dB: 0 is a sine of full scale
 
-// Runs of frames with one symbol, as far as they have a quarter of their greatest power: under a window that is half
-// as high where a tone begins, these are the frames from there to its end.
+// Runs of frames with one symbol, as far as they have a quarter of their greatest power: under a window that
+// is half as high where a tone begins, these are the frames from there to its end.
 class Symbols {
 public:
     Symbols(double hop, std::function<void(const Symbol&)> take) : hop_(hop), take_(std::move(take)) {}

@@ -11,8 +11,8 @@ constexpr int64_t most_factor = 1 << 24;
 
 class Converter : public Channel {
 public:
-    // over / under in lowest terms, both at most most_factor; taps are the input samples that an output is made of.
-    // Fails if memory can't be had.
+    // over / under in lowest terms, both at most most_factor; taps are the input samples that an output is
+    // made of. Fails if memory can't be had.
     Converter(int64_t over, int64_t under, int64_t taps);
 
     // Outputs before the one on the first sample.

@@ -1,8 +1,9 @@
 // Where a command's bytes go: a file, a device, a pipe or standard output.
 //
-// A file is written as NAME.part beside its target and takes its name when it is complete, so what was there before isn't
-// lost when something fails. Where NAME.part is there already, of another run or of one that was killed, it stays, and
-// NAME.part2 is written, and so on. A link stays a link: its target is written, even one that isn't there yet.
+// A file is written as NAME.part beside its target and takes its name when it is complete, so what was there
+// before isn't lost when something fails. Where NAME.part is there already, of another run or of one that was
+// killed, it stays, and NAME.part2 is written, and so on. A link stays a link: its target is written, even
+// one that isn't there yet.
 #pragma once
 #include "io/system.h"
 #include <cstddef>

@@ -1,8 +1,8 @@
 // Recordings and live streams as 16-bit samples: the one way by which signals come into the client.
 //
-// Files are what libsndfile knows, from a file or a pipe (sound_file.h), or samples without a header (raw_input.h). Other
-// sample formats become 16-bit at this door: wider integers are rounded to nearest, reals are scaled by 32768, and both
-// saturate.
+// Files are what libsndfile knows, from a file or a pipe (sound_file.h), or samples without a header
+// (raw_input.h). Other sample formats become 16-bit at this door: wider integers are rounded to nearest,
+// reals are scaled by 32768, and both saturate.
 #pragma once
 #include "words/words.h"
 #include <cstdint>
@@ -45,8 +45,8 @@ public:
     static std::unique_ptr<Input> open(const InputOptions& options);
     virtual ~Input() = default;
 
-    // Reads interleaved samples; waits until all frames are there. Fewer come at the end only: of the signal, or
-    // because a stop was asked for.
+    // Reads interleaved samples; waits until all frames are there. Fewer come at the end only: of the signal,
+    // or because a stop was asked for.
     virtual size_t read(int16_t* samples, size_t frames) = 0;
 
     std::string name; // for messages

@@ -10,12 +10,13 @@
 
 namespace client {
 namespace {
-// Input samples that an output is made of. The edge of the filters lies at 0.425 of the recording's rate and is
-// 5.5 / filter_taps / 2 of it wide; what they leave of the image is below the rounding.
+// Input samples that an output is made of. The edge of the filters lies at 0.425 of the recording's rate and
+// is 5.5 / filter_taps / 2 of it wide; what they leave of the image is below the rounding.
 constexpr int32_t filter_taps = 96;
 constexpr size_t piece = 4096; // frames
 
-// One of the two channels at each second place of twice the rate: those on the samples, or those between them.
+// One of the two channels at each second place of twice the rate: those on the samples, or those between
+// them.
 class Half {
 public:
     explicit Half(bool between)
@@ -68,7 +69,8 @@ public:
     }
 
 private:
-    // Sees to it that the band has samples to give, from the wanted number of frames or fewer. False at the end.
+    // Sees to it that the band has samples to give, from the wanted number of frames or fewer. False at the
+    // end.
     bool convert(size_t wanted)
     {
         while (given_ == band_.size()) {
@@ -109,7 +111,8 @@ private:
         made_ += int64_t(count - late);
     }
 
-    // Unsigned bytes have no zero: their digital silence is half a step to either side of it, always the same.
+    // Unsigned bytes have no zero: their digital silence is half a step to either side of it, always the
+    // same.
     bool stays_zero(int32_t re, int32_t im)
     {
         constexpr int32_t half_step = 128, least = 64; // frames: by chance no recording stays so long

@@ -1,12 +1,13 @@
-// I/Q recordings as a real band, which is what receivers take: two channels at a rate R become one at 2 R, in which the
-// recording's centre stands at R / 2 and the rest beside it, in order.
+// I/Q recordings as a real band, which is what receivers take: two channels at a rate R become one at 2 R, in
+// which the recording's centre stands at R / 2 and the rest beside it, in order.
 //
-// Each channel goes up by 2, I on the even and Q on the odd places, and all turn with the quarter of the new rate:
+// Each channel goes up by 2, I on the even and Q on the odd places, and all turn with the quarter of the new
+// rate:
 //
 //   band = Re((I + jQ) exp(j pi n / 2)) = I, -Q, -I, Q, ...
 //
-// So a place needs one of the two channels only, and none becomes larger than it was. Results are rounded to nearest
-// from 32 bits, and saturate.
+// So a place needs one of the two channels only, and none becomes larger than it was. Results are rounded to
+// nearest from 32 bits, and saturate.
 #pragma once
 #include "io/input.h"
 

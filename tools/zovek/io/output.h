@@ -1,11 +1,11 @@
 // Audio out: a WAV file, raw signed 16-bit little-endian samples, or either into a pipe.
 //
-// WAV beyond 4 GiB becomes RF64. WAV into a pipe, whose length nobody knows, tells of 0x7ffff000 bytes of samples,
-// which players take for "to the end". So does a file while it is written, and beyond that length as RF64 of 2^50 bytes: it
-// can be played meanwhile, and if the program is killed.
+// WAV beyond 4 GiB becomes RF64. WAV into a pipe, whose length nobody knows, tells of 0x7ffff000 bytes of
+// samples, which players take for "to the end". So does a file while it is written, and beyond that length as
+// RF64 of 2^50 bytes: it can be played meanwhile, and if the program is killed.
 //
-// A file that takes no more, on a full disk or at a limit of its size, keeps what it took and is finished like any other;
-// finish then fails with the reason.
+// A file that takes no more, on a full disk or at a limit of its size, keeps what it took and is finished
+// like any other; finish then fails with the reason.
 #pragma once
 #include "io/destination.h"
 #include <cstdint>

@@ -1,7 +1,7 @@
 // A recording on its way through processors, one a channel: read, processed, written, all in bounded memory.
 //
-// What comes out stands where it stood in the recording: the processors' delay is dropped at the start, and silence
-// behind the end brings out what still is in them.
+// What comes out stands where it stood in the recording: the processors' delay is dropped at the start, and
+// silence behind the end brings out what still is in them.
 #pragma once
 #include "io/input.h"
 #include "io/output.h"
@@ -15,7 +15,8 @@ namespace client {
 class Channel {
 public:
     virtual ~Channel() = default;
-    // Takes in[0], in[step], ..., count of them, and appends what they bring to out. All channels bring as many.
+    // Takes in[0], in[step], ..., count of them, and appends what they bring to out. All channels bring as
+    // many.
     virtual void run(const int16_t* in, size_t count, size_t step, std::vector<int16_t>& out) = 0;
 };
 
@@ -36,7 +37,7 @@ struct Passed {
     words::JsonObject json() const;
 };
 
-// Sends all of the input through and finishes the output, or what there is of it when a stop is asked for. Shows
-// progress on a terminal; says if the recording is incomplete, unless quiet.
+// Sends all of the input through and finishes the output, or what there is of it when a stop is asked for.
+// Shows progress on a terminal; says if the recording is incomplete, unless quiet.
 Passed pass(const char* command, Input& input, Output& output, const Passage& passage, bool quiet);
 } // namespace client

@@ -1,4 +1,5 @@
-// Samples without a header: signed 16-bit ones, and the I/Q types of receivers, little-endian on every machine.
+// Samples without a header: signed 16-bit ones, and the I/Q types of receivers, little-endian on every
+// machine.
 #pragma once
 #include "io/input.h"
 

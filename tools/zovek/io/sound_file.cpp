@@ -34,8 +34,8 @@ sf_count_t read_frames(SNDFILE* file, float* to, sf_count_t frames)
 int coding(int format) { return format & SF_FORMAT_SUBMASK; }
 int container(int format) { return format & SF_FORMAT_TYPEMASK; }
 
-// Codings in blocks go on with what they have left when a pipe is at its end, so they are read frame by frame there:
-// what a read that found nothing brought is none.
+// Codings in blocks go on with what they have left when a pipe is at its end, so they are read frame by frame
+// there: what a read that found nothing brought is none.
 bool invents_frames(int format)
 {
     constexpr int codings[] = {SF_FORMAT_IMA_ADPCM,    SF_FORMAT_MS_ADPCM,     SF_FORMAT_GSM610,
@@ -85,8 +85,8 @@ public:
     }
 
 private:
-    // Frames. Whole blocks of SDS, which hold 30, 40 or 60: of its last one libsndfile gives what the call takes that
-    // comes to it, and no more. Its 32-bit samples come without a cut in between.
+    // Frames. Whole blocks of SDS, which hold 30, 40 or 60: of its last one libsndfile gives what the call
+    // takes that comes to it, and no more. Its 32-bit samples come without a cut in between.
     static constexpr size_t piece = 34 * 120;
 
     // Gets frames into the block: of a file a whole piece, of a pipe no more than are wanted now.
@@ -102,7 +102,8 @@ private:
         if (filled_ == 0 && !stop_signal()) end();
     }
 
-    // Reads that found no block. Of a block that isn't whole libsndfile counts the frames, but in this coding.
+    // Reads that found no block. Of a block that isn't whole libsndfile counts the frames, but in this
+    // coding.
     int64_t missed() const
     {
         return coding(format_) == SF_FORMAT_MS_ADPCM ? stream_->short_reads() : stream_->vain_reads();

@@ -72,7 +72,8 @@ private:
     int left_ = 4096; // more there are in noise alone
 };
 
-// A length of 0 is that of a recorder which never came to write it, unless nothing is behind it, or the next chunk.
+// A length of 0 is that of a recorder which never came to write it, unless nothing is behind it, or the next
+// chunk.
 bool is_unfinished(const Bytes& bytes, const ChunkForm& form, int64_t begin, uint64_t end)
 {
     if (bytes(begin, 1).empty()) return false;

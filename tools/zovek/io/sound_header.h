@@ -1,7 +1,8 @@
 // What the header of a sound file says of its length, and which containers a pipe can bring.
 //
-// libsndfile reads what is there and doesn't tell when a header promises more, nor does it read on where a recorder that
-// was killed has left a length of 0. So the few containers in which that is common are looked at here.
+// libsndfile reads what is there and doesn't tell when a header promises more, nor does it read on where a
+// recorder that was killed has left a length of 0. So the few containers in which that is common are looked
+// at here.
 #pragma once
 #include <cstdint>
 #include <functional>

@@ -1,9 +1,11 @@
-// A recording as libsndfile wants it where it can't open the file itself: a pipe, or a file whose header needs mending.
+// A recording as libsndfile wants it where it can't open the file itself: a pipe, or a file whose header
+// needs mending.
 //
-// A pipe keeps its first bytes, so that headers can be read twice, and its last, so that FLAC can look for the next frame
-// in a damaged one. A position beyond what has come is remembered, and reads there give nothing, which ends the search for
-// chunks behind the samples. The length of a pipe is said to be
-// endless, so that libsndfile believes the header's frames, and one that is shorter shows itself when it ends.
+// A pipe keeps its first bytes, so that headers can be read twice, and its last, so that FLAC can look for
+// the next frame in a damaged one. A position beyond what has come is remembered, and reads there give
+// nothing, which ends the search for chunks behind the samples. The length of a pipe is said to be
+// endless, so that libsndfile believes the header's frames, and one that is shorter shows itself when it
+// ends.
 #pragma once
 #include "io/sound_header.h"
 #include "io/source.h"
@@ -26,8 +28,8 @@ public:
     int64_t length() const { return is_file() ? source.length() : came_; }
     // The last of them, as many as a page of Ogg may have at least.
     std::string tail();
-    // Says who reads here. Where the reader finds damage in a FLAC, it would end with the next read or seek of its own;
-    // so that it goes on behind it, the error is taken from it there.
+    // Says who reads here. Where the reader finds damage in a FLAC, it would end with the next read or seek
+    // of its own; so that it goes on behind it, the error is taken from it there.
     void serve(SNDFILE* reader) { reader_ = reader; }
     bool passed_damage() const { return passed_damage_; }
     // A pipe has come to its end.

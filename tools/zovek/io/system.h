@@ -1,5 +1,5 @@
-// What the client asks of the operating system, beside stop.h: system_posix.cpp and system_windows.cpp. Names of files
-// are UTF-8, bytes pass as they are, and a reader that has gone ends the program quietly.
+// What the client asks of the operating system, beside stop.h: system_posix.cpp and system_windows.cpp. Names
+// of files are UTF-8, bytes pass as they are, and a reader that has gone ends the program quietly.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -40,13 +40,14 @@ bool cut(Handle handle, int64_t bytes);     // a file to a length; where it is w
 // ---- Names of files ----
 enum class Found { nothing, file, other };
 Found look(const std::string& path);
-// Follows links to the file itself, which may be missing; fails if it is there and may not be written. On Windows a
-// link to nothing fails.
+// Follows links to the file itself, which may be missing; fails if it is there and may not be written. On
+// Windows a link to nothing fails.
 bool find_target(std::string& path);
 // What the name of a file that isn't complete has behind its target's: ".part", then ".part2", ...
 inline std::string part_name(int number) { return ".part" + (number > 1 ? std::to_string(number) : ""); }
 constexpr int most_parts = 1000;
-// A new file beside a target, with its permissions if it is there. Its name is the first of those that nothing has.
+// A new file beside a target, with its permissions if it is there. Its name is the first of those that
+// nothing has.
 Handle create_beside(std::string& path);
 // At once and whole; what had the name before is gone.
 bool rename(const std::string& from, const std::string& to);

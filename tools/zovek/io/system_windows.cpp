@@ -1,5 +1,5 @@
-// The client's requests to the operating system, by the calls of Windows: files and consoles by handles, names in
-// UTF-16, and no more of the C library than that it leaves line ends alone.
+// The client's requests to the operating system, by the calls of Windows: files and consoles by handles,
+// names in UTF-16, and no more of the C library than that it leaves line ends alone.
 #include "io/sound_file.h"
 #include "io/stop.h"
 #include "io/system.h"
@@ -14,8 +14,8 @@
 #include <system_error>
 #include <windows.h>
 
-// Of the C library, declared in none of its headers: arguments as it gives them to wmain, with file names in place of
-// patterns if asked.
+// Of the C library, declared in none of its headers: arguments as it gives them to wmain, with file names in
+// place of patterns if asked.
 extern "C" _CRTIMP int __wgetmainargs(int*, wchar_t***, wchar_t***, int patterns, void* startup_info);
 
 namespace client {

@@ -14,7 +14,8 @@ struct WrongUsage : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// What an option can't take. Thrown while the line is read: the option's name comes in front, and it is a wrong usage.
+// What an option can't take. Thrown while the line is read: the option's name comes in front, and it is a
+// wrong usage.
 struct WrongValue : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

@@ -11,8 +11,8 @@ namespace {
 // The name by which messages call an option: --rate of "-r,--rate".
 std::string spoken(const std::string& names) { return names.substr(names.rfind(',') + 1); }
 
-// The same reader for the parser: what it throws has the option's name. Nothing is no value of any option, and no name
-// of a file.
+// The same reader for the parser: what it throws has the option's name. Nothing is no value of any option,
+// and no name of a file.
 CommandLine::Read named(const std::string& names, CommandLine::Read read)
 {
     return [name = spoken(names), read = std::move(read)](const std::string& text) {

@@ -1,11 +1,11 @@
-// The options of a command, and how their values are read. The library that parses command lines stands behind it, and
-// takes seconds to compile: what adds options or asks for them sees this file alone.
+// The options of a command, and how their values are read. The library that parses command lines stands
+// behind it, and takes seconds to compile: what adds options or asks for them sees this file alone.
 //
 //     line.quantity("-f,--frequency", hz, 0, 1e9, "HZ", "of the carrier").required();
 //
-// Names are given as "-r,--rate", or as "INPUT" for the words that stand without one. Values are read while the line is,
-// so what they go to has to live as long; that of an absent option stays as it is. Readers throw WrongValue; an empty value
-// is one.
+// Names are given as "-r,--rate", or as "INPUT" for the words that stand without one. Values are read while
+// the line is, so what they go to has to live as long; that of an absent option stays as it is. Readers throw
+// WrongValue; an empty value is one.
 #pragma once
 #include "line/failure.h"
 #include <cstdint>

@@ -1,5 +1,5 @@
-// What the command line's reader says: help, and what is wrong with a line, in one. And what users say that the library
-// behind it reads otherwise.
+// What the command line's reader says: help, and what is wrong with a line, in one. And what users say that
+// the library behind it reads otherwise.
 #pragma once
 #include <CLI/CLI.hpp>
 #include <string>
@@ -17,7 +17,8 @@ public:
 //
 //     help receive         receive --help
 //     receive -f=3 -M=am   receive -f 3 -M am
-//     decode -- -x.wav     decode ./-x.wav       behind -- all are names of files; before the command it means nothing
+//     decode -- -x.wav     decode ./-x.wav       behind -- all are names of files;
+//                                                before the command it means nothing
 std::vector<std::string> arranged(const CLI::App& app, std::vector<std::string> words);
 
 // Why a line, arranged, couldn't be read. Of a word that means nothing, the name that it is nearest to.

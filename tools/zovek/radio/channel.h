@@ -1,5 +1,6 @@
-// A low-pass filter on 32-bit samples in single precision, for the channel behind the decimation. The library's own
-// filters keep 16 bits of a 32-bit sample, which a weak station beside a strong one can't spare there.
+// A low-pass filter on 32-bit samples in single precision, for the channel behind the decimation. The
+// library's own filters keep 16 bits of a 32-bit sample, which a weak station beside a strong one can't spare
+// there.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -8,10 +9,12 @@
 namespace client {
 class ChannelFilter {
 public:
-    // Windowed sinc under a Blackman window 0.42/0.5/0.08, gain 1 at 0 Hz; taps is odd, rate and cutoff in Hz.
+    // Windowed sinc under a Blackman window 0.42/0.5/0.08, gain 1 at 0 Hz; taps is odd, rate and cutoff in
+    // Hz.
     ChannelFilter(double rate, double cutoff, int32_t taps);
 
-    // Filters count samples in place; each comes taps / 2 samples late. The history is kept from call to call.
+    // Filters count samples in place; each comes taps / 2 samples late. The history is kept from call to
+    // call.
     void process(int32_t* samples, size_t count);
 
 private:

@@ -2,8 +2,8 @@
 #include <algorithm>
 
 namespace client {
-// A quarter of a windowed sinc weighs next to nothing, so a gap is known before the filters show it. 32 zeros in
-// a row come by chance in no band that has a station in it.
+// A quarter of a windowed sinc weighs next to nothing, so a gap is known before the filters show it. 32 zeros
+// in a row come by chance in no band that has a station in it.
 Gaps::Gaps(int32_t reach, int32_t decimation)
     : reach_(reach), decimation_(decimation), least_(std::max(reach / 4, 32)), zeros_(least_)
 {

@@ -1,5 +1,5 @@
-// Digital silence in a band, as the filters behind the mixer show it: for each detector sample whether it may be
-// taken for the station, or comes out of filters that hold a gap.
+// Digital silence in a band, as the filters behind the mixer show it: for each detector sample whether it may
+// be taken for the station, or comes out of filters that hold a gap.
 #pragma once
 #include <cstddef>
 #include <cstdint>

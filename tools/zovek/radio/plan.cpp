@@ -34,8 +34,8 @@ constexpr Row rows[] = {
 };
 // clang-format on
 
-// A filter of more taps than this is cut in two: with 16 bits its taps come close to their rounding, and its stop
-// band rises above -55 dB.
+// A filter of more taps than this is cut in two: with 16 bits its taps come close to their rounding, and its
+// stop band rises above -55 dB.
 constexpr int32_t most_exact_taps = 2000;
 constexpr double lowest_audio = 300;     // Hz: lower edge of a sideband of speech
 constexpr double audio_transition = 700; // Hz
@@ -79,8 +79,9 @@ bool search_rates(Plan& plan, double least_detector_rate, double least_audio_rat
     return true;
 }
 
-// over / under brings the audio's rate to that of the output. Where the exact ratio needs too large a table, as between
-// rates that are primes, it is the last convergent of its continued fraction that doesn't: some 1e-9 off.
+// over / under brings the audio's rate to that of the output. Where the exact ratio needs too large a table,
+// as between rates that are primes, it is the last convergent of its continued fraction that doesn't: some
+// 1e-9 off.
 void choose_ratio(Plan& plan, int64_t rate)
 {
     constexpr int64_t most_taps = 1 << 23;   // 200 MB a channel
@@ -195,9 +196,9 @@ void choose_lengths(Plan& plan, const Row& row, const Wishes& wishes)
 }
 
 // 5. The gain: full scale over the audio's peaks. Carrier and modulation share the peak of an AM station,
-// unless the carrier fades, for which synchronous AM leaves room. A sideband comes out of the phasing method at
-// twice its level, and speech has the room that receiver.cpp leaves it. An FM station's deviation is what its
-// bandwidth leaves beside the audio: (width / 2 - audio) / detector's rate of full scale.
+// unless the carrier fades, for which synchronous AM leaves room. A sideband comes out of the phasing method
+// at twice its level, and speech has the room that receiver.cpp leaves it. An FM station's deviation is what
+// its bandwidth leaves beside the audio: (width / 2 - audio) / detector's rate of full scale.
 void choose_gain(Plan& plan, const Row& row)
 {
     const double deviation = std::max(plan.width / 2 - plan.audio_cutoff, plan.width / 4); // Hz

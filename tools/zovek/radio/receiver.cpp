@@ -97,8 +97,8 @@ void Receiver::prepare(int32_t count, int32_t* i, int32_t* q)
     if (plan_.mode == ZVDemodMode_AM || plan_.mode == ZVDemodMode_ISB) bridge_rest(count, i, q);
 }
 
-// The peak that the station may come to, by what this block shows: a carrier's peaks are at most twice its mean;
-// speech grows to about three times what its first second shows.
+// The peak that the station may come to, by what this block shows: a carrier's peaks are at most twice its
+// mean; speech grows to about three times what its first second shows.
 void Receiver::measure(int32_t count, const int32_t* i, const int32_t* q)
 {
     double peak = 0, sum = 0;
@@ -116,9 +116,9 @@ void Receiver::measure(int32_t count, const int32_t* i, const int32_t* q)
 }
 
 // Exalted carrier: what lies within a few Hz of the carrier comes in stronger than the sidebands, which are
-// lowered instead. So the loop holds on to a carrier that fades below its sidebands. The one-pole filter turns
-// with the loop's frequency, else the carrier would come out of it late. In a gap it turns on alone, and what
-// follows is turned into its phase: the loop sees no gap.
+// lowered instead. So the loop holds on to a carrier that fades below its sidebands. The one-pole filter
+// turns with the loop's frequency, else the carrier would come out of it late. In a gap it turns on alone,
+// and what follows is turned into its phase: the loop sees no gap.
 void Receiver::raise_carrier(int32_t count, int32_t* i, int32_t* q)
 {
     constexpr double corner = 10; // Hz
@@ -147,8 +147,8 @@ void Receiver::raise_carrier(int32_t count, int32_t* i, int32_t* q)
 }
 
 // A limiter: the discriminator's products keep 32 bits of a weak station too. In a gap the station's mean
-// frequency goes on, and what follows is turned to begin where that is: the discriminator sees no jump. What the
-// filters let go last, below a unit of 16 bits, is no signal either.
+// frequency goes on, and what follows is turned to begin where that is: the discriminator sees no jump. What
+// the filters let go last, below a unit of 16 bits, is no signal either.
 void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
 {
     // The discriminator measures arctan(sin v) of a turn by v, and 2^31 is a cycle.
@@ -173,8 +173,8 @@ void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
     }
 }
 
-// Runs a gain control by pieces. The gain stays over those that quiet(first, count) names: there is nothing in
-// them that it could be measured by, and a gain that follows silence has no end.
+// Runs a gain control by pieces. The gain stays over those that quiet(first, count) names: there is nothing
+// in them that it could be measured by, and a gain that follows silence has no end.
 template <class Quiet, class Run>
 static void in_pieces(ZVAGC* agc, int32_t count, Quiet quiet, Run run)
 {
@@ -207,8 +207,8 @@ void Receiver::control_level(int32_t count, int32_t* i, int32_t* q)
               [=](int32_t first, int32_t n) { ZVAGC_Process_Stereo32(agc, i + first, q + first, n); });
 }
 
-// In a gap AM has the envelope that it had on average, and independent sideband what stood between its sidebands:
-// the DC blocker sees no step.
+// In a gap AM has the envelope that it had on average, and independent sideband what stood between its
+// sidebands: the DC blocker sees no step.
 void Receiver::bridge_rest(int32_t count, int32_t* i, int32_t* q)
 {
     const bool envelope = plan_.mode == ZVDemodMode_AM;
@@ -271,8 +271,9 @@ void Receiver::settle(std::span<const int16_t> band)
     next_ = next;
 }
 
-// Starts the I/Q gain control at a gain that brings the expected peak to the target. The gain falls at once where a
-// peak goes beyond, and doesn't rise, so that it never breathes with speech, unless the user wants it to follow.
+// Starts the I/Q gain control at a gain that brings the expected peak to the target. The gain falls at once
+// where a peak goes beyond, and doesn't rise, so that it never breathes with speech, unless the user wants it
+// to follow.
 void Receiver::hold_level()
 {
     const double rate = plan_.detector_rate(), target_db = level_.iq_agc.value_or(target_level_db);

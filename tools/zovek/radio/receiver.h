@@ -2,8 +2,8 @@
 // detector, and the gain controls, which the client runs itself so that they hold where there is no signal.
 //
 // A gap in the band, digital silence, is bridged: gains stay, and the detector gets the station's carrier
-// unmodulated. So the gap is silent, DC blocker and carrier loop stay where they are, and what follows comes at
-// its level.
+// unmodulated. So the gap is silent, DC blocker and carrier loop stay where they are, and what follows comes
+// at its level.
 #pragma once
 #include "radio/channel.h"
 #include "radio/gaps.h"
@@ -33,8 +33,8 @@ public:
     // loop and DC blocker settle.
     void settle(std::span<const int16_t> band);
 
-    // Receives samples of the band, at most plan.block; what is missing to a multiple of D is taken as silence. Gives
-    // the audio, left, right, left, right, with the delay of the filters taken off the start.
+    // Receives samples of the band, at most plan.block; what is missing to a multiple of D is taken as
+    // silence. Gives the audio, left, right, left, right, with the delay of the filters taken off the start.
     const std::vector<int16_t>& receive(std::span<const int16_t> band);
 
     // A block of silence behind the recording's end, which brings out what still is in the filters.
@@ -78,8 +78,8 @@ private:
     double expected_peak_ = 0; // 32-bit units
     bool in_gap_ = false;      // the last block ended in one
     double resting_ = 0;       // the detector's mean before the last gap, which the DC blocker takes off
-    // Synchronous AM, FM: what turns a station into the phase that it would have without the gap before, and the
-    // sum of which it is the direction.
+    // Synchronous AM, FM: what turns a station into the phase that it would have without the gap before, and
+    // the sum of which it is the direction.
     std::complex<double> turn_ = 1, match_;
     int32_t gap_frames_ = 0;       // frames until the audio filter holds nothing of a gap
     bool bridging_ = false;        // FM: the sample before was no signal

@@ -6,8 +6,8 @@
 #include <zovek/memory.h>
 
 namespace client::selftest {
-// Fills, copies and comparisons from every place in a line of the caches on that the width of an element allows, of few
-// elements and of many.
+// Fills, copies and comparisons from every place in a line of the caches on that the width of an element
+// allows, of few elements and of many.
 void memory(Hash& hash)
 {
     alignas(64) static uint8_t area[9000];

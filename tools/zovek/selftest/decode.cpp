@@ -50,7 +50,8 @@ void fsk_delay_demod(Hash& hash)
     }
 }
 
-// The level of a demodulator for random bits of 18.375 samples: each sample goes a quarter of the way to its bit.
+// The level of a demodulator for random bits of 18.375 samples: each sample goes a quarter of the way to its
+// bit.
 static std::vector<int16_t> soft_bits(size_t count)
 {
     Dice dice(12);

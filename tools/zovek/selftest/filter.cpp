@@ -1,5 +1,5 @@
-// Filters on samples. The taps of the convolutions are whole multiples of 1 / 32768, so they are the same wherever
-// they are loaded; the designs are a part of their own.
+// Filters on samples. The taps of the convolutions are whole multiples of 1 / 32768, so they are the same
+// wherever they are loaded; the designs are a part of their own.
 #include "parts.h"
 #include <zovek.hpp>
 
@@ -15,8 +15,8 @@ static zovek::FIR fir_of(ZVFIR* (*construct)(ZVFIR*), int32_t taps, int32_t bloc
     return fir;
 }
 
-// Odd and even counts of groups of taps, one block and several, every sample and every third one; two channels,
-// noise at full scale and at both ends of the range.
+// Odd and even counts of groups of taps, one block and several, every sample and every third one; two
+// channels, noise at full scale and at both ends of the range.
 template <class In, class Out>
 static void convolutions(Hash& hash, ZVFIR* (*construct)(ZVFIR*),
                          void (*process)(ZVFIR*, Out*, const In*, int32_t, int32_t, int32_t))

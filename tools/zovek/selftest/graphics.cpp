@@ -19,7 +19,8 @@ void pixmaps(Hash& hash)
             const uint32_t colour = n % 2 ? dice.next() : dice.next() % 16;
             const int32_t x1 = x(), x2 = x(), y1 = y(), y2 = y();
             image->pixel(image, x1, y1, colour);
-            // Draws have a statement each, here and below: arguments are evaluated in an order of the compiler's.
+            // Draws have a statement each, here and below: arguments are evaluated in an order of the
+            // compiler's.
             const int32_t row = dice.below(height), column = dice.below(width);
             image->pixel_raw(image, column, row, ~colour);
             ZVDynamicPixMap_LineHorizontal(image, x1, x2, y2, colour);

@@ -1,5 +1,5 @@
-// zovek-selftest [--json]: the client's self-test as a program of its own, for systems without the client's other
-// libraries.
+// zovek-selftest [--json]: the client's self-test as a program of its own, for systems without the client's
+// other libraries.
 #include "selftest.h"
 #include <cstdio>
 #include <cstring>

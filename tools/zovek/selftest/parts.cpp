@@ -1,5 +1,5 @@
-// What every part must give. A new or changed part: run with --json, read the new result there, and make sure that
-// two rows of the matrix of processors with different kernels agree before it goes in here.
+// What every part must give. A new or changed part: run with --json, read the new result there, and make sure
+// that two rows of the matrix of processors with different kernels agree before it goes in here.
 #include "parts.h"
 
 namespace client::selftest {

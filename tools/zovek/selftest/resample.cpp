@@ -1,4 +1,5 @@
-// The resampler: ratios that keep, raise and lower the rate, by the products of 16-bit samples and of 32-bit ones.
+// The resampler: ratios that keep, raise and lower the rate, by the products of 16-bit samples and of 32-bit
+// ones.
 #include "parts.h"
 #include <zovek.hpp>
 

@@ -38,7 +38,8 @@ static Outcome outcome_of(const IntegerPart& part, const std::string& kernel)
     return outcome;
 }
 
-// The largest distance of a value from the expected one, in units of the last place. Not-a-number is far away.
+// The largest distance of a value from the expected one, in units of the last place. Not-a-number is far
+// away.
 static double distance(const RealPart& part, const std::vector<double>& values)
 {
     if (values.size() != part.expected.size()) return HUGE_VAL;

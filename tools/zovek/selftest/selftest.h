@@ -1,9 +1,9 @@
 // The self-test: everything that the library computes, over signals made here, against what it must give.
 //
-// Integer results are prescribed to the bit, so a family's are one hash, the same on every processor, word size
-// and system (32 -> 32 bit filters have one for each of their two arithmetics). Real results are held to a few
-// stored values within a bound. Signals come from integers alone, and settings that go through sines and
-// logarithms are few, so that no mathematics library enters but where its rounding can't show.
+// Integer results are prescribed to the bit, so a family's are one hash, the same on every processor, word
+// size and system (32 -> 32 bit filters have one for each of their two arithmetics). Real results are held to
+// a few stored values within a bound. Signals come from integers alone, and settings that go through sines
+// and logarithms are few, so that no mathematics library enters but where its rounding can't show.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -12,7 +12,8 @@
 #include <vector>
 
 namespace client::selftest {
-// FNV-1a, 64 bits, over the bytes of what it is fed: arrays and values of whole-number types of a fixed width.
+// FNV-1a, 64 bits, over the bytes of what it is fed: arrays and values of whole-number types of a fixed
+// width.
 class Hash {
 public:
     void bytes(const void* data, size_t size);
@@ -44,8 +45,8 @@ public:
     std::vector<double> values;
 };
 
-// Whole numbers, evenly distributed: xorshift64* (S. Vigna, An experimental exploration of Marsaglia's xorshift
-// generators, scrambled).
+// Whole numbers, evenly distributed: xorshift64* (S. Vigna, An experimental exploration of Marsaglia's
+// xorshift generators, scrambled).
 class Dice {
 public:
     explicit Dice(uint32_t seed) : state_(seed * 0x9E3779B97F4A7C15 + 1) {}
@@ -67,12 +68,12 @@ std::vector<Sample> noise(size_t count, uint32_t seed, int quieter = 0)
     return signal;
 }
 
-// A triangle at hz whose level swings by half at swing_hz, in a little noise: a station for receivers. Rates in
-// whole Hz, level up to 20000.
+// A triangle at hz whose level swings by half at swing_hz, in a little noise: a station for receivers. Rates
+// in whole Hz, level up to 20000.
 std::vector<int16_t> station(size_t count, uint32_t rate, uint32_t hz, uint32_t swing_hz, int32_t level);
 
-// What is tested, and what it must give. kernels names the family whose kernel it runs, null if it has none. Of rows
-// with one name, which stand together, the first that holds for the kernel counts.
+// What is tested, and what it must give. kernels names the family whose kernel it runs, null if it has none.
+// Of rows with one name, which stand together, the first that holds for the kernel counts.
 struct IntegerPart {
     const char *name, *kernels;
     void (*run)(Hash&);

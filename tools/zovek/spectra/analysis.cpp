@@ -43,7 +43,8 @@ int32_t chosen_size(const Input& input, const AnalysisOptions& options, const Re
     return int32_t(std::bit_ceil(uint32_t(std::clamp<double>(wanted, least_chosen, most))));
 }
 
-// Half a block, or less where that makes too few of them; not less than a sixteenth, which would tell nothing new.
+// Half a block, or less where that makes too few of them; not less than a sixteenth, which would tell nothing
+// new.
 int32_t chosen_hop(int32_t size, const AnalysisOptions& options, const Resolution& resolution,
                    std::optional<int64_t> expected)
 {

@@ -36,8 +36,8 @@ public:
     // Opens the recording and chooses size and overlap. Fails with the reason.
     Analysis(const AnalysisOptions& options, const Resolution& resolution);
 
-    // The next block's power, bins() values of the band asked for; null at the end. A recording shorter than a
-    // block is filled up with silence.
+    // The next block's power, bins() values of the band asked for; null at the end. A recording shorter than
+    // a block is filled up with silence.
     const float* next();
 
     size_t bins() const { return bins_; }

@@ -1,4 +1,5 @@
-// A picture on the library's pixmap, at 8 bits with a palette or at 24 or 32 bits with packed colours: whoever draws
+// A picture on the library's pixmap, at 8 bits with a palette or at 24 or 32 bits with packed colours:
+// whoever draws
 // names places in the palette, and the three look the same.
 #pragma once
 #include "spectra/palette.h"
@@ -28,8 +29,8 @@ public:
 
     int32_t width() const { return map_->width; }
     int32_t height() const { return map_->height; }
-    // Rows as bytes; at 8 bits map().palette holds 256 entries of the bytes red, green, blue, 0. At 24 and 32 bits a
-    // pixel is blue, green, red and, at 32, 255 for opaque.
+    // Rows as bytes; at 8 bits map().palette holds 256 entries of the bytes red, green, blue, 0. At 24 and 32
+    // bits a pixel is blue, green, red and, at 32, 255 for opaque.
     const ZVDynamicPixMap& map() const { return *map_; }
 
 private:

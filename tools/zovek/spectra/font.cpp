@@ -1,7 +1,7 @@
-// Each letter is written as strokes, separated by blanks, of points: a digit for x, a letter for y, counted from the
-// top of capitals (a) down; i is the base line, c the top of small letters, k the lowest. A point with a capital
-// letter lies on the stroke, one with a small letter is the control point of a quadratic Bezier curve; between two
-// control points the stroke passes through their middle. * closes a stroke.
+// Each letter is written as strokes, separated by blanks, of points: a digit for x, a letter for y, counted
+// from the top of capitals (a) down; i is the base line, c the top of small letters, k the lowest. A point
+// with a capital letter lies on the stroke, one with a small letter is the control point of a quadratic
+// Bezier curve; between two control points the stroke passes through their middle. * closes a stroke.
 #include "spectra/font.h"
 #include <algorithm>
 #include <cctype>

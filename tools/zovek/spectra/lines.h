@@ -7,8 +7,8 @@
 namespace client::spectra {
 class Lines {
 public:
-    // At most most rows (an even number). A column is the highest of group bins: a carrier never vanishes between
-    // two. A row holds each blocks at first; when there would be too many, neighbours become one.
+    // At most most rows (an even number). A column is the highest of group bins: a carrier never vanishes
+    // between two. A row holds each blocks at first; when there would be too many, neighbours become one.
     Lines(size_t bins, size_t group, size_t most, int64_t each)
         : columns_(bins / group), group_(group), most_(most), each_(each), sum_(columns_ * group)
     {
@@ -43,9 +43,9 @@ float decibels(float power);
 struct Range {
     float floor, ceiling;
 };
-// From a little below the noise (the lowest tenth of the levels) to above all but the highest thousandth, in steps of 5
-// dB; 30 dB at least and 90 at most. Where that is more than 60 dB, what is empty isn't taken for noise: levels below
-// rounding, which is what rounding to 16 bits makes, and the band's edges where they lie 20 dB and more below all that
-// is between them.
+// From a little below the noise (the lowest tenth of the levels) to above all but the highest thousandth, in
+// steps of 5 dB; 30 dB at least and 90 at most. Where that is more than 60 dB, what is empty isn't taken for
+// noise: levels below rounding, which is what rounding to 16 bits makes, and the band's edges where they lie
+// 20 dB and more below all that is between them.
 Range range_of(const std::vector<float>& levels, size_t columns, float rounding);
 } // namespace client::spectra

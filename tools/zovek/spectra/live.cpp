@@ -1,9 +1,9 @@
-// Two rows of spectrum make a line of text: the upper half block U+2580 has the colour of the upper row on the lower
-// row's. Below the newest line stands the frequency axis.
+// Two rows of spectrum make a line of text: the upper half block U+2580 has the colour of the upper row on
+// the lower row's. Below the newest line stands the frequency axis.
 //
-// A row covers 1/19 s of signal and is shown at most 20 times a second. So a live source never has to wait, and a
-// recording runs through a little faster than it was. Where the terminal takes longer for a row, rows cover more
-// signal: all blocks are averaged in, none is dropped.
+// A row covers 1/19 s of signal and is shown at most 20 times a second. So a live source never has to wait,
+// and a recording runs through a little faster than it was. Where the terminal takes longer for a row, rows
+// cover more signal: all blocks are averaged in, none is dropped.
 #include "spectra/live.h"
 #include "io/progress.h"
 #include "io/stop.h"

@@ -3,7 +3,7 @@
 #include "spectra/analysis.h"
 
 namespace client::spectra {
-// Draws until the signal ends or a stop is asked for, at most 20 rows a second. Levels in dBFS; those left open
-// follow the signal. Returns the exit status.
+// Draws until the signal ends or a stop is asked for, at most 20 rows a second. Levels in dBFS; those left
+// open follow the signal. Returns the exit status.
 int draw_live(const AnalysisOptions& options, std::optional<double> floor, std::optional<double> ceiling);
 } // namespace client::spectra

@@ -1,9 +1,10 @@
 // The colours of a picture: a ramp for levels, even to the eye, and a few inks in shades for all else.
 //
-// The ramp is a path through OKLab (Ottosson, A perceptual color space for image processing, 2020), in polar form:
-// with t from 0 to 1, lightness 0.16 + 0.81 t, hue 270 to 465 degrees (blue, violet, red, orange, yellow), and chroma
-// 0.22 sin(pi (0.08 + 0.84 t)), less where sRGB ends. Its stops are equally far apart along the path, and
-// ColorInterpolate fills in between them: equal steps of level look equally large, also to eyes that see no hue.
+// The ramp is a path through OKLab (Ottosson, A perceptual color space for image processing, 2020), in polar
+// form: with t from 0 to 1, lightness 0.16 + 0.81 t, hue 270 to 465 degrees (blue, violet, red, orange,
+// yellow), and chroma 0.22 sin(pi (0.08 + 0.84 t)), less where sRGB ends. Its stops are equally far apart
+// along the path, and ColorInterpolate fills in between them: equal steps of level look equally large, also
+// to eyes that see no hue.
 #pragma once
 #include <array>
 #include <cstdint>

@@ -69,8 +69,8 @@ std::vector<Peak> find_peaks(const std::vector<double>& power, const Kernel& ker
     std::vector<Peak> peaks;
     std::vector<size_t> taken;
     std::vector<double> bins;
-    // A tone between two bins is stronger than its top. So lower tops are looked at until none can be among the
-    // strongest tones; strongest holds the powers of these, the least of them on top.
+    // A tone between two bins is stronger than its top. So lower tops are looked at until none can be among
+    // the strongest tones; strongest holds the powers of these, the least of them on top.
     const double most_above_top = 1 / kernel.main_lobe(0.5);
     std::priority_queue<double, std::vector<double>, std::greater<>> strongest;
     for (const size_t top : tops) {

@@ -19,8 +19,8 @@ public:
     double main_lobe(double off) const;
     // The most that it leaves in bins that many bins away and farther.
     double skirt(size_t away) const { return skirt_[away < skirt_.size() ? away : skirt_.size() - 1]; }
-    // Place of a tone, -0.5 to 0.5 from the middle one of three neighbours: where their powers fit best, by least
-    // squares.
+    // Place of a tone, -0.5 to 0.5 from the middle one of three neighbours: where their powers fit best, by
+    // least squares.
     double place(const double* neighbours) const;
 
 private:

@@ -14,8 +14,8 @@ struct PictureOptions {
 };
 
 void add_picture_options(CommandLine& line, PictureOptions& options);
-// Fails if they don't go together, or if one is given that tells of a picture and none is asked for; more names more
-// of these.
+// Fails if they don't go together, or if one is given that tells of a picture and none is asked for; more
+// names more of these.
 void check_picture_options(const CommandLine& line, const PictureOptions& options,
                            std::vector<std::string> more = {});
 } // namespace client::spectra

@@ -1,4 +1,5 @@
-// What the pictures of waterfall and spectrum share: margins, heading, the frequency axis below, marked stations above.
+// What the pictures of waterfall and spectrum share: margins, heading, the frequency axis below, marked
+// stations above.
 #pragma once
 #include "spectra/axis.h"
 #include "spectra/canvas.h"
