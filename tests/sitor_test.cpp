@@ -27,6 +27,7 @@ struct Bulletin {
         for (const size_t place : sent)
             first += table.substr(place * 10 + 2, 7), second += table.substr(place * 10 + 2, 7);
         for (int k = 0; k < 14; ++k) first += "BBBBYYY";
+        while (second.size() < first.size()) second += "BBBBYYY";
         std::vector<float> bits;
         for (size_t k = 0; k < first.size(); k += 7)
             for (const auto* copy : {&first, &second})
