@@ -56,10 +56,10 @@ struct Loop {
                                 d.audio_filter_2};
         filter filters[5];
         for (int f = 0; f < 5; ++f) {
-            history[f].resize(size_t(firs[f]->taps_count - 1 + firs[f]->buffer_size));
+            history[f].resize(size_t(firs[f]->taps_count) - 1 + size_t(firs[f]->buffer_size));
             filters[f] = {firs[f]->taps_count, static_cast<const int16_t*>(firs[f]->taps), history[f].data()};
         }
-        for (auto& a : area) a.resize(size_t(d.buffer_size + d.isb_filter->taps_count));
+        for (auto& a : area) a.resize(size_t(d.buffer_size) + size_t(d.isb_filter->taps_count));
         record = {d.mode,
                   d.sampling_rate,
                   d.local_frequency,

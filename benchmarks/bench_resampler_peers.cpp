@@ -137,13 +137,15 @@ Figures measure(Convert convert, Rates rates, int quality)
         power += tone.gain * tone.gain;
         noise += tone.rest * tone.rest;
     }
-    for (double f = 0.701; f < 1; f += 0.01) {
+    for (int k = 0; k < 30; ++k) {
+        const double f = 0.701 + k / 100.0;
         const Tone tone = through(convert, rates, quality, f * nyquist);
         if (tone.gain > std::sqrt(0.5)) band = f;
         if (rates.output > rates.input && f <= 0.95) stop = std::max(stop, tone.rest);
     }
-    for (double f = 1.1; f < double(rates.input) / rates.output; f += 0.0431)
-        stop = std::max(stop, through(convert, rates, quality, f * nyquist).rest);
+    const double beyond = double(rates.input) / rates.output - 1.1;
+    for (int k = 0; k * 0.0431 < beyond; ++k)
+        stop = std::max(stop, through(convert, rates, quality, (1.1 + k * 0.0431) * nyquist).rest);
     return {db(most / least), 10 * std::log10(power / noise), band, -db(stop)};
 }
 

@@ -88,7 +88,8 @@ void corr(benchmark::State& state)
 void by_hand_corr(benchmark::State& state)
 {
     const int positions = int(state.range(0)), taps = 31, piece = 512;
-    const auto sine = noise(size_t(positions)), cosine = sine, h = noise(taps), in = noise(block);
+    const auto sine = noise(size_t(positions)), cosine = noise(sine.size());
+    const auto h = noise(taps), in = noise(block);
     std::vector<int16_t> window(size_t(positions + piece)), history(taps + piece), out(block);
     obvious_corr tone = {sine.data(), cosine.data(), h.data(),      positions,
                          taps,        window.data(), history.data()};
@@ -102,7 +103,7 @@ template <auto process>
 void correlate(benchmark::State& state)
 {
     const int32_t lags = int32_t(state.range(0));
-    const auto samples = noise(size_t(2 * lags));
+    const auto samples = noise(2 * size_t(lags));
     const std::vector<float> in(samples.begin(), samples.end());
     std::vector<float> out(size_t(lags), 0.f);
     repeat(state, int64_t(lags) * lags, [&] { process(in.data(), out.data(), 2 * lags, lags); });
