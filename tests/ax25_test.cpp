@@ -2,7 +2,6 @@
 #include "decoders/packet/ax25.h"
 #include <gtest/gtest.h>
 
-using decoders::packet::Ax25;
 using decoders::packet::Deframer;
 using decoders::packet::parse_ax25;
 

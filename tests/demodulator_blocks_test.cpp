@@ -200,7 +200,7 @@ TEST(DemodulatorBlocks, DelayIsThatOfTheFilters)
             const double mode_delay = mode == ZVDemodMode_ISB  ? up * (row.isb - 1) / 2
                                       : mode == ZVDemodMode_FM ? up / 2
                                                                : 0;
-            const double wanted = (row.post - 1) / 2 * up / down + mode_delay + (row.audio - 1) / 2;
+            const double wanted = (row.post - 1) / 2.0 * up / down + mode_delay + (row.audio - 1) / 2.0;
 
             double phase[2];
             const double tones[2] = {1000, 1020};

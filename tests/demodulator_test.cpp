@@ -115,7 +115,7 @@ Signal programme(const Case& c, size_t count)
         const double t = w * double(k), carrier = t * (c.frequency + 31);
         const size_t part = k * 6 / count;
         if (part == 1 || part == 2)
-            x[k] = int16_t((1 + 0.8 * std::sin(300 * t)) * 12000 * std::cos(carrier) + x[k] / 100);
+            x[k] = int16_t((1 + 0.8 * std::sin(300 * t)) * 12000 * std::cos(carrier) + int(x[k] / 100));
         if (part == 3) x[k] = int16_t(200 * std::cos(carrier + 4 * std::sin(500 * t)));
         if (part == 4) x[k] = 0;
         if (part == 5) x[k] = std::cos(carrier) < 0 ? -32768 : 32767;

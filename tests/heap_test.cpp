@@ -81,8 +81,8 @@ TEST_F(Heap, TakesTheBestFit)
 
 TEST_F(Heap, FragmentsThatAddUpDontServe)
 {
-    std::vector<void*> p;
-    for (int k = 0; k < 16; ++k) p.push_back(MemoryAlloc(64));
+    void* p[16];
+    for (void*& q : p) q = MemoryAlloc(64);
     for (int k = 0; k < 16; k += 2) MemoryFree(p[k]);
     const MemoryPool* pool = newest_pool();
     const uint32_t request = pool->free_bytes - 200;
@@ -117,8 +117,8 @@ TEST_F(Heap, ASecondReleaseIsIgnored)
     for (const uint32_t bytes : {0u, 1u, 200u})
         for (int before = 0; before < 8;
              ++before) { // which of the neighbours are free by then: below, above, both
-            std::vector<void*> all;
-            for (int k = 0; k < 7; ++k) all.push_back(MemoryAlloc(bytes));
+            void* all[7];
+            for (void*& p : all) p = MemoryAlloc(bytes);
             const uint32_t total = newest_pool()->free_bytes;
             std::vector<int> released = {3};
             if (before & 1) released.insert(released.begin(), 2);
@@ -244,9 +244,8 @@ TEST_F(Heap, ManyPoolsComeAndGo)
 {
     for (const uint32_t seed : {1, 2}) {
         std::mt19937 random(seed);
-        std::vector<char*> held;
-        for (int k = 0; k < 3000; ++k)
-            held.push_back(static_cast<char*>(MemoryAlloc(random() % (1u << random() % 17))));
+        std::vector<void*> held(3000);
+        for (void*& p : held) p = MemoryAlloc(random() % (1u << random() % 17));
         ASSERT_TRUE(heap_is_sound());
         std::shuffle(held.begin(), held.end(), random);
         for (size_t k = 0; k < held.size(); ++k) {

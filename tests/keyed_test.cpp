@@ -210,7 +210,7 @@ TEST(PathSearch, LosesLittleInNoise)
     for (const auto& [bits, stop, variance] :
          {std::tuple{5, 1.5, 2.5}, {5, 1.5, 4.0}, {8, 1.0, 2.5}, {8, 1.0, 4.0}}) {
         const double wrong = std::erfc(std::sqrt(ticks_per_bit / variance / 2)) / 2; // bits
-        EXPECT_LT(mistakes(typing(2000, bits, stop), plain(bits, stop), variance, ticks_per_bit / 2),
+        EXPECT_LT(mistakes(typing(2000, bits, stop), plain(bits, stop), variance, ticks_per_bit / 2.0),
                   1.55 * 2000 * (1 - std::pow(1 - wrong, bits)));
     }
 }

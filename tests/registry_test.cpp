@@ -33,7 +33,7 @@ TEST(Registry, ValuesAreFilesBelowTheConfigurationFolder)
         ZVString s;
         ZVString_Set_FromRegistry(ZVString_Construct_String(&s, "old"), root, subkey, name);
         EXPECT_EQ(s.text[s.length], 0);
-        const std::string text(s.text, size_t(s.length));
+        std::string text(s.text, size_t(s.length));
         ZVString_Destruct(&s, 0);
         return text;
     };

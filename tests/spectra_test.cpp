@@ -47,7 +47,7 @@ TEST(Transform, AFullScaleSineReadsZeroInEveryWindow)
                 ASSERT_EQ(transform.bins(), size_t(iq ? size : size / 2));
                 for (const int bin :
                      iq ? std::vector{-size / 4, -5, 0, 7} : std::vector{5, size / 4, size / 2 - 6}) {
-                    const size_t place = size_t(bin + (iq ? size / 2 : 0));
+                    const int place = bin + (iq ? size / 2 : 0);
                     EXPECT_NEAR(db(transform.run(tone(size, bin, iq).data())[place]), 0, 0.005) << bin;
                     if (std::abs(bin) == size / 4 && size > 64) { // where the mirror image's skirts don't add
                         EXPECT_NEAR(db(transform.run(tone(size, bin + 0.5, iq).data())[place]),
@@ -80,8 +80,9 @@ TEST(Peaks, AToneStandsWhereItIsAndSoHigh)
 {
     for (int window = 0; window < 5; ++window) {
         const Kernel kernel(window);
-        for (double bin = 200; bin <= 201; bin += 0.1)
+        for (int tenths = 2000; tenths <= 2010; ++tenths)
             for (const double amplitude : {30000.0, 1000.0}) {
+                const double bin = tenths / 10.0;
                 SCOPED_TRACE(std::string(window_names[window]) + " " + std::to_string(bin));
                 Transform transform(2048, window, false);
                 const float* found = transform.run(tone(2048, bin, false, amplitude, 3).data());

@@ -87,7 +87,7 @@ TEST_F(String, EqualsStdStringThroughRandomWorkAndRefusals)
         case 8: ZVString_Truncate(&s, uint32_t(at));       want.resize(place); break;
         case 9: ZVString_Delete_Range(&s, at, last);
             if (const int first = std::max(at, 0); first < length && last >= first)
-                want = want.erase(size_t(first), size_t(last - first + 1)).c_str(); // up to the first 0
+                want.erase(size_t(first), size_t(last) - size_t(first) + 1), want = want.substr(0, want.find('\0'));
             break;
         case 10: ZVString_Set_ZVString(ZVString_Set_String(&s, s.text), &s); // nothing, both
             if (inside && at > 0) ZVString_Set_String(&s, s.text + at), want = before.c_str() + at;

@@ -18,11 +18,7 @@ public:
     std::complex<real> operator()(const std::vector<std::complex<real>>& x, size_t bin) const
     {
         std::complex<real> sum = 0;
-        size_t n = 0;
-        for (const auto& value : x) {
-            sum += value * roots_[n];
-            n = (n + bin) % roots_.size();
-        }
+        for (size_t t = 0, n = 0; t < x.size(); ++t, n = (n + bin) % x.size()) sum += x[t] * roots_[n];
         return sum;
     }
 

@@ -26,4 +26,11 @@ struct Refusing {
     explicit Refusing(int granted = 0) { pools_left = granted; }
     ~Refusing() { pools_left = -1; }
 };
+
+// A record as it lies in memory, to show that a refused call wrote nothing.
+template <class Record>
+std::string bytes_of(const Record& record)
+{
+    return {reinterpret_cast<const char*>(&record), sizeof record};
+}
 } // namespace test
