@@ -91,13 +91,13 @@ TEST(Windows, ReadsValuesFromTheRegistry)
         const auto* data = reinterpret_cast<const BYTE*>(bytes.data());
         ASSERT_EQ(RegSetValueExA(key, name, 0, type, data, DWORD(bytes.size())), ERROR_SUCCESS) << name;
     };
-    write(front_end, "gain", REG_SZ, {"12.5", 5});
-    write(radio, "empty", REG_SZ, {"", 1});
-    write(radio, "no bytes", REG_BINARY, {"", 0});
+    write(front_end, "gain", REG_SZ, {"12.5\0", 5});
+    write(radio, "empty", REG_SZ, {"\0", 1});
+    write(radio, "no bytes", REG_BINARY, {});
     write(radio, "binary", REG_BINARY, {"a\0bc", 4});
     write(radio, "number", REG_DWORD, {"xyz!", 4});
     write(radio, "large", REG_SZ, {large.c_str(), large.size() + 1});
-    write(radio, "", REG_SZ, {"default", 8});
+    write(radio, "", REG_SZ, {"default\0", 8});
 
     const struct {
         void* root;
