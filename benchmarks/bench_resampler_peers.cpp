@@ -143,8 +143,7 @@ Figures measure(Convert convert, Rates rates, int quality)
         if (tone.gain > std::sqrt(0.5)) band = f;
         if (rates.output > rates.input && f <= 0.95) stop = std::max(stop, tone.rest);
     }
-    const double beyond = double(rates.input) / rates.output - 1.1;
-    for (int k = 0; k * 0.0431 < beyond; ++k)
+    for (int k = 0; 1.1 + k * 0.0431 < double(rates.input) / rates.output; ++k)
         stop = std::max(stop, through(convert, rates, quality, (1.1 + k * 0.0431) * nyquist).rest);
     return {db(most / least), 10 * std::log10(power / noise), band, -db(stop)};
 }
