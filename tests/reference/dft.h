@@ -1,5 +1,4 @@
-// Spectra by the plain sums, in extended precision: no fast transform, no tables but one of exact roots of
-// unity.
+// Spectra by the plain sums, in extended precision: no fast transform, no table but exact roots of unity.
 #pragma once
 #include "fixed.h"
 #include <complex>

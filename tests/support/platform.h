@@ -28,9 +28,5 @@ struct Refusing {
 };
 
 // A record as it lies in memory, to show that a refused call wrote nothing.
-template <class Record>
-std::string bytes_of(const Record& record)
-{
-    return {reinterpret_cast<const char*>(&record), sizeof record};
-}
+inline std::string bytes_of(const auto& r) { return {reinterpret_cast<const char*>(&r), sizeof r}; }
 } // namespace test
