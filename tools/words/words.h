@@ -7,8 +7,7 @@
 
 namespace words {
 // A finite decimal number with an optional suffix k (1000) or M (1000000), and behind it the unit, if it has
-// one and if it is given: "14.25k" is 14250, and so is "14.25 kHz" of the unit "Hz". Nothing for any other
-// text.
+// one and if it is given: "14.25k" is 14250, and so is "14.25 kHz" of the unit "Hz". Else nothing.
 std::optional<double> parse_quantity(const std::string& text, const std::string& unit = {});
 // Why a text that should be a quantity isn't one: "'4,5k' is not a number (the decimal mark is a point)".
 std::string not_a(const std::string& what, const std::string& text);
@@ -26,8 +25,7 @@ std::string decimals(double value);
 // beyond the last); 0 where there is none.
 size_t utf8_length(const std::string& text, size_t place);
 
-// Text for one line: control characters as <0x0d>, and so all bytes that are no UTF-8. Line ends at the end
-// go.
+// Text for one line: control characters and bytes that are no UTF-8 as <0x0d>, line ends at the end left out.
 std::string printable(const std::string& bytes);
 // Two digits a byte, lower case.
 std::string hex(const std::string& bytes);
