@@ -27,7 +27,7 @@ zovek::FIR make_tilted(const Modem& modem, const Band& band, double tilt)
 }
 } // namespace
 
-Front::Front(const Modem& modem, const Hearing& hearing) : sums_(kept)
+Front::Front(const Modem& modem, const Hearing& hearing) : hearing_(hearing), sums_(kept)
 {
     const Band& band = hearing.width == Width::wide ? modem.wide : modem.narrow;
     const double rate = modem.rate();
@@ -46,14 +46,8 @@ Front::Front(const Modem& modem, const Hearing& hearing) : sums_(kept)
         ZVFIR_CutOffHigh(discriminator_->post_filter, float(modem.baud * 3 / 4));
         return;
     }
-    correlator_ = decltype(correlator_)(ZVFSKCorrDemod16_Construct);
-    ZVFSKCorrDemod_SamplingRate(correlator_, float(rate));
-    // The window is rate / baud + 0.5 samples, rounded: away from the tie, whatever the last bit of the rates
-    // is.
-    ZVFSKCorrDemod_BitRate(correlator_, float(modem.baud * 1.01));
-    correlator_->tone_1 = float(modem.tone_1 + hearing.offset);
-    correlator_->tone_2 = float(modem.tone_2 + hearing.offset);
-    if (correlator_->samples_per_bit != bit_samples) throw std::bad_alloc();
+    correlator_ =
+        make_correlator(rate, bit_samples, modem.tone_1 + hearing.offset, modem.tone_2 + hearing.offset);
 }
 
 void Front::push(const int16_t* samples, size_t count)

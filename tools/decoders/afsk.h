@@ -1,8 +1,6 @@
 // Two-tone audio to soft bits, on the library's FIR filters, FSK demodulators and bit synchroniser.
-// Everything runs at 20 samples a bit.
-//
-// A front is a filter and a demodulator; branches stand behind it, each with a bit clock and a rule of its
-// own.
+// Everything runs at 20 samples a bit. A front is a filter and a demodulator; branches behind it each have a
+// bit clock and a rule of their own.
 #pragma once
 #include "decoders/blocks.h"
 #include "decoders/sequence.h"
@@ -45,6 +43,7 @@ class Front {
 public:
     Front(const Modem& modem, const Hearing& hearing);
 
+    const Hearing& hearing() const { return hearing_; }
     // Demodulates a block of whole bits. soft() is then one value a sample, of which the newest stands for
     // the bit that ended delay() samples ago.
     void push(const int16_t* samples, size_t count);
@@ -55,7 +54,6 @@ public:
     // sine, and its phase against the tone's.
     Phasor correlation(int tone, int64_t end) const;
     double omega(int tone) const { return omega_[size_t(tone - 1)]; } // radians a sample
-    bool has_correlations() const { return bool(correlator_); }
     double lag() const { return lag_; } // s, from the audio to the end of the bit
 
 private:
@@ -63,6 +61,7 @@ private:
     static constexpr size_t kept = 2048; // samples of correlations, more than a block and a bit
     void correlate(size_t count);
 
+    const Hearing hearing_;
     zovek::FIR band_, post_;
     zovek::FSKCorrDemod correlator_;
     zovek::FSKDelayDemod discriminator_;

@@ -14,6 +14,18 @@ zovek::FIR make_fir(ZVFIRType design, int32_t taps, double rate, double low, dou
     return fir;
 }
 
+zovek::FSKCorrDemod make_correlator(double rate, int bit_samples, double tone_1, double tone_2)
+{
+    zovek::FSKCorrDemod correlator(ZVFSKCorrDemod16_Construct);
+    ZVFSKCorrDemod_SamplingRate(correlator, float(rate));
+    ZVFSKCorrDemod_BitRate(correlator, float(rate / (bit_samples - 0.5))); // it rounds half a sample up
+    ZVFSKCorrDemod_BufferSize(correlator, uint32_t(bit_samples));
+    correlator->tone_1 = float(tone_1);
+    correlator->tone_2 = float(tone_2);
+    if (correlator->samples_per_bit != bit_samples) throw std::bad_alloc();
+    return correlator;
+}
+
 Resampler::Resampler(double from, double to, uint32_t taps_per_phase) : from_(from)
 {
     ZVResampler32_Setup(resampler_, float(from), float(to), 1e-5f, taps_per_phase);

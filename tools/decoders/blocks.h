@@ -10,18 +10,21 @@ namespace decoders {
 // A filter of 16-bit samples.
 zovek::FIR make_fir(ZVFIRType design, int32_t taps, double rate, double low, double high);
 
+// Correlators with two tones, Hz, over a bit of so many samples.
+zovek::FSKCorrDemod make_correlator(double rate, int bit_samples, double tone_1, double tone_2);
+
 // The Blackman window, by the phase from its end, radians over its length.
 inline double blackman(double phase) { return 0.42 - 0.5 * std::cos(phase) + 0.08 * std::cos(2 * phase); }
 
 // Pushes silence of so many samples, by pieces.
-template <class Push>
-void push_silence(double samples, Push push)
+template <class To, class... More>
+void push_silence(double samples, To& to, const More&... more)
 {
     constexpr size_t piece = 1 << 16;
     const std::vector<int16_t> silence(std::min(size_t(samples), piece));
     for (size_t left = size_t(samples), count; left > 0; left -= count) {
         count = std::min(left, piece);
-        push(silence.data(), count);
+        to.push(silence.data(), count, more...);
     }
 }
 

@@ -5,10 +5,10 @@
 //     decoder->push(samples, count); // as often as there are some
 //     decoder->finish();
 //
-// A folder is a family of signals. Its header of the same name, or that of its one decoder, has the settings
-// and the make functions.
+// A folder is a family of signals. Its header has the settings and the make functions.
 #pragma once
 #include "words/words.h"
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -38,6 +38,18 @@ public:
 };
 using MadeDecoder = std::unique_ptr<Decoder>;
 
+// ---- Levels, dB ----
+inline double decibels(double power) { return 10 * std::log10(power); }
+// Of one power over another, where either may be nothing.
+inline double decibels_over(double power, double other)
+{
+    return decibels((power + 1e-15) / (other + 1e-15));
+}
+// A signal-to-noise ratio in 3 kHz, from one in another bandwidth, Hz.
+inline double snr_in_3k(double ratio, double bandwidth) { return decibels(ratio * bandwidth / 3000); }
+// To a tenth, as levels are told.
+inline double tenth(double value) { return std::round(value * 10) / 10; }
+
 // ---- What make functions throw, beside std::bad_alloc ----
 // Settings that can't go together, or lie outside their range.
 struct WrongSettings : std::invalid_argument {
@@ -49,8 +61,7 @@ struct NotAtThisRate : std::runtime_error {
 };
 
 // Throws NotAtThisRate if audio at a rate, Hz, can't hold what a decoder listens to up to a frequency, Hz:
-// sampling wants
-// twice as much, and filters a little more.
+// sampling wants twice as much, and filters a little more.
 inline void require(double rate, double frequency, const std::string& what)
 {
     constexpr double usable = 0.47; // of the rate: up to here decoders read a clean signal

@@ -1,5 +1,4 @@
 #include "decoders/intake.h"
-#include "decoders/decibels.h"
 #include "decoders/decoder.h"
 #include <algorithm>
 #include <cmath>
@@ -55,7 +54,7 @@ void Intake::push(const int16_t* samples, size_t count)
 void Intake::finish(double seconds)
 {
     push_silence((seconds + double(block_) / rate() + resampler_.delay()) * resampler_.input_rate() + 1,
-                 [this](const int16_t* samples, size_t count) { push(samples, count); });
+                 *this);
 }
 
 double Intake::level(double begin, double end) const

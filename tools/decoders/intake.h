@@ -1,5 +1,4 @@
-// Audio on its way into a decoder: at the decoder's rate, at an even level, in whole blocks however it was
-// cut.
+// Audio on its way into a decoder: at its rate, at an even level, in whole blocks however it was cut.
 #pragma once
 #include "decoders/blocks.h"
 #include <cstdint>
@@ -12,8 +11,8 @@ class Intake {
 public:
     // Takes a block; its first sample is number `first` of the stream at rate().
     using Take = std::function<void(const int16_t* samples, size_t count, int64_t first)>;
-    // Blocks of so many samples at the wanted rate go to take. level is the mean magnitude at which they
-    // come, as a part of full scale.
+    // Blocks of so many samples at the wanted rate go to take. level is their mean magnitude, a part of full
+    // scale.
     Intake(double from, double wanted, size_t block, double level, Take take);
 
     void push(const int16_t* samples, size_t count);

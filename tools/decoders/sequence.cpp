@@ -83,8 +83,8 @@ void SequenceDetector::follow(unsigned best, Phasor sum)
     const size_t a = sent(middle - 1), b = sent(middle);
     const Phasor ahead = bit.tone[b] * bit.half[a] * bit.half[b] * before.tone[a].conjugate();
     offset_ += tracking_.frequency * std::atan2(ahead.im, ahead.re) / bit.samples;
-    const double most =
-        0.15 * std::fabs(omega_[1] - omega_[0]); // beyond, one tone would be taken for the other
+    // Beyond, one tone would be taken for the other.
+    const double most = 0.15 * std::fabs(omega_[1] - omega_[0]);
     offset_ = std::clamp(offset_, -most, most);
 
     Phasor back{1, 0};

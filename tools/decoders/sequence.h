@@ -1,7 +1,6 @@
-// Bits of a phase-continuous FSK signal by sequences: a few bits at once are compared with all that could
-// have been sent, phase and all, so that a bit is also heard in its neighbours (noncoherent block detection
-// of CPFSK: W. P. Osborne, M. B. Luntz, IEEE Trans. Comm. 22, 1974; J. G. Proakis, Digital Communications,
-// ch. 5).
+// Bits of a phase-continuous FSK signal by sequences: a few bits at once are compared to all that could
+// have been sent, phase and all: each is heard in its neighbours too (noncoherent block detection of CPFSK:
+// W. P. Osborne, M. B. Luntz, IEEE Trans. Comm. 22, 1974; J. G. Proakis, Digital Communications, ch. 5).
 #pragma once
 #include <array>
 #include <cmath>
@@ -16,6 +15,8 @@ struct Phasor {
         return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
     }
     friend Phasor operator*(Phasor a, float b) { return {a.re * b, a.im * b}; }
+    friend Phasor operator+(Phasor a, Phasor b) { return {a.re + b.re, a.im + b.im}; }
+    friend float energy(Phasor a) { return a.re * a.re + a.im * a.im; }
     Phasor conjugate() const { return {re, -im}; }
 };
 

@@ -5,7 +5,6 @@
 #include "decoders/blocks.h"
 #include "decoders/bulletins/bulletins.h"
 #include "decoders/bulletins/sitor.h"
-#include "decoders/decibels.h"
 #include "decoders/intake.h"
 #include <algorithm>
 #include <array>
@@ -60,13 +59,9 @@ private:
 class Tones {
 public:
     Tones(double centre, std::function<void(float soft, double hop)> take)
-        : correlator_(ZVFSKCorrDemod16_Construct), clock_(std::move(take))
+        : correlator_(make_correlator(rate, window, centre + half_shift, centre - half_shift)),
+          clock_(std::move(take))
     {
-        ZVFSKCorrDemod_SamplingRate(correlator_, float(rate));
-        ZVFSKCorrDemod_BitRate(correlator_, float(baud));
-        correlator_->tone_1 = float(centre + half_shift);
-        correlator_->tone_2 = float(centre - half_shift);
-        if (correlator_->samples_per_bit != window) throw std::bad_alloc();
     }
 
     // Takes whole bits. The correlator's ring then holds the products of exactly these samples, from which
@@ -99,8 +94,7 @@ public:
     };
     Heard heard() const { return heard_; }
 
-    // Of the weaker tone. A receiver that is off by the shift hears one tone alone, and may read that as
-    // well.
+    // Of the weaker tone. A receiver that is off by the shift hears one tone alone, and may read that.
     float level() const { return std::min(higher_, lower_); }
 
 private:
@@ -173,9 +167,6 @@ public:
         return line;
     }
 
-    // Another transmission.
-    void start() { *this = {}; }
-
 private:
     bool figures_ = false;
     Line line_{};
@@ -194,7 +185,7 @@ public:
                          centre + range + 2 * half_shift))
     {
         for (int offset = -range; offset <= range; offset += step)
-            receivers_.push_back(std::make_unique<Receiver>(centre + offset, *this));
+            receivers_.emplace_back(centre + offset, *this);
     }
 
     void push(const int16_t* samples, size_t count) override { intake_.push(samples, count); }
@@ -222,9 +213,8 @@ private:
         }
         float merit() const { return sitor.score() * tones.level(); }
         const double centre;
-        // The tone that isn't sent shows the noise in a bandwidth of the bit rate, at twice its power as it
-        // is an amplitude squared, and what leaks over from the other one. dB in 3 kHz; nothing where that
-        // hides the noise, from 6 dB on.
+        // The tone that isn't sent shows the noise in the bit rate's bandwidth, twice its power, and what
+        // leaks over. dB in 3 kHz; nothing where that hides the noise, from 6 dB on.
         std::optional<double> snr(double begin, double end) const
         {
             double tone = 0, other = 0;
@@ -256,8 +246,8 @@ private:
         filtered_.resize(count);
         ZVFIR1616_Process_16_16(band_, filtered_.data(), samples, int32_t(count), 1, 1);
         now_ = double(first + int64_t(count)) / rate;
-        for (auto& receiver : receivers_)
-            if (!chosen_ || chosen_ == receiver.get()) receiver->tones.push(filtered_.data(), count);
+        for (Receiver& receiver : receivers_)
+            if (!chosen_ || chosen_ == &receiver) receiver.tones.push(filtered_.data(), count);
         if (chosen_ && !chosen_->sitor.locked()) end();
         if (!chosen_ && elected_ && now_ >= *elected_) choose();
     }
@@ -281,9 +271,9 @@ private:
     void choose()
     {
         elected_.reset();
-        for (auto& receiver : receivers_)
-            if (receiver->sitor.locked() && (!chosen_ || receiver->merit() > chosen_->merit()))
-                chosen_ = receiver.get();
+        for (Receiver& receiver : receivers_)
+            if (receiver.sitor.locked() && (!chosen_ || receiver.merit() > chosen_->merit()))
+                chosen_ = &receiver;
         if (!chosen_) return;
         inverted_ = chosen_->sitor.inverted();
         hear(*chosen_, std::exchange(chosen_->early, {}));
@@ -292,11 +282,11 @@ private:
     void end()
     {
         if (const auto line = bulletin_.finish()) print(*line);
-        bulletin_.start();
+        bulletin_ = {};
         chosen_ = nullptr;
-        for (auto& receiver : receivers_) {
-            receiver->sitor = {};
-            receiver->early.clear();
+        for (Receiver& receiver : receivers_) {
+            receiver.sitor = {};
+            receiver.early.clear();
         }
     }
 
@@ -320,7 +310,7 @@ private:
     Intake intake_;
     zovek::FIR band_;
     std::vector<int16_t> filtered_;
-    std::vector<std::unique_ptr<Receiver>> receivers_;
+    std::deque<Receiver> receivers_;
     Receiver* chosen_ = nullptr;    // null: all listen
     std::optional<double> elected_; // s, when one will be chosen
     bool inverted_ = false;

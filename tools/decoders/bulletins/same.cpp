@@ -2,7 +2,6 @@
 #include "decoders/afsk.h"
 #include "decoders/bulletins/bulletins.h"
 #include "decoders/bulletins/same_header.h"
-#include "decoders/decibels.h"
 #include "decoders/intake.h"
 #include <algorithm>
 #include <cmath>
@@ -22,60 +21,6 @@ constexpr double rate_offsets[] = {0, 0.015, -0.015};
 constexpr int block_bits = 12;
 constexpr double same_burst = 0.25; // s, between the beginnings of one burst as two clocks have it
 
-// One clock, and what is received by it.
-class Channel {
-public:
-    using Take = std::function<void(const Channel& channel, const SameReceiver::Found& found)>;
-    Channel(const Front& front, double rate_offset, Take take)
-        : front_(front),
-          take_(std::move(take)),
-          branch_(front, modem, {Rule::sequence, 0.12, rate_offset, 0, {0.03, 0.02}},
-                  [this](float soft, int64_t sample) { hear(soft, sample); })
-    {
-    }
-
-    void run() { branch_.run(); }
-    void finish() { give(receiver_.finish()); }
-
-    // The sample at which a bit ended that the receiver counts so.
-    double sample(int64_t bit) const { return samples_[size_t(std::max<int64_t>(bit - bits_gone_, 0))]; }
-
-private:
-    // A bit of the sequence detector is one that ended so many samples ago.
-    static constexpr int behind = SequenceDetector::span / 2 * bit_samples;
-    static constexpr size_t most_bits = 16384; // half a minute: longer than three bursts
-
-    void hear(float soft, int64_t sample)
-    {
-        const int64_t end = sample - front_.delay() - 1 - behind;
-        float tone = 0, other = 0;
-        if (end >= bit_samples) {
-            const Phasor first = front_.correlation(1, end), second = front_.correlation(2, end);
-            tone = first.re * first.re + first.im * first.im;
-            other = second.re * second.re + second.im * second.im;
-            if (soft < 0) std::swap(tone, other);
-        }
-        samples_.push_back(double(end));
-        if (samples_.size() > most_bits) {
-            samples_.pop_front();
-            ++bits_gone_;
-        }
-        give(receiver_.push({soft, tone, other}));
-    }
-
-    void give(const std::vector<SameReceiver::Found>& all)
-    {
-        for (const SameReceiver::Found& found : all) take_(*this, found);
-    }
-
-    const Front& front_;
-    const Take take_;
-    Branch branch_;
-    SameReceiver receiver_;
-    std::deque<double> samples_; // of the ends of the last bits
-    int64_t bits_gone_ = 0;
-};
-
 class Same : public Decoder {
 public:
     Same(double rate, const SameSettings& settings, Emit emit)
@@ -84,14 +29,11 @@ public:
           intake_(rate, modem.rate(), block_bits * bit_samples, 0.12,
                   [this](const int16_t* samples, size_t count, int64_t) {
                       front_.push(samples, count);
-                      for (auto& channel : channels_) channel->run();
+                      for (Channel& channel : channels_) channel.branch.run();
                   }),
           front_(modem, {})
     {
-        for (const double offset : rate_offsets)
-            channels_.push_back(std::make_unique<Channel>(
-                front_, offset,
-                [this](const Channel& channel, const SameReceiver::Found& found) { take(channel, found); }));
+        for (const double offset : rate_offsets) channels_.emplace_back(*this, offset);
     }
 
     void push(const int16_t* samples, size_t count) override { intake_.push(samples, count); }
@@ -99,13 +41,51 @@ public:
     void finish() override
     {
         intake_.finish(0.2);
-        for (auto& channel : channels_) channel->finish();
+        for (Channel& channel : channels_) take(channel, channel.receiver.finish());
     }
 
 private:
+    // One clock, and what is received by it.
+    struct Channel {
+        Channel(Same& same, double rate_offset)
+            : branch(same.front_, modem, {Rule::sequence, 0.12, rate_offset, 0, {0.03, 0.02}},
+                     [this, &same](float soft, int64_t sample) { same.hear(*this, soft, sample); })
+        {
+        }
+        Branch branch;
+        SameReceiver receiver;
+        std::deque<double> ends; // of the last bits, samples
+        int64_t bits_gone = 0;
+    };
+
+    void hear(Channel& channel, float soft, int64_t sample)
+    {
+        // A bit of the sequence detector is one that ended so many samples ago.
+        constexpr int behind = SequenceDetector::span / 2 * bit_samples;
+        const int64_t end = sample - front_.delay() - 1 - behind;
+        float tone = 0, other = 0;
+        if (end >= bit_samples) {
+            tone = energy(front_.correlation(1, end));
+            other = energy(front_.correlation(2, end));
+            if (soft < 0) std::swap(tone, other);
+        }
+        channel.ends.push_back(double(end));
+        if (channel.ends.size() > most_bits) {
+            channel.ends.pop_front();
+            ++channel.bits_gone;
+        }
+        take(channel, channel.receiver.push({soft, tone, other}));
+    }
+
+    void take(const Channel& channel, const std::vector<SameReceiver::Found>& all)
+    {
+        for (const SameReceiver::Found& found : all) take(channel, found);
+    }
+
     void take(const Channel& channel, const SameReceiver::Found& found)
     {
-        const double end = channel.sample(found.burst.begin + preamble_bits); // of the first bit of the text
+        const int64_t first = found.burst.begin + preamble_bits - channel.bits_gone; // bit of the text
+        const double end = channel.ends[size_t(std::max<int64_t>(first, 0))];
         const double text = intake_.time(end) - front_.lag() - 1 / baud, begin = text - preamble_bits / baud;
         if (std::ranges::any_of(begins_, [&](double other) { return std::fabs(begin - other) < same_burst; }))
             return;
@@ -135,8 +115,8 @@ private:
             .add("station", header.station);
     }
 
-    // The tone that isn't sent shows the noise in a bandwidth of the bit rate, at twice its power as it is an
-    // amplitude squared.
+    // The tone that isn't sent shows the noise in the bit rate's bandwidth, twice its power: amplitude
+    // squared.
     static std::optional<double> snr(const SameReceiver::Burst& burst, size_t bits)
     {
         double tone = 0, other = 0;
@@ -149,13 +129,14 @@ private:
     }
 
     static constexpr int preamble_bits = 16 * 8;
-    static constexpr size_t most_begins = 16; // more bursts than two clocks may be apart
+    static constexpr size_t most_bits = 16384; // half a minute: longer than three bursts
+    static constexpr size_t most_begins = 16;  // more bursts than two clocks may be apart
 
     const bool once_;
     const Emit emit_;
     Intake intake_;
     Front front_;
-    std::vector<std::unique_ptr<Channel>> channels_;
+    std::deque<Channel> channels_;
     std::deque<double> begins_; // s, of the last bursts that came out
 };
 } // namespace

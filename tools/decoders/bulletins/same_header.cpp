@@ -26,8 +26,7 @@ constexpr uint64_t pattern(const char* text)
         for (int n = 0; n < 8; ++n) bits = bits << 1 | (uint8_t(k < 4 ? 0xab : text[k - 4]) >> n & 1);
     return bits;
 }
-// Bits of 64 that may be wrong: what noise makes of a header is none to the parser, an end of message has no
-// parser.
+// Bits of 64 that may be wrong: what noise makes of a header the parser refuses, an end has no parser.
 constexpr uint64_t header_sync = pattern("ZCZC"), end_sync = pattern("NNNN");
 constexpr int header_errors = 10, end_errors = 4;
 

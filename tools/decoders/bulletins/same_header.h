@@ -2,8 +2,7 @@
 //
 //   ZCZC-ORG-EEE-PSSCCC-PSSCCC+TTTT-JJJHHMM-LLLLLLLL-
 //
-// A header goes out three times, and carries no check of its own: three readings against each other are the
-// check.
+// A header goes out three times, without a check of its own: three readings of it check each other.
 #pragma once
 #include <cstdint>
 #include <optional>
@@ -20,14 +19,12 @@ struct SameHeader {
     std::string station;               // without the blanks at its end
 };
 
-// The header that a text begins with. The text goes on for as long as a station of eight characters and a '-'
-// would.
+// The header that a text begins with. The text has room for a station of eight characters and a '-'.
 std::optional<SameHeader> parse_same(const std::string& text);
 
 class SameReceiver {
 public:
-    // A bit as it was heard: its soft value, positive for 1, and the power of the tone that it is and of the
-    // other.
+    // A bit as heard: its soft value, positive for 1, and the power of the tone that it is and of the other.
     struct Bit {
         float soft, tone, other;
     };
@@ -36,7 +33,6 @@ public:
         std::vector<Bit> bits; // behind the preamble
         int errors;            // of its sync
         bool done = false, emitted = false;
-        // Its bytes alone.
         std::string bytes() const;
     };
     // A burst that was understood, header or end of message.

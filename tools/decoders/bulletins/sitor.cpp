@@ -27,8 +27,7 @@ static_assert(phasing == 35);                 // all there are: 7 over 4
 // Of the first sending or the second.
 constexpr uint8_t code(int row, bool second) { return row < phasing ? rows[row].code : second ? 0x0f : 0x66; }
 
-// Noise fits to a part of 0.63, give or take 0.16 a pair, so the average to 0.03. At 0.8 a signal is
-// believed.
+// Noise fits to a part of 0.63, give or take 0.16 a pair, the average 0.03. At 0.8 a signal is believed.
 constexpr float averaged = 16, averaged_lately = 8; // pairs
 constexpr float of_noise = 0.63f, enough = 0.8f, present = 0.78f, gone = 0.7f;
 constexpr int patience = 30;          // pairs without a signal
@@ -36,8 +35,7 @@ constexpr float good = 0.85f;         // of a pair's own part
 constexpr size_t held = 8, shown = 3; // symbols, that show whether there is a signal
 } // namespace
 
-// What was heard fits a pair of codes by the sum of the bits, each with its sign in the code. Returns the sum
-// of all without a sign.
+// Sums of the bits, each with its sign in a pair of codes. Returns the sum of all without a sign.
 float Sitor::correlate(int64_t end, std::array<float, pairs>& sums) const
 {
     float first[bits], second[bits], all = 0;
@@ -121,8 +119,7 @@ std::vector<SitorSymbol> Sitor::finish()
     while (end + shown <= waiting_.size() && average(end, shown) >= present) ++end;
     while (end < waiting_.size() && heard(end)) ++end;
     while (end > 0 && !heard(end - 1)) --end;
-    // A transmission ends with idle signals: the few characters behind them are noise that happened to look
-    // like some.
+    // A transmission ends with idle signals: the few characters behind them are noise.
     for (size_t k = end; k-- > 0 && k + held > end;)
         if (heard(k) && !waiting_[k].symbol.letter) end = k;
     waiting_.resize(end);
@@ -159,8 +156,7 @@ void Sitor::look_back()
     size_t begin = waiting_.size() - std::min(waiting_.size(), shown);
     while (begin > 0 && average(begin - 1, shown) >= present) --begin;
     while (begin < waiting_.size() && !heard(begin)) ++begin;
-    // A transmission begins with phasing: the few characters before are noise that happened to look like
-    // some.
+    // A transmission begins with phasing: the few characters before are noise.
     for (size_t k = begin; k < std::min(begin + held, waiting_.size()); ++k)
         if (heard(k) && !waiting_[k].symbol.letter) begin = k;
     waiting_.erase(waiting_.begin(), waiting_.begin() + ptrdiff_t(begin));

@@ -14,9 +14,6 @@ int samples_of_bit(const Tones& tones)
     return std::max(ticks, 1) * ticks_per_bit;
 }
 
-Phasor operator+(Phasor a, Phasor b) { return {a.re + b.re, a.im + b.im}; }
-float energy(Phasor a) { return a.re * a.re + a.im * a.im; }
-
 // Sum of count pieces of a tone up to tick end.
 Phasor sum(const Recent<Correlator::Piece>& pieces, int tone, int64_t end, int count)
 {
@@ -42,19 +39,11 @@ constexpr float surest = 25;                      // log likelihood ratio of a b
 } // namespace
 
 Correlator::Correlator(double rate, const Tones& tones)
-    : bit_samples_(samples_of_bit(tones)),
-      resampler_(rate, tones.baud * bit_samples_),
-      correlator_(ZVFSKCorrDemod16_Construct)
+    : bit_samples_(samples_of_bit(tones)), resampler_(rate, tones.baud * bit_samples_)
 {
     const double modem_rate = tones.baud * bit_samples_;
     omega_ = {full_turn * tones.space / modem_rate, full_turn * tones.mark / modem_rate};
-    ZVFSKCorrDemod_SamplingRate(correlator_, float(modem_rate));
-    ZVFSKCorrDemod_BitRate(correlator_,
-                           float(modem_rate / (bit_samples_ - 0.5))); // it rounds half a sample up
-    ZVFSKCorrDemod_BufferSize(correlator_, uint32_t(bit_samples_));
-    correlator_->tone_1 = float(tones.mark);
-    correlator_->tone_2 = float(tones.space);
-    if (correlator_->samples_per_bit != bit_samples_) throw std::bad_alloc();
+    correlator_ = make_correlator(modem_rate, bit_samples_, tones.mark, tones.space);
     soft_.resize(size_t(bit_samples_));
 }
 
@@ -118,8 +107,7 @@ std::optional<State> Surveyor::find(const Bit& bit)
     const Phasor first = sum(pieces_, bit.symbol, bit.end - half, half),
                  second = sum(pieces_, bit.symbol, bit.end, half);
     heard.own = energy(first + second);
-    // The other tone holds noise, and what leaks over from this one. Near its ends a bit may be another
-    // one's.
+    // The other tone holds noise, and what leaks over. Near its ends a bit may be its neighbour's.
     const int64_t end = bit.end - (ticks_per_bit - sure_ticks) / 2;
     const double middle = (double(end) - sure_ticks / 2.0) * bit_samples_ / ticks_per_bit - 0.5,
                  angle = std::remainder((bit.symbol == mark ? apart_ : -apart_) * middle, full_turn);
@@ -153,8 +141,9 @@ State Surveyor::survey(int64_t at) const
         const float mean = (own[tone] + all) / (weight[tone] + 1);
         state.amplitude[tone] = std::sqrt(std::max({mean - 2 * state.noise, 0.1f * mean, 1e-3f}));
     }
-    ahead.re += 4 * state.noise * weights; // little is believed of what is hardly heard
-    state.turn = std::atan2(ahead.im, ahead.re) / (ticks_per_bit / 2);
+    ahead.re += 4 * state.noise * weights;  // little is believed of what is hardly heard
+    constexpr int half = ticks_per_bit / 2; // from the middle of one half to that of the other
+    state.turn = std::atan2(ahead.im, ahead.re) / half;
     return state;
 }
 

@@ -2,8 +2,8 @@
 //
 // Time is counted in ticks, ticks_per_bit to a bit. Keying is heard twice. At first blindly: tone against
 // tone. From what a search for characters then takes for sent, the amplitude of each tone, the noise and the
-// mistuning around each moment are known, on both sides of it, and all is weighed again with them: a tone
-// that fades loses its say.
+// mistuning around each moment are known, on both sides of it, and all is weighed again: fading tones lose
+// their say.
 #pragma once
 #include "decoders/blocks.h"
 #include "decoders/sequence.h"
@@ -80,8 +80,7 @@ public:
 
     // A tick's pieces. Gives the log likelihood ratio of mark to space over the bit that ends with it.
     float push(const Correlator::Piece& piece);
-    // A bit that was found, in the order of time. Gives the state around the one so many bits before, the
-    // reach of the survey.
+    // A bit that was found, in the order of time. Gives the state around the one reach() bits before.
     std::optional<State> find(const Bit& bit);
     int reach() const { return reach_; }
     // What a tone without noise shows of (its energy - the other's) / (both).
@@ -106,8 +105,7 @@ private:
     Recent<Heard> heard_{10};
 };
 
-// Likelihoods from a known state. Tones so near that a bit doesn't tell them apart by itself are heard in
-// sequences of bits, phase and all.
+// Likelihoods from a known state. Tones too near for one bit are heard in sequences of bits, phase and all.
 class Listener {
 public:
     struct Out {
@@ -118,8 +116,7 @@ public:
 
     Listener(const Tones& tones, const Correlator& correlator);
 
-    // The pieces of a tick and the state then. Gives what is known of the tick delay() before, from the first
-    // on.
+    // A tick's pieces and the state then. Gives what is known of the tick delay() before, from the first on.
     std::optional<Out> push(const Correlator::Piece& piece, const State& state);
     int delay() const { return sequences_.empty() ? 0 : SequenceDetector::span / 2 * ticks_per_bit; }
 

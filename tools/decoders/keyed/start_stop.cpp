@@ -30,9 +30,9 @@ PathSearch::PathSearch(const Frame& frame, int characters)
         pace.data = int(std::lround((1 + frame.bits) * pace.bit));
         for (int bit = 0; bit <= frame.bits; ++bit)
             pace.back.push_back(int(std::lround((frame.bits - bit) * pace.bit)));
-        pace.score = std::log(std::max(pace.usual, least_usual));
         paces_.push_back(pace);
     }
+    learn(0);
     const int nominal = int(std::lround(frame.stop * ticks_per_bit));
     for (int ticks = ticks_per_bit - jitter; ticks <= nominal + jitter; ++ticks) {
         const int from_bit = std::abs(ticks - ticks_per_bit), off = std::abs(ticks - nominal);
@@ -43,8 +43,7 @@ PathSearch::PathSearch(const Frame& frame, int characters)
     }
 }
 
-// Half of the log likelihood ratio of a bit of the character whose data end with a tick; bit 0 is the start
-// bit.
+// Half the log likelihood ratio of a bit of the character whose data end with a tick; bit 0 is the start.
 float PathSearch::half(int64_t end, const Pace& pace, int bit) const
 {
     return nodes_[end - pace.back[size_t(bit)]].mark / 2;
@@ -65,8 +64,7 @@ void PathSearch::score_all(int64_t end, const Pace& pace)
     for (size_t k = 0; k < scores_.size(); ++k) scores_[k] += frame_.prior[k];
 }
 
-// The score of the best of them, if that may be over so much. Mostly it is the one that each bit by itself is
-// for.
+// The score of the best, if that may be over so much. Mostly it is the one that each bit by itself is for.
 float PathSearch::best_score(int64_t end, const Pace& pace, double over)
 {
     float sum = -half(end, pace, 0);

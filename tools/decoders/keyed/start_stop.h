@@ -1,6 +1,5 @@
-// Characters of an asynchronous line: start bit, data bits, stop. A path search finds the chain of
-// characters, with idle between, that is the most likely of all (dynamic programming over the ticks of the
-// line).
+// Characters of an asynchronous line: start bit, data bits, stop. A path search finds the likeliest chain of
+// characters, with idle between (dynamic programming over the ticks of the line).
 #pragma once
 #include "decoders/keyed/keying.h"
 #include <cmath>
@@ -27,8 +26,7 @@ public:
     // Decides when the line has gone on for so many characters.
     PathSearch(const Frame& frame, int characters);
 
-    // Takes the log likelihood ratio of mark to space over the bit that ends with this tick. Adds what is
-    // decided, without gaps, to out.
+    // Takes the log likelihood ratio of mark to space over the bit that ends here. Decided spans go to out.
     void push(float mark, std::vector<Span>& out);
 
 private:
@@ -50,12 +48,11 @@ private:
     };
     // What a sender's bits last.
     struct Pace {
-        double bit; // ticks
-        int data;   // ticks of the start bit and the data
-        std::vector<int>
-            back;    // ticks from the end of the start bit, and of each of the data, to the last one's
-        float usual; // share of the characters that had it lately
-        float score; // logarithm of that
+        double bit;            // ticks
+        int data;              // ticks of the start bit and the data
+        std::vector<int> back; // ticks from the ends of the start bit and the data to the last one's
+        float usual;           // share of the characters that had it lately
+        float score;           // logarithm of that
     };
     float half(int64_t end, const Pace& pace, int bit) const;
     void score_all(int64_t end, const Pace& pace);

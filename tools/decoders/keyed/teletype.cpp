@@ -1,7 +1,6 @@
 // Text that is keyed between two tones, character by character: radioteletype in the five bits of ITA2, and
 // ASCII as modems send it. A line of text is a message.
 #include "decoders/keyed/teletype.h"
-#include "decoders/decibels.h"
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -54,8 +53,7 @@ public:
     void finish() override
     {
         const double bits = (first_wait + second_wait + 3) * (frame_.bits + 3) + 2 * surveyor_.reach();
-        push_silence((bits / tones_.baud + 2 * correlator_.delay()) * rate_,
-                     [this](const int16_t* samples, size_t count) { push(samples, count); });
+        push_silence((bits / tones_.baud + 2 * correlator_.delay()) * rate_, *this);
         end_line();
     }
 
@@ -96,8 +94,7 @@ private:
         for (const Span& span : heard_spans_) take(span);
     }
 
-    // Adds to the evidence that there is a signal. Characters wait until there is enough, and go when there
-    // is none.
+    // Adds to the evidence of a signal. Characters wait until there is enough, and go when there is none.
     void take(const Span& span)
     {
         const float enough = enough_a_bit * float(frame_.bits + 2);
@@ -132,8 +129,7 @@ private:
         });
         if (span.character == Span::idle) return std::min(sum, 0.0f);
         sum += frame_.prior[size_t(span.character)];
-        const int alternating =
-            0x155 & ((1 << frame_.bits) - 1); // with the start bit: a voice's pitch makes such
+        const int alternating = 0x155 & ((1 << frame_.bits) - 1); // as a voice's pitch makes them
         if (sum > 0 && (span.character == last_character_ || span.character == alternating)) sum *= again;
         last_character_ = span.character;
         return sum;
@@ -178,9 +174,8 @@ private:
         line_.end = span.end;
         line_.text += *byte;
         ++line_.characters;
-        line_.power += (state.amplitude[mark] * state.amplitude[mark] +
-                        state.amplitude[space] * state.amplitude[space]) /
-                       2;
+        const auto [b, a] = state.amplitude;
+        line_.power += (a * a + b * b) / 2;
         line_.noise += state.noise;
         if (line_.text.size() >= longest_line) end_line();
     }

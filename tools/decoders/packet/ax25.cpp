@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 namespace decoders::packet {
 namespace {
@@ -17,8 +18,7 @@ constexpr uint8_t flag = 0x7e;
 constexpr ptrdiff_t weakest = 12;
 constexpr int most_flips = 3;
 
-// CRC-16/X.25: x^16 + x^12 + x^5 + 1, bits reflected. A frame with its check sequence leaves the residue
-// 0xf0b8.
+// CRC-16/X.25: x^16 + x^12 + x^5 + 1, bits reflected. A good frame leaves the residue.
 constexpr auto crc_table = [] {
     std::array<uint16_t, 256> table{};
     for (unsigned byte = 0; byte < 256; ++byte) {
@@ -73,51 +73,28 @@ bool address_is_sound(const uint8_t* address)
     return any;
 }
 
-// Writes call signs: the address has its characters shifted, and the SSID as the library takes it.
-class CallSigns {
-public:
-    std::string operator()(const uint8_t* address) const
-    {
-        uint8_t plain[address_bytes];
-        for (size_t k = 0; k < 6; ++k) plain[k] = address[k] >> 1;
-        plain[6] = address[6];
-        ZVString_Truncate(text_, 0);
-        ZVString_Add_AX25CallSign(text_, plain);
-        return text_->text;
-    }
-
-private:
-    const zovek::String text_{ZVString_Construct};
-};
+// The library takes characters that aren't shifted, and the SSID as it is.
+std::string call_sign(const uint8_t* address)
+{
+    uint8_t plain[address_bytes];
+    for (size_t k = 0; k < 6; ++k) plain[k] = address[k] >> 1;
+    plain[6] = address[6];
+    const zovek::String text(ZVString_Construct);
+    ZVString_Add_AX25CallSign(text, plain);
+    return text->text;
+}
 
 // Names of control fields, modulo 8.
 std::string kind_of(int control)
 {
+    constexpr const char* supervisory[] = {"RR", "RNR", "REJ", "SREJ"};
+    constexpr std::pair<int, const char*> unnumbered[] = {{0x03, "UI"},   {0x0f, "DM"},  {0x2f, "SABM"},
+                                                          {0x43, "DISC"}, {0x63, "UA"},  {0x6f, "SABME"},
+                                                          {0x87, "FRMR"}, {0xaf, "XID"}, {0xe3, "TEST"}};
     if ((control & 1) == 0) return "I";
-    if ((control & 3) == 1) {
-        constexpr const char* names[] = {"RR", "RNR", "REJ", "SREJ"};
-        return names[control >> 2 & 3];
-    }
-    switch (control & ~0x10) {
-    case 0x03:
-        return "UI";
-    case 0x0f:
-        return "DM";
-    case 0x2f:
-        return "SABM";
-    case 0x43:
-        return "DISC";
-    case 0x63:
-        return "UA";
-    case 0x6f:
-        return "SABME";
-    case 0x87:
-        return "FRMR";
-    case 0xaf:
-        return "XID";
-    case 0xe3:
-        return "TEST";
-    }
+    if ((control & 3) == 1) return supervisory[control >> 2 & 3];
+    for (const auto& [code, name] : unnumbered)
+        if ((control & ~0x10) == code) return name; // but for the poll bit
     return "U";
 }
 } // namespace
@@ -126,7 +103,6 @@ std::optional<Ax25> parse_ax25(const std::string& frame)
 {
     const auto* bytes = reinterpret_cast<const uint8_t*>(frame.data());
     constexpr size_t most = 10;
-    const CallSigns call_sign;
     size_t count = 0;
     do {
         if (count == most || (count + 1) * address_bytes >= frame.size() ||
@@ -162,8 +138,8 @@ std::string Ax25::monitor() const
 
 bool Ax25::plausible() const
 {
-    constexpr uint8_t unshown[] = {'\r', '\n', 0x1c, 0x1d,
-                                   0x7f}; // line ends, and what compressed positions hold
+    // Line ends, and what compressed positions hold.
+    constexpr uint8_t unshown[] = {'\r', '\n', 0x1c, 0x1d, 0x7f};
     return kind == "UI" && pid == 0xf0 && !info.empty() && std::ranges::all_of(info, [&](char c) {
                return (uint8_t(c) >= ' ' && uint8_t(c) < 0x7f) || std::ranges::count(unshown, uint8_t(c));
            });

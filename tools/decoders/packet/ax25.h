@@ -26,13 +26,11 @@ std::optional<Ax25> parse_ax25(const std::string& frame);
 class Deframer {
 public:
     struct Found {
-        std::string frame; // without the check sequence
-        int flipped = 0;   // levels that were mended
-        int64_t begin,
-            end; // levels since the first that was pushed: behind the opening flag, behind the closing one
+        std::string frame;  // without the check sequence
+        int flipped = 0;    // levels that were mended
+        int64_t begin, end; // levels since the first one: behind the opening flag, behind the closing one
     };
-    // Repair flips the weakest levels of a frame with a bad check sequence, and takes what becomes a
-    // plausible frame.
+    // Repair flips the weakest levels of a frame with a bad check sequence, and takes a plausible result.
     explicit Deframer(bool repair) : repair_(repair) {}
 
     // Takes the soft value of a bit, whose sign is its level. Gives a frame when its closing flag ends.

@@ -1,6 +1,5 @@
 // AX.25 packets over audio: 1200 Bd between 1200 and 2200 Hz, as on VHF FM, or 300 Bd between 1600 and 1800
-// Hz, as through SSB receivers. Every branch hears the signal in another way, and a frame that one of them
-// finds is found.
+// Hz, as through SSB receivers. Every branch hears in another way, and what one finds counts.
 #include "decoders/packet/packet.h"
 #include "decoders/afsk.h"
 #include "decoders/intake.h"
@@ -35,7 +34,7 @@ constexpr Row rows[most_effort] = {
     //copy         band           tilt  off  delay
     {{Copy::plain,   Width::wide,   0,   0, false}, steady},   // noise
     {{Copy::clipped, Width::wide,   0,   0, false}, agile},    // clicks of an FM receiver near its threshold
-    {{Copy::plain,   Width::wide,   0,   0, false}, by_level}, // tones far apart in level, or without a steady phase
+    {{Copy::plain,   Width::wide,   0,   0, false}, by_level}, // tones far apart in level, or no steady phase
     {{Copy::plain,   Width::wide,   0,   0, false}, agile},    // off tune
     {{Copy::plain,   Width::wide,   0,   0, false}, following}, // bit rate off
     {{Copy::clipped, Width::narrow, 0,   0, false}, steady},   // clicks
@@ -68,7 +67,8 @@ public:
               [this](const int16_t* samples, size_t count, int64_t first) { take(samples, count, first); })
     {
         const int effort = settings.effort.value_or(settings.hf ? default_hf_effort : default_effort);
-        for (int k = 0; k < effort; ++k) add(rows[k]);
+        for (int k = 0; k < effort; ++k)
+            lines_.emplace_back(*this, front_of(rows[k].hearing), rows[k].tuning);
     }
 
     void push(const int16_t* samples, size_t count) override { intake_.push(samples, count); }
@@ -77,10 +77,9 @@ public:
 
 private:
     struct Line {
-        Line(const Front& front, const Modem& modem, const Branch::Tuning& tuning, bool repair,
-             Packet& packet)
-            : deframer(repair),
-              branch(front, modem, tuning, [&front, &packet, this](float soft, int64_t sample) {
+        Line(Packet& packet, const Front& front, const Branch::Tuning& tuning)
+            : deframer(packet.repair_),
+              branch(front, packet.modem_, tuning, [&, this](float soft, int64_t sample) {
                   if (auto found = deframer.push(soft))
                       packet.find(*this, std::move(*found),
                                   packet.intake_.time(double(sample)) - front.lag());
@@ -98,16 +97,10 @@ private:
         bool emitted = false;
     };
 
-    void add(const Row& row)
+    const Front& front_of(const Hearing& hearing)
     {
-        auto front = std::ranges::find(hearings_, row.hearing);
-        if (front == hearings_.end()) {
-            hearings_.push_back(row.hearing);
-            fronts_.push_back(std::make_unique<Front>(modem_, row.hearing));
-            front = hearings_.end() - 1;
-        }
-        lines_.push_back(std::make_unique<Line>(*fronts_[size_t(front - hearings_.begin())], modem_,
-                                                row.tuning, repair_, *this));
+        const auto front = std::ranges::find(fronts_, hearing, &Front::hearing);
+        return front == fronts_.end() ? fronts_.emplace_back(modem_, hearing) : *front;
     }
 
     void take(const int16_t* plain, size_t count, int64_t first)
@@ -117,9 +110,9 @@ private:
         const auto mean = int16_t(sum / double(count));
         clipped_.resize(count);
         for (size_t k = 0; k < count; ++k) clipped_[k] = std::clamp<int16_t>(plain[k], int16_t(-mean), mean);
-        for (size_t k = 0; k < fronts_.size(); ++k)
-            fronts_[k]->push(hearings_[k].copy == Copy::plain ? plain : clipped_.data(), count);
-        for (auto& line : lines_) line->branch.run();
+        for (Front& front : fronts_)
+            front.push(front.hearing().copy == Copy::plain ? plain : clipped_.data(), count);
+        for (Line& line : lines_) line.branch.run();
         const double now = intake_.time(double(first));
         std::erase_if(findings_, [now](const Finding& finding) { return finding.end < now - 1; });
     }
@@ -155,8 +148,9 @@ private:
         message.level = intake_.level(finding.begin, finding.end);
         message.fields.add("source", fields.source)
             .add("destination", fields.destination)
-            .add("path", fields.path);
-        message.fields.add("kind", fields.kind).add("control", int64_t(fields.control));
+            .add("path", fields.path)
+            .add("kind", fields.kind)
+            .add("control", int64_t(fields.control));
         if (fields.pid >= 0) message.fields.add("pid", int64_t(fields.pid));
         message.fields.add("info", words::printable(fields.info))
             .add("frame", words::hex(finding.found.frame));
@@ -169,9 +163,8 @@ private:
     const Emit emit_;
     Intake intake_;
     std::vector<int16_t> clipped_;
-    std::vector<Hearing> hearings_; // of the fronts
-    std::vector<std::unique_ptr<Front>> fronts_;
-    std::vector<std::unique_ptr<Line>> lines_;
+    std::deque<Front> fronts_;
+    std::deque<Line> lines_;
     std::deque<Finding> findings_;
 };
 } // namespace

@@ -1,29 +1,72 @@
 // POCSAG pages out of what an FM discriminator gives: 512, 1200 and 2400 Bd at once, either way up.
 #include "decoders/pages/pocsag.h"
-#include "decoders/decibels.h"
 #include "decoders/intake.h"
-#include "decoders/pages/bit_clock.h"
 #include <algorithm>
 #include <cmath>
 #include <deque>
-#include <map>
 
 namespace decoders::pages {
 namespace {
 constexpr int bit_samples = 20, block_bits = 24;
 constexpr int smoothing_taps = 15; // most of a bit
 
+// Bit timing of a soft stream, sample by sample: the library's loop on the zero crossings, and around it one
+// that learns how far the sender's rate is off.
+class BitClock {
+public:
+    // Takes the soft value in the middle of a bit, and where that is, in samples from the first one on.
+    using Take = std::function<void(int16_t soft, double position)>;
+    explicit BitClock(Take take) : take_(std::move(take))
+    {
+        loop_->sampling_rate = bit_samples;
+        loop_->bit_rate = 1;
+        loop_->loop_gain = gain;
+        loop_->user_data = reinterpret_cast<uintptr_t>(this);
+        loop_->callback = [](uintptr_t self, ZVDataFormatter2* loop, int32_t, int32_t) {
+            reinterpret_cast<BitClock*>(self)->decide(loop->next_bit_point);
+        };
+    }
+    BitClock(const BitClock&) = delete;
+
+    void push(int16_t soft)
+    {
+        level_ = soft;
+        ZVDataFormatter2_DPLL_16(loop_, &soft, 1, 1);
+        ++position_;
+    }
+
+private:
+    // The loop moved this bit by gain times the error that it saw. A period moved by gain / 4 of that makes a
+    // loop of second order with a damping of 1 (F. M. Gardner, Phaselock Techniques, ch. 2).
+    void decide(double ahead)
+    {
+        const double middle = double(position_) + ahead;
+        period_ += gain / 4 * (middle - last_ - period_);
+        period_ = std::clamp(period_, bit_samples * (1 - most_off), bit_samples * (1 + most_off));
+        last_ = middle;
+        loop_->bit_rate = bit_samples / period_;
+        take_(level_, middle);
+    }
+
+    static constexpr double gain = 0.1, most_off = 0.012; // of the loop; of the sender's rate, a part of it
+    const Take take_;
+    zovek::DataFormatter loop_{ZVDataFormatter2_Construct};
+    double period_ = bit_samples, last_ = 0; // samples: of a bit; middle of the last one
+    int64_t position_ = 0;
+    int16_t level_ = 0;
+};
+
 // One rate.
 class Channel {
 public:
-    using Take = std::function<void(const Channel& channel, const Page& page)>;
-    Channel(double from, int baud, Take take)
-        : baud(baud),
-          take_(std::move(take)),
+    Channel(double from, int baud, PageText as, const Emit& emit)
+        : baud_(baud),
+          as_(as),
+          emit_(emit),
           intake_(from, double(baud) * bit_samples, block_bits * bit_samples, 0.12,
                   [this](const int16_t* samples, size_t count, int64_t) { hear(samples, count); }),
           smoothing_(make_fir(ZVFIRType_MovingAverage, smoothing_taps, intake_.rate(), 0, baud)),
-          clock_(bit_samples, 0.1, 0.012, [this](int16_t soft, double at) { hear_bit(soft, at); })
+          clock_([this](int16_t soft, double at) { hear_bit(soft, at); })
     {
         // Of white noise the smoothing lets through as much as an ideal low-pass of this width.
         const auto* taps = static_cast<const int16_t*>(smoothing_->taps);
@@ -39,30 +82,9 @@ public:
 
     void finish()
     {
-        intake_.finish(4.0 / baud);
+        intake_.finish(4.0 / baud_);
         give(receiver_.finish());
     }
-
-    // Of the audio, s, for a time of the receiver's.
-    double time(double at) const { return intake_.time(at - (smoothing_taps - 1) / 2.0); }
-    double level(double begin, double end) const { return intake_.level(begin, end); }
-
-    // Of the levels of the bits between two times of the receiver's against their spread, dB in 3 kHz.
-    std::optional<double> snr(double begin, double end) const
-    {
-        double count = 0, sum = 0, squares = 0;
-        for (const Bit& bit : bits_) {
-            if (bit.at < begin || bit.at > end) continue;
-            ++count;
-            sum += bit.level;
-            squares += double(bit.level) * bit.level;
-        }
-        const double mean = sum / count, variance = squares / count - mean * mean;
-        if (!(variance > 0)) return {};
-        return snr_in_3k(mean * mean / variance, bandwidth_);
-    }
-
-    const int baud;
 
 private:
     struct Bit {
@@ -83,8 +105,7 @@ private:
         ZVFIR1616_Process_16_16(smoothing_, smoothed_.data(), samples, int32_t(count), 1, 1);
         for (const int16_t sample : smoothed_) {
             // A receiver off tune adds a constant, and what is coupled without DC sags while a level lasts.
-            // Zero is where a level would have to be moved from to be what half the distance of the peaks
-            // makes of its sign.
+            // Zero is where a level stands half the distance of the peaks away from.
             high_ += (sample - high_) / (sample > high_ ? 10.0f : 2500.0f);
             low_ += (sample - low_) / (sample < low_ ? 10.0f : 2500.0f);
             const float value = sample - zero_, half = (high_ - low_) / 2;
@@ -95,10 +116,52 @@ private:
 
     void give(const std::vector<Page>& pages)
     {
-        for (const Page& page : pages) take_(*this, page);
+        for (const Page& page : pages) print(page);
     }
 
-    const Take take_;
+    void print(const Page& page)
+    {
+        // Times of a page are those of the middles of its first and last bits.
+        const double begin = time(page.begin) - 0.5 / baud_, end = time(page.end) + 0.5 / baud_;
+        const std::string kind = page.kind(as_);
+        const std::string text = kind == "tone" ? "" : kind == "alpha" ? page.alpha() : page.numeric();
+        char head[24];
+        std::snprintf(head, sizeof head, "%07d %d", int(page.address), page.function);
+        Message message{.time = begin, .text = kind == "tone" ? head : std::string(head) + ": " + text};
+        message.level = intake_.level(begin, end);
+        message.snr = snr(page.begin, page.end);
+        message.fields.add("address", page.address)
+            .add("function", int64_t(page.function))
+            .add("kind", kind)
+            .add("message", words::printable(text))
+            .add("baud", int64_t(baud_))
+            .add("corrected", int64_t(page.corrected))
+            .add("lost", int64_t(page.lost))
+            .add("inverted", page.inverted);
+        emit_(message);
+    }
+
+    // Of the audio, s, for a time of the receiver's.
+    double time(double at) const { return intake_.time(at - (smoothing_taps - 1) / 2.0); }
+
+    // Of the levels of the bits between two times of the receiver's against their spread, dB in 3 kHz.
+    std::optional<double> snr(double begin, double end) const
+    {
+        double count = 0, sum = 0, squares = 0;
+        for (const Bit& bit : bits_) {
+            if (bit.at < begin || bit.at > end) continue;
+            ++count;
+            sum += bit.level;
+            squares += double(bit.level) * bit.level;
+        }
+        const double mean = sum / count, variance = squares / count - mean * mean;
+        if (!(variance > 0)) return {};
+        return snr_in_3k(mean * mean / variance, bandwidth_);
+    }
+
+    const int baud_;
+    const PageText as_;
+    const Emit& emit_;
     Intake intake_;
     zovek::FIR smoothing_;
     BitClock clock_;
@@ -112,51 +175,25 @@ private:
 
 class Pocsag : public Decoder {
 public:
-    Pocsag(double from, const Settings& settings, Emit emit) : as_(settings.as), emit_(std::move(emit))
+    Pocsag(double from, const Settings& settings, Emit emit) : emit_(std::move(emit))
     {
         for (const int baud : {512, 1200, 2400})
-            if (settings.baud.value_or(baud) == baud)
-                channels_.push_back(std::make_unique<Channel>(
-                    from, baud, [this](const Channel& channel, const Page& page) { print(channel, page); }));
+            if (settings.baud.value_or(baud) == baud) channels_.emplace_back(from, baud, settings.as, emit_);
     }
 
     void push(const int16_t* samples, size_t count) override
     {
-        for (auto& channel : channels_) channel->push(samples, count);
+        for (Channel& channel : channels_) channel.push(samples, count);
     }
 
     void finish() override
     {
-        for (auto& channel : channels_) channel->finish();
+        for (Channel& channel : channels_) channel.finish();
     }
 
 private:
-    void print(const Channel& channel, const Page& page)
-    {
-        // Times of a page are those of the middles of its first and last bits.
-        const double begin = channel.time(page.begin) - 0.5 / channel.baud,
-                     end = channel.time(page.end) + 0.5 / channel.baud;
-        const std::string kind = page.kind(as_);
-        const std::string text = kind == "tone" ? "" : kind == "alpha" ? page.alpha() : page.numeric();
-        char head[24];
-        std::snprintf(head, sizeof head, "%07d %d", int(page.address), page.function);
-        Message message{.time = begin, .text = kind == "tone" ? head : std::string(head) + ": " + text};
-        message.level = channel.level(begin, end);
-        message.snr = channel.snr(page.begin, page.end);
-        message.fields.add("address", page.address)
-            .add("function", int64_t(page.function))
-            .add("kind", kind)
-            .add("message", words::printable(text))
-            .add("baud", int64_t(channel.baud))
-            .add("corrected", int64_t(page.corrected))
-            .add("lost", int64_t(page.lost))
-            .add("inverted", page.inverted);
-        emit_(message);
-    }
-
-    const PageText as_;
     const Emit emit_;
-    std::vector<std::unique_ptr<Channel>> channels_;
+    std::deque<Channel> channels_;
 };
 } // namespace
 

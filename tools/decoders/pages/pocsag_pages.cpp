@@ -10,8 +10,8 @@ namespace {
 constexpr uint32_t sync_word = 0x7cd215d8, idle_word = 0x7a89c197;
 constexpr int batch_words = 16, word_bits = 32, payload_bits = 20;
 constexpr int preamble_errors = 8; // of its last 32 bits
-constexpr int sync_errors = 4, bare_sync_errors = 2,
-              expected_sync_errors = 6; // behind a preamble, without, in place
+// Behind a preamble, without one, and in its place.
+constexpr int sync_errors = 4, bare_sync_errors = 2, expected_sync_errors = 6;
 // Noise gives some 8000 chances a second to be taken for a page, at three rates and two polarities.
 constexpr double enough_evidence = 40; // bits
 
@@ -97,8 +97,7 @@ std::string Page::alpha() const
     return text.erase(text.find_last_not_of(std::string("\0\3\4\x17", 4)) + 1);
 }
 
-// Function 0 is numeric by custom, and the others mostly are text; what the bits make of it has the last
-// word.
+// Function 0 is numeric by custom, the others mostly text; what the bits make of it has the last word.
 const char* Page::kind(PageText as) const
 {
     if (bits.empty()) return "tone";

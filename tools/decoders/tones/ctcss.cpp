@@ -1,12 +1,10 @@
-// Sub-audible tones that FM stations send below their speech, so that a receiver opens for its own group
-// alone.
+// Sub-audible tones below the speech of FM stations, by which a receiver opens for its own group alone.
 #include "decoders/tones/overs.h"
 #include "decoders/tones/phase_break.h"
 #include "decoders/tones/spectra.h"
 #include "decoders/tones/sub_tones.h"
 #include "decoders/tones/syllables.h"
 #include "decoders/tones/tones.h"
-#include <algorithm>
 #include <cmath>
 #include <deque>
 
@@ -32,16 +30,14 @@ public:
 
     void push(const int16_t* samples, size_t count) override
     {
-        // The speech first, and both by hops, so that what is known of it doesn't depend on how the stream is
-        // cut.
+        // The speech first, and both by hops: what is known then doesn't depend on how the stream is cut.
         speech_.push(samples, count, [this](double) { levels_.push_back(speech_.power(300, 3000)); });
         clipped_.clear();
         for (const int32_t sample : to_sub_.push32(samples, count)) {
             high_ = sample - before_ + pole * high_;
             before_ = sample;
             pauses_.push(high_ / (1 << 30));
-            // Clipped hard, so that a loud syllable has no more weight than a pause in which the tone stands
-            // alone.
+            // Clipped hard: a loud syllable has no more weight than a pause with the tone alone.
             clipped_.push_back(high_ > quietest ? full : high_ < -quietest ? -full : 0);
         }
         phase_.push(clipped_);
@@ -50,8 +46,7 @@ public:
 
     void finish() override
     {
-        push_silence(silent_end * to_sub_.input_rate(),
-                     [this](const int16_t* samples, size_t count) { push(samples, count); });
+        push_silence(silent_end * to_sub_.input_rate(), *this);
         if (const auto tone = overs_.tone(); tone && candidates_.lost(*tone))
             overs_.tone_ended(candidates_.last_time());
         overs_.finish();
@@ -98,14 +93,10 @@ private:
 
     void tell(const State& state, double since)
     {
-        char text[48];
-        Message message{.time = since};
-        std::snprintf(text, sizeof text, "%.1f ", since);
-        message.text = text;
+        Message message{.time = since, .text = words::decimals(since) + " "};
         if (state.kind == State::Kind::tone) {
             const double tone = sub_tones[state.tone];
-            std::snprintf(text, sizeof text, "%.1f", tone);
-            message.text += text;
+            message.text += words::decimals(tone);
             message.fields.add("tone", tone)
                 .add("measured", std::round(candidates_.frequency(state.tone) * 100) / 100);
         } else {

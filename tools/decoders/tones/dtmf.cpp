@@ -1,5 +1,4 @@
 // Telephone keys: each digit is two tones at once, one of four low ones and one of four high ones.
-#include "decoders/decibels.h"
 #include "decoders/tones/spectra.h"
 #include "decoders/tones/symbols.h"
 #include "decoders/tones/tones.h"
@@ -14,19 +13,9 @@ constexpr char keys[] = "123A456B789C*0#D";
 constexpr double most_off = 0.025;   // of a tone's frequency
 constexpr double most_twist = 12;    // dB
 constexpr double least_share = 0.35; // of the power that is heard, in a frame
-constexpr double least_clear =
-    5.5;                      // dB: speech reaches 4, digits 3 dB over the noise in 4 kHz have 8 and more
-constexpr double beside = 75; // Hz, from a tone to what is another line
+constexpr double least_clear = 5.5;  // dB: speech reaches 4, digits 3 dB over the noise in 4 kHz 8 and more
+constexpr double beside = 75;        // Hz, from a tone to what is another line
 constexpr double least_duration = 0.028; // s
-
-// The nearest tone, and how far the line is off.
-std::pair<int, double> nearest(const double (&tones)[4], double frequency)
-{
-    int best = 0;
-    for (int k = 1; k < 4; ++k)
-        if (std::fabs(frequency - tones[k]) < std::fabs(frequency - tones[best])) best = k;
-    return {best, frequency / tones[best] - 1};
-}
 
 class Dtmf : public SpectraDecoder {
 public:
@@ -41,8 +30,8 @@ private:
     void look(double time) override
     {
         const Peak low = spectra_.peak(650, 1000), high = spectra_.peak(1150, 1720);
-        const auto [row, low_off] = nearest(rows, low.frequency);
-        const auto [column, high_off] = nearest(columns, high.frequency);
+        const int row = nearest(rows, low.frequency), column = nearest(columns, high.frequency);
+        const double low_off = low.frequency / rows[row] - 1, high_off = high.frequency / columns[column] - 1;
         Sight sight{
             .time = time, .power = low.power + high.power, .twist = decibels_over(high.power, low.power)};
         const double other = std::max({spectra_.peak(300, low.frequency - beside).power,

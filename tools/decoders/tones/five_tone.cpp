@@ -1,6 +1,5 @@
 // Selective calls of five tones in a row, each a digit, as mobile radio uses them. A digit like the one
 // before it is sent as the set's repeat tone, E.
-#include "decoders/decibels.h"
 #include "decoders/tones/spectra.h"
 #include "decoders/tones/symbols.h"
 #include "decoders/tones/tones.h"

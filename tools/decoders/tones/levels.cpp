@@ -1,7 +1,5 @@
-// Levels of given frequencies over time, by the library's tone detector: a narrow band-pass, twice, and the
-// sum of what comes out of it.
+// Levels of given frequencies over time, by the library's tone detector: two narrow band-passes, a sum.
 #include "decoders/blocks.h"
-#include "decoders/decibels.h"
 #include "decoders/tones/tones.h"
 #include <algorithm>
 #include <array>
@@ -68,8 +66,7 @@ private:
             // A sine of amplitude a has a mean magnitude of 2 a / pi.
             const double amplitude = detectors_[k][1]->tone_level / double(filled_) * M_PI / 2 / 32768;
             const double level = tenth(std::max(20 * std::log10(amplitude + 1e-9), floor_level));
-            std::snprintf(text, sizeof text, ",%.1f", level);
-            message.text += text;
+            message.text += "," + words::decimals(level);
             levels.emplace_back().add("frequency", settings_.frequencies[k]).add("level", level);
             ZVToneDetector_Init(detectors_[k][1]);
         }
@@ -85,7 +82,6 @@ private:
     std::vector<std::array<zovek::ToneDetector, 2>> detectors_; // of each frequency, one behind the other
     int64_t filled_ = 0, periods_ = 0;
 };
-
 } // namespace
 
 MadeDecoder make_levels(double rate, const LevelsSettings& settings, Emit emit)

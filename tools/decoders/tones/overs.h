@@ -81,15 +81,13 @@ public:
     static constexpr double gap = 1.5;
 
 private:
-    // s without its tone before an over ends. The next tone counts by then and ends it itself; with less, an
-    // "off" that never was comes between.
+    // s without its tone before an over ends. The next tone counts by then and ends it; with less, a false
+    // "off" comes between.
     static constexpr double patience = 3.2;
-    // s behind a tone in which speech is an over that follows at once. What comes later has a beginning of
-    // its own.
+    // s behind a tone in which speech is an over that follows at once. Later, it begins by itself.
     static constexpr double pause = 1;
     static constexpr double unsure = 0.2; // s at a tone's end and before the next: speech there is theirs
-    // s that a tone which goes on behind a break may be seen too short. Its end is a break as well: with more
-    // it counts.
+    // s that a tone behind a break may be seen too short. Its end is a break too: with more it counts.
     static constexpr double unseen = 0.3;
     static constexpr double undecided = 2.5; // s of speech that show it has no tone: weak ones want time
     static constexpr double quiet = 3;       // s without speech that end an over: with less, a breath does

@@ -1,7 +1,6 @@
 // Selective calls to aircraft: two pulses of a second, 0.2 s apart, each of two tones of sixteen at once. A
-// receiver of a sideband that is off tune shifts all four tones alike, so the code is the one that they fit
-// best under one shift.
-#include "decoders/decibels.h"
+// receiver of a sideband that is off tune shifts all four tones alike, so the code is the best fit under one
+// shift.
 #include "decoders/tones/spectra.h"
 #include "decoders/tones/tones.h"
 #include <algorithm>
@@ -47,11 +46,10 @@ std::optional<Code> match(const Pulse& first, const Pulse& second)
         double least = 1e9, most = -1e9;
         for (int k = 0; k < 4; ++k) {
             const double at = lines[k] - (lines[0] - tones[start]);
-            const auto* tone = std::ranges::min_element(
-                tones, {}, [&](const double& candidate) { return std::fabs(candidate - at); });
-            code.letters[size_t(k)] = int(tone - tones);
-            least = std::min(least, lines[k] - *tone);
-            most = std::max(most, lines[k] - *tone);
+            const int letter = nearest(tones, at);
+            code.letters[size_t(k)] = letter;
+            least = std::min(least, lines[k] - tones[letter]);
+            most = std::max(most, lines[k] - tones[letter]);
         }
         code.shift = (least + most) / 2;
         code.off = (most - least) / 2;

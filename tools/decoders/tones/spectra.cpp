@@ -21,8 +21,7 @@ Spectra::Spectra(double rate, const Plan& plan)
         sum += value;
         squares += value * value;
     }
-    // A sine of amplitude a has a module of (a sum / 2)^2 at its peak and of a^2 size squares / 4 over all
-    // bins.
+    // The module of a sine of amplitude a: (a sum / 2)^2 at its peak, a^2 size squares / 4 over all bins.
     constexpr double full = 1 << 30; // scale of push32
     line_scale_ = 4 / (full * sum * full * sum);
     sum_scale_ = 4 / (full * full * size * squares);
@@ -49,7 +48,7 @@ void Spectra::push32(const int32_t* samples, size_t count, const std::function<v
 void Spectra::finish(const std::function<void(double time)>& frame)
 {
     const double silent = (double(window_) / rate() + to_rate_.delay()) * to_rate_.input_rate();
-    push_silence(silent + 1, [&](const int16_t* samples, size_t count) { push(samples, count, frame); });
+    push_silence(silent + 1, *this, frame);
 }
 
 int Spectra::bin(double frequency) const

@@ -2,6 +2,8 @@
 #pragma once
 #include "decoders/blocks.h"
 #include "decoders/decoder.h"
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -15,6 +17,14 @@ struct Peak {
 // Of a tone's power in the frame in whose middle it begins or ends: the amplitude is halved there.
 constexpr double edge_power = 0.25;
 
+// The place of the tone that is next to a frequency, Hz.
+template <size_t count>
+int nearest(const double (&tones)[count], double frequency)
+{
+    const auto off = [&](const double& tone) { return std::fabs(tone - frequency); };
+    return int(std::ranges::min_element(tones, {}, off) - tones);
+}
+
 // Spectra under a Hann window, hop after hop, at a rate that holds the frequencies wanted. Lines are found
 // between the bins: the window is followed by at least as many zeros.
 class Spectra {
@@ -26,11 +36,9 @@ public:
     };
     Spectra(double rate, const Plan& plan);
 
-    // Calls frame with the time of the window's middle, s, after each hop; the functions below then speak of
-    // it.
+    // Calls frame with the time of the window's middle, s, after each hop; what is below then speaks of it.
     void push(const int16_t* samples, size_t count, const std::function<void(double time)>& frame);
-    // The same from audio that is at rate() already, at half of full scale: times then count from its first
-    // sample.
+    // The same of audio at rate() already, at half of full scale: times then count from its first sample.
     void push32(const int32_t* samples, size_t count, const std::function<void(double time)>& frame);
     // Silence at the end brings out the frames that reach beyond it.
     void finish(const std::function<void(double time)>& frame);

@@ -1,6 +1,6 @@
 // Speech, told from noise and silence by its syllables: levels that rise and fall again and again.
 #pragma once
-#include "decoders/decibels.h"
+#include "decoders/decoder.h"
 #include <algorithm>
 #include <deque>
 #include <optional>
@@ -46,7 +46,7 @@ public:
 
 private:
     using Level = std::deque<double>::const_iterator;
-    double time_of(Level level) const { return time_ - double(levels_.end() - level - 1) * hop; }
+    double time_of(const Level& level) const { return time_ - double(levels_.end() - level - 1) * hop; }
 
     // Levels that are judged, 2 s: with fewer, slow words lack syllables; with more, all is known later.
     // Levels that are kept, 5 s: how far back is asked what stood between two times.

@@ -1,5 +1,5 @@
 #include "decoders/tones/symbols.h"
-#include "decoders/decibels.h"
+#include "decoders/decoder.h"
 #include "decoders/tones/spectra.h"
 #include <algorithm>
 

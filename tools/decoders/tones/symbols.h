@@ -1,5 +1,4 @@
-// Tones that each stand for a digit or a letter: from frame after frame to symbols with a beginning and an
-// end.
+// Tones that each stand for a digit or a letter: frame by frame to symbols with a beginning and an end.
 #pragma once
 #include <cstddef>
 #include <functional>
