@@ -66,7 +66,7 @@ private:
             // A sine of amplitude a has a mean magnitude of 2 a / pi.
             const double amplitude = detectors_[k][1]->tone_level / double(filled_) * M_PI / 2 / 32768;
             const double level = tenth(std::max(20 * std::log10(amplitude + 1e-9), floor_level));
-            message.text += "," + words::decimals(level);
+            (message.text += ",") += words::decimals(level);
             levels.emplace_back().add("frequency", settings_.frequencies[k]).add("level", level);
             ZVToneDetector_Init(detectors_[k][1]);
         }
