@@ -18,19 +18,6 @@ constexpr sf_count_t most_frames = int64_t(1) << 46; // a greater number stands 
 
 using Opened = std::unique_ptr<SNDFILE, int (*)(SNDFILE*)>;
 
-sf_count_t read_frames(SNDFILE* file, int16_t* to, sf_count_t frames)
-{
-    return sf_readf_short(file, to, frames);
-}
-sf_count_t read_frames(SNDFILE* file, int32_t* to, sf_count_t frames)
-{
-    return sf_readf_int(file, to, frames);
-}
-sf_count_t read_frames(SNDFILE* file, float* to, sf_count_t frames)
-{
-    return sf_readf_float(file, to, frames);
-}
-
 int coding(int format) { return format & SF_FORMAT_SUBMASK; }
 int container(int format) { return format & SF_FORMAT_TYPEMASK; }
 
@@ -57,8 +44,12 @@ bool comes_by_pipe(int format)
 template <class Sample>
 class SoundFile : public Input {
 public:
-    SoundFile(std::unique_ptr<SoundStream> stream, SoundHeader header, Opened file, const SF_INFO& info)
-        : stream_(std::move(stream)),
+    using ReadFrames = sf_count_t (*)(SNDFILE*, Sample*, sf_count_t);
+
+    SoundFile(ReadFrames read_frames, std::unique_ptr<SoundStream> stream, SoundHeader header, Opened file,
+              const SF_INFO& info)
+        : read_frames_(read_frames),
+          stream_(std::move(stream)),
           header_(std::move(header)),
           format_(info.format),
           one_by_one_(!stream_->is_file() && invents_frames(info.format)),
@@ -94,7 +85,7 @@ private:
     {
         wanted = one_by_one_ ? 1 : stream_->is_file() ? piece : std::min(piece, wanted);
         block_.resize(wanted * size_t(channels));
-        const sf_count_t count = read_frames(file_.get(), block_.data(), sf_count_t(wanted));
+        const sf_count_t count = read_frames_(file_.get(), block_.data(), sf_count_t(wanted));
         filled_ = size_t(std::clamp<sf_count_t>(count, 0, sf_count_t(wanted)));
         if (one_by_one_ && missed() > missed_) filled_ = 0;
         given_ = 0;
@@ -135,6 +126,7 @@ private:
         faults.damaged = went_on || (!faults.truncated && (error_ || lacking));
     }
 
+    const ReadFrames read_frames_;
     const std::unique_ptr<SoundStream> stream_; // libsndfile's, or beside its own file
     const SoundHeader header_;
     const int format_;
@@ -150,27 +142,25 @@ private:
 std::unique_ptr<Input> input_for(std::unique_ptr<SoundStream> stream, const SoundHeader& header, Opened file,
                                  const SF_INFO& info)
 {
-    const auto of = [&]<class Sample>(Sample) -> std::unique_ptr<Input> {
-        stream->serve(file.get());
-        return std::make_unique<SoundFile<Sample>>(std::move(stream), header, std::move(file), info);
+    const auto by = [&]<class Sample>(sf_count_t (*read)(SNDFILE*, Sample*, sf_count_t)) {
+        return std::make_unique<SoundFile<Sample>>(read, std::move(stream), header, std::move(file), info);
     };
-    if (container(info.format) == SF_FORMAT_SDS) return of(int32_t());
+    stream->serve(file.get());
+    if (container(info.format) == SF_FORMAT_SDS) return by(sf_readf_int);
     switch (coding(info.format)) {
     case SF_FORMAT_PCM_24:
     case SF_FORMAT_PCM_32:
-        return of(int32_t());
+        return by(sf_readf_int);
     case SF_FORMAT_PCM_S8:
     case SF_FORMAT_PCM_U8:
     case SF_FORMAT_PCM_16:
     case SF_FORMAT_ULAW:
     case SF_FORMAT_ALAW:
-        return of(int16_t());
+        return by(sf_readf_short);
     default:
-        return of(float());
+        return by(sf_readf_float);
     }
 }
-
-constexpr char no_sound[] = "not an audio file (raw samples need -t raw and their rate)";
 
 std::string why_not_opened(const SoundHeader& header, bool by_pipe)
 {
@@ -179,7 +169,7 @@ std::string why_not_opened(const SoundHeader& header, bool by_pipe)
                ", but damaged or truncated in its header, or in a coding that " +
                (by_pipe ? "a pipe can't bring" : "isn't read");
     if (sf_error(nullptr) == SF_ERR_UNRECOGNISED_FORMAT || sf_error(nullptr) == SF_ERR_NO_ERROR)
-        return no_sound;
+        return "not an audio file (raw samples need -t raw and their rate)";
     return "not an audio file, or one with a damaged or truncated header";
 }
 

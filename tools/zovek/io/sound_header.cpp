@@ -1,8 +1,8 @@
 #include "io/sound_header.h"
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cmath>
-#include <cstring>
 #include <string_view>
 
 namespace client {
@@ -82,22 +82,34 @@ bool is_unfinished(const Bytes& bytes, const ChunkForm& form, int64_t begin, uin
     return !chunk || !std::ranges::all_of(next.name, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
+// What the header says of the samples: where they begin, their length in bytes, and the end of the file.
+void tell(SoundHeader& header, const Bytes& bytes, const ChunkForm& form, int64_t begin, uint64_t length,
+          bool to_the_end, uint64_t end)
+{
+    header.begin = begin;
+    header.to_the_end = to_the_end;
+    header.bytes = to_the_end ? -1 : int64_t(length);
+    header.unfinished = header.bytes == 0 && is_unfinished(bytes, form, begin, end);
+}
+
+// A length of 64 bits, of so many bytes more than the samples have.
+auto length_at(int64_t at, Order order, int64_t more = 0)
+{
+    return [=](int64_t all) { return std::vector<Patch>{{at, spelled(uint64_t(all + more), 8, order)}}; };
+}
+
 void wav(const Bytes& bytes, const ChunkForm& form, SoundHeader& header)
 {
     Chunk chunk;
     for (Chunks chunks(bytes, form, 12); chunks.next(chunk);) {
-        if (chunk.name == "fmt ") {
-            constexpr uint64_t plain[] = {1, 3, 6, 7,
-                                          0xfffe}; // PCM, reals, A-law, mu-law, and what says it elsewhere
+        // PCM, reals, A-law, mu-law, and what says it elsewhere
+        constexpr uint64_t plain[] = {1, 3, 6, 7, 0xfffe};
+        if (chunk.name == "fmt ")
             header.in_blocks = !std::ranges::count(plain, number(bytes(chunk.begin, 2), form.order));
-        }
         if (chunk.name != "data") continue;
-        header.begin = chunk.begin;
         // A pipe's writer tells of a length near 2^31 or 2^32.
-        header.to_the_end = (chunk.size & 0x7fffffff) >= 0x7ffff000;
-        header.bytes = header.to_the_end ? -1 : int64_t(chunk.size);
-        header.unfinished =
-            chunk.size == 0 && is_unfinished(bytes, form, chunk.begin, 8 + number(bytes(4, 4), form.order));
+        tell(header, bytes, form, chunk.begin, chunk.size, (chunk.size & 0x7fffffff) >= 0x7ffff000,
+             8 + number(bytes(4, 4), form.order));
         header.patches = [order = form.order, at = chunk.size_at](int64_t all) {
             std::vector<Patch> patches{{at, spelled(uint64_t(all), 4, order)}};
             // What has no room is told in a way that libsndfile knows.
@@ -116,14 +128,9 @@ void rf64(const Bytes& bytes, SoundHeader& header)
         if (chunk.name == "ds64") lengths = chunk.begin;
         if (chunk.name != "data" || lengths == 0) continue;
         const uint64_t size = number(bytes(lengths + 8, 8), Order::little);
-        header.begin = chunk.begin;
-        header.to_the_end = size >= huge;
-        header.bytes = header.to_the_end ? -1 : int64_t(size);
-        header.unfinished = size == 0 && is_unfinished(bytes, riff, chunk.begin,
-                                                       8 + number(bytes(lengths, 8), Order::little));
-        header.patches = [lengths](int64_t all) {
-            return std::vector<Patch>{{lengths + 8, spelled(uint64_t(all), 8, Order::little)}};
-        };
+        tell(header, bytes, riff, chunk.begin, size, size >= huge,
+             8 + number(bytes(lengths, 8), Order::little));
+        header.patches = length_at(lengths + 8, Order::little);
         return;
     }
 }
@@ -133,14 +140,9 @@ void w64(const Bytes& bytes, SoundHeader& header)
     Chunk chunk;
     for (Chunks chunks(bytes, wave64, 40); chunks.next(chunk);) {
         if (chunk.name != "data") continue;
-        header.begin = chunk.begin;
-        header.to_the_end = chunk.size >= huge;
-        header.bytes = header.to_the_end ? -1 : int64_t(chunk.size);
-        header.unfinished =
-            chunk.size == 0 && is_unfinished(bytes, wave64, chunk.begin, number(bytes(16, 8), Order::little));
-        header.patches = [at = chunk.size_at](int64_t all) {
-            return std::vector<Patch>{{at, spelled(uint64_t(all) + 24, 8, Order::little)}};
-        };
+        tell(header, bytes, wave64, chunk.begin, chunk.size, chunk.size >= huge,
+             number(bytes(16, 8), Order::little));
+        header.patches = length_at(chunk.size_at, Order::little, 24); // name and size themselves
         return;
     }
 }
@@ -163,14 +165,12 @@ void aiff(const Bytes& bytes, SoundHeader& header)
             header.rate = extended_real(bytes(chunk.begin + 8, 10));
         }
         if (chunk.name != "SSND") continue;
-        const auto offset = int64_t(number(bytes(chunk.begin, 4), Order::big));
-        header.begin = chunk.begin + 8 + offset;
-        header.to_the_end = chunk.size >= 0x7efff000; // as of pipes
-        header.bytes = header.to_the_end ? -1 : std::max<int64_t>(int64_t(chunk.size) - 8 - offset, 0);
-        header.unfinished =
-            header.bytes == 0 && is_unfinished(bytes, iff, header.begin, 8 + number(bytes(4, 4), Order::big));
-        header.patches = [at = chunk.size_at, offset, frames_at](int64_t all) {
-            const uint64_t size = std::min<uint64_t>(uint64_t(all + 8 + offset), UINT32_MAX - 1);
+        const uint64_t ahead = 8 + number(bytes(chunk.begin, 4), Order::big); // of the samples, in the chunk
+        // A pipe's writer tells of a length near 2^31.
+        tell(header, bytes, iff, chunk.begin + int64_t(ahead), chunk.size - std::min(chunk.size, ahead),
+             chunk.size >= 0x7efff000, 8 + number(bytes(4, 4), Order::big));
+        header.patches = [at = chunk.size_at, ahead, frames_at](int64_t all) {
+            const uint64_t size = std::min<uint64_t>(uint64_t(all) + ahead, UINT32_MAX - 1);
             std::vector<Patch> patches{{at, spelled(size, 4, Order::big)}};
             if (frames_at) patches.push_back({frames_at, spelled(INT32_MAX, 4, Order::big)});
             return patches;
@@ -192,30 +192,22 @@ void au(const Bytes& bytes, Order order, SoundHeader& header)
 
 void caf(const Bytes& bytes, SoundHeader& header)
 {
-    const uint64_t bits = number(bytes(20, 8), Order::big);
-    std::memcpy(&header.rate, &bits, sizeof bits);
+    header.rate = std::bit_cast<double>(number(bytes(20, 8), Order::big));
     Chunk chunk;
     for (Chunks chunks(bytes, core_audio, 8); chunks.next(chunk);) {
         if (chunk.name != "data") continue;
         header.must_fit = true;
-        constexpr int64_t edits = 4; // bytes of their count, ahead of the samples
-        header.begin = chunk.begin + edits;
-        header.to_the_end = chunk.size >= huge;
-        header.bytes = header.to_the_end ? -1 : std::max<int64_t>(int64_t(chunk.size) - edits, 0);
-        header.unfinished = header.bytes == 0 && is_unfinished(bytes, core_audio, header.begin, huge);
-        header.patches = [at = chunk.size_at](int64_t all) {
-            return std::vector<Patch>{{at, spelled(uint64_t(all + edits), 8, Order::big)}};
-        };
+        constexpr uint64_t edits = 4; // bytes of their count, ahead of the samples
+        tell(header, bytes, core_audio, chunk.begin + edits, chunk.size - std::min(chunk.size, edits),
+             chunk.size >= huge, huge);
+        header.patches = length_at(chunk.size_at, Order::big, edits);
         return;
     }
 }
 
 void ircam(const Bytes& bytes, Order order, SoundHeader& header)
 {
-    const auto bits = uint32_t(number(bytes(4, 4), order));
-    float rate;
-    std::memcpy(&rate, &bits, sizeof bits);
-    header.rate = rate;
+    header.rate = std::bit_cast<float>(uint32_t(number(bytes(4, 4), order)));
 }
 
 struct Container {
@@ -262,8 +254,8 @@ constexpr Container containers[] = {
 
 bool begins_with(const std::string& head, std::string_view start)
 {
-    return head.size() >= start.size() && std::equal(start.begin(), start.end(), head.begin(),
-                                                     [](char a, char b) { return a == '?' || a == b; });
+    const auto same = [](char a, char b) { return a == '?' || a == b; };
+    return head.size() >= start.size() && std::equal(start.begin(), start.end(), head.begin(), same);
 }
 } // namespace
 

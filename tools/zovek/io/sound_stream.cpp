@@ -27,8 +27,6 @@ std::string SoundStream::bytes(int64_t position, int64_t count)
     return result;
 }
 
-void SoundStream::mend(std::vector<Patch> patches) { patches_ = std::move(patches); }
-
 std::string SoundStream::tail()
 {
     if (!is_file()) return tail_;

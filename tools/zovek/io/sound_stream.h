@@ -10,6 +10,7 @@
 #include "io/sound_header.h"
 #include "io/source.h"
 #include <sndfile.h>
+#include <utility>
 
 namespace client {
 class SoundStream {
@@ -21,7 +22,7 @@ public:
     // So many bytes from a position on, or as many as there are; of a pipe among the first ones alone.
     std::string bytes(int64_t position, int64_t count);
     // Puts bytes in the place of the header's, and goes back to the start.
-    void mend(std::vector<Patch> patches);
+    void mend(std::vector<Patch> patches) { patches_ = std::move(patches); }
 
     bool is_file() const { return source.is_file(); }
     // Bytes: of a file; of a pipe those that came so far.
