@@ -20,11 +20,17 @@ Destination::Destination(const std::string& path) : name_(path)
         target_ = path;
         // A link stays a link, and what may not be written is not replaced.
         if (!system::find_target(target_)) fail();
-        std::string part = target_;
-        place_.handle = system::create_beside(part);
+        constexpr int most_parts = 1000;
+        const std::string usual = target_ + ".part";
+        std::string part = usual;
+        bool taken = true;
+        for (int number = 1; taken && number <= most_parts; ++number) {
+            part = usual + (number > 1 ? std::to_string(number) : "");
+            place_.handle = system::create(part, target_, taken);
+        }
         if (place_.handle == system::none) fail();
         place_.temporary = part;
-        if (const std::string usual = target_ + system::part_name(1); part != usual)
+        if (part != usual)
             say(usual + ": is there already, of another run or a killed one: this one writes " + part);
     }
 }

@@ -43,12 +43,8 @@ Found look(const std::string& path);
 // Follows links to the file itself, which may be missing; fails if it is there and may not be written. On
 // Windows a link to nothing fails.
 bool find_target(std::string& path);
-// What the name of a file that isn't complete has behind its target's: ".part", then ".part2", ...
-inline std::string part_name(int number) { return ".part" + (number > 1 ? std::to_string(number) : ""); }
-constexpr int most_parts = 1000;
-// A new file beside a target, with its permissions if it is there. Its name is the first of those that
-// nothing has.
-Handle create_beside(std::string& path);
+// A new file, with the permissions of another one if that is there; taken: something has the name.
+Handle create(const std::string& path, const std::string& like, bool& taken);
 // At once and whole; what had the name before is gone.
 bool rename(const std::string& from, const std::string& to);
 void remove(const std::string& path);

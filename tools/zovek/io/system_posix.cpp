@@ -155,18 +155,15 @@ bool find_target(std::string& path)
     return access(path.c_str(), W_OK) == 0 || errno == ENOENT;
 }
 
-Handle create_beside(std::string& path)
+Handle create(const std::string& path, const std::string& like, bool& taken)
 {
     struct stat info;
-    const bool there = stat(path.c_str(), &info) == 0;
+    const bool there = stat(like.c_str(), &info) == 0;
     const mode_t mode = there ? info.st_mode & 0777 : 0666;
-    const std::string target = path;
-    for (int attempt = 1;; ++attempt) {
-        path = target + part_name(attempt);
-        const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-        if (fd >= 0 && there) fchmod(fd, mode); // whatever the mask takes off
-        if (fd >= 0 || errno != EEXIST || attempt == most_parts) return fd;
-    }
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    taken = fd < 0 && errno == EEXIST;
+    if (fd >= 0 && there) fchmod(fd, mode); // whatever the mask takes off
+    return fd;
 }
 
 bool rename(const std::string& from, const std::string& to)

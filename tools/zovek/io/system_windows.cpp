@@ -7,7 +7,6 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <io.h>
 #include <iterator>
@@ -248,14 +247,11 @@ bool find_target(std::string& path)
     return true;
 }
 
-Handle create_beside(std::string& path)
+Handle create(const std::string& path, const std::string&, bool& taken)
 {
-    const std::string target = path;
-    for (int attempt = 1;; ++attempt) {
-        path = target + part_name(attempt);
-        const Handle handle = open(path, GENERIC_WRITE, CREATE_NEW);
-        if (handle != none || error.value() != ERROR_FILE_EXISTS || attempt == most_parts) return handle;
-    }
+    const Handle handle = open(path, GENERIC_WRITE, CREATE_NEW);
+    taken = handle == none && error.value() == ERROR_FILE_EXISTS;
+    return handle;
 }
 
 bool rename(const std::string& from, const std::string& to)
