@@ -19,25 +19,8 @@ using namespace words;
 namespace {
 constexpr int headroom = 4;
 
-enum class Kind { denoise, autonotch, notch, shift };
-
-struct Wish {
-    Kind kind;
-    double hz = 0;    // notch: its centre; shift: whole Hz
-    double width = 0; // notch: Hz
-};
-
-bool moves(const Wish& wish) { return wish.kind == Kind::shift && wish.hz != 0; }
-
 // Samples of all shifters' tables together: 67 MB, and a rate that a float holds.
 constexpr double most_shift_table = 1 << 24;
-
-struct Options {
-    InputOptions input;
-    OutputOptions output;
-    std::vector<Wish> notches, shifts; // each in the order given
-    bool denoise = false, autonotch = false, json = false;
-};
 
 // One step of a channel.
 class Step {
@@ -45,6 +28,22 @@ public:
     virtual ~Step() = default;
     virtual void run(int16_t* samples, int32_t count) = 0; // in place
     virtual int32_t delay() const { return 0; }            // samples that it holds back
+};
+
+// A step that is asked for.
+struct Wish {
+    std::string text;                                        // in summary and messages
+    std::function<std::unique_ptr<Step>(int32_t rate)> make; // none: nothing changes
+    double hz = 0;                                           // notch: its centre; shift: whole Hz
+    double width = 0;                                        // notch: Hz
+    bool moves = false;                                      // a shift by more than nothing
+};
+
+struct Options {
+    InputOptions input;
+    OutputOptions output;
+    std::vector<Wish> notches, shifts; // each in the order given
+    bool denoise = false, autonotch = false, json = false;
 };
 
 // How the predictor is set. docs/clean.md tells how these values were found.
@@ -106,12 +105,12 @@ private:
 
 class Notch : public Step {
 public:
-    Notch(const Wish& wish, int32_t rate)
+    Notch(double hz, double width, int32_t rate)
     {
         ZVNotchFilter2_Construct(&filter_);
         filter_.sampling_rate = float(rate);
-        filter_.frequency = float(wish.hz);
-        filter_.bandwidth = float(wish.width);
+        filter_.frequency = float(hz);
+        filter_.bandwidth = float(width);
     }
     void run(int16_t* samples, int32_t count) override { ZVNotchFilter2_Process16(&filter_, samples, count); }
 
@@ -121,13 +120,13 @@ private:
 
 class Shifter : public Step {
 public:
-    Shifter(const Wish& wish, int32_t rate)
+    Shifter(double hz, int32_t rate)
     {
         const int32_t taps = std::clamp(rate / 40, 31, 4095) | 1; // 25 ms: down to some 110 Hz
         ZVPitchShift1616_SamplingRate(shifter_, rate);
         ZVPitchShift1616_TapsNum(shifter_, taps);
         if (shifter_->table_length != rate || shifter_->taps_count != taps) throw std::bad_alloc();
-        shifter_->shift = int32_t(wish.hz);
+        shifter_->shift = int32_t(hz);
     }
     void run(int16_t* samples, int32_t count) override
     {
@@ -139,27 +138,12 @@ private:
     const zovek::PitchShift shifter_{ZVPitchShift1616_Construct};
 };
 
-std::unique_ptr<Step> make_step(const Wish& wish, int32_t rate)
-{
-    switch (wish.kind) {
-    case Kind::denoise:
-        return std::make_unique<Predictor>(denoising(rate), false);
-    case Kind::autonotch:
-        return std::make_unique<Predictor>(notching(rate), true);
-    case Kind::notch:
-        return std::make_unique<Notch>(wish, rate);
-    case Kind::shift:
-        return std::make_unique<Shifter>(wish, rate);
-    }
-    return {};
-}
-
 class Chain : public Channel {
 public:
     Chain(const std::vector<Wish>& wishes, int32_t rate)
     {
         for (const Wish& wish : wishes)
-            if (wish.kind != Kind::shift || moves(wish)) steps_.push_back(make_step(wish, rate));
+            if (wish.make) steps_.push_back(wish.make(rate));
     }
 
     int64_t delay() const
@@ -181,29 +165,13 @@ private:
     std::vector<std::unique_ptr<Step>> steps_;
 };
 
-std::string described(const Wish& wish)
-{
-    switch (wish.kind) {
-    case Kind::denoise:
-        return "denoise";
-    case Kind::autonotch:
-        return "autonotch";
-    case Kind::notch:
-        return "notch " + number(wish.hz) + " Hz, " + number(wish.width) + " Hz wide";
-    case Kind::shift:
-        return "shift " + number(wish.hz) + " Hz";
-    }
-    return {};
-}
-
 void check(const Wish& wish, const Input& input)
 {
     const double band = input.rate / 2.0;
-    const std::string ends = "the recording's band ends at " + number(band) + " Hz";
-    if (wish.kind == Kind::notch && (wish.hz <= 0 || wish.hz >= band)) throw Failure(described(wish), ends);
-    if (wish.kind == Kind::notch && wish.width > band / 4)
-        throw Failure(described(wish), "at this rate " + number(band / 4) + " Hz is the widest");
-    if (wish.kind == Kind::shift && std::abs(wish.hz) >= band) throw Failure(described(wish), ends);
+    if (std::abs(wish.hz) >= band)
+        throw Failure(wish.text, "the recording's band ends at " + number(band) + " Hz");
+    if (wish.width > band / 4)
+        throw Failure(wish.text, "at this rate " + number(band / 4) + " Hz is the widest");
 }
 
 int run(const Options& options, const std::vector<Wish>& wishes)
@@ -213,10 +181,10 @@ int run(const Options& options, const std::vector<Wish>& wishes)
     std::string steps;
     for (const Wish& wish : wishes) {
         check(wish, *input);
-        steps += (steps.empty() ? "" : ", then ") + described(wish);
+        steps += (steps.empty() ? "" : ", then ") + wish.text;
     }
     // A shift has a table of a second for each channel.
-    const auto shifts = std::ranges::count_if(wishes, [](const Wish& wish) { return moves(wish); });
+    const auto shifts = std::ranges::count(wishes, true, &Wish::moves);
     if (double(shifts) * input->rate * input->channels > most_shift_table)
         throw Failure(input->name, "the rate, times " + std::to_string(input->channels) +
                                        " channel(s), times " + std::to_string(shifts) +
@@ -242,6 +210,11 @@ int run(const Options& options, const std::vector<Wish>& wishes)
     return exit_status();
 }
 
+Wish prediction(const char* text, Prediction (*set)(int32_t rate), bool error)
+{
+    return {text, [=](int32_t rate) { return std::make_unique<Predictor>(set(rate), error); }};
+}
+
 // FREQ[:WIDTH]
 Wish notch_of(const std::string& text)
 {
@@ -250,7 +223,9 @@ Wish notch_of(const std::string& text)
     const auto width = colon == std::string::npos ? 50 : parse_quantity(text.substr(colon + 1), "Hz");
     if (!hz || *hz <= 0 || !width || *width < 1)
         throw WrongValue(not_a("FREQ[:WIDTH] in Hz, 1 Hz wide or more", text));
-    return {Kind::notch, *hz, *width};
+    return {"notch " + number(*hz) + " Hz, " + number(*width) + " Hz wide",
+            [at = *hz, wide = *width](int32_t rate) { return std::make_unique<Notch>(at, wide, rate); }, *hz,
+            *width};
 }
 
 Wish shift_of(const std::string& text)
@@ -258,15 +233,9 @@ Wish shift_of(const std::string& text)
     const auto hz = parse_quantity(text, "Hz");
     if (!hz || *hz != std::round(*hz) || std::abs(*hz) > 1 << 24)
         throw WrongValue(not_a("a number of whole Hz", text));
-    return {Kind::shift, *hz};
-}
-
-// An option that may be given any number of times, one value each.
-Option add_steps(CommandLine& line, const char* name, const char* value, std::vector<Wish>& wishes,
-                 Wish (*read)(const std::string&), const char* help)
-{
-    const auto add = [&wishes, read](const std::string& text) { wishes.push_back(read(text)); };
-    return line.texts(name, add, help).unit(value);
+    Wish wish = {.text = "shift " + number(*hz) + " Hz", .hz = *hz, .moves = *hz != 0};
+    if (wish.moves) wish.make = [by = *hz](int32_t rate) { return std::make_unique<Shifter>(by, rate); };
+    return wish;
 }
 } // namespace
 
@@ -279,18 +248,23 @@ Run add_clean(CommandLine& line)
     const Option denoise = line.flag("--denoise", options->denoise, "pass what has pitch, lower noise");
     const Option autonotch =
         line.flag("--autonotch", options->autonotch, "take whistles off, wherever they are");
-    const Option notch = add_steps(line, "--notch", "FREQ[:WIDTH]", options->notches, notch_of,
-                                   "take one tone off; Hz, 50 wide if left out; any number of times");
-    const Option shift = add_steps(line, "--shift", "HZ", options->shifts, shift_of,
-                                   "move all frequencies by so many Hz, up or (negative) down");
+    const auto into = [](std::vector<Wish>& wishes, Wish (*read)(const std::string&)) {
+        return [&wishes, read](const std::string& text) { wishes.push_back(read(text)); };
+    };
+    const Option notch = line.texts("--notch", into(options->notches, notch_of),
+                                    "take one tone off; Hz, 50 wide if left out; any number of times")
+                             .unit("FREQ[:WIDTH]");
+    const Option shift = line.texts("--shift", into(options->shifts, shift_of),
+                                    "move all frequencies by so many Hz, up or (negative) down")
+                             .unit("HZ");
     line.flag("--json", options->json, "summary as JSON on standard error");
     line.footer("Steps run in the order given.");
     return [options, denoise, autonotch, notch, shift, line] {
         std::vector<Wish> wishes;
         auto next_notch = options->notches.begin(), next_shift = options->shifts.begin();
         for (const Option option : line.order()) {
-            if (option == denoise) wishes.push_back({Kind::denoise});
-            if (option == autonotch) wishes.push_back({Kind::autonotch});
+            if (option == denoise) wishes.push_back(prediction("denoise", denoising, false));
+            if (option == autonotch) wishes.push_back(prediction("autonotch", notching, true));
             if (option == notch) wishes.push_back(*next_notch++);
             if (option == shift) wishes.push_back(*next_shift++);
         }
