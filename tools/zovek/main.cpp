@@ -6,7 +6,6 @@
 #include "line/options.h"
 #include "line/usage.h"
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <zovek/base.h>
 
 using namespace client;

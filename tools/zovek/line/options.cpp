@@ -34,15 +34,6 @@ std::string symbol_of(const std::string& unit)
         if (unit == name) return symbol;
     return {};
 }
-
-// An option whose values are taken all at once.
-Option add_texts(CLI::App& app, const std::string& names,
-                 const std::function<void(const std::vector<std::string>&)>& take, const std::string& help)
-{
-    CLI::Option* const option = app.add_option_function<std::vector<std::string>>(names, take, help);
-    // Words behind an option's value are no more of them.
-    return Option(option->get_positional() ? option : option->allow_extra_args(false));
-}
 } // namespace
 
 Option Option::unit(const std::string& text) const { return Option(option_->type_name(text)); }
@@ -73,9 +64,6 @@ Option Option::one_of(const std::vector<std::string>& names) const
 std::string Option::name() const { return option_->get_name(); }
 bool Option::given() const { return option_->count() > 0; }
 std::string Option::text() const { return option_->as<std::string>(); }
-
-CommandLine::CommandLine() : app_(std::make_shared<CLI::App>()) {}
-CommandLine::CommandLine(std::shared_ptr<CLI::App> app) : app_(std::move(app)) {}
 
 Option CommandLine::flag(const std::string& names, bool& value, const std::string& help, bool stands_for)
 {
@@ -108,7 +96,9 @@ Option CommandLine::texts(const std::string& names, Read read, const std::string
     const auto each = [read = named(names, std::move(read))](const std::vector<std::string>& texts) {
         for (const std::string& text : texts) read(text);
     };
-    return add_texts(*app_, names, each, help);
+    CLI::Option* const option = app_->add_option_function<std::vector<std::string>>(names, each, help);
+    // Words behind an option's value are no more of them.
+    return Option(option->get_positional() ? option : option->allow_extra_args(false));
 }
 
 Option CommandLine::choice(const std::string& names, const std::vector<std::string>& table,
@@ -122,15 +112,16 @@ Option CommandLine::choice(const std::string& names, const std::vector<std::stri
 
 Option CommandLine::between(double least, double most, bool whole, const std::string& names,
                             const std::function<void(double)>& take, const std::string& unit,
-                            const std::string& help)
+                            const std::string& help, std::string what)
 {
+    if (what.empty())
+        what = std::string("a ") + (whole ? "whole " : "") + "number from " + number(least) + " to " +
+               number(most);
     const auto read = [=, symbol = symbol_of(unit)](const std::string& text) {
         const auto quantity = parse_quantity(text, symbol);
         if (!quantity || (whole && *quantity != std::floor(*quantity)) || *quantity < least ||
             *quantity > most)
-            throw WrongValue(not_a(std::string("a ") + (whole ? "whole " : "") + "number from " +
-                                       number(least) + " to " + number(most),
-                                   text));
+            throw WrongValue(not_a(what, text));
         take(*quantity);
     };
     return text(names, read, help).unit(unit);
@@ -138,13 +129,8 @@ Option CommandLine::between(double least, double most, bool whole, const std::st
 
 Option CommandLine::rate(const std::string& names, int32_t& hz, const std::string& help)
 {
-    const auto read = [&hz](const std::string& text) {
-        const auto quantity = parse_quantity(text, "Hz");
-        if (!quantity || *quantity < 1 || *quantity > INT32_MAX || *quantity != std::floor(*quantity))
-            throw WrongValue(not_a("a rate in whole Hz", text));
-        hz = int32_t(*quantity);
-    };
-    return text(names, read, help).unit("HZ");
+    const auto take = [&hz](double read) { hz = int32_t(read); };
+    return between(1, INT32_MAX, true, names, take, "HZ", help, "a rate in whole Hz");
 }
 
 void CommandLine::footer(const std::string& text) { app_->footer(text); }

@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace CLI {
@@ -52,8 +53,7 @@ class CommandLine {
 public:
     using Read = std::function<void(const std::string& text)>;
 
-    CommandLine(); // of no program: nothing is given
-    explicit CommandLine(std::shared_ptr<CLI::App> app);
+    explicit CommandLine(std::shared_ptr<CLI::App> app) : app_(std::move(app)) {}
 
     // Without a value: the variable becomes what it stands for.
     Option flag(const std::string& names, bool& value, const std::string& help, bool stands_for = true);
@@ -76,7 +76,7 @@ public:
     Option quantity(const std::string& names, Value& value, double least, double most,
                     const std::string& unit, const std::string& help)
     {
-        using Number = typename Held<Value>::Number;
+        using Number = typename decltype(std::optional(value))::value_type;
         return between(
             least, most, std::is_integral_v<Number>, names, [&value](double read) { value = Number(read); },
             unit, help);
@@ -92,18 +92,11 @@ public:
     std::vector<Option> order() const; // the options given, in the order of the line, as often as they were
 
 private:
-    template <class Value>
-    struct Held {
-        using Number = Value;
-    };
-    template <class Value>
-    struct Held<std::optional<Value>> {
-        using Number = Value;
-    };
     Option choice(const std::string& names, const std::vector<std::string>& table,
                   const std::function<void(size_t)>& take, const std::string& help);
     Option between(double least, double most, bool whole, const std::string& names,
-                   const std::function<void(double)>& take, const std::string& unit, const std::string& help);
+                   const std::function<void(double)>& take, const std::string& unit, const std::string& help,
+                   std::string what = {}); // for messages, else made of the bounds
 
     std::shared_ptr<CLI::App> app_;
 };
