@@ -40,11 +40,6 @@ struct Options {
 
 struct Ratio {
     int64_t over, under;
-    // How far the output's true rate is from the one asked for, relatively.
-    double error(double input, double output) const
-    {
-        return input * double(over) / double(under) / output - 1;
-    }
 };
 
 // The ratio with the smallest over that meets a tolerance: the resampler's own search, with an end.
@@ -72,7 +67,7 @@ Ratio ratio_for(const Options& options, const Input& input)
     const int64_t most_over = most_taps / (taps_per_output(options, input.rate) * input.channels);
     if (const auto ratio = find_ratio(input.rate, options.rate, options.tolerance, most_over)) return *ratio;
     const std::string rates = number(input.rate) + " Hz to " + number(options.rate) + " Hz";
-    for (double tolerance = 1e-7; tolerance < 0.05; tolerance *= 10)
+    for (const double tolerance : {1e-7, 1e-6, 1e-5, 1e-4, 1e-3, 1e-2})
         if (const auto ratio = find_ratio(input.rate, options.rate, tolerance, most_over);
             ratio && tolerance > options.tolerance)
             throw Failure(rates, "the ratio needs too large a table; --tolerance " + number(tolerance) +
@@ -116,7 +111,8 @@ int run(const Options& options)
     Output output(options.output, options.rate, input->channels);
     const Passed passed = pass("resample", *input, output, passage, options.json);
 
-    const double error = ratio.error(input->rate, options.rate);
+    // How far the true rate is from the one asked for, relatively.
+    const double error = input->rate * double(ratio.over) / double(ratio.under) / options.rate - 1;
     if (options.json) {
         JsonObject summary;
         summary.add("file", output.name()).add("channels", int64_t(input->channels));

@@ -32,12 +32,6 @@ void add_format_options(CommandLine& line, InputOptions& options)
     line.quantity("--channel", options.channel, 1, 1024, "N", "the channel to take, 1 is the first (1)");
 }
 
-bool is_complex(const std::string& type)
-{
-    const RawType* raw = raw_type(type);
-    return raw && raw->channels == 2;
-}
-
 std::unique_ptr<Input> Input::open(const InputOptions& options)
 {
     if (options.path == "-" && system::is_terminal(system::standard_input()))

@@ -29,9 +29,6 @@ void add_input_options(CommandLine& line, InputOptions& options);
 // The same without INPUT.
 void add_format_options(CommandLine& line, InputOptions& options);
 
-// True of cs16, cs8, cu8 and cf32: I and Q by turns, signed, unsigned or real, little-endian.
-bool is_complex(const std::string& type);
-
 // What a command makes of a recording, in the sentences about its end.
 struct Product {
     std::string ends;    // of a truncated recording: "the audio ends" where it does
@@ -60,8 +57,7 @@ public:
 
     // What was wrong with the recording; known when its end has been read.
     struct Faults {
-        bool truncated =
-            false; // it stops before the length that its header tells of, or in the middle of a frame
+        bool truncated = false;         // it stops short of its header's length, or within a frame
         bool damaged = false;           // parts of it couldn't be read, and are left out
         bool unfinished = false;        // its header tells of no samples, though there are some
         words::JsonObject json() const; // the three as members, and whether a stop was asked for

@@ -1,5 +1,6 @@
 #include "io/iq.h"
 #include "io/narrow.h"
+#include "io/raw_input.h"
 #include "line/failure.h"
 #include "line/options.h"
 #include <algorithm>
@@ -144,7 +145,8 @@ void add_iq_options(CommandLine& line, IQOptions& options)
 
 bool is_iq(const InputOptions& options, const IQOptions& iq)
 {
-    return iq.iq || iq.swap || is_complex(options.type);
+    const RawType* raw = raw_type(options.type);
+    return iq.iq || iq.swap || (raw && raw->channels == 2);
 }
 
 std::unique_ptr<Input> open_pairs(InputOptions options)
