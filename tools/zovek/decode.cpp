@@ -24,22 +24,23 @@ struct Options {
     InputOptions input;
     IQOptions iq;
     std::vector<std::string> modes;
-    std::optional<Wishes> station; // set: audio comes from a station of the input
+    Wishes station = {.mode = Mode::fm};
+    bool demodulate = false; // audio comes from that station of the input
     bool json = false;
 };
 
 // Audio out of an input: its chosen channel, or a station.
 class Audio {
 public:
-    Audio(Input& input, const std::optional<Wishes>& station)
+    Audio(Input& input, const Options& options)
         : samples_(input),
           rate_(input.rate),
           block_(size_t(std::clamp(input.rate / 10, 256, most_block))) // a message waits for 0.1 s at most
     {
         if (input.rate > most_rate)
             throw Failure(input.name, "audio of " + number(input.rate) + " Hz is beyond 100 MHz");
-        if (!station) return;
-        station_.emplace(input, *station);
+        if (!options.demodulate) return;
+        station_.emplace(input, options.station);
         rate_ = station_->plan().output_rate();
     }
 
@@ -108,8 +109,9 @@ private:
         InputOptions opened = options_.input;
         opened.path = path;
         const std::unique_ptr<Input> input = open_band(opened, options_.iq);
-        if (input->centre && !options_.station) throw WrongUsage("I/Q holds a band: --if tells the station");
-        Audio audio(*input, options_.station);
+        if (input->centre && !options_.demodulate)
+            throw WrongUsage("I/Q holds a band: --if tells the station");
+        Audio audio(*input, options_);
         std::vector<std::unique_ptr<Decoder>> listeners;
         for (const DataMode& mode : modes_) {
             const auto emit = [&, name = mode.name](const Message& message) {
@@ -204,47 +206,39 @@ std::function<void(const std::string&)> frequency_into(std::optional<Number>& va
 
 Run add_decode(CommandLine& line)
 {
-    struct Choice {
-        Options options;
-        Wishes station;
-        std::vector<DataMode> modes;
-    };
-    const auto choice = std::make_shared<Choice>();
-    Options& options = choice->options;
+    const auto shared = std::make_shared<Options>();
+    Options& options = *shared;
     line.texts("INPUT", options.paths, "recordings: WAV, RF64, FLAC, AU or raw; - is standard input (-)")
         .unit("");
     add_format_options(line, options.input);
     add_iq_options(line, options.iq);
     const Option mode = line.texts("--mode", options.modes, "what to decode; several as a,b: see below");
     const Option frequency =
-        line.text("--if", frequency_into(choice->station.frequency, -1e9),
+        line.text("--if", frequency_into(options.station.frequency, -1e9),
                   "demodulate the station at this frequency of the recording first; takes k and M")
             .unit("HZ");
-    line.choice("-M,--demodulate", choice->station.mode, mode_names,
+    line.choice("-M,--demodulate", options.station.mode, mode_names,
                 "how that station is modulated: am, sam, isb, usb, lsb or fm")
         .unit("MODE")
         .usually("fm")
         .needs(frequency);
-    choice->station.mode = Mode::fm;
-    line.text("-b,--bandwidth", frequency_into(choice->station.bandwidth, 0),
+    line.text("-b,--bandwidth", frequency_into(options.station.bandwidth, 0),
               "of that station, as in zovek receive")
         .unit("HZ")
         .needs(frequency);
     line.flag("--json", options.json, "messages as JSON Lines");
     std::string list = "Modes:";
     std::vector<std::string> names;
-    choice->modes = add_modes(line);
-    for (const DataMode& row : choice->modes) {
+    const std::vector<DataMode> modes = add_modes(line);
+    for (const DataMode& row : modes) {
         names.emplace_back(row.name);
         list += "\n  " + names.back() + std::string(12 - names.back().size(), ' ') + row.help;
     }
     line.footer(list);
     mode.separated_by(',').required().one_of(names).unit("MODE");
-    return [choice, frequency] {
-        const std::vector<DataMode> modes = chosen(choice->modes, choice->options.modes);
-        Options& options = choice->options;
-        if (frequency.given()) options.station = choice->station;
-        return Decoding(options, modes).run();
+    return [shared, modes, frequency] {
+        shared->demodulate = frequency.given();
+        return Decoding(*shared, chosen(modes, shared->modes)).run();
     };
 }
 } // namespace client

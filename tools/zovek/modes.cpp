@@ -14,21 +14,25 @@ using namespace words;
 namespace {
 using Modes = std::vector<DataMode>;
 
+// Makes a decoder by its settings as the line has left them.
+template <class Settings>
+auto by(const std::shared_ptr<Settings>& settings, MadeDecoder (*make)(double, const Settings&, Emit))
+{
+    return [=](double rate, Emit emit) { return make(rate, *settings, std::move(emit)); };
+}
+
 Modes packet_modes(CommandLine& line)
 {
     const auto settings = std::make_shared<packet::Settings>();
-    const auto count = [](int number) { return std::to_string(number); };
     const std::vector options = {
         line.flag("--hf", settings->hf, "300 Bd between 1600 and 1800 Hz"),
         line.flag("--repair", settings->repair, "mend up to three bits of a frame where two branches agree"),
         line.quantity("--effort", settings->effort, 1, packet::most_effort, "N",
-                      "branches that listen, 1 to " + count(packet::most_effort) + " (" +
-                          count(packet::default_effort) + ", with --hf " + count(packet::default_hf_effort) +
-                          ")")};
+                      "branches that listen, 1 to " + number(packet::most_effort) + " (" +
+                          number(packet::default_effort) + ", with --hf " +
+                          number(packet::default_hf_effort) + ")")};
     return {
-        {"packet", "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)",
-         [settings](double rate, Emit emit) { return packet::make_packet(rate, *settings, std::move(emit)); },
-         options}};
+        {"packet", "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)", by(settings, packet::make_packet), options}};
 }
 
 // A positive number with k or M, and its unit.
@@ -63,25 +67,18 @@ Modes tones_modes(CommandLine& line)
         line.text("--every", number_into(levels->every, "s"), "between levels (0.1)").unit("SECONDS"),
         line.text("--width", number_into(levels->width, "Hz"), "width of a tone's band (2 / every)")
             .unit("HZ")};
-    return {{"dtmf",
-             "telephone keys, a line of digits ended by a pause",
-             [dtmf](double rate, Emit emit) { return tones::make_dtmf(rate, *dtmf, std::move(emit)); },
-             {pause}},
-            {"zvei",
-             "selective calls of five tones (--set)",
-             [five_tone](double rate, Emit emit) {
-                 return tones::make_five_tone(rate, *five_tone, std::move(emit));
-             },
-             {set}},
-            {"selcal", "selective calls to aircraft, as AB-CD", tones::make_selcal},
-            {"ctcss", "sub-audible tones: an over a line, with its start and its tone in Hz or none",
-             tones::make_ctcss},
-            {"tones", "levels of the tones of --freq: time in s and a level in dB each, every 0.1 s",
-             [levels](double rate, Emit emit) {
-                 if (levels->frequencies.empty()) throw WrongUsage("--mode tones needs --freq FREQ,...");
-                 return tones::make_levels(rate, *levels, std::move(emit));
-             },
-             level_options}};
+    return {
+        {"dtmf", "telephone keys, a line of digits ended by a pause", by(dtmf, tones::make_dtmf), {pause}},
+        {"zvei", "selective calls of five tones (--set)", by(five_tone, tones::make_five_tone), {set}},
+        {"selcal", "selective calls to aircraft, as AB-CD", tones::make_selcal},
+        {"ctcss", "sub-audible tones: an over a line, with its start and its tone in Hz or none",
+         tones::make_ctcss},
+        {"tones", "levels of the tones of --freq: time in s and a level in dB each, every 0.1 s",
+         [levels](double rate, Emit emit) {
+             if (levels->frequencies.empty()) throw WrongUsage("--mode tones needs --freq FREQ,...");
+             return tones::make_levels(rate, *levels, std::move(emit));
+         },
+         level_options}};
 }
 
 // --centre, which two families have: the middle of the two tones. Added by the first that asks.
@@ -107,7 +104,7 @@ Modes bulletins_modes(CommandLine& line)
     const Option centre = centre_option(line);
     return {{"same",
              "weather radio and emergency alert headers (SAME), bursts by vote",
-             [same](double rate, Emit emit) { return bulletins::make_same(rate, *same, std::move(emit)); },
+             by(same, bulletins::make_same),
              {once}},
             {"navtex",
              "NAVTEX and SITOR-B bulletins, 100 Bd, shift 170 Hz",
@@ -135,10 +132,7 @@ Modes pages_modes(CommandLine& line)
         line.choice("--as", settings->as, page_text_names, "messages as auto, numeric or alpha")
             .unit("KIND")
             .usually("auto")};
-    return {
-        {"pocsag", "POCSAG pages, from discriminator audio",
-         [settings](double rate, Emit emit) { return pages::make_pocsag(rate, *settings, std::move(emit)); },
-         options}};
+    return {{"pocsag", "POCSAG pages, from discriminator audio", by(settings, pages::make_pocsag), options}};
 }
 
 // What the options of the keyed modes say.
