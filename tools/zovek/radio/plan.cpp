@@ -1,4 +1,5 @@
 #include "radio/plan.h"
+#include "io/converter.h"
 #include "line/failure.h"
 #include "words/words.h"
 #include <algorithm>
@@ -84,8 +85,7 @@ bool search_rates(Plan& plan, double least_detector_rate, double least_audio_rat
 // 1e-9 off.
 void choose_ratio(Plan& plan, int64_t rate)
 {
-    constexpr int64_t most_taps = 1 << 23;   // 200 MB a channel
-    constexpr int64_t most_factor = 1 << 24; // whole numbers that a float holds
+    constexpr int64_t most_taps = 1 << 23; // 200 MB a channel
     plan.over = rate * plan.decimation * plan.keep;
     plan.under = int64_t(plan.rate) * plan.stuffing * plan.upsample;
     const int64_t most_over = std::min(most_taps / plan.resampler_taps(), most_factor);
@@ -216,9 +216,10 @@ int32_t Plan::resampler_taps() const
 
 int64_t Plan::delay() const
 {
-    const double post = (taps | 1) / 2 / (double(rate) * stuffing), audio = audio_taps / 2 / filter_rate();
-    const double channel = channel_taps / 2 / detector_rate();
-    const double hilbert = mode == ZVDemodMode_ISB ? hilbert_taps / 2 / detector_rate() : 0;
+    const auto lag = [](int32_t filter_taps) { return filter_taps / 2; }; // samples
+    const double post = lag(taps | 1) / (double(rate) * stuffing), audio = lag(audio_taps) / filter_rate();
+    const double channel = lag(channel_taps) / detector_rate();
+    const double hilbert = mode == ZVDemodMode_ISB ? lag(hilbert_taps) / detector_rate() : 0;
     return std::llround((post + channel + hilbert + audio) * filter_rate());
 }
 

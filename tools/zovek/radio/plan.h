@@ -12,10 +12,9 @@ constexpr const char* mode_names[] = {"am", "sam", "isb", "usb", "lsb", "fm"};
 // What the user asks for. Frequencies in Hz; what isn't there is chosen by the plan.
 struct Wishes {
     Mode mode = Mode::am;
-    int32_t centre = 0; // where frequencies count from; they are negative below
-    std::optional<int32_t>
-        frequency; // carrier or suppressed carrier, from the centre; Fs / 4 in the recording
-    std::optional<double> bandwidth; // of the whole station; in usb and lsb of the sideband
+    int32_t centre = 0;               // where frequencies count from; they are negative below
+    std::optional<int32_t> frequency; // (suppressed) carrier, from the centre; Fs / 4 in the recording
+    std::optional<double> bandwidth;  // of the whole station; in usb and lsb of the sideband
     std::optional<double> audio_cutoff;
     std::optional<int32_t> taps;   // of the post-mixer filters
     std::optional<int32_t> offset; // usb, lsb: the middle of the sideband, seen from the carrier

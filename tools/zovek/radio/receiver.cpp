@@ -54,7 +54,9 @@ Receiver::Receiver(const Plan& plan, const Level& level)
         channel_i_.emplace(plan.detector_rate(), plan.channel_cutoff, plan.channel_taps);
         channel_q_ = channel_i_;
     }
-    radio_->filtered_callback = prepare;
+    radio_->filtered_callback = [](void* self, ZVDemodulator*, int32_t count, void* i, void* q) {
+        static_cast<Receiver*>(self)->prepare(count, static_cast<int32_t*>(i), static_cast<int32_t*>(q));
+    };
     radio_->filtered_context = this;
     radio_->noise_measure_enabled = plan.mode == ZVDemodMode_FM;
     radio_->audio_gain = float(level.gain.value_or(plan.audio_gain));
@@ -70,11 +72,6 @@ Receiver::Receiver(const Plan& plan, const Level& level)
 }
 
 // Between filters and detector.
-void Receiver::prepare(void* self, ZVDemodulator*, int32_t count, void* i, void* q)
-{
-    static_cast<Receiver*>(self)->prepare(count, static_cast<int32_t*>(i), static_cast<int32_t*>(q));
-}
-
 void Receiver::prepare(int32_t count, int32_t* i, int32_t* q)
 {
     if (!in_gap_) resting_ = double(radio_->dc_input_1) - radio_->dc_output_1;

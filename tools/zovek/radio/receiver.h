@@ -50,7 +50,6 @@ public:
     bool overload() const { return radio_->overload; } // of the last block
 
 private:
-    static void prepare(void* self, ZVDemodulator* radio, int32_t count, void* i, void* q);
     void prepare(int32_t count, int32_t* i, int32_t* q);
     void measure(int32_t count, const int32_t* i, const int32_t* q);
     void raise_carrier(int32_t count, int32_t* i, int32_t* q);
@@ -81,11 +80,10 @@ private:
     // Synchronous AM, FM: what turns a station into the phase that it would have without the gap before, and
     // the sum of which it is the direction.
     std::complex<double> turn_ = 1, match_;
-    int32_t gap_frames_ = 0;       // frames until the audio filter holds nothing of a gap
-    bool bridging_ = false;        // FM: the sample before was no signal
-    std::complex<double> carrier_; // synchronous AM, independent sideband: the carrier, 32-bit units
-    double carrier_coherence_ =
-        0.5;                    // share of the station's power on the carrier's axis: 1 in lock, 1/2 without
-    double carrier_offset_ = 0; // Hz
+    int32_t gap_frames_ = 0;         // frames until the audio filter holds nothing of a gap
+    bool bridging_ = false;          // FM: the sample before was no signal
+    std::complex<double> carrier_;   // synchronous AM, independent sideband: the carrier, 32-bit units
+    double carrier_coherence_ = 0.5; // the power's share on the carrier's axis: 1 in lock, 1/2 without
+    double carrier_offset_ = 0;      // Hz
 };
 } // namespace client
