@@ -4,13 +4,11 @@
 #include "io/stop.h"
 #include "io/talk.h"
 #include "line/options.h"
-#include "spectra/analysis.h"
 #include "spectra/font.h"
 #include "spectra/lines.h"
 #include "spectra/peaks.h"
 #include "spectra/picture_options.h"
 #include "spectra/plot.h"
-#include "spectra/png_file.h"
 #include "words/words.h"
 #include <algorithm>
 #include <cmath>
@@ -22,9 +20,8 @@ namespace {
 constexpr double least_margin = 10; // 10 dB, as a ratio of powers
 
 struct Options : PictureOptions {
-    AnalysisOptions analysis;
     int peaks = 20;
-    bool json = false, csv = false;
+    bool csv = false;
 };
 
 double decibels_of(double power) { return double(decibels(float(power))); }
@@ -56,12 +53,8 @@ public:
     Picture(const Options& options, const Analysis& analysis, const Spectrum& spectrum)
         : analysis_(analysis),
           spectrum_(spectrum),
-          plot_({.title = options.title.empty() ? analysis.title() : options.title,
-                 .subtitle = analysis.described() + ", average of " + number(double(analysis.blocks())),
-                 .marks = options.marks,
-                 .depth = options.depth,
-                 .right_margin = 30},
-                options.width, options.height, analysis.low(), analysis.high())
+          plot_(options, analysis, {options.width, options.height, analysis.low(), analysis.high(), 30},
+                ", average of " + number(double(analysis.blocks())))
     {
         std::vector<double> sorted = spectrum.mean;
         std::sort(sorted.begin(), sorted.end());
@@ -75,8 +68,7 @@ public:
 
     const Canvas& draw()
     {
-        Ticks levels = plain_ticks({down_.high, down_.low, 0, down_.pixels}, 44);
-        levels.unit = "dBFS";
+        const Ticks levels = plain_ticks({down_.high, down_.low, 0, down_.pixels}, 44, "dBFS");
         draw_grid(levels);
         draw_trace(spectrum_.highest, Ink::hold, 8, 3);
         draw_trace(spectrum_.mean, Ink::trace, 15, 4);
@@ -239,10 +231,7 @@ int run(const Options& options)
 client::Run client::add_spectrum(CommandLine& line)
 {
     using namespace client::spectra;
-    const auto options = std::make_shared<Options>();
-    options->width = 1100;
-    options->height = 480;
-    add_analysis_options(line, options->analysis);
+    const auto options = std::make_shared<Options>(Options{{.width = 1100, .height = 480}});
     add_picture_options(line, *options);
     line.quantity("--peaks", options->peaks, 0, 10000, "N", "tones to list and to label, the strongest first")
         .usually(number(options->peaks));

@@ -6,12 +6,10 @@
 #include "io/stop.h"
 #include "io/talk.h"
 #include "line/options.h"
-#include "spectra/analysis.h"
 #include "spectra/lines.h"
 #include "spectra/live.h"
 #include "spectra/picture_options.h"
 #include "spectra/plot.h"
-#include "spectra/png_file.h"
 #include "words/words.h"
 #include <algorithm>
 #include <cmath>
@@ -22,8 +20,7 @@ namespace {
 constexpr int level_margin = 100, lighter = 20; // pixels; steps of the ramp by which the grid stands out
 
 struct Options : PictureOptions {
-    AnalysisOptions analysis;
-    bool live = false, json = false;
+    bool live = false;
 };
 
 // Pixels a line takes, so that count lines fill most pixels as well as they can.
@@ -35,11 +32,8 @@ public:
         : columns_(lines.columns()), levels_(lines.powers().size())
     {
         std::transform(lines.powers().begin(), lines.powers().end(), levels_.begin(), decibels);
-        range_ = range_of(levels_, columns_, float(analysis.rounding_level()));
-        if (options.floor) range_.floor = float(*options.floor);
-        if (options.ceiling) range_.ceiling = float(*options.ceiling);
-        if (options.floor && !options.ceiling) range_.ceiling = std::max(range_.ceiling, range_.floor + 30);
-        if (options.ceiling && !options.floor) range_.floor = std::min(range_.floor, range_.ceiling - 30);
+        range_ = fitted(range_of(levels_, columns_, float(analysis.rounding_level())), options.floor,
+                        options.ceiling);
 
         const double row = double(lines.each()) * analysis.hop(); // s
         from_ = analysis.middle() - analysis.hop() / 2;
@@ -52,12 +46,7 @@ public:
     {
         const int rows = int(levels_.size() / columns_) * tall_, columns = int(columns_) * wide_;
         const double low = analysis.low(), high = low + double(columns_ * group) * analysis.bin_width();
-        Plot plot({.title = options.title.empty() ? analysis.title() : options.title,
-                   .subtitle = analysis.described(),
-                   .marks = options.marks,
-                   .depth = options.depth,
-                   .right_margin = level_margin},
-                  columns, rows, low, high);
+        Plot plot(options, analysis, {columns, rows, low, high, level_margin});
         const Axis down = {from_, to_, plot.top, rows};
         const Ticks times = time_ticks(down, 60);
         draw_field(plot, down, times);
@@ -159,10 +148,7 @@ int draw(const Options& options)
 client::Run client::add_waterfall(CommandLine& line)
 {
     using namespace client::spectra;
-    const auto options = std::make_shared<Options>();
-    add_analysis_options(line, options->analysis);
-    options->width = 1200;
-    options->height = 640;
+    const auto options = std::make_shared<Options>(Options{{.width = 1200, .height = 640}});
     add_picture_options(line, *options);
     line.flag("--live", options->live, "draw in the terminal, as the signal comes");
     line.flag("--json", options->json, "summary as JSON on standard error");
@@ -171,7 +157,7 @@ client::Run client::add_waterfall(CommandLine& line)
         if (options->live) {
             if (!options->output.empty() || options->json)
                 throw WrongUsage("--live draws in the terminal: no -o or --json");
-            return draw_live(options->analysis, options->floor, options->ceiling);
+            return draw_live(*options);
         }
         options->height -= options->height % 2;
         return draw(*options);

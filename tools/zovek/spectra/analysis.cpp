@@ -50,13 +50,14 @@ int32_t chosen_hop(int32_t size, const AnalysisOptions& options, const Resolutio
 {
     if (options.overlap)
         return std::clamp(int32_t(std::lround(size * (1 - *options.overlap / 100))), 1, size);
-    double hop = size / 2;
+    const int32_t least = size / 16, most = size / 2;
+    double hop = most;
     if (expected && resolution.rows > 0)
         for (int each = 4; each >= 1; --each) {
             hop = std::ceil(double(*expected - size) / (each * resolution.rows));
-            if (hop >= size / 16) break;
+            if (hop >= least) break;
         }
-    return int32_t(std::clamp<double>(hop, size / 16, size / 2));
+    return int32_t(std::clamp<double>(hop, least, most));
 }
 } // namespace
 

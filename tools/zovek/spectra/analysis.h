@@ -52,7 +52,6 @@ public:
         return 10 * std::log10(transform_.noise_width() / (6.0 * 32768 * 32768) * double(frame_) / size_ * 2);
     }
     double hop() const { return double(hop_) / input_->rate; }            // s
-    double start() const { return start_; }                               // s
     double middle() const { return start_ + size_ / 2.0 / input_->rate; } // s: of the first block
     double seconds() const { return double(frames_) / input_->rate; }     // read so far
     int64_t blocks() const { return blocks_; }                            // made so far
@@ -65,7 +64,6 @@ public:
     // After the end: tells on standard error what the recording lacks.
     void tell_end(const char* command) const;
     void add_to(words::JsonObject& summary) const;
-    const std::string& name() const { return input_->name; }
 
 private:
     bool iq() const { return frame_ == 2; }

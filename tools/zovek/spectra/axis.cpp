@@ -48,11 +48,11 @@ double round_step(double range, double most)
     return 10 * power;
 }
 
-Ticks plain_ticks(const Axis& axis, double apart)
+Ticks plain_ticks(const Axis& axis, double apart, const char* unit)
 {
     const double step = round_step(axis.high - axis.low, room(axis, apart));
     const int labelled = parts(step);
-    return {ticks_at(axis, step / labelled, labelled, tidy), ""};
+    return {ticks_at(axis, step / labelled, labelled, tidy), unit};
 }
 
 Ticks frequency_ticks(const Axis& axis, double apart)
@@ -70,11 +70,7 @@ Ticks frequency_ticks(const Axis& axis, double apart)
 Ticks time_ticks(const Axis& axis, double apart)
 {
     const double most = room(axis, apart), range = axis.high - axis.low;
-    if (axis.high < 120) {
-        const double step = round_step(range, most);
-        const int labelled = parts(step);
-        return {ticks_at(axis, step / labelled, labelled, tidy), "s"};
-    }
+    if (axis.high < 120) return plain_ticks(axis, apart, "s");
     struct Step {
         double seconds;
         int parts;

@@ -28,9 +28,9 @@ struct Ticks {
     std::string unit;
 };
 // Labelled ticks about so many pixels apart, with four or five steps between them.
-Ticks plain_ticks(const Axis& axis, double apart);     // the values themselves
-Ticks frequency_ticks(const Axis& axis, double apart); // Hz, in Hz, kHz or MHz
-Ticks time_ticks(const Axis& axis, double apart);      // s; from two minutes on as 1:30 or 1:01:30
+Ticks plain_ticks(const Axis& axis, double apart, const char* unit = ""); // the values themselves
+Ticks frequency_ticks(const Axis& axis, double apart);                    // Hz, in Hz, kHz or MHz
+Ticks time_ticks(const Axis& axis, double apart); // s; from two minutes on as 1:30 or 1:01:30
 
 // A frequency in the unit that suits it: "14.25 kHz".
 std::string frequency_text(double hz);

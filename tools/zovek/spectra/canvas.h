@@ -1,7 +1,7 @@
-// A picture on the library's pixmap, at 8 bits with a palette or at 24 or 32 bits with packed colours:
-// whoever draws
-// names places in the palette, and the three look the same.
+// A picture on the library's pixmap, at 8 bits with a palette or at 24 or 32 bits with packed colours.
+// Whoever draws names places in the palette, and the three look the same.
 #pragma once
+#include "io/destination.h"
 #include "spectra/palette.h"
 #include <string>
 #include <zovek.hpp>
@@ -37,4 +37,7 @@ private:
     zovek::PixMap map_{ZVDynamicPixMap_Construct};
     std::array<uint32_t, 256> values_; // what the pixmap gets for each index
 };
+
+// Writes the picture's own rows at its depth: with a palette, as RGB or as RGBA. Fails with the reason.
+void write_png(const Canvas& canvas, Destination& to);
 } // namespace client::spectra

@@ -29,6 +29,17 @@ void Lines::pair()
     each_ *= 2;
 }
 
+Range fitted(Range found, std::optional<double> floor, std::optional<double> ceiling)
+{
+    if (floor) found.floor = float(*floor);
+    if (ceiling) found.ceiling = float(*ceiling);
+    if (!ceiling)
+        found.ceiling = std::max(found.ceiling, found.floor + 30);
+    else if (!floor)
+        found.floor = std::min(found.floor, found.ceiling - 30);
+    return found;
+}
+
 float decibels(float power) { return 10 * std::log10(std::max(power, 1e-20f)); }
 
 namespace {

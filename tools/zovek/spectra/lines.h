@@ -2,6 +2,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace client::spectra {
@@ -43,6 +44,8 @@ float decibels(float power);
 struct Range {
     float floor, ceiling;
 };
+// With the limits that are asked for; the other one gives way, so that 30 dB are shown.
+Range fitted(Range found, std::optional<double> floor, std::optional<double> ceiling);
 // From a little below the noise (the lowest tenth of the levels) to above all but the highest thousandth, in
 // steps of 5 dB; 30 dB at least and 90 at most. Where that is more than 60 dB, what is empty isn't taken for
 // noise: levels below rounding, which is what rounding to 16 bits makes, and the band's edges where they lie

@@ -15,7 +15,6 @@
 #include "words/words.h"
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <cstdlib>
 #include <deque>
 #include <thread>
@@ -62,7 +61,7 @@ private:
 // Levels that follow the signal: quickly up, slowly down.
 class Follower {
 public:
-    Follower(std::optional<double> floor, std::optional<double> ceiling) : floor_(floor), ceiling_(ceiling) {}
+    explicit Follower(const PictureOptions& options) : options_(options) {}
 
     Range follow(const std::vector<float>& row)
     {
@@ -74,27 +73,20 @@ public:
         first_ = false;
         range_.floor += (low - range_.floor) * 0.05f;
         range_.ceiling = top > range_.ceiling ? top : range_.ceiling + (top - range_.ceiling) * 0.01f;
-        Range shown = range_;
-        if (floor_) shown.floor = float(*floor_);
-        if (ceiling_) shown.ceiling = float(*ceiling_);
-        if (!ceiling_)
-            shown.ceiling = std::max(shown.ceiling, shown.floor + 30);
-        else if (!floor_)
-            shown.floor = std::min(shown.floor, shown.ceiling - 30);
-        return shown;
+        return fitted(range_, options_.floor, options_.ceiling);
     }
 
 private:
-    std::optional<double> floor_, ceiling_;
+    const PictureOptions& options_;
     bool first_ = true;
     Range range_ = {};
 };
 
 class Live {
 public:
-    Live(const AnalysisOptions& options, std::optional<double> floor, std::optional<double> ceiling)
-        : analysis_(options, {.bins = 512, .seconds = 0.1}),
-          follower_(floor, ceiling),
+    explicit Live(const PictureOptions& options)
+        : analysis_(options.analysis, {.bins = 512, .seconds = 0.1}),
+          follower_(options),
           palette_(make_palette()),
           sum_(analysis_.bins())
     {
@@ -112,7 +104,8 @@ public:
             filled += analysis_.hop();
             if (filled < signal) continue;
             filled = std::max(filled - signal, 0.0);
-            wait_until(next);
+            if (const double left = next - clock_.seconds(); left > 0 && !stop_signal())
+                std::this_thread::sleep_for(std::chrono::duration<double>(left));
             const double before = clock_.seconds();
             next = std::max(next, before - pace) + pace;
             show();
@@ -132,13 +125,6 @@ private:
         std::vector<float> power; // of each bin
         Range range;
     };
-
-    void wait_until(double time) const
-    {
-        const double left = time - clock_.seconds();
-        if (left <= 0 || stop_signal()) return;
-        std::this_thread::sleep_for(std::chrono::duration<double>(left));
-    }
 
     void show()
     {
@@ -208,7 +194,8 @@ private:
     std::string axis() const
     {
         const int columns = size_of_picture().columns;
-        const Ticks ticks = frequency_ticks({analysis_.low(), analysis_.high(), 0, columns}, 10);
+        const Axis across = {analysis_.low(), analysis_.high(), 0, columns};
+        const Ticks ticks = frequency_ticks(across, 10);
         std::string text(size_t(columns), ' ');
         const auto write = [&](int place, const std::string& label) {
             if (place >= 0 && place + int(label.size()) < columns)
@@ -217,7 +204,6 @@ private:
         write(columns - 1 - int(ticks.unit.size()), ticks.unit);
         const int most = columns - 3 - int(ticks.unit.size());
         for (const Tick& tick : ticks.ticks) {
-            const Axis across = {analysis_.low(), analysis_.high(), 0, columns};
             const std::string label = "|" + tick.label; // the bar stands at the frequency
             const int place = across.place(tick.value);
             if (!tick.label.empty() && place + int(label.size()) < most) write(place, label);
@@ -237,8 +223,5 @@ private:
 };
 } // namespace
 
-int draw_live(const AnalysisOptions& options, std::optional<double> floor, std::optional<double> ceiling)
-{
-    return Live(options, floor, ceiling).run();
-}
+int draw_live(const PictureOptions& options) { return Live(options).run(); }
 } // namespace client::spectra

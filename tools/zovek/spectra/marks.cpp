@@ -1,12 +1,11 @@
 #include "spectra/marks.h"
-#include "line/options.h"
+#include "line/failure.h"
 #include "spectra/axis.h"
 #include "words/words.h"
 #include <algorithm>
 
 namespace client::spectra {
 using namespace words;
-namespace {
 Mark mark_of(const std::string& text)
 {
     const size_t colon = std::min(text.find(':'), text.size());
@@ -27,7 +26,6 @@ Mark mark_of(const std::string& text)
         mark.name = text.substr(colon + 1);
     return mark;
 }
-} // namespace
 
 std::string Mark::title() const { return !name.empty() ? name : mode ? mode_names[int(*mode)] : ""; }
 
@@ -35,13 +33,5 @@ std::string Mark::about() const
 {
     return frequency_text(frequency) +
            (mode && !name.empty() ? std::string(" ") + mode_names[int(*mode)] : "");
-}
-
-void add_marks(CommandLine& line, std::vector<Mark>& marks)
-{
-    line.texts(
-            "--mark", [&marks](const std::string& text) { marks.push_back(mark_of(text)); },
-            "mark a station: carrier in Hz (takes k and M), mode and name; any number of times")
-        .unit("FREQ[:MODE][:NAME]");
 }
 } // namespace client::spectra

@@ -3,11 +3,6 @@
 #include "radio/plan.h"
 #include <optional>
 #include <string>
-#include <vector>
-
-namespace client {
-class CommandLine;
-}
 
 namespace client::spectra {
 struct Mark {
@@ -19,6 +14,6 @@ struct Mark {
     std::string about() const; // the frequency, and the mode where the title doesn't tell it
 };
 
-// --mark FREQ[:MODE][:NAME], any number of times.
-void add_marks(CommandLine& line, std::vector<Mark>& marks);
+// FREQ[:MODE][:NAME]. Throws WrongValue.
+Mark mark_of(const std::string& text);
 } // namespace client::spectra

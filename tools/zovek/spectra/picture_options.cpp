@@ -8,11 +8,15 @@ namespace client::spectra {
 using namespace words;
 void add_picture_options(CommandLine& line, PictureOptions& options)
 {
+    add_analysis_options(line, options.analysis);
     line.text("-o,--output", options.output, "PNG file; - is standard output; FILE.part while it is written")
         .unit("FILE");
     line.quantity("--floor", options.floor, -200, 200, "DBFS", "lowest level shown; found if left out");
     line.quantity("--ceiling", options.ceiling, -200, 200, "DBFS", "highest level shown; found if left out");
-    add_marks(line, options.marks);
+    line.texts(
+            "--mark", [&options](const std::string& text) { options.marks.push_back(mark_of(text)); },
+            "mark a station: carrier in Hz (takes k and M), mode and name; any number of times")
+        .unit("FREQ[:MODE][:NAME]");
     line.text("--title", options.title, "heading instead of the file's name").unit("TEXT");
     line.text(
             "--depth", [&depth = options.depth](const std::string& bits) { depth = std::stoi(bits); },

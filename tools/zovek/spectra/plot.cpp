@@ -8,17 +8,11 @@ namespace {
 constexpr int left_margin = 72, bottom_margin = 50, heading = 56, label_row = 30, mark_foot = 12; // pixels
 } // namespace
 
-// Where a mark's two lines of text stand.
-struct Plot::Label {
-    const Mark* mark;
-    int middle, half, row; // pixels; rows from the field upward
-};
-
 // From left to right, each in the lowest row in which it touches none.
-std::vector<Plot::Label> Plot::place_labels(const PlotOptions& options, const Axis& across)
+std::vector<Plot::Label> Plot::place_labels(const std::vector<Mark>& all, const Axis& across)
 {
     std::vector<const Mark*> marks;
-    for (const Mark& mark : options.marks)
+    for (const Mark& mark : all)
         if (across.holds(mark.frequency))
             marks.push_back(&mark);
         else
@@ -40,39 +34,35 @@ std::vector<Plot::Label> Plot::place_labels(const PlotOptions& options, const Ax
     return labels;
 }
 
-int Plot::label_rows(const std::vector<Label>& labels)
+int Plot::space_over(const std::vector<Label>& labels)
 {
-    int rows = 0;
-    for (const Label& label : labels) rows = std::max(rows, label.row + 1);
-    return rows;
+    int space = heading;
+    for (const Label& label : labels)
+        space = std::max(space, heading + (label.row + 1) * label_row + mark_foot);
+    return space;
 }
 
-Plot::Plot(const PlotOptions& options, int width, int height, double low, double high)
-    : Plot(options, {low, high, left_margin, width}, height,
-           place_labels(options, {low, high, left_margin, width}))
+Plot::Plot(const PictureOptions& options, const Analysis& analysis, const Field& field,
+           const std::string& more)
+    : across{field.low, field.high, left_margin, field.width},
+      labels_(place_labels(options.marks, across)),
+      canvas(left_margin + field.width + field.right_margin,
+             space_over(labels_) + field.height + bottom_margin, options.depth),
+      top(canvas.height() - bottom_margin - field.height),
+      bottom(top + field.height - 1)
 {
-}
-
-Plot::Plot(const PlotOptions& options, const Axis& scale, int height, const std::vector<Label>& labels)
-    : canvas(left_margin + scale.pixels + options.right_margin,
-             heading + label_rows(labels) * label_row + (labels.empty() ? 0 : mark_foot) + height +
-                 bottom_margin,
-             options.depth),
-      across(scale),
-      top(canvas.height() - bottom_margin - height),
-      bottom(top + height - 1)
-{
-    canvas.text(left(), 25, options.title, Ink::text, Align::left, 1.5);
-    canvas.text(left(), 44, options.subtitle, Ink::dim);
-    draw_marks(labels);
+    canvas.text(left(), 25, options.title.empty() ? analysis.title() : options.title, Ink::text, Align::left,
+                1.5);
+    canvas.text(left(), 44, analysis.described() + more, Ink::dim);
+    draw_marks();
     draw_bottom_axis();
 }
 
 // Labels, a stem down to the carrier, and a bar over what the mode takes in.
-void Plot::draw_marks(const std::vector<Label>& labels)
+void Plot::draw_marks()
 {
     const int bar = top - 6;
-    for (const Label& label : labels) {
+    for (const Label& label : labels_) {
         const int x = across.place(label.mark->frequency), y = top - mark_foot - label.row * label_row;
         carriers_.push_back(x);
         canvas.text(label.middle, y - 17, label.mark->title(), Ink::mark, Align::middle);

@@ -3,24 +3,41 @@
 #pragma once
 #include "spectra/axis.h"
 #include "spectra/canvas.h"
-#include "spectra/marks.h"
+#include "spectra/picture_options.h"
 
 namespace client::spectra {
-struct PlotOptions {
-    std::string title, subtitle;
-    std::vector<Mark> marks;
-    int depth = 8;
-    int right_margin = 20; // pixels
+// Where the signal is drawn: its pixels, and the frequencies that its columns share, in Hz.
+struct Field {
+    int width, height;
+    double low, high;
+    int right_margin; // pixels
 };
 
 class Plot {
 public:
-    // A field of so many pixels, whose columns share the frequencies from low to high in Hz.
-    Plot(const PlotOptions& options, int width, int height, double low, double high);
+    // more stands behind the analysis in the second line of the heading.
+    Plot(const PictureOptions& options, const Analysis& analysis, const Field& field,
+         const std::string& more = "");
 
+    const Axis across; // Hz
+
+private:
+    // Where a mark's two lines of text stand.
+    struct Label {
+        const Mark* mark;
+        int middle, half, row; // pixels; rows from the field upward
+    };
+    static std::vector<Label> place_labels(const std::vector<Mark>& all, const Axis& across);
+    static int space_over(const std::vector<Label>& labels);
+    void draw_marks();
+    void draw_bottom_axis();
+
+    const std::vector<Label> labels_;
+    std::vector<int> grid_, carriers_;
+
+public:
     Canvas canvas;
-    Axis across;     // Hz
-    int top, bottom; // the field's first and last row
+    const int top, bottom; // the field's first and last row
     int left() const { return across.first; }
     int right() const { return across.first + across.pixels - 1; }
 
@@ -32,15 +49,5 @@ public:
     void draw_left_axis(const Axis& down, const Ticks& ticks);
     // The frame around the field; after the field is drawn.
     void draw_frame();
-
-private:
-    struct Label;
-    static std::vector<Label> place_labels(const PlotOptions& options, const Axis& across);
-    static int label_rows(const std::vector<Label>& labels);
-    Plot(const PlotOptions& options, const Axis& across, int height, const std::vector<Label>& labels);
-    void draw_marks(const std::vector<Label>& labels);
-    void draw_bottom_axis();
-
-    std::vector<int> grid_, carriers_;
 };
 } // namespace client::spectra
