@@ -38,32 +38,34 @@ static void take(Reals& reals, const ZVFFT* fft)
     }
 }
 
+template <class Real, class Compute16, class Compute32, class ComputePairs>
+static void spectra(Reals& reals, ZVFFT* fft, int32_t window, Compute16 compute_16, Compute32 compute_32,
+                    ComputePairs compute_pairs)
+{
+    const auto signal = line_signal();
+    ZVFFT_WindowType(fft, window);
+    compute_16(fft, signal.data(), size);
+    take<Real>(reals, fft);
+    compute_32(fft, line_signal_32().data(), size);
+    take<Real>(reals, fft);
+    compute_pairs(fft, signal.data(), signal.data() + size / 2, size / 2);
+    take<Real>(reals, fft);
+}
+
 void spectrum_double(Reals& reals)
 {
     const zovek::FFT fft(ZVFFT_Construct);
-    const auto signal = line_signal();
     ZVFFT_BufferSize(fft, size);
-    ZVFFT_WindowType(fft, ZVWindowType_Hann);
-    ZVFFT_Compute_16(fft, signal.data(), size);
-    take<double>(reals, fft);
-    ZVFFT_Compute_32(fft, line_signal_32().data(), size);
-    take<double>(reals, fft);
-    ZVFFT_ComputeComplex_IQ_16(fft, signal.data(), signal.data() + size / 2, size / 2);
-    take<double>(reals, fft);
+    spectra<double>(reals, fft, ZVWindowType_Hann, ZVFFT_Compute_16, ZVFFT_Compute_32,
+                    ZVFFT_ComputeComplex_IQ_16);
 }
 
 void spectrum_float(Reals& reals)
 {
     const zovek::FFT fft(ZVFFT2Float_Construct);
-    const auto signal = line_signal();
     ZVFFT2Float_BufferSize(fft, size);
-    ZVFFT_WindowType(fft, ZVWindowType_Blackman);
-    fft->compute_16(fft, signal.data(), size);
-    take<float>(reals, fft);
-    fft->compute_32(fft, line_signal_32().data(), size);
-    take<float>(reals, fft);
-    ZVFFT2Float_ComputeComplex_IQ_16(fft, signal.data(), signal.data() + size / 2, size / 2);
-    take<float>(reals, fft);
+    spectra<float>(reals, fft, ZVWindowType_Blackman, fft->compute_16, fft->compute_32,
+                   ZVFFT2Float_ComputeComplex_IQ_16);
 }
 
 void band_float(Reals& reals)

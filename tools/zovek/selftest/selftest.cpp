@@ -26,9 +26,6 @@ static std::string kernel_name(const char* family)
     return "";
 }
 
-// Whether the row holds for the kernel.
-static bool is_for(const char* form, const std::string& kernel) { return !form || kernel.starts_with(form); }
-
 static Outcome outcome_of(const IntegerPart& part, const std::string& kernel)
 {
     Hash hash;
@@ -74,7 +71,8 @@ std::vector<Outcome> run()
         for (const auto& part : parts) {
             const std::string kernel = kernel_name(part.kernels);
             const bool taken = !outcomes.empty() && outcomes.back().name == part.name;
-            if (!taken && is_for(part.form, kernel)) outcomes.push_back(outcome_of(part, kernel));
+            const bool holds = !part.form || kernel.starts_with(part.form);
+            if (!taken && holds) outcomes.push_back(outcome_of(part, kernel));
         }
     };
     take(integer_parts);

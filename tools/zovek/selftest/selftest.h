@@ -35,13 +35,8 @@ private:
 };
 
 // Real results in order; each is kept as a double.
-class Reals {
-public:
-    template <class T>
-    void value(T v)
-    {
-        values.push_back(static_cast<double>(v));
-    }
+struct Reals {
+    void value(long double v) { values.push_back(static_cast<double>(v)); }
     std::vector<double> values;
 };
 

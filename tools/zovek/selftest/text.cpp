@@ -39,6 +39,29 @@ void texts(Hash& hash)
     }
 }
 
+// What a change of a string takes.
+struct Drawn {
+    const char* text;
+    int32_t index, value;
+    Dice& dice;
+};
+
+// clang-format off
+static void (*const changes[])(ZVString*, const Drawn&) = {
+    [](ZVString* s, const Drawn& d) { ZVString_Set_String(s, d.text); },
+    [](ZVString* s, const Drawn& d) { ZVString_Add_Character(s, d.text[0]); },
+    [](ZVString* s, const Drawn& d) { ZVString_Add_Integer(s, d.value, uint32_t(2 + d.index % 30),
+                                                           uint32_t(d.index & 15)); },
+    [](ZVString* s, const Drawn& d) { ZVString_Add_Integer64(s, int64_t(d.value) * d.value, 16, 4); },
+    [](ZVString* s, const Drawn& d) { ZVString_Insert_Character(s, d.index, 'i'); },
+    [](ZVString* s, const Drawn& d) { ZVString_Delete_Character(s, d.index); },
+    [](ZVString* s, const Drawn& d) { ZVString_Delete_Range(s, d.index, d.index + d.dice.below(9)); },
+    [](ZVString* s, const Drawn& d) { ZVString_Replace_Character(s, 'a', char('a' + d.dice.below(26))); },
+    [](ZVString* s, const Drawn& d) { ZVString_Truncate(s, uint32_t(d.dice.below(150))); },
+    [](ZVString* s, const Drawn& d) { ZVString_Add_String(s, d.text); },
+};
+// clang-format on
+
 void strings(Hash& hash)
 {
     Dice dice(18);
@@ -50,37 +73,7 @@ void strings(Hash& hash)
     for (int n = 0; n < 200; ++n) {
         const std::string piece = some_text(dice);
         const int32_t index = dice.below(100) - 10, value = static_cast<int32_t>(dice.next());
-        switch (dice.below(10)) {
-        case 0:
-            ZVString_Set_String(string, piece.c_str());
-            break;
-        case 1:
-            ZVString_Add_Character(string, piece.c_str()[0]);
-            break;
-        case 2:
-            ZVString_Add_Integer(string, value, uint32_t(2 + index % 30), uint32_t(index & 15));
-            break;
-        case 3:
-            ZVString_Add_Integer64(string, int64_t(value) * value, 16, 4);
-            break;
-        case 4:
-            ZVString_Insert_Character(string, index, 'i');
-            break;
-        case 5:
-            ZVString_Delete_Character(string, index);
-            break;
-        case 6:
-            ZVString_Delete_Range(string, index, index + dice.below(9));
-            break;
-        case 7:
-            ZVString_Replace_Character(string, 'a', char('a' + dice.below(26)));
-            break;
-        case 8:
-            ZVString_Truncate(string, uint32_t(dice.below(150)));
-            break;
-        default:
-            ZVString_Add_String(string, piece.c_str());
-        }
+        changes[dice.below(10)](string, {piece.c_str(), index, value, dice});
         see();
     }
     ZVString_Set_String(string, "");
