@@ -2,7 +2,7 @@
 // instructions for, and different as soon as a kernel gives another bit.
 #include "core/cpu.h"
 #include "filter/lms_kernels.h"
-#include "kernels.h"
+#include "selftest/kernels.h"
 #include "selftest/selftest.h"
 #include "support/processors.h"
 #include <algorithm>

@@ -1,7 +1,7 @@
 // zovek cpu: the processor record, and the kernel that each family chooses by it.
 #include "command.h"
-#include "kernels.h"
 #include "line/options.h"
+#include "selftest/kernels.h"
 #include "words/words.h"
 #include <cstdio>
 #include <string>
