@@ -9,8 +9,9 @@ ChannelFilter::ChannelFilter(double rate, double cutoff, int32_t taps)
     : taps_(size_t(taps)), history_(size_t(taps - 1))
 {
     std::vector<double> design(taps_.size());
+    const int32_t middle = taps / 2;
     for (int32_t t = 0; t < taps; ++t) {
-        const double n = t - (taps - 1) / 2;
+        const double n = t - middle;
         const double sinc = n == 0 ? 2 * cutoff / rate : std::sin(2 * M_PI * cutoff * n / rate) / (M_PI * n);
         design[size_t(t)] = sinc * decoders::blackman(2 * M_PI * (t + 1) / (taps + 1));
     }

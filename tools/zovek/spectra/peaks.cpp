@@ -50,7 +50,7 @@ double Kernel::place(const double* neighbours) const
         return product * product / energy;
     };
     double best = 0;
-    for (double step = 0.05; step > 1e-4; step /= 10)
+    for (const double step : {0.05, 0.005, 0.0005})
         for (int k = -10, middle = int(std::lround(best / step)); k <= 10; ++k) {
             const double off = (middle + k) * step;
             if (std::abs(off) <= 0.5 && fit(off) > fit(best)) best = off;
