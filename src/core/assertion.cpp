@@ -1,6 +1,5 @@
 // The report of a broken precondition, where the standard library's assertions are on (_GLIBCXX_ASSERTIONS):
-// its own one
-// is in the C++ run-time library, which this one must not need.
+// its own one is in the C++ run-time library, which this one must not need.
 #include <cstdint>
 #if defined(__GLIBCXX__) && defined(_GLIBCXX_ASSERTIONS)
 #include <cstdio>
