@@ -55,7 +55,7 @@ class Documents(unittest.TestCase):
         folders = [f"-I{ROOT / folder}" for folder in ("include", "src", "tests", "tools", "bindings/cpp")]
         for source in sources:
             subprocess.run([CC, f"-m{BITS}", "-std=c++20", "-Wall", "-Wextra", "-Wno-missing-field-initializers", "-Werror",
-                            "-I/usr/src/googletest/googletest/include", *folders, "-fsyntax-only", "-xc++", "-"],
+                            "-isystem/usr/src/googletest/googletest/include", *folders, "-fsyntax-only", "-xc++", "-"],
                            input=source.encode(), check=True)
 
     def test_readme_program_receives(self):

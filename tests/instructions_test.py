@@ -62,7 +62,7 @@ SSE = """(add|sub|mul|div|min|max|sqrt|rcp|rsqrt)[ps]s (andn?|x?or)ps cmp\\w+[ps
 SSE2_NAMES = """(add|sub|mul|div|min|max|sqrt)[ps]d (andn?|x?or)pd cmp\\w+[ps]d u?comisd cvtsi2sd cvtt?sd2si
     cvt(dq2p[sd]|pd2ps|ps2pd|sd2ss|ss2sd) cvtt?p[sd]2dq mov([au]|h|l|msk)pd movsd movdq[au] movdq2q movq2dq
     shufpd unpck[hl]pd paddq psubq pmuludq pshuf(d|hw|lw) ps[lr]ldq punpck[hl]qdq"""
-AVX2 = """blendv?p[sd] broadcast(ss|sd|f128|i128) extract[fi]128 extractps fn?m(add|sub)(132|213|231)[ps][sd]
+AVX2 = """addsubp[sd] blendv?p[sd] broadcast(ss|sd|f128|i128) extract[fi]128 extractps fn?m(add|sub)(132|213|231)[ps][sd]
     p?gather[dq](d|q|ps|pd) haddp[sd] insert[fi]128 movddup packusdw palignr pblend(d|w|vb) pbroadcast[bwdq] pcmp(eq|gt)q perm(d|q|pd|ps)
     perm2[fi]128 pextr[bdq] phadd[wd] pinsr[bdq] p(max|min)(u[wd]|s[bd])
     pmov[sz]x(bw|bd|bq|wd|wq|dq) pmuldq pmulld ps([lr]l|ra)v[dq] pshufb ptest rounds[sd] testp[sd] zeroupper"""
