@@ -307,7 +307,7 @@ class Client(InFolder):
     def test_memory_by_what_is_worked_on(self):
         """4 kB of samples take no more for what their header tells of rate and channels, or it is told."""
         with open(CLIENT, "rb") as file:
-            most = 800 if b"__asan_init" in file.read() else 200  # MB
+            most, patience = (800, 120) if b"__asan_init" in file.read() else (200, 30)  # MB, s
         for rate, channels, status, line, why in (
                 (8000000, 1024, 0, "receive -M am -o x.wav", "2 samples"), (100000000, 1024, 1, "receive -M fm -o x.wav", "beyond 50 MHz"),
                 (26000000, 2, 1, "receive --iq -M am -o x.wav", "26000000 Hz is beyond 25 MHz"),
@@ -332,7 +332,7 @@ class Client(InFolder):
                     client.returncode = os.waitstatus_to_exitcode(ended)
                 self.assertEqual((client.returncode, why in text), (status, True), text)
                 self.assertLess(usage.ru_maxrss / 1024, most)
-                self.assertLess(time.monotonic() - start, 30)
+                self.assertLess(time.monotonic() - start, patience)
 
     def test_length_of_the_audio(self):
         for samples in (0, 1, 2, 3, 8191, 8193, 24001, 36000):
