@@ -1,5 +1,4 @@
 // Memory primitives: results, exact extents against unmapped pages, reads that reach a device, atomicity.
-#include "core/cpu.h"
 #include "core/memory_kernels.h"
 #include "support/guarded.h"
 #include "support/platform.h"
@@ -59,8 +58,8 @@ TEST(MemoryDuplicate, IsABlockOfItsOwnOrNull)
 }
 
 // Runs set on element 1 of an area that ends at an unmapped page, less gap bytes that must stay.
-template <class Element>
-void expect_exact_fill(void* (*set)(void*, uint32_t, uint32_t), uint32_t value)
+template <class Element, class Set>
+void expect_exact_fill(Set set, uint32_t value)
 {
     constexpr uint8_t untouched = 0xA5;
     for (const size_t gap : {0, 4, 8, 12})
@@ -82,41 +81,18 @@ TEST(MemorySet, StoresTheLowBitsInExactlyCountElements)
 {
     expect_exact_fill<uint8_t>(MemorySet_Byte, 0xFFFFFF12);
     expect_exact_fill<uint16_t>(MemorySet_Word, 0xFFFF1234);
-    EXPECT_EQ(MemorySet_Byte(nullptr, 1, 0), nullptr);
-}
-
-TEST(MemorySet, OfDoubleWordsGoesPastTheCachesByClassAndSet)
-{
-    const ZVCPUInfo saved = *_CPU();
-    const bool extended_mmx = test::runs_here(test::sse);
-    constexpr uint32_t mmx = ZV_CPU_MMX, sse = ZV_CPU_SSE;
-    // a class with what it has, and whether its fill goes past the caches
-    constexpr struct {
-        uint32_t code, features, extended;
-        bool past_caches;
-    } rows[] = {
-        {0, ~0u, ~0u, false},
-        {0x20000000, ~0u, ~0u, false},
-        {0x20006002, ~0u, ~0u, false},
-        {0x20007001, ~0u, ~0u, false},
-        {0x10006005, ~0u, ~0u, false},
-        {0x20007000, mmx | sse, 0, true},
-        {0x20008000, mmx | sse, 0, true},
-        {0x20008000, mmx, test::amd_mmx_ext, true},
-        {0x20008000, mmx, 0, false},
-        {0x20007000, 0, 0, false},
-    };
-    for (const auto& [code, features, extended, past_caches] : rows) {
-        _CPU()->classification = code;
-        _CPU()->features = features;
-        _CPU()->extended_features = extended;
-        EXPECT_EQ(select(zv::memory::fill_rows).kernel == zv::memory::fill_past_caches, past_caches) << code;
-        if (past_caches && !extended_mmx) continue;
-        expect_exact_fill<uint32_t>(MemorySet_DWord, 0x89ABCDEF);
+    expect_exact_fill<uint32_t>(MemorySet_DWord, 0x89ABCDEF);
+    for (const auto& row : test::running_here(zv::memory::fill_rows)) {
+        SCOPED_TRACE(row.name);
+        const auto fill = [&](void* to, uint32_t value, uint32_t count) {
+            row.kernel(to, value, count);
+            return to;
+        };
+        expect_exact_fill<uint32_t>(fill, 0x89ABCDEF);
         volatile long double one = 1; // not a number if the MMX state were left behind
         EXPECT_EQ(one + one, 2);
     }
-    *_CPU() = saved;
+    EXPECT_EQ(MemorySet_Byte(nullptr, 1, 0), nullptr);
 }
 
 #if defined(__linux__)
