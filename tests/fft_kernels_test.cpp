@@ -77,16 +77,4 @@ std::string name(const testing::TestParamInfo<Row>& info) { return info.param.na
 INSTANTIATE_TEST_SUITE_P(Float, FftKernel, vectors(fft::float_rows), name);
 INSTANTIATE_TEST_SUITE_P(Double, FftKernel, vectors(fft::double_rows), name);
 
-// The processor at hand, as it is: a spectrum through the exports runs, whatever its row is.
-TEST(FftKernels, ThisProcessorRunsItsRow)
-{
-    const char* const row = select(fft::float_rows).name;
-    RecordProperty("row", row);
-    Fft<float> single(1024, ZVWindowType_Hann);
-    Fft<double> twice(1024, ZVWindowType_Hann);
-    const Signal x = noise(1024);
-    single.compute(x.data(), 1024);
-    twice.compute(x.data(), 1024);
-    EXPECT_LT(error_db(single.bins(), twice.bins()), -130) << row;
-}
 } // namespace

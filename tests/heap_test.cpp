@@ -57,41 +57,6 @@ TEST_F(Heap, TheFirstBlockTakesAPoolOfOnePageAndLeavesTheRestFree)
     MemoryFree(p);
 }
 
-// Best fit: the smallest block that holds the need, the lower of equals, an exact fit in an older pool before
-// a larger block in a newer one.
-TEST_F(Heap, TakesTheBestFit)
-{
-    std::vector<void*> p;
-    for (const uint32_t bytes : {448, 64, 256, 64, 256, 64, 128, 64}) p.push_back(MemoryAlloc(bytes));
-    for (const int k : {0, 2, 4, 6}) MemoryFree(p[k]); // holes of 512, 320, 320 and 192 bytes
-    EXPECT_EQ(MemoryAlloc(256), p[2]);                 // exact, the lower of two
-    EXPECT_EQ(MemoryAlloc(192), p[4]);                 // 256 of 320: smallest that holds it; 64 remain
-    EXPECT_EQ(MemoryAlloc(0), static_cast<char*>(p[4]) + 256);
-    EXPECT_EQ(MemoryAlloc(100), p[6]);
-
-    void* large = MemoryAlloc(6000); // a newer pool with a large free block
-    ASSERT_NE(newest_pool()->first_block->next, nullptr);
-    EXPECT_EQ(MemoryAlloc(448), p[0]);
-    EXPECT_TRUE(heap_is_sound());
-
-    for (void* q : p) MemoryFree(q);
-    MemoryFree(static_cast<char*>(p[4]) + 256);
-    MemoryFree(large);
-}
-
-TEST_F(Heap, FragmentsThatAddUpDontServe)
-{
-    void* p[16];
-    for (void*& q : p) q = MemoryAlloc(64);
-    for (int k = 0; k < 16; k += 2) MemoryFree(p[k]);
-    const MemoryPool* pool = newest_pool();
-    const uint32_t request = pool->free_bytes - 200;
-    void* q = MemoryAlloc(request);
-    EXPECT_NE(newest_pool(), pool);
-    MemoryFree(q);
-    for (int k = 1; k < 16; k += 2) MemoryFree(p[k]);
-}
-
 TEST_F(Heap, AnyPointerIntoABlockFindsIt)
 {
     char* zero = static_cast<char*>(MemoryAlloc(0));
