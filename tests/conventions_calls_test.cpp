@@ -8,66 +8,41 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
+#include <tuple>
+#include <type_traits>
 #include <vector>
-#include <zovek/zovek.h>
+#include <zovek.hpp>
 
 namespace {
 using test::Family;
 
 // ---- Calls over a client's samples ----
 
-// A call over a client's samples, whatever the order of its arguments. Those that work in place or have no
-// output take the input for both. step counts as far as the call has one, decimation is 1.
+// A call over a client's samples, whatever the order of its arguments: what is const is the input, and what is
+// not the output, or both in a call without another sample pointer. step counts as far as the call has one,
+// decimation is 1.
 using Run = void (*)(void* self, void* out, void* in, int32_t length, int32_t step);
 
 template <auto Call>
 struct As;
-template <class R, class S, class Out, class In, R (*Call)(S*, Out*, const In*, int32_t, int32_t)>
+template <class R, class S, class... P, R (*Call)(S*, P...)>
 struct As<Call> {
-    static constexpr bool steps = true;
+    static constexpr bool steps = (std::is_integral_v<P> + ...) > 1;
     static void run(void* self, void* out, void* in, int32_t length, int32_t step)
     {
-        Call(static_cast<S*>(self), static_cast<Out*>(out), static_cast<In*>(in), length, step);
-    }
-};
-template <class S, class Out, class In, void (*Call)(S*, Out*, const In*, int32_t, int32_t, int32_t)>
-struct As<Call> {
-    static constexpr bool steps = true;
-    static void run(void* self, void* out, void* in, int32_t length, int32_t step)
-    {
-        Call(static_cast<S*>(self), static_cast<Out*>(out), static_cast<In*>(in), length, step, 1);
-    }
-};
-template <class S, class In, class Out, class Count, void (*Call)(S*, const In*, Out*, Count, Count)>
-struct As<Call> {
-    static constexpr bool steps = true;
-    static void run(void* self, void* out, void* in, int32_t length, int32_t step)
-    {
-        Call(static_cast<S*>(self), static_cast<In*>(in), static_cast<Out*>(out), Count(length), Count(step));
-    }
-};
-template <class R, class S, class Sample, class Count, R (*Call)(S*, Sample*, Count, Count)>
-struct As<Call> {
-    static constexpr bool steps = true;
-    static void run(void* self, void*, void* in, int32_t length, int32_t step)
-    {
-        Call(static_cast<S*>(self), static_cast<Sample*>(in), Count(length), Count(step));
-    }
-};
-template <class S, class Sample, S* (*Call)(S*, Sample*, Sample*, int32_t)>
-struct As<Call> {
-    static constexpr bool steps = false;
-    static void run(void* self, void* out, void* in, int32_t length, int32_t)
-    {
-        Call(static_cast<S*>(self), static_cast<Sample*>(in), static_cast<Sample*>(out), length);
-    }
-};
-template <class S, class Sample, void (*Call)(S*, Sample*, int32_t)>
-struct As<Call> {
-    static constexpr bool steps = false;
-    static void run(void* self, void*, void* in, int32_t length, int32_t)
-    {
-        Call(static_cast<S*>(self), static_cast<Sample*>(in), length);
+        constexpr bool reads = (std::is_const_v<std::remove_pointer_t<P>> || ...);
+        void* const written[] = {reads ? out : in, out};
+        const int32_t numbers[] = {length, step, 1};
+        auto pointer = std::begin(written);
+        auto number = std::begin(numbers);
+        const auto next = [&]<class T>(std::type_identity<T>) {
+            if constexpr (std::is_integral_v<T>)
+                return T(*number++);
+            else
+                return static_cast<T>(std::is_const_v<std::remove_pointer_t<T>> ? in : *pointer++);
+        };
+        const std::tuple<P...> arguments{next(std::type_identity<P>())...}; // in their order
+        std::apply([&](P... p) { Call(static_cast<S*>(self), p...); }, arguments);
     }
 };
 
@@ -135,13 +110,8 @@ const std::vector<Stream> streams = {
            ZVResampler32_Setup(self, 4, 3, 0, 32)),
     STREAM(ZVResampler32_Construct, ZVResampler32_Destruct, ZVResampler32_ProcessIn_32_32, over_input,
            ZVResampler32_Setup(self, 4, 4, 0, 32)),
-    {"ZVResampler32_ProcessOut_16_16", FAMILY(ZVResampler32_Construct, ZVResampler32_Destruct),
-     [] { return made<ZVResampler32_Construct>([](auto* self) { ZVResampler32_Setup(self, 4, 3, 0, 32); }); },
-     [](void* self, void* out, void* in, int32_t outputs, int32_t step) {
-         ZVResampler32_ProcessOut_16_16(static_cast<ZVResampler32*>(self), static_cast<int16_t*>(out),
-                                        static_cast<int16_t*>(in), uint32_t(outputs), step);
-     },
-     true, elsewhere},
+    STREAM(ZVResampler32_Construct, ZVResampler32_Destruct, ZVResampler32_ProcessOut_16_16, elsewhere,
+           ZVResampler32_Setup(self, 4, 3, 0, 32)),
 };
 
 // An object and its twin, which gets the same but for what is tried.
@@ -293,13 +263,12 @@ TEST(OwnInputs, ABlockOfNothingTakesNothing)
 {
     const std::vector<int16_t> x = test::noise(100);
     std::vector<int16_t> out(100, 7);
-    ZVFSKCorrDemod* const fsk = ZVFSKCorrDemod16_Construct(nullptr);
-    ZVToneDetectorCorr* const tone = ZVToneDetectorCorr16_Construct(nullptr);
+    const zovek::FSKCorrDemod fsk(ZVFSKCorrDemod16_Construct);
+    const zovek::ToneDetectorCorr tone(ZVToneDetectorCorr16_Construct);
     ZVFSKCorrDemod_BufferSize(fsk, 0), ZVToneDetectorCorr_BufferSize(tone, 0);
     ZVFSKCorrDemod16_Process_16_16(fsk, x.data(), out.data(), 100, 1);
     ZVToneDetectorCorr16_Process_16_16(tone, x.data(), out.data(), 100, 1);
     EXPECT_EQ(out, std::vector<int16_t>(100, 7));
-    ZVFSKCorrDemod_Destruct(fsk, 1), ZVToneDetectorCorr_Destruct(tone, 1);
 }
 
 // ---- Code pointers ----
@@ -309,7 +278,7 @@ TEST(OwnInputs, ABlockOfNothingTakesNothing)
 struct Counted {
     static inline int rebuilt, loaded, ran;
     static inline ZVFIR own;
-    explicit Counted(ZVFIR* fir)
+    static void on(ZVFIR* fir)
     {
         own = *fir;
         rebuilt = loaded = ran = 0;
@@ -329,8 +298,8 @@ TEST(CodePointers, OfAFilterAreGoneThrough)
         low_pass(fir), ZVFIR_TapsNum(fir, 63), ZVFIR_BufferSize(fir, 1000), ZVFIR_CutOffHigh(fir, 900);
     };
     for (const auto construct : {ZVFIR1616_Construct, ZVFIR1632_Construct, ZVFIR3232_Construct}) {
-        ZVFIR *const fir = construct(nullptr), *const twin = construct(nullptr);
-        const Counted counted(fir);
+        const zovek::FIR fir(construct), twin(construct);
+        Counted::on(fir);
         settings(fir), settings(twin);
         EXPECT_EQ(Counted::calls(), (std::vector{2, 3, 0}));
         const auto run = [&](ZVFIR* f) {
@@ -345,40 +314,29 @@ TEST(CodePointers, OfAFilterAreGoneThrough)
         };
         EXPECT_EQ(run(fir), run(twin));
         EXPECT_EQ(Counted::ran, 3);
-        for (ZVFIR* f : {fir, twin}) ZVFIR_Destruct(f, 1);
     }
     // The filters inside other objects.
-    ZVPitchShift* const shift = ZVPitchShift1616_Construct(nullptr);
-    ZVFSKDelayDemod* const fsk = ZVFSKDelayDemod16_Construct(nullptr);
-    ZVToneDetectorCorr* const tone = ZVToneDetectorCorr16_Construct(nullptr);
-    ZVDemodulator* const radio = ZVDemodulator16_Construct(nullptr);
-    {
-        const Counted counted(&shift->filter);
-    }
+    const zovek::PitchShift shift(ZVPitchShift1616_Construct);
+    const zovek::FSKDelayDemod fsk(ZVFSKDelayDemod16_Construct);
+    const zovek::ToneDetectorCorr tone(ZVToneDetectorCorr16_Construct);
+    const zovek::Demodulator radio(ZVDemodulator16_Construct);
+    Counted::on(&shift->filter);
     ZVPitchShift1616_Process_16_16(shift, out.data(), x.data(), 3000, 1);
     ZVPitchShift1616_TapsNum(shift, 31);
     EXPECT_EQ(Counted::calls(), (std::vector{1, 1, 3}));
-    {
-        const Counted counted(fsk->post_filter);
-    }
+    Counted::on(fsk->post_filter);
     ZVFSKDelayDemod16_Process(fsk, out.data(), x.data(), 3000, 1);
     ZVFSKDelayDemod16_BufferSize(fsk, 100);
     EXPECT_EQ(Counted::calls(), (std::vector{1, 0, 3}));
-    {
-        const Counted counted(tone->filter);
-    }
+    Counted::on(tone->filter);
     ZVToneDetectorCorr16_Process_16_16(tone, x.data(), out.data(), 3000, 1);
     ZVToneDetectorCorr_ToneFrequency(tone, 1000);
     EXPECT_EQ(Counted::calls(), (std::vector{0, 1, 6}));
-    {
-        const Counted counted(radio->isb_filter);
-    }
+    Counted::on(radio->isb_filter);
     ZVDemodulator_Mode(radio, ZVDemodMode_ISB);
     ZVDemodulator16_Process_StereoOut_16_16(radio, x.data(), out.data(), 1024, 1);
     ZVDemodulator_ISBFilterLength(radio, 63);
     EXPECT_EQ(Counted::calls(), (std::vector{1, 1, 1}));
-    ZVPitchShift_Destruct(shift, 1), ZVFSKDelayDemod_Destruct(fsk, 1);
-    ZVToneDetectorCorr_Destruct(tone, 1), ZVDemodulator_Destruct(radio, 1);
 }
 
 // The same for the other families that have such pointers: how often a setter or a stream goes through one.
@@ -395,15 +353,15 @@ int calls_through(Self* self, void (*Self::*)(Self*, P...), auto work)
     return calls;
 }
 #define CALLS(object, record, field, work)                                                                   \
-    calls_through<&record::field>(object, &record::field, [&]([[maybe_unused]] record* self) { work; })
+    calls_through<&record::field>(&*object, &record::field, [&]([[maybe_unused]] record* self) { work; })
 
 TEST(CodePointers, OfOtherObjectsAreGoneThrough)
 {
     std::vector<int16_t> x = test::noise(3000), out(6000);
-    ZVDelayLine* const line = ZVDelayLine16_Construct(nullptr);
-    ZVLMS1616* const lms = ZVLMS1616_Construct(nullptr);
-    ZVFSKCorrDemod* const fsk = ZVFSKCorrDemod16_Construct(nullptr);
-    ZVToneDetectorCorr* const tone = ZVToneDetectorCorr16_Construct(nullptr);
+    const zovek::DelayLine line(ZVDelayLine16_Construct);
+    const zovek::LMS lms(ZVLMS1616_Construct);
+    const zovek::FSKCorrDemod fsk(ZVFSKCorrDemod16_Construct);
+    const zovek::ToneDetectorCorr tone(ZVToneDetectorCorr16_Construct);
     EXPECT_EQ(
         CALLS(line, ZVDelayLine, rebuild, ZVDelayLine_Delay(self, 7); ZVDelayLine_BufferSize(self, 3000)), 2);
     EXPECT_EQ(CALLS(lms, ZVLMS1616, rebuild, ZVLMS_TapsNum(self, 64); ZVLMS_DelaySize(self, 9)), 2);
@@ -417,7 +375,5 @@ TEST(CodePointers, OfOtherObjectsAreGoneThrough)
     EXPECT_EQ(CALLS(tone, ZVToneDetectorCorr, kernel,
                     ZVToneDetectorCorr16_Process_16_16(self, x.data(), out.data(), 3000, 1)),
               3);
-    ZVDelayLine_Destruct(line, 1), ZVLMS_Destruct(lms, 1);
-    ZVFSKCorrDemod_Destruct(fsk, 1), ZVToneDetectorCorr_Destruct(tone, 1);
 }
 } // namespace

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
-#include <zovek/string_list.h>
+#include <zovek.hpp>
 
 namespace {
 using Entries = std::vector<std::string>;
@@ -19,6 +19,13 @@ protected:
     void add(const Entries& texts)
     {
         for (const auto& text : texts) ASSERT_EQ(ZVStringList_Add_String(&list, text.c_str()), &list);
+    }
+    Pointers sorted(Pointers texts) const
+    {
+        std::stable_sort(texts.begin(), texts.end(), [&](const char* a, const char* b) {
+            return list.sorting == 1 ? std::strcmp(a, b) < 0 : std::strcmp(a, b) > 0;
+        });
+        return texts;
     }
     ZVStringList list;
 };
@@ -100,10 +107,7 @@ TEST_F(StringList, EqualsAStablySortedVectorThroughRandomWorkAndRefusals)
         }
         if (step >= 260 && step < 395 && inside) model.erase(model.begin() + at);
         if (step == 399) model.clear();
-        if (list.sorting != 0)
-            std::stable_sort(model.begin(), model.end(), [&](const char* a, const char* b) {
-                return list.sorting == 1 ? std::strcmp(a, b) < 0 : std::strcmp(a, b) > 0;
-            });
+        if (list.sorting != 0) model = sorted(model);
         ASSERT_EQ(pointers(), model) << n;
     }
     EXPECT_GT(refusals, 20); // how many varies with the addresses that pools get
@@ -113,12 +117,6 @@ TEST_F(StringList, EqualsAStablySortedVectorThroughRandomWorkAndRefusals)
 // anew.
 TEST_F(StringList, IsSortedAnewAfterWhatTheClientWroteItself)
 {
-    const auto sorted_by = [&](Pointers model) {
-        std::stable_sort(model.begin(), model.end(), [&](const char* a, const char* b) {
-            return list.sorting == 1 ? std::strcmp(a, b) < 0 : std::strcmp(a, b) > 0;
-        });
-        return model;
-    };
     std::mt19937 random(9);
     for (const int count : {1, 2, 3, 100, 1000, 4000}) {
         ZVStringList_Clear(&list);
@@ -148,7 +146,7 @@ TEST_F(StringList, IsSortedAnewAfterWhatTheClientWroteItself)
             ASSERT_NE(fresh, now.end());
             if (round % 2) model.push_back(nullptr);
             model[round % 2 ? held.size() : at] = *fresh;
-            ASSERT_EQ(pointers(), sorted_by(model)) << count << ", round " << round;
+            ASSERT_EQ(pointers(), sorted(model)) << count << ", round " << round;
         }
     }
     // A long list that has never been sorted, and a text that is replaced in one.
@@ -169,26 +167,24 @@ TEST_F(StringList, IsSortedAnewAfterWhatTheClientWroteItself)
 
 TEST_F(StringList, ASetKeepsTheArrayAndFromAnEmptyListNeedsNoMemory)
 {
-    ZVStringList few;
-    ZVStringList_Construct(&few);
+    const zovek::StringList few(ZVStringList_Construct);
     for (int n = 0; n < 380; ++n) add({"text"});
     char** const items = list.items;
     for (const char* text : {"b", "a", "c"}) {
-        ZVStringList_Add_String(&few, text);
+        ZVStringList_Add_String(few, text);
         list.sorting = 2;
-        EXPECT_EQ(ZVStringList_Set_ZVStringList(&list, &few), &list);
-        EXPECT_EQ(list.count, few.count);
+        EXPECT_EQ(ZVStringList_Set_ZVStringList(&list, few), &list);
+        EXPECT_EQ(list.count, few->count);
         EXPECT_EQ(list.items, items) << text;
     }
     EXPECT_EQ(entries(), (Entries{"c", "b", "a"}));
-    ZVStringList_Clear(&few);
+    ZVStringList_Clear(few);
     {
         const test::Refusing refusing;
-        ZVStringList_Set_ZVStringList(&list, &few);
+        ZVStringList_Set_ZVStringList(&list, few);
     }
     EXPECT_EQ(list.count, 0);
     EXPECT_EQ(list.items, items);
-    ZVStringList_Destruct(&few, 0);
 }
 
 TEST_F(StringList, TakesOverAnotherListInItsOwnOrderOrNotAtAll)
@@ -196,21 +192,17 @@ TEST_F(StringList, TakesOverAnotherListInItsOwnOrderOrNotAtAll)
     Entries texts(300);
     for (auto& text : texts) text = std::to_string(&text - texts.data());
     add(texts);
-    ZVStringList copy;
-    ZVStringList_Sorting(ZVStringList_Construct(&copy), 2);
-    ZVStringList_Add_String(&copy, "kept");
-    for (int granted = 0; copy.count != 300; ++granted) {
-        ASSERT_TRUE(granted < 100 && copy.count == 1 && copy.items[0] == std::string("kept"));
+    const zovek::StringList copy(ZVStringList_Construct);
+    ZVStringList_Sorting(copy, 2);
+    ZVStringList_Add_String(copy, "kept");
+    for (int granted = 0; copy->count != 300; ++granted) {
+        ASSERT_TRUE(granted < 100 && copy->count == 1 && copy->items[0] == std::string("kept"));
         const test::Refusing refusing(granted);
-        EXPECT_EQ(ZVStringList_Set_ZVStringList(&copy, &list), &copy);
+        EXPECT_EQ(ZVStringList_Set_ZVStringList(copy, &list), copy);
     }
     std::sort(texts.rbegin(), texts.rend());
-    ZVStringList_Set_ZVStringList(&copy, &copy);
-    EXPECT_EQ(Entries(copy.items, copy.items + copy.count), texts);
-    EXPECT_EQ(copy.sorting, 2);
-    ZVStringList_Clear(&list);
-    ZVStringList_Set_ZVStringList(&copy, &list);
-    EXPECT_EQ(copy.count, 0);
-    ZVStringList_Destruct(&copy, 0);
+    ZVStringList_Set_ZVStringList(copy, copy);
+    EXPECT_EQ(Entries(copy->items, copy->items + copy->count), texts);
+    EXPECT_EQ(copy->sorting, 2);
 }
 } // namespace

@@ -25,7 +25,6 @@ inline real exp_float(float x) { return exp_double(x); }
 
 // log10(x) = log10(2) log2(x)
 inline real log10(real x) { return std::log2(x) * (std::numbers::ln2_v<real> / std::numbers::ln10_v<real>); }
-inline int32_t log10_rounded(real x) { return plain<int32_t>(log10(x)); }
 
 // sqrt(i^2 + q^2), no saturation: above 32767 comes -32768
 inline int16_t magnitude(int16_t i, int16_t q)
