@@ -6,7 +6,7 @@ import subprocess
 import tempfile
 import unittest
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
+from support.built import ROOT
 
 
 def layouts():

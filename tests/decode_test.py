@@ -1,72 +1,52 @@
 #!/usr/bin/python3
 """zovek decode: packets made here, bit by bit, and recordings of others with their known frames."""
 import json
-import os
-import pathlib
 import subprocess
-import sys
-import tempfile
 import unittest
 
 import numpy as np
-import soundfile
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
-sys.path.insert(0, str(ROOT / "scripts"))
-import modem  # noqa: E402
-import tones  # noqa: E402
-
-DATA = pathlib.Path(os.environ.get("ZOVEK_DATA", ROOT.parent / "shared/data"))
+from support.built import CLIENT, DATA, ROOT, InFolder, decode, needs_data
+import modem
+import tones
 
 
-def decode(*arguments, status=0):
-    run = subprocess.run([BUILD / "zovek", "decode", *map(str, arguments)], capture_output=True, text=True)
-    assert run.returncode == status, (run.returncode, run.stderr)
-    return run.stdout.splitlines(), run.stderr
+class Samples(unittest.TestCase):
+    def test_each_gives_its_text(self):
+        for name, *options in (("packet",), ("packet_hf", "--hf"), ("dtmf",), ("zvei",), ("selcal",), ("ctcss",), ("same",),
+                               ("navtex",), ("pocsag",), ("rtty",), ("ascii", "--bits", 7)):
+            lines, _ = decode(ROOT / f"samples/{name}.flac", "--mode", name.split("_")[0], *options)
+            self.assertEqual(lines, (ROOT / f"samples/{name}.txt").read_text().splitlines(), name)
 
 
-class Packets(unittest.TestCase):
-    ONE = "QAB1CD-7>QTEST,QRELAY-1*,QWIDE2-2:Hello \xb5, {}"
+class WrongUsage(InFolder):
+    def test_is_told_from_what_the_audio_cannot_hold(self):
+        path = self.written(np.zeros(100), 8000)
+        for status, wrong in (
+                (2, ""), (2, "--mode nosuch"), (2, "--mode packet -M fm"), (2, "--mode packet --effort 0"), (2, "--mode packet --if x"),
+                (2, "--mode packet -r 8000"), (2, "--mode tones"), (2, "--mode tones --freq -1"), (2, "--mode tones --freq 1k --every 0"),
+                (2, "--mode zvei --set nosuch"), (2, "--mode dtmf --pause -1"), (2, "--mode ascii --tones x"), (2, "--mode ascii --bits 6"),
+                (2, "--mode ascii --parity mark"), (2, "--mode ascii --baud 1200"), (2, "--mode rtty --stop 3"), (2, "--mode rtty --baud 0"),
+                (2, "--mode rtty --mark 1000 --space 1000"), (2, "--mode rtty --centre 1000 --mark 900"),
+                (1, "--mode tones --freq 30k"), (1, "--mode tones --freq 1k --width 20000"), (1, "--mode rtty --mark 3990"),
+                (1, "--mode ascii --mark 10 --space 400")):
+            with self.subTest(wrong=wrong):
+                self.assertEqual(decode(path, *wrong.split(), status=status)[0], [])
+
+
+class Packets(InFolder):
     TWO = "Q9Z>QTEST-3:second" + bytes(range(32, 127)).decode()
 
-    def recording(self, rate, *monitors, baud=1200, tones=(1200, 2200), crc=None):
-        levels = [modem.nrzi(modem.hdlc(modem.ax25(monitor + "\r"), crc=crc)) for monitor in monitors]
-        audio = modem.overs([0.3 * modem.fsk(bits, baud, *tones, rate) for bits in levels], rate, 0.5)
-        audio += modem.noise(len(audio), 3, rate, 1e-3)
-        path = pathlib.Path(self.folder.name, f"made{rate}.wav")
-        soundfile.write(path, audio, rate)
-        return path
-
     def hear(self, audio, rate, *options):
-        path = pathlib.Path(self.folder.name, "heard.wav")
-        soundfile.write(path, audio, rate)
-        return decode(path, "--mode", "packet", *options)[0]
-
-    def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-
-    def test_made_frames_at_many_rates(self):
-        wanted = [self.ONE.replace("\xb5", "<0xb5>"), self.TWO]
-        for rate in (8000, 44100):
-            lines, _ = decode(self.recording(rate, self.ONE, self.TWO), "--mode", "packet")
-            self.assertEqual(lines, wanted, rate)
-        lines, _ = decode(self.recording(12000, self.ONE, baud=300, tones=(1600, 1800)), "--mode", "packet", "--hf")
-        self.assertEqual(lines, wanted[:1])
-
-    def test_samples(self):
-        for name, *options in (("packet",), ("packet_hf", "--hf")):
-            lines, _ = decode(ROOT / f"samples/{name}.flac", "--mode", "packet", *options)
-            self.assertEqual(lines, (ROOT / f"samples/{name}.txt").read_text().splitlines())
+        return decode(self.written(audio, rate), "--mode", "packet", *options)[0]
 
     def test_stations_off_the_rules(self):
-        for baud, offset, level in ((1166, 0, 1), (1218, 90, 0.3), (1200, -90, 0.001)):
-            bits = modem.nrzi(modem.hdlc(modem.ax25(self.TWO)))
-            audio = modem.overs([modem.fsk(bits, baud, 1200 + offset, 2200 + offset, 24000)], 24000)
-            audio = level * np.clip(audio + modem.noise(len(audio), 1, 24000, 0.01), -1, 1)
-            with self.subTest(baud=baud, offset=offset, level=level):
-                self.assertEqual(self.hear(audio, 24000), [self.TWO])
+        for rate, baud, tones_, level, *hf in ((24000, 1166, (1200, 2200), 1), (44100, 1218, (1290, 2290), 0.3),
+                                               (8000, 1200, (1110, 2110), 0.001), (12000, 300, (1600, 1800), 0.3, "--hf")):
+            audio = modem.overs([modem.fsk(modem.nrzi(modem.hdlc(modem.ax25(self.TWO))), baud, *tones_, rate)], rate)
+            audio = level * np.clip(audio + modem.noise(len(audio), 1, rate, 0.01), -1, 1)
+            with self.subTest(rate=rate, baud=baud):
+                self.assertEqual(self.hear(audio, rate, *hf), [self.TWO])
 
     def test_noise_gives_nothing_and_repair_gives_more(self):
         sent = [f"QA1AA>BEACON:number {n} of a row of frames in noise" for n in range(12)]
@@ -98,22 +78,11 @@ class Packets(unittest.TestCase):
     def test_a_station_of_an_iq_recording(self):
         audio = modem.overs([modem.packet(self.TWO, 48000)], 48000, 0.5)
         band = 0.3 * np.exp(2j * np.pi * np.cumsum(-9000 + 3000 * audio) / 48000)
-        path = pathlib.Path(self.folder.name, "band.wav")
-        soundfile.write(path, np.column_stack((band.real, band.imag)), 48000)
+        path = self.written(np.column_stack((band.real, band.imag)), 48000)
         (line,), _ = decode(path, "--iq", "--if", "-9k", "--mode", "packet", "--json")
         self.assertEqual(json.loads(line)["text"], self.TWO)
         self.assertAlmostEqual(json.loads(line)["sample"], (0.5 + 40 * 8 / 1200) * 48000, delta=480)
         self.assertEqual(decode(path, "--swap-iq", "--if", "-9k", "--mode", "packet")[0], [])
-
-    def test_messages_come_while_the_stream_goes_on(self):
-        audio = modem.overs([0.3 * modem.packet(self.TWO, 12000)], 12000, 0.5)
-        with subprocess.Popen([BUILD / "zovek", "decode", "-t", "raw", "-r", "12000", "--mode", "packet"],
-                              stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as client:
-            client.stdin.write(np.round(audio * 32767).astype("<i2").tobytes())
-            client.stdin.flush()
-            self.assertEqual(client.stdout.readline().decode().rstrip(), self.TWO)
-            client.stdin.close()
-            self.assertEqual(client.stdout.read(), b"")
 
     def test_json_tells_fields_and_the_raw_frame(self):
         frame = modem.ax25("QA1AA>QB2BB:caf\xe9 \x1c\t\r", control=0x13)
@@ -129,14 +98,15 @@ class Packets(unittest.TestCase):
         self.assertEqual({name: got[name] for name in wanted}, wanted)
 
     def test_a_damaged_frame_or_file_costs_itself_alone(self):
-        good = self.recording(22050, self.TWO)
-        broken = self.recording(44100, self.ONE, crc=0x1234)
-        rubbish = pathlib.Path(self.folder.name, "rubbish.wav")
+        levels = (modem.nrzi(modem.hdlc(modem.ax25(self.TWO), crc=crc)) for crc in (None, 0x1234))
+        good, broken = (self.written(modem.overs([0.3 * modem.fsk(sent, 1200, 1200, 2200, 22050)], 22050), 22050, name)
+                        for sent, name in zip(levels, ("good.wav", "broken.wav")))
+        rubbish = self.folder / "rubbish.wav"
         rubbish.write_bytes(b"no audio at all")
         lines, talk = decode(rubbish, broken, good, "--mode", "packet", status=1)
         self.assertEqual(len(lines), 1)
         self.assertIn("rubbish.wav", talk)
-        cut = pathlib.Path(self.folder.name, "cut.flac")
+        cut = self.folder / "cut.flac"
         cut.write_bytes((ROOT / "samples/packet.flac").read_bytes()[:30000])
         lines, talk = decode(cut, good, "--mode", "packet")
         first, *_ = (ROOT / "samples/packet.txt").read_text().splitlines()
@@ -146,21 +116,17 @@ class Packets(unittest.TestCase):
         self.assertEqual((len(lines), talk.count("rtty: a tone of 2125 Hz")), (4, 1))
         self.assertNotIn("truncated", talk)
         for rate, trouble in ((2**31 - 1, "damage"), (100, "not in audio of 100 Hz")):
-            wrong_rate = pathlib.Path(self.folder.name, "rate.wav")
+            wrong_rate = self.folder / "rate.wav"
             header = bytearray(good.read_bytes())
             header[24:28] = rate.to_bytes(4, "little")
             wrong_rate.write_bytes(header)
             lines, talk = decode(wrong_rate, good, "--mode", "packet", status=1)
             self.assertEqual((len(lines), talk.count(trouble)), (1, 1), rate)
         with open("/dev/full", "w") as full:
-            run = subprocess.run([BUILD / "zovek", "decode", good, good, "--mode", "packet"], stdout=full, stderr=subprocess.PIPE)
+            run = subprocess.run([CLIENT, "decode", good, good, "--mode", "packet"], stdout=full, stderr=subprocess.PIPE)
         self.assertEqual((run.returncode, run.stderr.count(b"No space left")), (1, 1))
-        for wrong in (["--mode", "nosuch"], [], ["--mode", "packet", "-M", "fm"], ["--mode", "packet", "--effort", 0],
-                      ["--mode", "packet", "--if", "x"], ["--mode", "packet", "-r", "8000"]):
-            decode(good, *wrong, status=2)
 
     def test_rates_that_are_too_low_for_a_mode(self):
-        path = pathlib.Path(self.folder.name, "low.wav")
         for rate, fit, mode, tone in ((4000, 5000, "packet", "2200"), (3600, 4000, "packet --hf", "1800"), (3300, 3700, "dtmf", "1633"),
                                       (5500, 6000, "zvei", "2800"), (5000, 5300, "zvei --set CCIR", "2400"), (3000, 3300, "selcal", "1479.1"),
                                       (500, 560, "ctcss", "254.1"), (4200, 4500, "same", "2083.33333"), (2100, 2400, "navtex", "1085"),
@@ -169,16 +135,14 @@ class Packets(unittest.TestCase):
                                       (1800, 2200, "tones --freq 1k", "1000")):
             with self.subTest(mode):
                 what = f"{mode.split()[0]}: {tone if 'Bd' in tone else f'a tone of {tone} Hz'}"
-                soundfile.write(path, np.zeros(rate), rate)
-                _, talk = decode(path, "--mode", *mode.split(), status=1)
+                _, talk = decode(self.written(np.zeros(rate), rate), "--mode", *mode.split(), status=1)
                 self.assertEqual((talk.count("\n"), what.replace("a tone of 1000", "1000") in talk), (1, True), talk)
-                soundfile.write(path, np.zeros(fit), fit)
-                self.assertIn("0 messages" if "tones --f" not in mode else "10 messages", decode(path, "--mode", *mode.split())[1])
-        soundfile.write(path, np.zeros(3000), 3000)
-        _, talk = decode(path, "--mode", "packet,dtmf,navtex", status=1)
+                _, talk = decode(self.written(np.zeros(fit), fit), "--mode", *mode.split())
+                self.assertIn("0 messages" if "tones --f" not in mode else "10 messages", talk)
+        _, talk = decode(self.written(np.zeros(3000), 3000), "--mode", "packet,dtmf,navtex", status=1)
         self.assertEqual((talk.count("packet: "), talk.count("dtmf: "), talk.count("navtex: ")), (1, 1, 0))
 
-    @unittest.skipUnless(DATA.exists() or os.environ.get("CI"), f"no recordings at {DATA}")
+    @needs_data
     def test_recordings_of_others(self):
         right = 0
         for name, *options in (("s01_awgn_22050",), ("s02_fm_disc_22050",), ("s03_fm_flat_de_44100",),
@@ -195,24 +159,13 @@ class Packets(unittest.TestCase):
             self.assertEqual(len(lines), 1, name)
 
 
-class Tones(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-
+class Tones(InFolder):
     def hear(self, audio, rate, mode, *options, snr=None, level=0.03):
         """The lines of audio with silence around it and noise snr dB below it in 3 kHz."""
         audio = modem.overs([audio], rate, 0.7)
         if snr is not None:
             audio = audio + modem.noise(len(audio), rate, rate, 10 ** (-snr / 10))
-        path = pathlib.Path(self.folder.name, "heard.wav")
-        soundfile.write(path, level * audio, rate)
-        return decode(path, "--mode", mode, *options)[0]
-
-    def test_samples(self):
-        for name in ("dtmf", "zvei", "selcal", "ctcss"):
-            lines, _ = decode(ROOT / f"samples/{name}.flac", "--mode", name)
-            self.assertEqual(lines, (ROOT / f"samples/{name}.txt").read_text().splitlines())
+        return decode(self.written(level * audio, rate), "--mode", mode, *options)[0]
 
     def test_keys_long_and_short_weak_and_off_tune(self):
         keys = tones.KEYS
@@ -314,9 +267,7 @@ class Tones(unittest.TestCase):
     def test_levels(self):
         rate = 44100
         audio = np.concatenate([tones.silence(0.3, rate), 0.5 * tones.sine(1000, 1, rate) + 0.1 * tones.sine(1750, 1, rate)])
-        path = pathlib.Path(self.folder.name, "levels.wav")
-        soundfile.write(path, audio, rate)
-        tell = [path, "--mode", "tones", "--freq", "1k,1750,3000"]
+        tell = [self.written(audio, rate), "--mode", "tones", "--freq", "1k,1750,3000"]
         lines = [[float(value) for value in line.split(",")] for line in decode(*tell)[0]]
         self.assertEqual([row[0] for row in lines], [round(k / 10, 1) for k in range(13)])
         self.assertLess(max(max(row[1:]) for row in lines[:3]), -90)
@@ -329,10 +280,6 @@ class Tones(unittest.TestCase):
         last = {row["frequency"]: row["level"] for row in json.loads(narrow[-1])["levels"]}
         self.assertAlmostEqual(last[1000], -6, delta=0.7)
         self.assertLess(last[3000], -45)
-        for status, wrong in ((2, ["--mode", "tones"]), (2, ["--mode", "tones", "--freq", "-1"]), (2, [*tell[1:], "--every", 0]),
-                              (1, ["--mode", "tones", "--freq", "30k"]), (1, [*tell[1:], "--width", 20000]),
-                              (2, ["--mode", "zvei", "--set", "nosuch"]), (2, ["--mode", "dtmf", "--pause", -1])):
-            decode(path, *wrong, status=status)
 
 
 if __name__ == "__main__":

@@ -6,7 +6,6 @@ import pathlib
 import re
 import shutil
 import subprocess
-import sys
 import tempfile
 import unittest
 
@@ -14,15 +13,12 @@ import numpy as np
 import soundfile
 from scipy import signal
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
-BITS = os.environ.get("ZOVEK_BITS", "64")
-CC = os.environ.get("ZOVEK_CC", "cc")
+from support.built import BITS, BUILD, CC, ROOT
+import sdr
+
 CLIENT = os.environ.get("ZOVEK_CLIENT") != "OFF"
 SANITIZE = os.environ.get("ZOVEK_SANITIZE")
 FLAGS = [f"-m{BITS}", "-std=c99", "-Wall", "-Wextra", "-Werror"] + ([f"-fsanitize={SANITIZE}"] if SANITIZE else [])
-sys.path.insert(0, str(ROOT / "scripts"))
-import sdr  # noqa: E402
 
 
 def sent(*names):

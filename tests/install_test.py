@@ -9,13 +9,10 @@ import pathlib
 import re
 import shutil
 import subprocess
-import tempfile
 import unittest
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
-BITS = os.environ.get("ZOVEK_BITS", "64")
-CC = os.environ.get("ZOVEK_CC", "cc")
+from support.built import BITS, BUILD, CC, ROOT, InFolder
+
 PROGRAM = """#include <stdio.h>
 #include <zovek/zovek.h>
 int main(void)
@@ -45,10 +42,7 @@ def run(*command, **environment):
 
 
 @unittest.skipIf(os.environ.get("ZOVEK_SANITIZE"), "nobody installs what sanitizers were built into")
-class Install(unittest.TestCase):
-    def setUp(self):
-        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory())).resolve()
-
+class Install(InFolder):
     def installed(self, *options, root=""):
         """Configured with these options and installed below a root; what the installation said."""
         build = self.folder / "build"

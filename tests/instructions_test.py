@@ -9,10 +9,11 @@ import subprocess
 import tempfile
 import unittest
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
+from support import built
+from support.built import BUILD, output
+
 CLIENT = BUILD / "tools"
-BITS = int(os.environ.get("ZOVEK_BITS", "64"))
+BITS = int(built.BITS)
 
 # ---- Which function may use which set. The first row that is found in "file function" counts; file is empty for
 # functions that other files see. ----
@@ -132,10 +133,6 @@ def functions(library):
             code, text = line.split("\t")[1:]
             body.append((code.split(), re.sub(r" *[#<].*", "", text)))
     yield name, body
-
-
-def output(*command):
-    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
 
 
 def faults(library, bits):

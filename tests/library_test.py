@@ -9,16 +9,10 @@ import subprocess
 import tempfile
 import unittest
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
-BITS = os.environ.get("ZOVEK_BITS", "64")
-CC = os.environ.get("ZOVEK_CC", "cc")
+from support.built import BITS, BUILD, CC, ROOT, output
+
 LIBRARY = BUILD / "libzovek.so.1"
 HEADERS = sorted((ROOT / "include/zovek").glob("*.h"))
-
-
-def output(*command):
-    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
 
 
 def exported():

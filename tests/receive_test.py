@@ -2,22 +2,16 @@
 """zovek receive on I/Q recordings, over gaps and at any audio rate, measured: what comes out, where, and what
 shouldn't."""
 import json
-import os
-import pathlib
 import subprocess
-import sys
-import tempfile
 import unittest
 
 import numpy as np
 import soundfile
 from scipy import signal
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(ROOT / "scripts"))
-import sdr  # noqa: E402
+from support.built import CLIENT, ROOT, InFolder
+import sdr
 
-BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
 RATE = 90000  # Hz, of the I/Q recordings: what leaks through a receiver at the image comes out elsewhere
 AUDIO = 12000  # Hz
 
@@ -33,7 +27,7 @@ def packed(band, kind="cs16"):
 
 def receive(data, *arguments):
     """Left channel, summary."""
-    run = subprocess.run([BUILD / "zovek", "receive", *map(str, arguments), "--output-type", "raw", "--json"], input=data,
+    run = subprocess.run([CLIENT, "receive", *map(str, arguments), "--output-type", "raw", "--json"], input=data,
                          capture_output=True)
     assert run.returncode == 0, run.stderr
     return np.frombuffer(run.stdout, "<i2")[::2].astype(float), json.loads(run.stderr)
@@ -58,7 +52,7 @@ def usb(hz):
     return "-M", "usb", "-f", hz - 1000, "--gain", 2, "-t", "cs16", "-r", RATE  # hz becomes 1000 Hz
 
 
-class IQ(unittest.TestCase):
+class IQ(InFolder):
     def test_each_frequency_has_its_place_and_no_image(self):
         places = (-35700, -31300, -12345, -2000, 300, 21500, 33100, 35900)
         levels = []
@@ -78,25 +72,22 @@ class IQ(unittest.TestCase):
             here, image = (receive(packed(carrier(hz)), *usb(side))[0] for side in (hz, -hz))
             self.assertGreater(db(amplitude(here, AUDIO, 1000) / levels[0]), least)
             self.assertLess(db(amplitude(image, AUDIO, 1000) / levels[0]), -85)
-        talk = subprocess.run([BUILD / "zovek", "receive", *map(str, usb(39600)), "-o", "/dev/null"], input=packed(carrier(0)),
+        talk = subprocess.run([CLIENT, "receive", *map(str, usb(39600)), "-o", "/dev/null"], input=packed(carrier(0)),
                               capture_output=True).stderr
         self.assertIn(b"fades", talk)
 
     def test_types_and_files_agree(self):
         band = carrier(-20000, level=0.4) * (1 + 0.5 * np.cos(2 * np.pi * 700 * np.arange(RATE) / RATE))
-        with tempfile.TemporaryDirectory() as folder:
-            wanted, _ = receive(packed(band), "-M", "am", "-f", "-20k", "-t", "cs16", "-r", "0.09M")
-            tone = amplitude(wanted, AUDIO, 700)
-            for kind in TYPES:
-                audio, _ = receive(packed(band, kind), "-M", "am", "-f", -20000, "-t", kind, "-r", RATE)
-                self.assertLess(abs(amplitude(audio, AUDIO, 700) / tone - 1), 0.005, kind)
-                self.assertLess(db(np.std(audio - wanted) / abs(tone)), -35 if "8" in kind else -60, kind)
-            raw = packed(band)
-            for name, subtype in (("band.wav", "PCM_16"), ("band.flac", "PCM_16"), ("float.wav", "FLOAT")):
-                path = pathlib.Path(folder, name)
-                soundfile.write(path, np.frombuffer(raw, "<i2").reshape(-1, 2) / 32768, RATE, subtype)
-                self.assertTrue(np.array_equal(receive(b"", path, "--iq", "-M", "am", "-f", "-20k")[0], wanted), name)
-            self.assertTrue(np.array_equal(receive(raw, "--iq", "-t", "raw", "-r", RATE, "-M", "am", "-f", -20000)[0], wanted))
+        wanted, _ = receive(packed(band), "-M", "am", "-f", "-20k", "-t", "cs16", "-r", "0.09M")
+        tone = amplitude(wanted, AUDIO, 700)
+        for kind in TYPES:
+            audio, _ = receive(packed(band, kind), "-M", "am", "-f", -20000, "-t", kind, "-r", RATE)
+            self.assertLess(abs(amplitude(audio, AUDIO, 700) / tone - 1), 0.005, kind)
+            self.assertLess(db(np.std(audio - wanted) / abs(tone)), -35 if "8" in kind else -60, kind)
+        raw = packed(band)
+        path = self.written(np.frombuffer(raw, "<i2").reshape(-1, 2) / 32768, RATE)
+        for given in ((b"", path, "--iq"), (raw, "--iq", "-t", "raw", "-r", RATE)):
+            self.assertTrue(np.array_equal(receive(*given, "-M", "am", "-f", "-20k")[0], wanted), given[1])
 
     def test_silence_ends_and_overload(self):
         quiet, _ = receive(b"\x7f\x80" * RATE, "-M", "usb", "-t", "cu8", "-r", RATE, "--gain", 1)

@@ -5,19 +5,12 @@ The recordings lie in the folder shared/data beside the checkout, or where ZOVEK
 skipped, but never where CI runs."""
 import json
 import math
-import os
-import pathlib
 import subprocess
-import sys
-import tempfile
 import unittest
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
-DATA = pathlib.Path(os.environ.get("ZOVEK_DATA", ROOT.parent / "shared/data"))
-sys.path.insert(0, str(ROOT / "scripts"))
-import sdr  # noqa: E402
-import text_errors  # noqa: E402
+from support.built import CLIENT, DATA, InFolder, decode, needs_data
+import sdr
+import text_errors
 
 # Recording, mode, frequency in Hz, and the SDR in dB that other receivers get from it, to a tenth, channel by channel.
 STATIONS = [
@@ -52,19 +45,18 @@ TEXTS = [
 ]
 
 
-def decode(path, *mode):
+def heard(path, *mode):
     """What the modes of zovek decode make of a recording."""
-    return subprocess.run([BUILD / "zovek", "decode", DATA / f"{path}.flac", "--mode", *mode], check=True, text=True,
-                          capture_output=True).stdout
+    return "".join(line + "\n" for line in decode(DATA / f"{path}.flac", "--mode", *mode)[0])
 
 
-@unittest.skipUnless(DATA.exists() or os.environ.get("CI"), f"no recordings at {DATA}")
-class Recordings(unittest.TestCase):
+@needs_data
+class Recordings(InFolder):
     def test_every_mode_is_as_good_as_other_receivers(self):
         for name, mode, frequency, wanted in STATIONS:
-            with self.subTest(name=name, mode=mode), tempfile.TemporaryDirectory() as folder:
-                output = pathlib.Path(folder, "out.wav")
-                subprocess.run([BUILD / "zovek", "receive", DATA / f"if/{name}.flac", "-M", mode, "-f", str(frequency),
+            with self.subTest(name=name, mode=mode):
+                output = self.folder / "out.wav"
+                subprocess.run([CLIENT, "receive", DATA / f"if/{name}.flac", "-M", mode, "-f", str(frequency),
                                 "-o", output], check=True, capture_output=True)
                 figures = sdr.measure_files(output, DATA / f"if/{name}.ref.flac")
                 for channel, floor in wanted.items():
@@ -74,7 +66,7 @@ class Recordings(unittest.TestCase):
     def test_the_spectrum_shows_every_signal(self):
         """Each listed signal, 50 Hz wide, stands above the median of the 300 Hz on either side."""
         for listing in sorted((DATA / "spectrum").glob("*.txt")):
-            done = subprocess.run([BUILD / "zovek", "spectrum", listing.with_suffix(".flac"), "--json"], check=True,
+            done = subprocess.run([CLIENT, "spectrum", listing.with_suffix(".flac"), "--json"], check=True,
                                   capture_output=True)
             spectrum = json.loads(done.stdout)
             power = [10 ** (level / 10) for level in spectrum["levels"]]
@@ -92,32 +84,32 @@ class Recordings(unittest.TestCase):
                 self.assertGreater(above, 3)
 
     def test_tones_are_found_and_none_that_was_not_sent(self):
-        sent, heard = (DATA / "tones/d01_dtmf_50ms_8000.txt").read_text().split(), decode("tones/d01_dtmf_50ms_8000", "dtmf").split()
-        self.assertEqual(len(heard), len(sent), "lines, none of them in speech")
-        wrong = sum(map(text_errors.distance, sent, heard))
+        sent, got = (DATA / "tones/d01_dtmf_50ms_8000.txt").read_text().split(), heard("tones/d01_dtmf_50ms_8000", "dtmf").split()
+        self.assertEqual(len(got), len(sent), "lines, none of them in speech")
+        wrong = sum(map(text_errors.distance, sent, got))
         print(f"d01: {wrong} errors in {len(''.join(sent))} digits, multimon-ng 15")
         self.assertLessEqual(wrong, 10)
-        self.assertEqual(decode("tones/d02_zvei1_22050", "zvei").split(), (DATA / "tones/d02_zvei1_22050.txt").read_text().split())
+        self.assertEqual(heard("tones/d02_zvei1_22050", "zvei").split(), (DATA / "tones/d02_zvei1_22050.txt").read_text().split())
         for mode in ("dtmf", "zvei", "selcal", "ctcss"):
-            self.assertEqual(decode("afsk/s07_noise_only_22050", mode), "", mode)
-        changes = [line.split() for line in decode("tones/d03_ctcss_8000", "ctcss").splitlines()]
+            self.assertEqual(heard("afsk/s07_noise_only_22050", mode), "", mode)
+        changes = [line.split() for line in heard("tones/d03_ctcss_8000", "ctcss").splitlines()]
         for over in (DATA / "tones/d03_ctcss_8000.txt").read_text().splitlines():
             start, tone = over.split()
             self.assertEqual([state for time, state in changes if float(time) < float(start) + 2][-1], tone, over)
         for path in sorted((DATA / "selcal").glob("*.flac")):
             code = path.stem[:4].upper()
-            self.assertEqual(decode(path.with_suffix(""), "selcal"), f"{code[:2]}-{code[2:]}\n")
+            self.assertEqual(heard(path.with_suffix(""), "selcal"), f"{code[:2]}-{code[2:]}\n")
 
     def test_messages_off_the_air(self):
         for name, mode, wanted in MESSAGES:
-            self.assertEqual(decode(f"offair/{name}", mode).splitlines(), wanted, name)
+            self.assertEqual(heard(f"offair/{name}", mode).splitlines(), wanted, name)
         for name in OTHERS:
-            self.assertEqual(decode(name, "same,navtex,pocsag"), "", name)
+            self.assertEqual(heard(name, "same,navtex,pocsag"), "", name)
 
     def test_texts_have_few_errors(self):
         for name, mode, most in TEXTS:
             with self.subTest(name=name, mode=mode):
-                got, sent = decode(name, *mode.split()), (DATA / f"{name}.txt").read_text()
+                got, sent = heard(name, *mode.split()), (DATA / f"{name}.txt").read_text()
                 if not sent.strip():
                     self.assertEqual(got, "")
                     continue

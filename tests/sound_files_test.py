@@ -19,9 +19,9 @@ import unittest
 import numpy as np
 import soundfile
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-CLIENT = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release")) / "zovek"
-OTHER_LIBRARY = os.environ.get("ZOVEK_BITS") == "32"  # a static one, without MP3, which rounds in its own way
+from support.built import BITS, CLIENT
+
+OTHER_LIBRARY = BITS == "32"  # a static one, without MP3, which rounds in its own way
 LENGTHS = 1, 4081, 70001  # frames; the last is beyond the 64 kB that a pipe's head is kept of
 RATES = {"OPUS": 48000, "SDS": 16000, "MP3": 32000, "XI": 44100}  # Hz; else 8000
 FROM_FILES_ALONE = {"MP3", "SDS", "SVX", "VOC", "PAF", "HTK", "SD2"}

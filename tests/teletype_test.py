@@ -1,43 +1,21 @@
 #!/usr/bin/python3
 """zovek decode --mode rtty and ascii: text keyed here and by another program, in noise, off tune, off speed, fading."""
 import json
-import os
-import pathlib
 import shutil
 import subprocess
-import sys
-import tempfile
 import unittest
 
 import numpy as np
 import soundfile
 from scipy.signal import resample_poly
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-BUILD = pathlib.Path(os.environ.get("ZOVEK_BUILD", ROOT / "build/release"))
-sys.path.insert(0, str(ROOT / "scripts"))
-import modem  # noqa: E402
-import text_errors  # noqa: E402
+from support.built import InFolder, decode
+import modem
+import text_errors
 
 TEXT = "\r\n".join(["THE QUICK BROWN FOX JUMPS OVER 13 LAZY DOGS", "QA1AA DE QB2BB: UR RST 599, 5-9-9 (LOC JO62/63) 73?",
                     "ZCZC AB12 0630 UTC NORTH WIND 7 SEA 4.", ""])
 BYTES = TEXT.replace("QUICK", "quick{~}").encode()
-
-
-def decode(data, mode, *options, rate=8000, status=0):
-    """Standard output of the client for raw samples, piece by piece if data is a list."""
-    pieces = data if isinstance(data, list) else [data]
-    with subprocess.Popen([BUILD / "zovek", "decode", "-t", "raw", "-r", str(rate), "--mode", mode, *map(str, options)],
-                          stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as client:
-        try:
-            for piece in pieces:
-                client.stdin.write(np.round(np.clip(piece, -1, 1) * 32767).astype("<i2").tobytes())
-                client.stdin.flush()
-        except BrokenPipeError:
-            pass
-        out, talk = client.communicate()
-    assert client.returncode == status, (client.returncode, talk)
-    return out.decode()
 
 
 def in_noise(signal, snr, rate=8000, seed=1, level=0.2):
@@ -46,10 +24,12 @@ def in_noise(signal, snr, rate=8000, seed=1, level=0.2):
     return level * (sent + modem.noise(len(sent), seed, rate, 10 ** (-snr / 10)))
 
 
-class Teletype(unittest.TestCase):
+class Teletype(InFolder):
+    def hear(self, audio, mode, *options, rate=8000):
+        return decode(self.written(np.clip(audio, -1, 1), rate), "--mode", mode, *options)[0]
+
     def check(self, got, most=0.0, sent=TEXT):
-        errors = text_errors.error_rate(got, sent)
-        self.assertLessEqual(errors, most, got)
+        self.assertLessEqual(text_errors.error_rate("\n".join(got), sent), most, got)
 
     def test_every_kind_of_line(self):
         """Bits, parity, stop, tones and speeds; the options that tell of them; dB in 3 kHz."""
@@ -73,14 +53,14 @@ class Teletype(unittest.TestCase):
             with self.subTest(mode=mode, options=options, stop=stop):
                 signal = modem.keyed(codes, bits, baud, mark, space, 8000, stop)
                 sent = TEXT if mode == "rtty" else BYTES.decode()
-                self.check(decode(in_noise(signal, snr), mode, *options.split()), 0, sent)
+                self.check(self.hear(in_noise(signal, snr), mode, *options.split()), 0, sent)
 
     def test_off_tune_off_speed_loud_and_quiet(self):
         for mode, baud, offset, level, rate in (("rtty", 45, 20, 3, 11025), ("rtty", 45.9, -20, 3e-4, 44100), ("ascii", 291, 20, 0.2, 8000)):
             with self.subTest(mode=mode, baud=baud):
                 codes, bits, tones = (modem.ita2(TEXT), 5, (2125, 2295)) if mode == "rtty" else (BYTES, 8, (1270, 1070))
                 signal = modem.keyed(codes, bits, baud, *(tone + offset for tone in tones), rate, 1.5)
-                self.check(decode(in_noise(signal, 6, rate, level=level), mode, rate=rate), 0, TEXT if mode == "rtty" else BYTES.decode())
+                self.check(self.hear(in_noise(signal, 6, rate, level=level), mode, rate=rate), 0, TEXT if mode == "rtty" else BYTES.decode())
 
     def test_what_is_no_text_gives_none(self):
         rate = 11025
@@ -94,57 +74,28 @@ class Teletype(unittest.TestCase):
             # Packets have the tones and the speed of bell202: here and there they look like characters.
             more = [] if "bell202" in options else packets
             with self.subTest(options=options):
-                self.assertEqual(decode(np.concatenate([audio, more]), *options.split(), rate=rate), "")
-
-    def test_lines_come_at_once_and_however_the_stream_is_cut(self):
-        signal = modem.keyed(modem.ita2("FIRST LINE\r\nSECOND"), 5, 1000 / 22, 2125, 2295, 8000, 1.5)
-        audio = in_noise(signal, 10)
-        self.assertEqual(decode(audio, "rtty"), "FIRST LINE\nSECOND\n")
-        cuts = np.cumsum(np.random.default_rng(5).integers(1, 4000, 99))
-        whole, pieces = decode(audio, "rtty", "--json"), decode(np.split(audio, cuts[cuts < len(audio)]), "rtty", "--json")
-        self.assertEqual(whole, pieces)
-        with subprocess.Popen([BUILD / "zovek", "decode", "-t", "raw", "-r", "8000", "--mode", "rtty"],
-                              stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as client:
-            more = in_noise(0 * signal[:8000 * 6], 10) # a line without an end comes when the signal has gone
-            client.stdin.write(np.round(np.concatenate([audio, more]) * 32767).astype("<i2").tobytes())
-            client.stdin.flush()
-            self.assertEqual([client.stdout.readline() for _ in range(2)], [b"FIRST LINE\n", b"SECOND\n"])
-            client.communicate()
+                self.assertEqual(self.hear(np.concatenate([audio, more]), *options.split(), rate=rate), [])
 
     def test_json_tells_level_and_noise(self):
         for codes, bits, baud, tones, stop, mode, snr in ((modem.ita2(TEXT), 5, 1000 / 22, (2125, 2295), 1.5, "rtty", 2),
                                                           (BYTES, 8, 300, (1270, 1070), 1, "ascii", 10)):
             signal = modem.keyed(codes, bits, baud, *tones, 8000, stop)
-            line = json.loads(decode(in_noise(signal, snr, level=0.1), mode, "--json").splitlines()[0])
+            line = json.loads(self.hear(in_noise(signal, snr, level=0.1), mode, "--json")[0])
             self.assertAlmostEqual(line["snr"], snr, delta=1.5)
             self.assertAlmostEqual(line["level"], -20, delta=0.5)
             begin = 0.5 + (10 + (1 + bits + stop) * (mode == "rtty")) / baud
             self.assertAlmostEqual(line["time"], begin, delta=0.2 / baud)
-
-    def test_samples(self):
-        for name, *options in (("rtty",), ("ascii", "--bits", "7")):
-            run = subprocess.run([BUILD / "zovek", "decode", ROOT / f"samples/{name}.flac", "--mode", name, *options],
-                                 capture_output=True, text=True)
-            self.assertEqual(run.stdout, (ROOT / f"samples/{name}.txt").read_text())
-
-    def test_wrong_usage(self):
-        for status, mode, *options in ((2, "ascii", "--tones", "x"), (2, "ascii", "--bits", 6), (2, "rtty", "--stop", 3),
-                                       (2, "rtty", "--mark", 1000, "--space", 1000), (2, "rtty", "--baud", 0),
-                                       (2, "rtty", "--centre", 1000, "--mark", 900), (2, "ascii", "--parity", "mark"),
-                                       (1, "rtty", "--mark", 3990), (2, "ascii", "--baud", 1200), (1, "ascii", "--mark", 10, "--space", 400)):
-            with self.subTest(options=options):
-                self.assertEqual(decode(np.zeros(100), mode, *options, status=status), "")
 
     @unittest.skipUnless(shutil.which("minimodem") or os.environ.get("CI"), "minimodem is not installed")
     def test_as_another_program_keys_it(self):
         for sender, mode, options, snr in (("-M 2125 -S 2295 rtty", "rtty", "", -4), ("300", "ascii", "", 3),
                                            ("-7 --stopbits 2 1200", "ascii", "--tones bell202 --bits 7 --stop 2", 8),
                                            ("-5 --stopbits 1.5 -M 1225 -S 775 50", "rtty", "--mark 1225 --space 775 --baud 50", 0)):
-            with tempfile.TemporaryDirectory() as folder, self.subTest(sender=sender):
-                path = pathlib.Path(folder, "sent.wav")
+            with self.subTest(sender=sender):
+                path = self.folder / "sent.wav"
                 subprocess.run(["minimodem", "--tx", "-R", "48000", "-f", path, *sender.split()], input=TEXT.encode(), check=True)
                 sent = resample_poly(soundfile.read(path)[0], 1, 6)
-                self.check(decode(in_noise(sent / np.max(sent), snr), mode, *options.split()), 0.02)
+                self.check(self.hear(in_noise(sent / np.max(sent), snr), mode, *options.split()), 0.02)
 
 
 if __name__ == "__main__":
