@@ -61,12 +61,12 @@ def by_zovek(options, path):
     return run(ZOVEK, "decode", path, *options.split(), "--quiet").splitlines()
 
 
-def figures(case, folder, seeds=3):
+def figures(case, folder, seeds=range(1, 4)):
     """How many were sent, and by program those right and wrong, summed over seeds."""
     total, sums = 0, Counter()
     hearers = {"zovek": lambda path: by_zovek(case.options, path), **{title: peer for title, peer in case.peers.items() if peer}}
     path = Path(folder, "made.wav")
-    for seed in range(1, seeds + 1):
+    for seed in seeds:
         audio, sent = case.make(np.random.default_rng(seed))
         write(path, audio, case.rate)
         total += len(sent)
