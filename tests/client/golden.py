@@ -136,7 +136,7 @@ class Client(InFolder):
                             ("clean --notch 4,5kHz", ("--notch", "'4,5kHz'", "decimal mark is a point")),
                             ("spectrum --start 5kHz", ("--start", "'5kHz'")), ("waterfall --size 1,024", ("decimal mark",)),
                             ("resample -r 4,8k", ("decimal mark",)), ("decode --mode dtmf --if 4,5k", ("decimal mark",)),
-                            ("spectrum --mark 4,5k:am", ("decimal mark",)), ("receive -M am -o x.FLAC", ("x.FLAC", "WAV or raw")),
+                            ("spectrum --mark 4,5k:am", ("decimal mark",)), ("receive -M am -o x.OGG", ("x.OGG", "WAV, FLAC or raw")),
                             ("receive -M=cw", ("'cw'",)), ("receive -M am -f=", ("--frequency", "empty")),
                             ("receive --bandwith 5k", ("no option '--bandwith'", "--bandwidth?")),
                             ("cpu extra", ("'extra'",)), ("receive -M am --agc=5", ("--agc takes no value",)),
@@ -145,7 +145,7 @@ class Client(InFolder):
                             ("decode --mode rtty --baud x", ("--baud: 'x'", "10 to 9600")),
                             ("decode --mode dtmf --baud 50", ("--baud", "rtty, ascii, not of dtmf")),
                             ("decode --mode navtex,dtmf --hf", ("--hf", "packet, not of navtex, dtmf")),
-                            ("receive -M am -o x.flac", ("x.flac", "WAV or raw")),
+                            ("receive -M am -o x.mp3", ("x.mp3", "WAV, FLAC or raw")),
                             ("waterfall -o x.jpg", ("x.jpg", "PNG")), ("waterfall --live --title x", ("--title", "-o")),
                             ("spectrum --floor -50", ("--floor", "-o"))):
             with self.subTest(line):
@@ -437,6 +437,30 @@ class Client(InFolder):
             self.assertEqual(file.getnframes(), len(BAND) // 2)
 
     @unittest.skipIf(ON_WINE, "limits of POSIX")
+    def test_forms_of_output(self):
+        """By type or by the name's ending, into files and pipes: the same samples, so many bytes each."""
+        plain = run("receive", "-M", "am", "-f", "6k", "--output-type", "raw", data=PLAIN).stdout
+        wide = [v * 65536 for v in struct.unpack(f"<{len(plain) // 2}h", plain)]
+        raw = {"s24": b"".join(struct.pack("<i", v)[1:] for v in wide), "f32": pack("f", [v / 2**31 for v in wide])}
+        for kind, ending in (("wav", ".wav"), ("wav24", ""), ("wavf32", ""), ("flac", ".FLAC"), ("flac24", ""), ("s24", ".s24"), ("f32", ".f32")):
+            with self.subTest(kind):
+                line = ["receive", "-M", "am", "-f", "6k"] + (["--output-type", kind] if not ending else [])
+                self.assertEqual(run(*line, "-o", "x" + ending, data=PLAIN).returncode, 0)
+                with open("x" + ending, "rb") as file:
+                    content = file.read()
+                piped = run("receive", "-M", "am", "-f", "6k", "--output-type", kind, data=PLAIN).stdout
+                if kind in raw:
+                    self.assertTrue(content == piped == raw[kind])
+                    continue
+                for data in content, piped:
+                    back = run("resample", "-r", "12k", "--output-type", "raw", data=data)
+                    self.assertTrue(back.stdout == plain and b"truncated" not in back.stderr)
+                if kind[:3] == "wav":
+                    bits = {"wav": 16, "wav24": 24, "wavf32": 32}[kind]
+                    self.assertEqual(struct.unpack("<HH", content[56:58] + content[70:72]), (3 if kind == "wavf32" else 1, bits))
+        self.one_line(run("resample", "-t", "raw", "--input-rate", "1M", "-r", "1M", "-o", "y.flac"), 1, "FLAC holds no audio of 1000000 Hz")
+        self.assertEqual([name for name in os.listdir() if "y" in name], [])
+
     def test_output_that_takes_no_more(self):
         """What a limit or a full disk leaves is a whole file."""
         with open("old.wav", "wb") as file:
@@ -453,6 +477,16 @@ class Client(InFolder):
             done = subprocess.run(["bash", "-c", f"ulimit -f 0; exec '{CLIENT}' {command} -t raw /dev/zero -o old.wav"],
                                   capture_output=True, timeout=60)
             self.one_line(done, 153, "old.wav: File too large")
+        with open("noise.raw", "wb") as file:
+            file.write(random.Random(1).randbytes(200000))
+        done = subprocess.run(["bash", "-c", f"ulimit -f 41; exec '{CLIENT}' resample -t raw noise.raw --input-rate 24k -r 24k -o x.flac"],
+                              capture_output=True, timeout=60)
+        self.one_line(done, 153, "x.flac: File too large: the audio up to there is kept")
+        heard = run("resample", "x.flac", "-r", "24k", "--output-type", "raw").stdout
+        self.assertEqual(heard, random.Random(1).randbytes(len(heard)))
+        self.assertGreater(len(heard), 30000)
+        for name in ("x.flac", "noise.raw"):
+            os.remove(name)
         done = subprocess.run(["bash", "-c", f"ulimit -f 1; exec '{CLIENT}' spectrum -o x.png -"], input=PLAIN, capture_output=True)
         self.one_line(done, 153, "x.png: File too large")
         self.assertEqual(sorted(os.listdir()), ["old.wav", "x.wav"])
