@@ -19,6 +19,17 @@ class Samples(unittest.TestCase):
             self.assertEqual(lines, (ROOT / f"samples/{name}.txt").read_text().splitlines(), name)
 
 
+    def test_all_modes_at_once_hear_that_alone(self):
+        for mode in ("packet", "dtmf", "zvei", "selcal", "ctcss", "same", "navtex", "rtty"):
+            lines, _ = decode(ROOT / f"samples/{mode}.flac", "--mode", "all")
+            wanted = [f"{mode}: {line}" for line in (ROOT / f"samples/{mode}.txt").read_text().splitlines()]
+            others = [line for line in lines if line not in wanted]
+            self.assertEqual([line for line in lines if line in wanted], wanted)
+            self.assertTrue(all(line.startswith("ctcss") and line.endswith(("none", "off")) for line in others), others)
+        lines, _ = decode(ROOT / "samples/dtmf.flac", "--mode", "all", "--freq", "1k", "--every", 1)
+        self.assertEqual(sum(line.startswith("tones") for line in lines), 3)
+
+
 class WrongUsage(InFolder):
     def test_is_told_from_what_the_audio_cannot_hold(self):
         path = self.written(np.zeros(100), 8000)
@@ -112,6 +123,8 @@ class Packets(InFolder):
         first, *_ = (ROOT / "samples/packet.txt").read_text().splitlines()
         self.assertEqual([lines[0], lines[-1]], [f"{cut}: {first}", f"{good}: {self.TWO}"])
         self.assertEqual(talk.count("truncated"), 1)
+        lines, talk = decode(ROOT / "samples/navtex.flac", "--mode", "all")
+        self.assertEqual((len(lines), talk.count("rtty: a tone of 2125 Hz")), (4, 1))
         lines, talk = decode(ROOT / "samples/navtex.flac", "--mode", "navtex,rtty", status=1) # at 4 kHz
         self.assertEqual((len(lines), talk.count("rtty: a tone of 2125 Hz")), (4, 1))
         self.assertNotIn("truncated", talk)

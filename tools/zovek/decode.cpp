@@ -123,9 +123,14 @@ private:
             } catch (const WrongSettings& error) {
                 throw WrongUsage(error.what());
             } catch (const NotAtThisRate& error) { // the other modes may
-                fail(result, input->name + ": " + mode.name + ": " + error.what());
+                const std::string why = input->name + ": " + mode.name + ": " + error.what();
+                if (std::ranges::count(options_.modes, mode.name))
+                    fail(result, why);
+                else
+                    say("decode: " + why);
             }
         }
+        if (listeners.empty()) result.failed = true;
         while (!listeners.empty()) {
             const std::vector<int16_t>& samples = audio.next();
             result.pace.duration = double(input->taken) / input->rate;
@@ -228,12 +233,13 @@ Run add_decode(CommandLine& line)
         .needs(frequency);
     line.flag("--json", options.json, "messages as JSON Lines");
     std::string list = "Modes:";
-    std::vector<std::string> names;
+    std::vector<std::string> names = {all_modes};
     const std::vector<DataMode> modes = add_modes(line);
     for (const DataMode& row : modes) {
         names.emplace_back(row.name);
         list += "\n  " + names.back() + std::string(12 - names.back().size(), ' ') + row.help;
     }
+    list += "\n  all         all of these, side by side; tones where --freq is given";
     line.footer(list);
     mode.separated_by(',').required().one_of(names).unit("MODE");
     return [shared, modes, frequency] {

@@ -74,11 +74,7 @@ Modes tones_modes(CommandLine& line)
         {"ctcss", "sub-audible tones: an over a line, with its start and its tone in Hz or none",
          tones::make_ctcss},
         {"tones", "levels of the tones of --freq: time in s and a level in dB each, every 0.1 s",
-         [levels](double rate, Emit emit) {
-             if (levels->frequencies.empty()) throw WrongUsage("--mode tones needs --freq FREQ,...");
-             return tones::make_levels(rate, *levels, std::move(emit));
-         },
-         level_options}};
+         by(levels, tones::make_levels), level_options, level_options[0]}};
 }
 
 // --centre, which two families have: the middle of the two tones. Added by the first that asks.
@@ -258,16 +254,24 @@ Modes add_modes(CommandLine& line)
 
 Modes chosen(const Modes& modes, const std::vector<std::string>& names)
 {
+    const bool all = std::ranges::count(names, all_modes) > 0;
+    Modes result;
+    for (const DataMode& mode : modes) {
+        const bool able = !mode.needed || mode.needed->given(),
+                   named = std::ranges::count(names, mode.name) > 0;
+        if (named && !able)
+            throw WrongUsage("--mode " + std::string(mode.name) + " needs " + mode.needed->name());
+        if (named || (all && able)) result.push_back(mode);
+    }
     for (const DataMode& mode : modes)
         for (const Option option : mode.options) {
-            const auto heeding = names_of(modes, option);
-            if (option.given() && std::ranges::find_first_of(heeding, names) == heeding.end())
-                throw WrongUsage(option.name() + " is an option of --mode " + listed(heeding) + ", not of " +
-                                 listed(names));
+            const auto heeds = [&](const DataMode& row) {
+                return std::ranges::count(row.options, option) > 0;
+            };
+            if (option.given() && std::ranges::none_of(result, heeds))
+                throw WrongUsage(option.name() + " is an option of --mode " +
+                                 listed(names_of(modes, option)) + ", not of " + listed(names));
         }
-    Modes result;
-    for (const DataMode& mode : modes)
-        if (std::ranges::count(names, mode.name)) result.push_back(mode);
     return result;
 }
 } // namespace client

@@ -3,6 +3,7 @@
 #include "decoders/decoder.h"
 #include "line/options.h"
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,13 +14,17 @@ struct DataMode {
     // The decoder that the options describe, of audio at a rate in Hz. Throws WrongUsage for options that
     // don't go together, and decoders::NotAtThisRate.
     std::function<decoders::MadeDecoder(double rate, decoders::Emit emit)> make;
-    std::vector<Option> options = {}; // that it heeds, beside those of all modes
+    std::vector<Option> options = {};  // that it heeds, beside those of all modes
+    std::optional<Option> needed = {}; // of those, what it can't do without
 };
 
 // Adds the options of all modes to the command.
 std::vector<DataMode> add_modes(CommandLine& line);
 
+// The name that stands for all rows but those that lack an option they need.
+constexpr const char* all_modes = "all";
+
 // The rows of these names, in their order; each once. Throws WrongUsage if an option is given that none of
-// them heeds.
+// them heeds, or one isn't that one of them needs.
 std::vector<DataMode> chosen(const std::vector<DataMode>& modes, const std::vector<std::string>& names);
 } // namespace client
