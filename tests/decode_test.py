@@ -1,7 +1,9 @@
 #!/usr/bin/python3
 """zovek decode: packets made here, bit by bit, and recordings of others with their known frames."""
 import json
+import socket
 import subprocess
+import time
 import unittest
 
 import numpy as np
@@ -107,6 +109,32 @@ class Packets(InFolder):
                   "destination": "QB2BB", "path": [], "kind": "UI", "control": 0x13, "pid": 0xF0,
                   "info": "caf<0xe9> <0x1c><0x09>", "frame": frame.hex(), "repaired": 0}
         self.assertEqual({name: got[name] for name in wanted}, wanted)
+
+    def test_kiss_clients_get_the_frames(self):
+        frame = modem.ax25("QA1AA>QB2BB:\xc0 and \xdb\r")
+        audio = modem.overs([0.3 * modem.fsk(modem.nrzi(modem.hdlc(frame)), 1200, 1200, 2200, 12000)], 12000, 0.5)
+        with socket.create_server(("127.0.0.1", 0)) as taken:
+            port = taken.getsockname()[1]
+            self.assertIn(f"port {port}: Address already in use", decode("-", "--mode", "packet", "--kiss", port, status=1)[1])
+        with subprocess.Popen([CLIENT, "decode", "-t", "raw", "-r", "12000", "--mode", "packet", "--kiss", str(port)], stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as client:
+            client.stdin.write(bytes(24000))
+            for _ in range(100):
+                try:
+                    listeners = [socket.create_connection(("127.0.0.1", port)) for _ in range(2)]
+                    break
+                except ConnectionRefusedError:
+                    time.sleep(0.05)
+            listeners[0].sendall(b"\xc0\x00to be sent\xc0")
+            for _ in range(2):
+                client.stdin.write(np.round(audio * 32767).astype("<i2").tobytes())
+            client.stdin.close()
+            wanted = b"\xc0\x00" + frame.replace(b"\xdb", b"\xdb\xdd").replace(b"\xc0", b"\xdb\xdc") + b"\xc0"
+            for listener in listeners:
+                with listener, listener.makefile("rb") as stream:
+                    self.assertEqual(stream.read(), 2 * wanted)
+            self.assertEqual((client.stdout.read().count(b"QA1AA>QB2BB"), client.stderr.read().count(b"dropped")), (2, 1))
+        decode("-", "--mode", "dtmf", "--kiss", port, status=2)
 
     def test_a_damaged_frame_or_file_costs_itself_alone(self):
         levels = (modem.nrzi(modem.hdlc(modem.ax25(self.TWO), crc=crc)) for crc in (None, 0x1234))

@@ -23,7 +23,8 @@ struct Message {
     std::string text;            // bytes as sent
     std::optional<double> level; // of the signal, dB: 0 is a sine of full scale
     std::optional<double> snr;   // dB, in the audio's bandwidth of 3 kHz
-    words::JsonObject fields;    // what else there is to tell
+    std::string frame;        // of modes with frames: its bytes between the flags, without the check sequence
+    words::JsonObject fields; // what else there is to tell
 };
 
 // Called inside push and finish.

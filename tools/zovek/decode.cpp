@@ -4,6 +4,7 @@
 // the figures to standard error.
 #include "command.h"
 #include "io/iq.h"
+#include "io/kiss.h"
 #include "io/progress.h"
 #include "io/selected.h"
 #include "io/stop.h"
@@ -27,6 +28,7 @@ struct Options {
     Wishes station = {.mode = Mode::fm};
     bool demodulate = false; // audio comes from that station of the input
     bool json = false;
+    std::optional<int> kiss; // port
 };
 
 // Audio out of an input: its chosen channel, or a station.
@@ -75,7 +77,13 @@ struct Result {
 
 class Decoding {
 public:
-    Decoding(const Options& options, const std::vector<DataMode>& modes) : options_(options), modes_(modes) {}
+    Decoding(const Options& options, const std::vector<DataMode>& modes) : options_(options), modes_(modes)
+    {
+        if (!options.kiss) return;
+        if (std::ranges::none_of(modes, [](const DataMode& mode) { return mode.has_frames; }))
+            throw WrongUsage("--kiss is for --mode packet");
+        kiss_.emplace(*options.kiss);
+    }
 
     int run()
     {
@@ -117,6 +125,7 @@ private:
             const auto emit = [&, name = mode.name](const Message& message) {
                 ++result.messages[name];
                 print(*input, name, message);
+                if (kiss_ && !message.frame.empty()) kiss_->send(message.frame);
             };
             try {
                 listeners.push_back(mode.make(audio.rate(), emit));
@@ -135,6 +144,7 @@ private:
             const std::vector<int16_t>& samples = audio.next();
             result.pace.duration = double(input->taken) / input->rate;
             if (samples.empty()) break;
+            if (kiss_) kiss_->attend();
             for (auto& listener : listeners) listener->push(samples.data(), samples.size());
         }
         for (auto& listener : listeners) listener->finish();
@@ -193,6 +203,7 @@ private:
 
     const Options& options_;
     const std::vector<DataMode> modes_;
+    std::optional<Kiss> kiss_;
     std::vector<Result> results_;
 };
 
@@ -232,6 +243,8 @@ Run add_decode(CommandLine& line)
         .unit("HZ")
         .needs(frequency);
     line.flag("--json", options.json, "messages as JSON Lines");
+    line.quantity("--kiss", options.kiss, 1, 65535, "PORT",
+                  "packets go to KISS clients on this machine's TCP port as well (8001 is usual)");
     std::string list = "Modes:";
     std::vector<std::string> names = {all_modes};
     const std::vector<DataMode> modes = add_modes(line);

@@ -31,8 +31,11 @@ Modes packet_modes(CommandLine& line)
                       "branches that listen, 1 to " + number(packet::most_effort) + " (" +
                           number(packet::default_effort) + ", with --hf " +
                           number(packet::default_hf_effort) + ")")};
-    return {
-        {"packet", "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)", by(settings, packet::make_packet), options}};
+    return {{.name = "packet",
+             .help = "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)",
+             .make = by(settings, packet::make_packet),
+             .options = options,
+             .has_frames = true}};
 }
 
 // A positive number with k or M, and its unit.

@@ -16,6 +16,7 @@ struct DataMode {
     std::function<decoders::MadeDecoder(double rate, decoders::Emit emit)> make;
     std::vector<Option> options = {};  // that it heeds, beside those of all modes
     std::optional<Option> needed = {}; // of those, what it can't do without
+    bool has_frames = false;           // its messages do
 };
 
 // Adds the options of all modes to the command.

@@ -144,7 +144,7 @@ private:
     void emit(const Finding& finding)
     {
         const Ax25& fields = finding.fields;
-        Message message{.time = finding.begin, .text = fields.monitor()};
+        Message message{.time = finding.begin, .text = fields.monitor(), .frame = finding.found.frame};
         message.level = intake_.level(finding.begin, finding.end);
         message.fields.add("source", fields.source)
             .add("destination", fields.destination)
