@@ -187,17 +187,35 @@ class Gaps(unittest.TestCase):
                     audio, summary = receive(data, "-M", mode, "-f", "-20k", "-t", kind, "-r", rate)
                     self.judge(audio, self.BEFORE, self.BEFORE + 1, summary["output_rate"])
 
-    def test_pauses_without_noise(self):
-        """--agc doesn't rise without end while a station says nothing."""
+    def test_one_loudness_without_pumping(self):
+        """--agc brings a fainter speaker up, leaves the pauses' noise where it was, and clips nothing."""
         said, rate = soundfile.read(ROOT / "samples/usb_speech.ref.flac")
-        said = np.concatenate([np.append(part, np.zeros(pause * rate)) for part, pause in ((said, 4), (said, 2), (said, 0))])
-        fast = signal.resample_poly(said / np.max(abs(said)), 48000, rate)
+        parts = [np.append(gain * said, np.zeros(4 * rate)) for gain in (1, 0.1, 1)]
+        fast = signal.resample_poly(np.concatenate(parts) / np.max(abs(said)), 48000, rate)
         turn = np.exp(2j * np.pi * 12000 * np.arange(len(fast)) / 48000)
-        for mode, band in (("am", 1 + 0.8 * fast), ("usb", signal.hilbert(fast))):
-            for level in (1000, 12000):
-                audio, _ = self.listen(level * band * turn, "-M", mode, "--agc")
-                self.assertLess(np.mean(abs(audio) >= 32767), 0.001)
-                self.assertGreater(sdr.measure(audio, AUDIO, said, rate).db, 12, (mode, level))
+        over, whole = len(said) * AUDIO // rate, (len(said) + 4 * rate) * AUDIO // rate
+        for mode, band, level in (("am", 1 + 0.8 * fast, 1000), ("usb", signal.hilbert(fast), 12000)):
+            with self.subTest(mode=mode):
+                noisy = level * band * turn + np.random.default_rng(1).normal(0, level / 300, len(fast))
+                audio, flat = (self.listen(noisy, "-M", mode, *more)[0] for more in (("--agc",), ("--gain", 2)))
+                levels = [db(np.std(audio[k * whole + over // 2:k * whole + over])) for k in range(3)]
+                self.assertLess(max(levels) - min(levels), 5)  # 20 as sent
+                pauses = [db(np.std(audio[at:at + AUDIO]) / np.std(flat[at:at + AUDIO])) for at in (over + 1200, over + 3 * AUDIO)]
+                self.assertAlmostEqual(*pauses, delta=0.3)
+                self.assertLessEqual(np.max(abs(audio)), 16384)
+                last = audio[2 * whole + over // 2:2 * whole + over]
+                self.assertGreater(sdr.measure(last, AUDIO, said[len(said) // 2:], rate).db, 20)
+
+    def test_deemphasis(self):
+        for microseconds in (50, 75, 750):
+            time = np.arange(2 * 48000) / 48000
+            levels = []
+            for hz in (400, 1000, 2500):
+                band = 8000 * np.exp(2j * np.pi * 12000 * time + 1j * 2000 / hz * np.sin(2 * np.pi * hz * time))
+                heard, flat = (self.listen(band, "-M", "fm", *more)[0] for more in (("--deemphasis", microseconds), ()))
+                wanted = np.sqrt((1 + (2e-3 * np.pi * microseconds) ** 2) / (1 + (2e-6 * np.pi * hz * microseconds) ** 2))
+                levels.append(db(amplitude(heard, AUDIO, hz) / amplitude(flat, AUDIO, hz) / wanted))
+            self.assertLess(np.max(np.abs(levels)), 0.5, microseconds)
 
 
 class AudioRates(unittest.TestCase):

@@ -139,6 +139,12 @@ Run add_receive(CommandLine& line)
     line.quantity("--audio-rate", wishes.audio_rate, 2000, 1e7, "HZ",
                   "rate of the audio, whole Hz; by division where that gives it, else resampled");
     line.flag("--agc", options->level.agc, "keep the audio at one loudness (not in isb)");
+    line.text(
+            "--deemphasis",
+            [&level = options->level](const std::string& text) { level.deemphasis = std::stod(text) * 1e-6; },
+            "fm: take off the treble that the sender put on; time constant in microseconds")
+        .one_of({"50", "75", "750"})
+        .unit("US");
     line.quantity("--iq-agc", options->level.iq_agc, -60, 0, "DB",
                   "follow fading before the detector (not in fm); level in dB of full scale")
         .or_bare()
@@ -155,6 +161,7 @@ Run add_receive(CommandLine& line)
             throw WrongUsage("--offset is for usb and lsb");
         if (mode == Mode::isb && (options->level.agc || options->mono))
             throw WrongUsage("isb has two channels: neither --agc nor --mono");
+        if (options->level.deemphasis && mode != Mode::fm) throw WrongUsage("--deemphasis is for fm");
         if (mode == Mode::fm && options->level.iq_agc) throw WrongUsage("fm has no level: no --iq-agc");
         if (options->level.gain && (options->level.agc || options->level.iq_agc))
             throw WrongUsage("--gain is a fixed gain: neither --agc nor --iq-agc");

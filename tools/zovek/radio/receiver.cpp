@@ -13,8 +13,7 @@ constexpr double carrier_seconds = 1;
 // Half a step of the band's 16-bit samples, in 32-bit units.
 constexpr int32_t half_step = 1 << 15;
 
-constexpr double most_gain = 10000;    // before the detector
-constexpr double most_loudness = 3000; // of the audio's gain control
+constexpr double most_gain = 10000; // before the detector
 
 // Share of a difference that a time constant in s closes at each sample.
 double share_for(double seconds, double rate) { return 1 - std::exp(-1 / (seconds * rate)); }
@@ -61,13 +60,10 @@ Receiver::Receiver(const Plan& plan, const Level& level)
     radio_->noise_measure_enabled = plan.mode == ZVDemodMode_FM;
     radio_->audio_gain = float(level.gain.value_or(plan.audio_gain));
     radio_->volume = float(level.volume.value_or(0.5));
+    if (level.deemphasis) deemphasis_.emplace(*level.deemphasis, plan.filter_rate());
     if (level.agc) {
-        const double audio_rate = plan.detector_rate() * plan.upsample;
-        ZVAGC* agc = radio_->audio_agc_1;
-        agc->target_level = 0.3 * full_scale / plan.upsample; // the chain multiplies by U behind it
-        agc->gain_fall_rate = share_for(0.02, audio_rate);
-        agc->gain_rise_rate = share_for(20, audio_rate);
-        agc->gain = most_loudness; // from there it falls at once
+        loudness_.emplace(plan.filter_rate());
+        next_ += int64_t(loudness_->delay());
     }
 }
 
@@ -170,27 +166,11 @@ void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
     }
 }
 
-// Runs a gain control by pieces. The gain stays over those that quiet(first, count) names: there is nothing
-// in them that it could be measured by, and a gain that follows silence has no end.
-template <class Quiet, class Run>
-static void in_pieces(ZVAGC* agc, int32_t count, Quiet quiet, Run run)
-{
-    constexpr int32_t piece = 16;
-    const double fall = agc->gain_fall_rate, rise = agc->gain_rise_rate;
-    for (int32_t first = 0; first < count; first += piece) {
-        const int32_t n = std::min(piece, count - first);
-        const bool stays = quiet(first, n);
-        agc->gain_fall_rate = stays ? 0 : fall;
-        agc->gain_rise_rate = stays ? 0 : rise;
-        run(first, n);
-    }
-    agc->gain_fall_rate = fall;
-    agc->gain_rise_rate = rise;
-}
-
-// The I/Q gain control. Below half a step of the band's samples there is rounding alone.
+// The I/Q gain control, by pieces. The gain stays over those with nothing to be measured by: a gain that follows
+// silence has no end. Below half a step of the band's samples there is rounding alone.
 void Receiver::control_level(int32_t count, int32_t* i, int32_t* q)
 {
+    constexpr int32_t piece = 16;
     ZVAGC* agc = radio_->iq_agc;
     const auto quiet = [&](int32_t first, int32_t n) {
         double most = 0;
@@ -200,8 +180,16 @@ void Receiver::control_level(int32_t count, int32_t* i, int32_t* q)
         }
         return most < double(half_step) * half_step;
     };
-    in_pieces(agc, count, quiet,
-              [=](int32_t first, int32_t n) { ZVAGC_Process_Stereo32(agc, i + first, q + first, n); });
+    const double fall = agc->gain_fall_rate, rise = agc->gain_rise_rate;
+    for (int32_t first = 0; first < count; first += piece) {
+        const int32_t n = std::min(piece, count - first);
+        const bool stays = quiet(first, n);
+        agc->gain_fall_rate = stays ? 0 : fall;
+        agc->gain_rise_rate = stays ? 0 : rise;
+        ZVAGC_Process_Stereo32(agc, i + first, q + first, n);
+    }
+    agc->gain_fall_rate = fall;
+    agc->gain_rise_rate = rise;
 }
 
 // In a gap AM has the envelope that it had on average, and independent sideband what stood between its
@@ -223,29 +211,23 @@ void Receiver::bridge_rest(int32_t count, int32_t* i, int32_t* q)
     }
 }
 
-// The audio's gain control and the output behind it, as the demodulator has them. There is no audio where the
-// audio filter holds some of a gap, nor 70 dB below the target.
-void Receiver::control_loudness(size_t frames)
+// What shapes the audio, and the output behind it as the demodulator has it. There is no audio where the audio
+// filter holds some of a gap.
+void Receiver::shape_audio(size_t frames)
 {
-    auto* audio = static_cast<int32_t*>(ZVDemodulator16_TestPoint(radio_, 8));
-    ZVAGC* agc = radio_->audio_agc_1;
-    const auto upsample = int32_t(plan_.upsample);
-    const double least = agc->target_level / most_loudness;
-    const auto quiet = [=, this](int32_t first, int32_t n) {
-        for (int32_t j = first; j < first + n; ++j)
-            if (bridged(j / upsample))
-                gap_frames_ = plan_.audio_taps;
-            else if (gap_frames_ > 0)
-                --gap_frames_;
-        return gap_frames_ > 0 || std::all_of(audio + first, audio + first + n,
-                                              [=](int32_t x) { return std::abs(double(x)) < least; });
-    };
-    in_pieces(agc, int32_t(frames), quiet,
-              [=](int32_t first, int32_t n) { ZVAGC_Process_Mono32(agc, audio + first, n, 1); });
-    const long double gain = (long double)radio_->volume * plan_.upsample / 65536;
-    for (size_t j = 0; j < frames; ++j)
-        audio_[2 * j] = audio_[2 * j + 1] =
-            int16_t(std::clamp(std::llrint(audio[j] * gain), -32768LL, 32767LL));
+    const auto* audio = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_, 8));
+    const float gain = float(plan_.upsample / full_scale) * (loudness_ ? 1 : radio_->audio_gain);
+    const float volume = radio_->volume * 32768;
+    for (size_t j = 0; j < frames; ++j) {
+        if (bridged(int32_t(j / plan_.upsample)))
+            gap_frames_ = plan_.audio_taps;
+        else if (gap_frames_ > 0)
+            --gap_frames_;
+        float sample = float(audio[j]) * gain;
+        if (deemphasis_) sample = deemphasis_->push(sample);
+        if (loudness_) sample = loudness_->push(sample, gap_frames_ > 0);
+        audio_[2 * j] = audio_[2 * j + 1] = int16_t(std::clamp(std::lrint(sample * volume), -32768L, 32767L));
+    }
 }
 
 void Receiver::settle(std::span<const int16_t> band)
@@ -254,8 +236,11 @@ void Receiver::settle(std::span<const int16_t> band)
     const int64_t next = next_;
     for (const bool first : {true, false}) {
         measuring_ = first && !level_.gain && plan_.mode != ZVDemodMode_FM;
-        for (size_t at = 0; at < band.size(); at += block)
+        for (size_t at = 0; at < band.size(); at += block) {
+            // A steady sound's level stays as long as it does, so nothing else may be learned.
+            if (loudness_ && (first || at <= band.size() / 2)) loudness_.emplace(plan_.filter_rate());
             receive(band.subspan(at, std::min(block, band.size() - at)));
+        }
         if (measuring_) hold_level();
         carrier_offset_ = loop_offset();
     }
@@ -313,7 +298,7 @@ void Receiver::process(std::span<const int16_t> band)
     const size_t samples = band.size() / plan_.decimation, frames = samples * plan_.upsample;
     audio_.resize(2 * frames);
     ZVDemodulator16_Process_StereoOut_16_16(radio_, band.data(), audio_.data(), uint32_t(band.size()), 1);
-    if (level_.agc) control_loudness(frames);
+    if (deemphasis_ || loudness_) shape_audio(frames);
     if (plan_.mode == ZVDemodMode_SyncAM && gaps_.none()) follow_carrier(int32_t(samples));
 
     size_t kept = 0;

@@ -6,7 +6,9 @@
 // at its level.
 #pragma once
 #include "radio/channel.h"
+#include "radio/deemphasis.h"
 #include "radio/gaps.h"
+#include "radio/loudness.h"
 #include "radio/plan.h"
 #include <complex>
 #include <cstdint>
@@ -18,10 +20,11 @@
 namespace client {
 // How the audio's level is made.
 struct Level {
-    bool agc = false;             // audio gain control: one loudness
-    std::optional<double> iq_agc; // I/Q gain control that follows fading, target in dB of full scale
-    std::optional<double> gain;   // fixed audio gain
-    std::optional<double> volume; // output gain; 0.5
+    bool agc = false;                 // audio gain control: one loudness
+    std::optional<double> deemphasis; // FM: time constant, s
+    std::optional<double> iq_agc;     // I/Q gain control that follows fading, target in dB of full scale
+    std::optional<double> gain;       // fixed audio gain
+    std::optional<double> volume;     // output gain; 0.5
 };
 
 class Receiver {
@@ -56,7 +59,7 @@ private:
     void limit(int32_t count, int32_t* i, int32_t* q);
     void control_level(int32_t count, int32_t* i, int32_t* q);
     void bridge_rest(int32_t count, int32_t* i, int32_t* q);
-    void control_loudness(size_t frames);
+    void shape_audio(size_t frames);
     void hold_level();
     void process(std::span<const int16_t> band);
     void follow_carrier(int32_t count);
@@ -68,6 +71,8 @@ private:
     const Level level_;
     zovek::Demodulator radio_{ZVDemodulator16_Construct};
     std::optional<ChannelFilter> channel_i_, channel_q_;
+    std::optional<Deemphasis> deemphasis_;
+    std::optional<Loudness> loudness_;
     Gaps gaps_;
     std::vector<int16_t> band_; // with zeros as the plan wants them
     std::vector<int16_t> audio_;
