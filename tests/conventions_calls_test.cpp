@@ -18,9 +18,9 @@ using test::Family;
 
 // ---- Calls over a client's samples ----
 
-// A call over a client's samples, whatever the order of its arguments: what is const is the input, and what is
-// not the output, or both in a call without another sample pointer. step counts as far as the call has one,
-// decimation is 1.
+// A call over a client's samples, whatever the order of its arguments: what is const is the input, and what
+// is not the output, or both in a call without another sample pointer. step counts as far as the call has
+// one, decimation is 1.
 using Run = void (*)(void* self, void* out, void* in, int32_t length, int32_t step);
 
 template <auto Call>

@@ -1,4 +1,5 @@
-// The adaptive filter: every kernel against the plain model to the bit, and the object's sizes, streams and refusals.
+// The adaptive filter: every kernel against the plain model to the bit, and the object's sizes, streams and
+// refusals.
 #include "core/cpu.h"
 #include "filter/lms_kernels.h"
 #include "reference/lms.h"
@@ -51,7 +52,8 @@ private:
     Guarded<char> room_;
 };
 
-// What comes out of work with every kernel that runs here, and with the one for any processor as it is without MMX.
+// What comes out of work with every kernel that runs here, and with the one for any processor as it is
+// without MMX.
 template <class Work>
 void with_each_kernel(Work work)
 {

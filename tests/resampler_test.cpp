@@ -248,8 +248,8 @@ TEST_P(ResamplerKernel, EqualsTheFormula)
         }
 }
 
-// Taps of a client's own: tap 0 not 0, taps so large that sums wrap and results saturate; and the library's, by
-// way of the client's routine.
+// Taps of a client's own: tap 0 not 0, taps so large that sums wrap and results saturate; and the library's,
+// by way of the client's routine.
 TEST_P(ResamplerKernel, TakesAnyTaps)
 {
     using Store = void (*)(ZVResampler32*, const double*, int32_t);

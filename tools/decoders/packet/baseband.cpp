@@ -5,6 +5,7 @@ namespace decoders::packet {
 namespace {
 constexpr double rate = Baseband::baud * Baseband::bit_samples;
 constexpr int taps = 8 * Baseband::bit_samples + 1;
+constexpr double lag = (taps - 1) / 2.0; // samples, of the low-pass
 constexpr float mean_share =
     1.0f / (100 * Baseband::bit_samples); // a scrambled signal is on both sides alike
 } // namespace
@@ -16,8 +17,8 @@ Baseband::Baseband(const Tuning& tuning, Take take)
 {
 }
 
-// A loop of first order: a crossing of zero ought to come half a bit from the middles on either side, and moves
-// the phase by a share of what it is off (F. M. Gardner, Phaselock Techniques, ch. 2).
+// A loop of first order: a crossing of zero ought to come half a bit from the middles on either side, and
+// moves the phase by a share of what it is off (F. M. Gardner, Phaselock Techniques, ch. 2).
 void Baseband::push(const int16_t* samples, size_t count)
 {
     constexpr double step = 1.0 / bit_samples;
@@ -35,7 +36,7 @@ void Baseband::push(const int16_t* samples, size_t count)
         if (phase_ >= 1) {
             phase_ -= 1;
             const double ago = phase_ * bit_samples; // samples
-            decide(value - (value - before_) * float(ago), double(position_) - 1 - ago - taps / 2);
+            decide(value - (value - before_) * float(ago), double(position_) - 1 - ago - lag);
         }
         before_ = value;
     }

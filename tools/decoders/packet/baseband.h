@@ -1,5 +1,5 @@
-// 9600 Bd on the carrier itself: what an FM discriminator gives, scrambled (J. Miller, "9600 Baud Packet Radio
-// Modem Design", 1988: the G3RUH modem). Low-pass, bit clock and descrambler of one branch.
+// 9600 Bd on the carrier itself: what an FM discriminator gives, scrambled (J. Miller, "9600 Baud Packet
+// Radio Modem Design", 1988: the G3RUH modem). Low-pass, bit clock and descrambler of one branch.
 #pragma once
 #include "decoders/blocks.h"
 #include <cstdint>
@@ -16,8 +16,8 @@ public:
         double cutoff;    // of the low-pass, 6 dB down, as a part of the bit rate
         double loop_gain; // of the bit clock
     };
-    // Takes the soft value of a descrambled bit, whose sign is its level, and the middle of the bit in samples from
-    // the first one on.
+    // Takes the soft value of a descrambled bit, whose sign is its level, and the middle of the bit in
+    // samples from the first one on.
     using Take = std::function<void(float soft, double sample)>;
     Baseband(const Tuning& tuning, Take take);
 

@@ -36,9 +36,9 @@ std::optional<Deframer::Found> Fx25::push(float value)
     return found;
 }
 
-// Generalized minimum distance decoding (G. D. Forney, IEEE Trans. Inf. Theory 12, 1966): of a codeword with too
-// many wrong bytes those that were heard worst are erased, more from trial to trial. The frame's check sequence
-// tells the right one.
+// Generalized minimum distance decoding (G. D. Forney, IEEE Trans. Inf. Theory 12, 1966): of a codeword with
+// too many wrong bytes those that were heard worst are erased, more from trial to trial. The frame's check
+// sequence tells the right one.
 std::optional<Deframer::Found> Fx25::read(const Codeword& codeword) const
 {
     const auto [bits, data, check] = *codeword.tag;

@@ -1,6 +1,6 @@
-// FX.25: a packet's HDLC bits as a Reed-Solomon codeword behind a 64-bit tag that tells its size, so that bytes can
-// be mended; who doesn't know it hears a plain packet (J. McGuire, I. Galysh, K. Doherty, H. Heidt, D. Niemi,
-// "FX.25: Forward Error Correction Extension to AX.25 Link Protocol", 2006).
+// FX.25: a packet's HDLC bits as a Reed-Solomon codeword behind a 64-bit tag that tells its size, so that
+// bytes can be mended; who doesn't know it hears a plain packet (J. McGuire, I. Galysh, K. Doherty, H. Heidt,
+// D. Niemi, "FX.25: Forward Error Correction Extension to AX.25 Link Protocol", 2006).
 #pragma once
 #include "decoders/packet/ax25.h"
 #include <vector>
@@ -8,8 +8,8 @@
 namespace decoders::packet {
 class Fx25 {
 public:
-    // Takes the soft value of a bit, as Deframer does. Gives the frame of a codeword when its last bit has come;
-    // begin and end are those of the frame in it, flipped counts the bytes that were mended.
+    // Takes the soft value of a bit, as Deframer does. Gives the frame of a codeword when its last bit has
+    // come; begin and end are those of the frame in it, flipped counts the bytes that were mended.
     std::optional<Deframer::Found> push(float soft);
 
 private:

@@ -1,5 +1,6 @@
-// Syndromes, the Berlekamp-Massey algorithm begun at the erasures' locator, Chien's search and Forney's formula
-// (R. E. Blahut, Algebraic Codes for Data Transmission, ch. 7). Polynomials have their lowest term first.
+// Syndromes, the Berlekamp-Massey algorithm begun at the erasures' locator, Chien's search and Forney's
+// formula (R. E. Blahut, Algebraic Codes for Data Transmission, ch. 7). Polynomials have their lowest term
+// first.
 #include "decoders/packet/reed_solomon.h"
 #include <algorithm>
 #include <array>

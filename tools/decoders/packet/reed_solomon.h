@@ -12,8 +12,8 @@ public:
     // check bytes stand at the end of a codeword: half as many wrong bytes can be mended.
     explicit ReedSolomon(size_t check) : check_(check) {}
 
-    // Mends a codeword in place: 2 errors + erasures <= check. Erased are places whose bytes aren't trusted. The
-    // number of bytes that were changed; -1 if no codeword is near enough, and then it stays as it was.
+    // Mends a codeword in place: 2 errors + erasures <= check. Erased are places whose bytes aren't trusted.
+    // The number of bytes that were changed; -1 if no codeword is near enough, and then it stays as it was.
     int mend(std::vector<uint8_t>& word, const std::vector<size_t>& erased = {}) const;
 
 private:

@@ -1,5 +1,5 @@
-// Frames for programs that take them from a modem by KISS over TCP (M. Chepponis, P. Karn, "The KISS TNC", 1987):
-// a server on the loopback address.
+// Frames for programs that take them from a modem by KISS over TCP (M. Chepponis, P. Karn, "The KISS TNC",
+// 1987): a server on the loopback address.
 #pragma once
 #include "io/server.h"
 #include <string>

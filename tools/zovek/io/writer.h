@@ -22,8 +22,8 @@ public:
     Writer(const Writer&) = delete;
     virtual ~Writer() = default;
 
-    // Writes count samples of full scale 2^31, whole frames; integers are rounded to nearest. Gives the reason
-    // if they can't all be taken, and takes no more then; empty if there is none.
+    // Writes count samples of full scale 2^31, whole frames; integers are rounded to nearest. Gives the
+    // reason if they can't all be taken, and takes no more then; empty if there is none.
     virtual std::string write(const int32_t* samples, size_t count) = 0;
     // Completes what tells of the length, over the samples that were taken.
     virtual void finish() = 0;

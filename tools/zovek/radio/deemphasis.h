@@ -1,6 +1,6 @@
-// What takes off the treble that an FM sender has put on: a low-pass of first order, 1 / (1 + j 2 pi f T), with gain 1
-// at 1 kHz (bilinear transform with its corner where it belongs: A. V. Oppenheim, R. W. Schafer, Discrete-Time Signal
-// Processing, ch. 7).
+// What takes off the treble that an FM sender has put on: a low-pass of first order, 1 / (1 + j 2 pi f T),
+// with gain 1 at 1 kHz (bilinear transform with its corner where it belongs: A. V. Oppenheim, R. W. Schafer,
+// Discrete-Time Signal Processing, ch. 7).
 #pragma once
 #include <cmath>
 

@@ -63,8 +63,8 @@ void Loudness::end_frame()
     gap_ = false;
 }
 
-// Speech is what stands over the least that was heard lately: the noise in its pauses (minimum statistics: R. Martin,
-// IEEE Trans. Speech Audio Proc. 9, 2001).
+// Speech is what stands over the least that was heard lately: the noise in its pauses (minimum statistics: R.
+// Martin, IEEE Trans. Speech Audio Proc. 9, 2001).
 bool Loudness::is_speech(double power)
 {
     smooth_ += 0.4 * (power - smooth_);

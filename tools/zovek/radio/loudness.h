@@ -1,5 +1,5 @@
-// Speech at one loudness: a slow gain that follows what is spoken and waits in the pauses, and behind it a limiter
-// that sees peaks before they come.
+// Speech at one loudness: a slow gain that follows what is spoken and waits in the pauses, and behind it a
+// limiter that sees peaks before they come.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -7,13 +7,14 @@
 #include <vector>
 
 namespace client {
-// Keeps what it is given within -1 to 1: a gain that has come down when a peak comes, and goes up again in 0.1 s. It
-// is the mean, over as many samples as it looks ahead, of the least gain that any of them bears.
+// Keeps what it is given within -1 to 1: a gain that has come down when a peak comes, and goes up again in
+// 0.1 s. It is the mean, over as many samples as it looks ahead, of the least gain that any of them bears.
 class Limiter {
 public:
     explicit Limiter(size_t ahead) : gains_(ahead, 1.0F), waiting_(ahead), sum_(double(ahead)) {}
 
-    // The sample of ahead - 1 calls before, limited. up is the share of the way to 1 that the gain goes up with.
+    // The sample of ahead - 1 calls before, limited. up is the share of the way to 1 that the gain goes up
+    // with.
     float push(float sample, float up);
 
 private:

@@ -166,8 +166,8 @@ void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
     }
 }
 
-// The I/Q gain control, by pieces. The gain stays over those with nothing to be measured by: a gain that follows
-// silence has no end. Below half a step of the band's samples there is rounding alone.
+// The I/Q gain control, by pieces. The gain stays over those with nothing to be measured by: a gain that
+// follows silence has no end. Below half a step of the band's samples there is rounding alone.
 void Receiver::control_level(int32_t count, int32_t* i, int32_t* q)
 {
     constexpr int32_t piece = 16;
@@ -211,8 +211,8 @@ void Receiver::bridge_rest(int32_t count, int32_t* i, int32_t* q)
     }
 }
 
-// What shapes the audio, and the output behind it as the demodulator has it. There is no audio where the audio
-// filter holds some of a gap.
+// What shapes the audio, and the output behind it as the demodulator has it. There is no audio where the
+// audio filter holds some of a gap.
 void Receiver::shape_audio(size_t frames)
 {
     const auto* audio = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_, 8));
