@@ -1,4 +1,5 @@
 // Sub-audible tones below the speech of FM stations, by which a receiver opens for its own group alone.
+#include "decoders/tones/evened.h"
 #include "decoders/tones/overs.h"
 #include "decoders/tones/phase_break.h"
 #include "decoders/tones/spectra.h"
@@ -10,38 +11,48 @@
 
 namespace decoders::tones {
 namespace {
-constexpr double sub_rate = 600;      // Hz: the resampler leaves what is below 300 Hz
-constexpr double window = 1;          // s, of the spectra there: lines 2 Hz wide tell tones from each other
+constexpr double sub_rate = Evened::rate; // Hz: the resampler leaves what is below 300 Hz
+// s, of the spectra there. The shorter ones tell when a tone begins and ends, in lines 2 Hz wide to either
+// side that tell tones from each other; in the longer ones it stands twice as clear of the voice.
+constexpr double window = 1, long_window = 2;
+constexpr size_t ahead = size_t((long_window - window) / 2 / Syllables::hop); // frames of one end
+constexpr double least_clear = 3;     // dB over all other lines, of a tone that stands
 constexpr double pole = 0.75;         // of the high-pass against a receiver's offset, 30 Hz
-constexpr double least_share = 0.4;   // of a tone in pauses: with less, a voice's pitch is one
 constexpr int32_t full = 1 << 29;     // of samples, 2^30 is full scale
 constexpr int32_t quietest = 1 << 15; // half a step of 16 bits
-constexpr double silent_end = 0.7; // s that bring out the last frames: half a window, and the filter's delay
+constexpr double silent_end =
+    0.75; // s that bring out the last frames: half a window, and the filters' delays
 
 class Ctcss : public Decoder {
 public:
     Ctcss(double rate, Emit emit)
         : emit_(std::move(emit)),
           to_sub_(rate, sub_rate),
-          sub_(rate, {.rate = sub_rate, .window = window, .hop = Syllables::hop}),
+          sub_(sub_rate, {.rate = sub_rate, .window = window, .hop = Syllables::hop}),
+          long_(sub_rate, {.rate = sub_rate, .window = long_window, .hop = Syllables::hop}),
           speech_(rate, {.rate = 8000, .window = 0.064, .hop = Syllables::hop})
     {
     }
 
     void push(const int16_t* samples, size_t count) override
     {
-        // The speech first, and both by hops: what is known then doesn't depend on how the stream is cut.
+        // The speech and the longer spectra first, and all by hops: what is known then doesn't depend on how
+        // the stream is cut.
         speech_.push(samples, count, [this](double) { levels_.push_back(speech_.power(300, 3000)); });
         clipped_.clear();
+        passed_.clear();
         for (const int32_t sample : to_sub_.push32(samples, count)) {
             high_ = sample - before_ + pole * high_;
             before_ = sample;
-            pauses_.push(high_ / (1 << 30));
-            // Clipped hard: a loud syllable has no more weight than a pause with the tone alone.
+            passed_.push_back(high_ / (1 << 30));
+            pauses_.push(passed_.back());
             clipped_.push_back(high_ > quietest ? full : high_ < -quietest ? -full : 0);
         }
         phase_.push(clipped_);
-        sub_.push32(clipped_.data(), clipped_.size(), [this](double time) { look(time - to_sub_.delay()); });
+        const std::vector<int32_t>& even = evened_.push(passed_);
+        long_.push32(even.data(), even.size(), [this](double) { lines_.emplace_back(long_, long_window); });
+        sub_.push32(even.data(), even.size(),
+                    [this](double time) { look(time - double(Evened::delay) / sub_rate - to_sub_.delay()); });
     }
 
     void finish() override
@@ -60,8 +71,8 @@ private:
             syllables_.push(time, levels_.front());
             levels_.pop_front();
         }
-        candidates_.see(time, sub_);
-        look_for_another(time);
+        look_at_lines(time);
+        look_for_another();
         if (const auto tone = overs_.tone()) {
             overs_.tone_seen(candidates_.run(*tone, Overs::gap).end);
             if (candidates_.lost(*tone)) overs_.tone_missing(time);
@@ -70,13 +81,27 @@ private:
         overs_.pass(time);
     }
 
-    void look_for_another(double time)
+    // Those of both spectra that end with the frame.
+    void look_at_lines(double time)
     {
-        const auto window_end = std::llround((time + to_sub_.delay() + window / 2) * to_sub_.rate());
-        pauses_.forget(window_end);
+        const auto end = std::llround((time + to_sub_.delay() + window / 2) * to_sub_.rate());
+        pauses_.forget(end, long_window);
+        const auto look_at = [&](const Line& line, double seconds) {
+            if (line.tone && line.clear > least_clear && pauses_.stands(end, seconds, line.frequency))
+                candidates_.stand(*line.tone);
+        };
+        const Line line(sub_, window);
+        candidates_.see(time, line);
+        look_at(line, window);
+        if (frames_++ < ahead) return;
+        look_at(lines_.front(), long_window);
+        lines_.pop_front();
+    }
+
+    void look_for_another()
+    {
         const int tone = candidates_.best();
-        if (candidates_.clear(tone) && tone != overs_.tone() &&
-            pauses_.share(window_end, candidates_.frequency(tone)) > least_share)
+        if (candidates_.clear(tone) && tone != overs_.tone())
             overs_.tone_clear(tone, candidates_.run(tone, Overs::gap).begin);
     }
 
@@ -109,9 +134,13 @@ private:
 
     const Emit emit_;
     Resampler to_sub_;
-    Spectra sub_, speech_;
+    Spectra sub_, long_, speech_;
     std::deque<double> levels_; // of the speech, ahead of the tone's frames
+    std::deque<Line> lines_;    // of the longer spectra, ahead of the frames with their end
+    size_t frames_ = 0;
+    std::vector<double> passed_; // what the high-pass leaves
     std::vector<int32_t> clipped_;
+    Evened evened_;
     double before_ = 0, high_ = 0; // the high-pass: sample before, output
     Pauses pauses_{sub_rate};
     Syllables syllables_;

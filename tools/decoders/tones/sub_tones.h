@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <vector>
 
 namespace decoders::tones {
 constexpr double sub_tones[] = {67.0,  69.3,  71.9,  74.4,  77.0,  79.7,  82.5,  85.4,  88.5,  91.5,  94.8,
@@ -19,80 +20,107 @@ constexpr double sub_tones[] = {67.0,  69.3,  71.9,  74.4,  77.0,  79.7,  82.5, 
 // Part of a frequency by which it may be off: less than half of what the nearest two are apart, 0.0145.
 constexpr double sub_tone_reach = 0.0065;
 
-// What there is below 300 Hz while the voice pauses.
+// What there is below 300 Hz while the voice pauses, and while it doesn't.
 class Pauses {
 public:
     explicit Pauses(double rate) : rate_(rate) {}
 
     void push(double sample) { samples_.push_back(sample); } // of full scale 1
-    // No more is asked of what came more than a second before a sample.
-    void forget(int64_t sample)
+    // No more is asked of what came more than so many seconds before a sample.
+    void forget(int64_t sample, double seconds)
     {
-        for (; gone_ < sample - int64_t(span) && !samples_.empty(); ++gone_) samples_.pop_front();
+        const int64_t gone = sample - int64_t(std::llround(seconds * rate_));
+        for (; gone_ < gone && !samples_.empty(); ++gone_) samples_.pop_front();
     }
-    // The tone's share of the power in the quietest parts of the second before a sample.
-    double share(int64_t sample, double frequency) const
+    // Whether a line stands in the quietest quarter of the seconds before a sample as it does in the rest. A
+    // voice's pitch swells with its syllables, however long it keeps to one.
+    bool stands(int64_t sample, double seconds, double frequency) const
     {
-        const int64_t first = sample - int64_t(span) - gone_;
-        if (first < 0 || first + int64_t(span) > int64_t(samples_.size())) return 0;
+        const size_t count = size_t(std::lround(seconds / part_time)),
+                     part = size_t(std::lround(part_time * rate_));
+        const int64_t first = sample - int64_t(count * part) - gone_;
+        if (first < 0 || first + int64_t(count * part) > int64_t(samples_.size())) return false;
         struct Part {
             std::complex<double> sum = 0;
             double power = 0;
         };
-        std::array<Part, blocks> parts;
+        std::vector<Part> parts(count);
         const double omega = 2 * M_PI * frequency / rate_;
-        for (size_t k = 0; k < span; ++k) {
-            Part& part = parts[k / block];
+        for (size_t k = 0; k < count * part; ++k) {
+            Part& now = parts[k / part];
             const double value = samples_[size_t(first) + k];
-            part.sum += value * std::polar(1.0, -omega * double(k));
-            part.power += value * value + silence;
+            now.sum += value * std::polar(1.0, -omega * double(k));
+            now.power += value * value + silence;
         }
         std::ranges::sort(parts, {}, &Part::power);
-        Part quiet;
-        for (size_t k = 0; k < pausing; ++k) {
-            quiet.sum += parts[k].sum;
-            quiet.power += parts[k].power;
+        Part quiet, loud;
+        for (size_t k = 0; k < count; ++k) {
+            Part& of = k < count / 4 ? quiet : loud;
+            of.sum += parts[k].sum;
+            of.power += parts[k].power;
         }
-        return 2 * std::norm(quiet.sum) / (quiet.power * double(pausing * block));
+        const double in_quiet = double(count / 4), in_loud = double(count) - in_quiet;
+        const double share = 2 * std::norm(quiet.sum) / (quiet.power * in_quiet * double(part));
+        const double swell = decibels_over(std::norm(loud.sum / in_loud), std::norm(quiet.sum / in_quiet));
+        return share > least_share && std::fabs(swell) < most_swell;
     }
 
 private:
-    static constexpr size_t blocks = 20, block = 30, span = blocks * block; // 1 s; samples a block: 0.05 s
-    static constexpr size_t pausing = 5;    // blocks taken for the pause; more reach into the syllables
-    static constexpr double silence = 1e-9; // power of a sample, a step of 16 bits: nothing has no share
-    const double rate_;                     // Hz
+    static constexpr double part_time = 0.05;  // s: shorter than the pauses between syllables
+    static constexpr double least_share = 0.2; // of the power in the quietest quarter
+    static constexpr double most_swell = 3;    // dB, from there to the rest
+    static constexpr double silence = 1e-9;    // power of a sample, a step of 16 bits: nothing has no share
+    const double rate_;                        // Hz
     std::deque<double> samples_;
     int64_t gone_ = 0; // samples forgotten
+};
+
+// The line of a spectrum that is the strongest, and how it stands.
+struct Line {
+    Line(const Spectra& spectra, double window)
+    {
+        const Peak line = spectra.peak(64, 260);
+        const Peak other = spectra.peak_beside(60, 265, line.frequency, 3 / window);
+        frequency = line.frequency;
+        power = line.power;
+        clear = decibels_over(line.power, other.power);
+        const int next = nearest(sub_tones, line.frequency);
+        if (std::fabs(line.frequency / sub_tones[next] - 1) < sub_tone_reach) tone = next;
+    }
+    double frequency; // Hz
+    double power;
+    double clear;            // dB, over the strongest line beside it
+    std::optional<int> tone; // its place in the table, if it is near to one
 };
 
 // Evidence for each tone, frame after frame. Tones go by their place in the table.
 class Candidates {
 public:
-    // A frame: the line that is the strongest, and the strongest beside it.
-    void see(double time, const Spectra& spectra)
+    // A frame of the shorter spectra.
+    void see(double time, const Line& line)
     {
-        const Peak line = spectra.peak(64, 260), other = spectra.peak_beside(60, 265, line.frequency, beside);
-        const int tone = nearest(sub_tones, line.frequency);
-        const bool near = std::fabs(line.frequency / sub_tones[tone] - 1) < sub_tone_reach;
-        for (Candidate& candidate : candidates_) candidate.evidence *= memory;
-        sights_.push_back({.time = time, .power = line.power});
+        for (Candidate& candidate : candidates_) {
+            candidate.evidence *= memory;
+            candidate.standing *= memory;
+        }
+        sights_.push_back({.time = time, .tone = line.tone, .power = line.power});
         if (sights_.size() > kept) sights_.pop_front();
-        if (!near) return;
-        sights_.back().tone = tone;
-        Candidate& seen = candidates_[size_t(tone)];
-        if (lost(tone)) seen.frequency = line.frequency;
+        if (!line.tone) return;
+        Candidate& seen = candidates_[size_t(*line.tone)];
+        if (lost(*line.tone)) seen.frequency = line.frequency;
         const double moved = line.frequency - seen.frequency;
         seen.frequency += settle * moved;
-        if (std::fabs(moved) < steady)
-            seen.evidence += std::clamp(decibels_over(line.power, other.power), 0.0, most_clear);
+        if (std::fabs(moved) < steady) seen.evidence += std::clamp(line.clear, 0.0, most_clear);
     }
+    // A line of the frame, in spectra of any length, that is clear of all others and stands in the pauses too.
+    void stand(int tone) { candidates_[size_t(tone)].standing += 1; }
 
-    // The one with the most evidence.
+    // The one that stands best.
     int best() const
     {
-        return int(std::ranges::max_element(candidates_, {}, &Candidate::evidence) - candidates_.begin());
+        return int(std::ranges::max_element(candidates_, {}, &Candidate::standing) - candidates_.begin());
     }
-    bool clear(int tone) const { return candidates_[size_t(tone)].evidence > enough; }
+    bool clear(int tone) const { return candidates_[size_t(tone)].standing > enough; }
     bool lost(int tone) const { return candidates_[size_t(tone)].evidence < gone; }
     // As it was seen of late, Hz.
     double frequency(int tone) const { return candidates_[size_t(tone)].frequency; }
@@ -118,18 +146,17 @@ public:
     double last_time() const { return sights_.back().time; }
 
 private:
-    // dB summed with a memory of 1 s, at most 160. A clear tone counts after half a second and is lost 2.8 s
-    // after its end at the latest. With less than enough the voice's own tones count, which soon move on.
-    static constexpr double enough = 66, gone = 10;
-    static constexpr double memory = 0.95;  // of the evidence, from a frame to the next
+    static constexpr double enough = 6;    // frames in which it stands: a voice gets to that nowhere
+    static constexpr double gone = 10;     // dB of evidence: a tone is lost 2.8 s after its end at the latest
+    static constexpr double memory = 0.95; // of evidence, from a frame to the next: 1 s
     static constexpr double most_clear = 8; // dB that a frame adds: more, and few loud frames make a tone
-    static constexpr double beside = 3;     // Hz, between lines: a window of 1 s is 2 Hz wide to either side
     static constexpr double steady = 0.5; // Hz that a tone seems to move: a line that moves more adds nothing
     static constexpr double settle = 0.2; // of that, taken into its frequency
     static constexpr size_t kept = 100;   // frames, 5 s: how far back a run is looked for
     struct Candidate {
         double frequency = 0; // Hz
-        double evidence = 0;  // dB
+        double evidence = 0;  // dB, summed
+        double standing = 0;  // frames
     };
     struct Sight {
         double time;             // s
