@@ -1,7 +1,9 @@
 // Tones: a stream cut anywhere gives the same messages. The samples go to the decoders themselves, piece by
-// piece.
+// piece. And the way down to their rates.
+#include "decoders/blocks.h"
 #include "decoders/tones/tones.h"
 #include <cmath>
+#include <complex>
 #include <gtest/gtest.h>
 #include <random>
 
@@ -89,5 +91,31 @@ TEST(Tones, CutAnywhereAreTheSame)
         const auto whole = heard(make, samples, samples.size());
         EXPECT_EQ(whole.size(), messages);
         for (const size_t piece : {1, 7, 441, 1000}) EXPECT_EQ(heard(make, samples, piece), whole) << piece;
+    }
+}
+
+// At the wanted rate what passes is as it was, at its time, and what would fold is 70 dB down, whatever the ratio.
+TEST(Resampler, IsAsSharpHoweverFarDown)
+{
+    constexpr double low = 600; // Hz
+    // Amplitude, half scale being 1, and phase of a sine of full scale behind the resampler.
+    const auto heard = [](double from, double frequency, double at) {
+        decoders::Resampler resampler(from, low);
+        std::vector<int16_t> samples(size_t(from * 1.2));
+        for (size_t k = 0; k < samples.size(); ++k)
+            samples[k] = int16_t(std::lround(32767 * std::cos(2 * M_PI * frequency * double(k) / from)));
+        const std::vector<int32_t>& out = resampler.push32(samples.data(), samples.size());
+        std::complex<double> sum = 0;
+        constexpr size_t first = 90, count = 600; // behind the filters; whole periods
+        for (size_t k = first; k < first + count; ++k)
+            sum += double(out[k]) *
+                   std::polar(1.0, -2 * M_PI * at * (double(k) / resampler.rate() - resampler.delay()));
+        return sum * 2.0 / double(count) / 1073741824.0;
+    };
+    for (const double from : {8000, 11025, 44100, 96000, 250000, 2400000}) {
+        SCOPED_TRACE(from);
+        EXPECT_LT(std::abs(heard(from, 100, 100) - 1.0), 0.003);
+        for (const double folds : {1, 2, 3, 5, 10})
+            EXPECT_LT(std::abs(heard(from, folds * low - 100, 100)), 3e-4) << folds;
     }
 }

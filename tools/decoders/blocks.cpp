@@ -26,18 +26,32 @@ zovek::FSKCorrDemod make_correlator(double rate, int bit_samples, double tone_1,
     return correlator;
 }
 
-Resampler::Resampler(double from, double to, uint32_t taps_per_phase) : from_(from)
+// What the last stage passes is at most an eighth of the rate that the one before it leaves: between that and
+// what would fold onto it lie 0.6 of this rate, where a Blackman window of 10 samples of it falls by 74 dB.
+Resampler::Resampler(double from, double to, uint32_t taps) : from_(from), rate_(from)
 {
-    ZVResampler32_Setup(resampler_, float(from), float(to), 1e-5f, taps_per_phase);
-    if (resampler_->taps_count / resampler_->over + 1 < int32_t(taps_per_phase)) throw std::bad_alloc();
-    rate_ = from * resampler_->over / resampler_->under;
-    delay_ = (resampler_->history_length - (resampler_->taps_count - 1) / (2.0 * resampler_->over)) / from;
+    constexpr double least_left = 4, most_at_once = 8;
+    constexpr uint32_t short_taps = 10;
+    while (rate_ / to >= 2 * least_left)
+        add(rate_ / std::min(most_at_once, std::floor(rate_ / to / least_left)), short_taps);
+    add(to, taps);
+}
+
+void Resampler::add(double to, uint32_t taps)
+{
+    const auto length = taps * uint32_t(std::ceil(std::max(1.0, rate_ / to)));
+    ZVResampler32* const self = stages_.emplace_back().resampler;
+    ZVResampler32_Setup(self, float(rate_), float(to), 1e-5f, length);
+    if (self->taps_count / self->over + 1 < int32_t(length)) throw std::bad_alloc();
+    delay_ += (self->history_length - (self->taps_count - 1) / (2.0 * self->over)) / rate_;
+    rate_ = rate_ * self->over / self->under;
 }
 
 const std::vector<int16_t>& Resampler::push(const int16_t* samples, size_t count)
 {
-    out_.resize(count * size_t(resampler_->over) / size_t(resampler_->under) + 2);
-    out_.resize(ZVResampler32_ProcessIn_16_16(resampler_, out_.data(), samples, int32_t(count), 1));
+    const std::vector<int32_t>& wide = push32(samples, count);
+    out_.resize(wide.size());
+    for (size_t k = 0; k < wide.size(); ++k) out_[k] = int16_t(std::clamp(wide[k] >> 15, -32768, 32767));
     return out_;
 }
 
@@ -45,8 +59,12 @@ const std::vector<int32_t>& Resampler::push32(const int16_t* samples, size_t cou
 {
     in32_.resize(count);
     for (size_t k = 0; k < count; ++k) in32_[k] = samples[k] * 32768;
-    out32_.resize(count * size_t(resampler_->over) / size_t(resampler_->under) + 2);
-    out32_.resize(ZVResampler32_ProcessIn_32_32(resampler_, out32_.data(), in32_.data(), int32_t(count), 1));
-    return out32_;
+    const std::vector<int32_t>* in = &in32_;
+    for (auto& [resampler, out] : stages_) {
+        out.resize(in->size() * size_t(resampler->over) / size_t(resampler->under) + 2);
+        out.resize(ZVResampler32_ProcessIn_32_32(resampler, out.data(), in->data(), int32_t(in->size()), 1));
+        in = &out;
+    }
+    return *in;
 }
 } // namespace decoders

@@ -28,11 +28,13 @@ void push_silence(double samples, To& to, const More&... more)
     }
 }
 
-// A stream at another rate.
+// A stream at another rate. Far down it goes in stages, each with a short filter that keeps free of what folds
+// what the last one leaves (R. E. Crochiere, L. R. Rabiner, Multirate Digital Signal Processing, ch. 5).
 class Resampler {
 public:
-    // The rate that comes out is within 1e-5 of the wanted one: see rate(). An output costs so many products.
-    Resampler(double from, double to, uint32_t taps_per_phase = 32);
+    // The rate that comes out is within 1e-5 of the wanted one: see rate(). The last filter is as long as so
+    // many samples, at least, at the lower of its two rates: as sharp whatever is decimated.
+    Resampler(double from, double to, uint32_t taps = 32);
 
     // The outputs of these samples, until the next call.
     const std::vector<int16_t>& push(const int16_t* samples, size_t count);
@@ -40,13 +42,21 @@ public:
     const std::vector<int32_t>& push32(const int16_t* samples, size_t count);
     double rate() const { return rate_; }
     double input_rate() const { return from_; }
-    // Time that the filter takes, s: an output stands for the input so long before.
+    // Time that the filters take, s: an output stands for the input so long before.
     double delay() const { return delay_; }
 
 private:
-    zovek::Resampler resampler_{ZVResampler32_Construct};
-    double from_, rate_, delay_;
+    struct Stage {
+        zovek::Resampler resampler{ZVResampler32_Construct};
+        std::vector<int32_t> out;
+    };
+    // To another rate, behind the stages that there are.
+    void add(double to, uint32_t taps);
+
+    std::vector<Stage> stages_;
+    const double from_;
+    double rate_, delay_ = 0;
     std::vector<int16_t> out_;
-    std::vector<int32_t> in32_, out32_;
+    std::vector<int32_t> in32_;
 };
 } // namespace decoders

@@ -7,20 +7,13 @@ namespace decoders {
 namespace {
 constexpr double kept = 60;          // s of powers
 constexpr double lowest_rate = 2000; // Hz; below, there is nothing of a modem's tones
-constexpr uint32_t taps_per_phase = 32;
 constexpr double half_scale = 1073741824.0;
-
-// A filter as sharp at the rate that comes out as it would be without decimation.
-uint32_t taps(double from, double wanted)
-{
-    return taps_per_phase * uint32_t(std::ceil(std::max(1.0, from / wanted)));
-}
 } // namespace
 
 Intake::Intake(double from, double wanted, size_t block, double level, Take take)
     : block_(block),
       take_(std::move(take)),
-      resampler_(from, wanted, taps(from, wanted)),
+      resampler_(from, wanted),
       agc_(ZVAGC_Construct)
 {
     if (from < lowest_rate)
