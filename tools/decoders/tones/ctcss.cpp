@@ -8,6 +8,7 @@
 #include "decoders/tones/tones.h"
 #include <cmath>
 #include <deque>
+#include <numeric>
 
 namespace decoders::tones {
 namespace {
@@ -17,6 +18,7 @@ constexpr double sub_rate = Evened::rate; // Hz: the resampler leaves what is be
 constexpr double window = 1, long_window = 2;
 constexpr size_t ahead = size_t((long_window - window) / 2 / Syllables::hop); // frames of one end
 constexpr double least_clear = 3;     // dB over all other lines, of a tone that stands
+constexpr double least_tone = 3e-6;   // of the speech's power: what is above 300 Hz folds in with 1e-7 of it
 constexpr double pole = 0.75;         // of the high-pass against a receiver's offset, 30 Hz
 constexpr int32_t full = 1 << 29;     // of samples, 2^30 is full scale
 constexpr int32_t quietest = 1 << 15; // half a step of 16 bits
@@ -69,6 +71,8 @@ private:
     {
         if (!levels_.empty()) {
             syllables_.push(time, levels_.front());
+            speech_of_late_.push_back(levels_.front());
+            if (double(speech_of_late_.size()) * Syllables::hop > long_window) speech_of_late_.pop_front();
             levels_.pop_front();
         }
         look_at_lines(time);
@@ -86,8 +90,11 @@ private:
     {
         const auto end = std::llround((time + to_sub_.delay() + window / 2) * to_sub_.rate());
         pauses_.forget(end, long_window);
+        const double speech = std::reduce(speech_of_late_.begin(), speech_of_late_.end()) /
+                              double(std::max<size_t>(speech_of_late_.size(), 1));
         const auto look_at = [&](const Line& line, double seconds) {
-            if (line.tone && line.clear > least_clear && pauses_.stands(end, seconds, line.frequency))
+            if (line.tone && line.clear > least_clear &&
+                pauses_.stands(end, seconds, line.frequency, least_tone * speech))
                 candidates_.stand(*line.tone);
         };
         const Line line(sub_, window);
@@ -136,6 +143,7 @@ private:
     Resampler to_sub_;
     Spectra sub_, long_, speech_;
     std::deque<double> levels_; // of the speech, ahead of the tone's frames
+    std::deque<double> speech_of_late_;
     std::deque<Line> lines_;    // of the longer spectra, ahead of the frames with their end
     size_t frames_ = 0;
     std::vector<double> passed_; // what the high-pass leaves

@@ -32,9 +32,10 @@ public:
         const int64_t gone = sample - int64_t(std::llround(seconds * rate_));
         for (; gone_ < gone && !samples_.empty(); ++gone_) samples_.pop_front();
     }
-    // Whether a line stands in the quietest quarter of the seconds before a sample as it does in the rest. A
-    // voice's pitch swells with its syllables, however long it keeps to one.
-    bool stands(int64_t sample, double seconds, double frequency) const
+    // Whether a line stands in the quietest quarter of the seconds before a sample as it does in the rest, and
+    // no weaker than a power, that of a sine of full scale being 1. A voice's pitch swells with its syllables,
+    // however long it keeps to one.
+    bool stands(int64_t sample, double seconds, double frequency, double least) const
     {
         const size_t count = size_t(std::lround(seconds / part_time)),
                      part = size_t(std::lround(part_time * rate_));
@@ -62,7 +63,8 @@ public:
         const double in_quiet = double(count / 4), in_loud = double(count) - in_quiet;
         const double share = 2 * std::norm(quiet.sum) / (quiet.power * in_quiet * double(part));
         const double swell = decibels_over(std::norm(loud.sum / in_loud), std::norm(quiet.sum / in_quiet));
-        return share > least_share && std::fabs(swell) < most_swell;
+        const double power = std::norm(2.0 * (quiet.sum + loud.sum) / double(count * part));
+        return share > least_share && std::fabs(swell) < most_swell && power > least;
     }
 
 private:
