@@ -1,5 +1,6 @@
 // Sub-audible tones below the speech of FM stations, by which a receiver opens for its own group alone.
 #include "decoders/tones/evened.h"
+#include "decoders/tones/hum.h"
 #include "decoders/tones/overs.h"
 #include "decoders/tones/phase_break.h"
 #include "decoders/tones/spectra.h"
@@ -17,11 +18,11 @@ constexpr double sub_rate = Evened::rate; // Hz: the resampler leaves what is be
 // side that tell tones from each other; in the longer ones it stands twice as clear of the voice.
 constexpr double window = 1, long_window = 2;
 constexpr size_t ahead = size_t((long_window - window) / 2 / Syllables::hop); // frames of one end
-constexpr double least_clear = 3;     // dB over all other lines, of a tone that stands
-constexpr double least_tone = 3e-6;   // of the speech's power: what is above 300 Hz folds in with 1e-7 of it
-constexpr double pole = 0.75;         // of the high-pass against a receiver's offset, 30 Hz
-constexpr int32_t full = 1 << 29;     // of samples, 2^30 is full scale
-constexpr int32_t quietest = 1 << 15; // half a step of 16 bits
+constexpr double least_clear = 3;   // dB over all other lines, of a tone that stands
+constexpr double least_tone = 3e-6; // of the speech's power: what is above 300 Hz folds in with 1e-7 of it
+constexpr double pole = 0.75;       // of the high-pass against a receiver's offset, 30 Hz
+constexpr int32_t full = 1 << 29;   // of samples, 2^30 is full scale
+constexpr double quietest = 0.5 / 32768; // half a step of 16 bits
 constexpr double silent_end =
     0.75; // s that bring out the last frames: half a window, and the filters' delays
 
@@ -47,8 +48,11 @@ public:
             high_ = sample - before_ + pole * high_;
             before_ = sample;
             passed_.push_back(high_ / (1 << 30));
-            pauses_.push(passed_.back());
-            clipped_.push_back(high_ > quietest ? full : high_ < -quietest ? -full : 0);
+        }
+        hum_.take_out(passed_);
+        for (const double sample : passed_) {
+            pauses_.push(sample);
+            clipped_.push_back(sample > quietest ? full : sample < -quietest ? -full : 0);
         }
         phase_.push(clipped_);
         const std::vector<int32_t>& even = evened_.push(passed_);
@@ -93,7 +97,7 @@ private:
         const double speech = std::reduce(speech_of_late_.begin(), speech_of_late_.end()) /
                               double(std::max<size_t>(speech_of_late_.size(), 1));
         const auto look_at = [&](const Line& line, double seconds) {
-            if (line.tone && line.clear > least_clear &&
+            if (line.tone && line.clear > least_clear && !hum_.has(line.frequency) &&
                 pauses_.stands(end, seconds, line.frequency, least_tone * speech))
                 candidates_.stand(*line.tone);
         };
@@ -144,10 +148,11 @@ private:
     Spectra sub_, long_, speech_;
     std::deque<double> levels_; // of the speech, ahead of the tone's frames
     std::deque<double> speech_of_late_;
-    std::deque<Line> lines_;    // of the longer spectra, ahead of the frames with their end
+    std::deque<Line> lines_; // of the longer spectra, ahead of the frames with their end
     size_t frames_ = 0;
     std::vector<double> passed_; // what the high-pass leaves
     std::vector<int32_t> clipped_;
+    Hum hum_;
     Evened evened_;
     double before_ = 0, high_ = 0; // the high-pass: sample before, output
     Pauses pauses_{sub_rate};
