@@ -8,7 +8,8 @@ using decoders::bulletins::SameReceiver;
 
 namespace {
 const std::string one = "ZCZC-WXR-TOR-031055-019155-231001+0130-0601203-QAA1/NWS-",
-                  two = "ZCZC-CIV-EVI-000000+9930-3662359-QB-";
+                  two = "ZCZC-CIV-EVI-000000+9930-3662359-QB-",
+                  odd = "ZCZC-WXR-t?R-031055-1915+0060-0002460-QAA1/NWS-";
 using Bits = std::vector<SameReceiver::Bit>;
 
 TEST(ParseSame, TakesHeadersAlone)
@@ -18,8 +19,9 @@ TEST(ParseSame, TakesHeadersAlone)
     EXPECT_EQ(header->text, one);
     EXPECT_EQ(header->originator + header->event + header->station, "WXRTORQAA1/NWS");
     EXPECT_EQ(header->locations, (std::vector<std::string>{"031055", "019155", "231001"}));
-    EXPECT_EQ((std::array{header->valid, header->day, header->hour, header->minute}),
-              (std::array{90, 60, 12, 3}));
+    EXPECT_EQ(header->valid, 90);
+    EXPECT_EQ(header->day, 60);
+    EXPECT_EQ(header->issued, "12:03");
     EXPECT_EQ(parse_same(two + "filled")->station, "QB");
     EXPECT_EQ(parse_same("ZCZC-CIV-EVI-000000+9930-3662359-QB/FM   -")->station, "QB/FM");
     for (const auto& [at, wrong] : {std::pair{0, "X"},
@@ -43,6 +45,29 @@ TEST(ParseSame, TakesHeadersAlone)
     }
     for (size_t length = 0; length < one.size(); ++length)
         EXPECT_FALSE(parse_same(one.substr(0, length))) << length;
+}
+
+TEST(ParseSame, NamesWhatIsNoValue)
+{
+    using decoders::bulletins::SameValues;
+    for (const auto& [at, wrong, invalid] : {std::tuple{5, "QQQ", "originator"},
+                                             {9, "QQQ", "event"},
+                                             {9, "t?R", "event"},
+                                             {13, "03105A", "locations"},
+                                             {36, "60", "valid_minutes"},
+                                             {39, "000", "day"},
+                                             {39, "367", "day"},
+                                             {42, "24", "issued"},
+                                             {42, "1 60", "issued"}}) {
+        std::string text = one;
+        text.replace(size_t(at), std::string(wrong).size(), wrong);
+        const auto header = parse_same(text, SameValues::any);
+        ASSERT_TRUE(header) << text;
+        EXPECT_EQ(header->text, text);
+        EXPECT_EQ(header->invalid, std::vector<std::string>{invalid}) << text;
+    }
+    EXPECT_TRUE(parse_same(one)->invalid.empty() && parse_same(two + "filled")->invalid.empty());
+    EXPECT_EQ(parse_same(odd, SameValues::any)->invalid.size(), 5u);
 }
 
 Bits noise(size_t count)
@@ -109,6 +134,10 @@ TEST(SameReceiver, MakesOneHeaderOfThreeBursts)
         {{good, good, good, good}, {0, 0, 0, 0}, {1, 2, 3, 1}}, // sent again
         {{{one, damage({30}), 1.4f}, good}, {1, 0}, {0, 1}},    // softly wrong
         {{{one, damage({30}), 1.6f}, good}, {}, {}},
+        {{{odd}, {odd}}, {0, 0}, {1, 2}, true}, // what two read alike was sent
+        {{{odd}, {odd, damage({20})}, {odd}}, {0, 1, 0}, {1, 1, 2}},
+        {{{odd}}, {}, {}},
+        {{{odd, damage({6})}, {odd, damage({20})}, {odd, damage({30})}}, {}, {}},
     };
     for (const Row& row : rows) {
         Bits bits;
@@ -117,7 +146,7 @@ TEST(SameReceiver, MakesOneHeaderOfThreeBursts)
         std::vector<int> mended, agreeing;
         for (const auto& burst : found) {
             mended.push_back(burst.mended), agreeing.push_back(burst.agreeing);
-            EXPECT_TRUE(burst.header->text == one || burst.header->text == two);
+            EXPECT_TRUE(burst.header->text == one || burst.header->text == two || burst.header->text == odd);
         }
         EXPECT_EQ(mended, row.mended) << &row - rows.data();
         EXPECT_EQ(agreeing, row.agreeing) << &row - rows.data();

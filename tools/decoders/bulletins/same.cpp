@@ -104,15 +104,14 @@ private:
 
     static void tell(const SameHeader& header, words::JsonObject& fields)
     {
-        char issued[8];
-        std::snprintf(issued, sizeof issued, "%02d:%02d", header.hour % 24, header.minute % 60);
         fields.add("originator", header.originator)
             .add("event", header.event)
-            .add("locations", header.locations)
-            .add("valid_minutes", int64_t(header.valid))
-            .add("day", int64_t(header.day))
-            .add("issued", issued)
-            .add("station", header.station);
+            .add("locations", header.locations);
+        if (header.valid) fields.add("valid_minutes", int64_t(*header.valid));
+        if (header.day) fields.add("day", int64_t(*header.day));
+        if (!header.issued.empty()) fields.add("issued", header.issued);
+        fields.add("station", header.station);
+        if (!header.invalid.empty()) fields.add("invalid", header.invalid);
     }
 
     // The tone that isn't sent shows the noise in the bit rate's bandwidth, twice its power: amplitude

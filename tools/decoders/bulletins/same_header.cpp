@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <string_view>
 #include <utility>
 
 namespace decoders::bulletins {
@@ -43,62 +44,93 @@ std::string bytes_of(const std::vector<Value>& values, Soft soft)
     return bytes;
 }
 
-// A place in a text that moves on over what fits.
-struct Cursor {
-    const std::string& text;
-    size_t at = 0;
-    bool good = true;
+// Originators and events of 47 CFR 11.31 and of weather radio in the United States and Canada.
+constexpr std::string_view originators = "EAS CIV WXR PEP EAN";
+constexpr std::string_view events =
+    "ADR AVA AVW BHS BLU BWW BZW CAE CDW CEM CFA CFW CHW CWW DBA DBW DEW DMO DSW EAN EAT EQW EVA EVI EWW FCW "
+    "FFA FFS FFW FLA FLS FLW FRW FSW FZW HLS HMW HUA HUW HWA HWW IBW IFW LAE LEW LSW MEP NAT NIC NMN NPT NST "
+    "NUW POS RHW RMT RWT SMW SPS SPW SQW SSA SSW SVA SVR SVS TOA TOE TOR TRA TRW TSA TSW TXB TXF TXO TXP VOA "
+    "VOW WFA WFW WSA WSW";
+constexpr size_t most_locations = 31, longest_field = 16;
 
-    std::string take(size_t count, bool (*fits)(char))
-    {
-        std::string part = at < text.size() ? text.substr(at, count) : "";
-        good = good && part.size() == count && std::ranges::all_of(part, fits);
-        at += count;
-        return part;
-    }
-    void expect(const char* wanted)
-    {
-        for (; *wanted; ++wanted, ++at) good = good && at < text.size() && text[at] == *wanted;
-    }
-    int number(size_t count, int most)
-    {
-        const std::string digits = take(count, digit);
-        const int value = good ? std::stoi(digits) : 0;
-        good = good && value <= most;
-        return value;
-    }
-};
+bool listed(std::string_view codes, const std::string& wanted)
+{
+    return wanted.size() == 3 && codes.find(wanted) % 4 == 0;
+}
+
+bool all(const std::string& text, size_t count, bool (*fits)(char))
+{
+    return text.size() == count && std::ranges::all_of(text, fits);
+}
+
+// So many digits of a text as a number.
+std::optional<int> number(const std::string& text, size_t at, size_t count)
+{
+    const std::string digits = text.substr(std::min(at, text.size()), count);
+    if (!all(digits, count, digit)) return {};
+    return std::stoi(digits);
+}
+
+bool within(const std::optional<int>& value, int least, int most)
+{
+    return value && *value >= least && *value <= most;
+}
 } // namespace
 
-std::optional<SameHeader> parse_same(const std::string& text)
+std::optional<SameHeader> parse_same(const std::string& text, SameValues values)
 {
+    constexpr std::string_view start = "ZCZC-";
+    if (!text.starts_with(start)) return {};
+    size_t at = start.size();
+    char end = 0;
+    // A field and, in `end`, the sign behind it.
+    const auto field = [&](const char* ends) {
+        const size_t behind = text.find_first_of(ends, at);
+        end = behind == std::string::npos || behind - at > longest_field ? char(0) : text[behind];
+        const std::string part = end ? text.substr(at, behind - at) : "";
+        at = behind + 1;
+        return part;
+    };
     SameHeader header;
-    Cursor cursor{text};
-    cursor.expect("ZCZC-");
-    header.originator = cursor.take(3, code);
-    cursor.expect("-");
-    header.event = cursor.take(3, code);
-    do {
-        cursor.expect("-");
-        header.locations.push_back(cursor.take(6, digit));
-    } while (cursor.good && cursor.at < text.size() && text[cursor.at] == '-');
-    cursor.expect("+");
-    header.valid = cursor.number(2, 99) * 60;
-    header.valid += cursor.number(2, 59);
-    cursor.expect("-");
-    header.day = cursor.number(3, 366);
-    header.hour = cursor.number(2, 23);
-    header.minute = cursor.number(2, 59);
-    cursor.expect("-");
+    header.originator = field("-+");
+    if (end == '-') header.event = field("-+");
+    while (end == '-') header.locations.push_back(field("-+"));
+    if (end != '+') return {};
+    const std::string valid = field("-"), issued = end ? field("-") : "";
+    if (!end) return {};
     // Eight characters by the rules; what not all senders fill up ends at its '-'.
-    const std::string rest = cursor.at < text.size() ? text.substr(cursor.at, station_length + 1) : "";
-    const size_t length = rest.size() <= station_length ? 0
-                          : rest[station_length] == '-' ? station_length
-                                                        : std::min(rest.find('-'), rest.size());
-    header.station = cursor.take(length, [](char c) { return c >= ' ' && c <= '~'; });
-    cursor.expect("-");
-    if (!cursor.good || header.day == 0 || length == 0) return {};
-    header.text = text.substr(0, cursor.at);
+    constexpr size_t filled = station_length;
+    if (at + filled < text.size() && text[at + filled] == '-') {
+        header.station = text.substr(at, filled);
+        at += filled + 1;
+    } else {
+        if (at + filled >= text.size()) return {};
+        header.station = field("-");
+        if (!end) return {};
+    }
+    header.text = text.substr(0, at);
+    if (!std::ranges::all_of(header.text, [](char c) { return c >= ' ' && c <= '~'; })) return {};
+
+    if (const auto hours = number(valid, 0, 2), minutes = number(valid, 2, 2); hours && minutes)
+        header.valid = *hours * 60 + *minutes;
+    header.day = number(issued, 0, 3);
+    if (number(issued, 3, 4)) header.issued = issued.substr(3, 2) + ":" + issued.substr(5, 2);
+    const auto judge = [&](const char* name, bool is_possible, bool is_listed = true) {
+        if (!is_possible || !is_listed) header.invalid.push_back(name);
+        header.impossible |= !is_possible;
+    };
+    judge("originator", all(header.originator, 3, code), listed(originators, header.originator));
+    judge("event", all(header.event, 3, code), listed(events, header.event));
+    judge("locations", !header.locations.empty() && header.locations.size() <= most_locations &&
+                           std::ranges::all_of(header.locations, [](const std::string& place) {
+                               return all(place, 6, digit);
+                           }));
+    judge("valid_minutes", valid.size() == 4 && header.valid && within(number(valid, 2, 2), 0, 59));
+    judge("day", within(header.day, 1, 366));
+    judge("issued",
+          issued.size() == 7 && within(number(issued, 3, 2), 0, 23) && within(number(issued, 5, 2), 0, 59));
+    judge("station", !header.station.empty() && header.station.size() <= station_length);
+    if (header.impossible && values == SameValues::possible) return {};
     header.station.erase(header.station.find_last_not_of(' ') + 1);
     return header;
 }
@@ -181,7 +213,7 @@ void SameReceiver::add(std::vector<Found>& found)
     Burst& burst = bursts_.back();
     const std::string bytes = burst.bytes();
     const auto own = parse_same(bytes), voted = header_ ? header_ : vote().header;
-    const bool ended = own || (voted && bytes.size() >= voted->text.size());
+    const bool ended = own || (voted && bytes.size() >= voted->text.size()) || repeated();
     if (!ended && bytes.size() < most_bytes) return;
     end_burst();
     if (own && bursts_.size() > 1) {
@@ -227,6 +259,16 @@ bool SameReceiver::agreed(const std::string& text) const
     return std::ranges::all_of(voices, [](int voice) { return voice >= 2; });
 }
 
+// What the newest burst has read just as one before it was sent, whatever its values: nothing was guessed.
+std::optional<SameHeader> SameReceiver::repeated() const
+{
+    if (bursts_.size() < 2) return {};
+    const auto header = parse_same(bursts_.back().bytes(), SameValues::any);
+    const auto same = [&](const Burst& burst) { return burst.bytes().starts_with(header->text); };
+    if (!header || std::none_of(bursts_.begin(), bursts_.end() - 1, same)) return {};
+    return header;
+}
+
 // Gives the bursts of a header on which two agree, or of which there are no more to come.
 void SameReceiver::settle(std::vector<Found>& found, bool last)
 {
@@ -235,6 +277,8 @@ void SameReceiver::settle(std::vector<Found>& found, bool last)
         Vote voted = vote();
         if (voted.header && (agreed(voted.header->text) || (last && voted.weakest >= least_margin)))
             header_ = std::move(voted.header);
+        else
+            header_ = repeated();
     }
     if (header_) {
         const std::string& text = header_->text;

@@ -14,13 +14,18 @@ struct SameHeader {
     std::string text; // with its last '-'
     std::string originator, event;
     std::vector<std::string> locations;
-    int valid = 0;                     // minutes
-    int day = 0, hour = 0, minute = 0; // issued, UTC; 1 January is day 1
-    std::string station;               // without the blanks at its end
+    std::optional<int> valid, day; // minutes; issued, 1 January is day 1. Without, where they aren't digits
+    std::string issued;            // HH:MM, UTC; empty where those aren't digits
+    std::string station;           // without the blanks at its end
+    // Fields whose value nobody defined, by their names in JSON. Those that don't even have the form of one
+    // are impossible; an originator or an event may be newer than the lists.
+    std::vector<std::string> invalid;
+    bool impossible = false;
 };
 
+enum class SameValues { possible, any };
 // The header that a text begins with. The text has room for a station of eight characters and a '-'.
-std::optional<SameHeader> parse_same(const std::string& text);
+std::optional<SameHeader> parse_same(const std::string& text, SameValues values = SameValues::possible);
 
 class SameReceiver {
 public:
@@ -57,6 +62,7 @@ private:
     void settle(std::vector<Found>& found, bool last);
     Vote vote() const;
     bool agreed(const std::string& text) const;
+    std::optional<SameHeader> repeated() const;
     bool better_open(int errors);
     void begin_burst(int errors, std::vector<Found>& found);
     void end_burst();
