@@ -63,9 +63,10 @@ def fsk(levels, baud, mark, space, rate, phase=0.0):
     return np.sin(phase + 2 * np.pi * np.cumsum(hertz) / rate)
 
 
-def noise(samples, seed, rate, density):
-    """White noise whose power in 3 kHz is density against a sine of amplitude 1."""
-    sigma = np.sqrt(density / 2 * rate / 2 / 3000)
+def noise(samples, seed, rate, density, power=0.5):
+    """White noise whose power in 3 kHz is density against a signal of this power: a sine of amplitude 1 has 1/2, pages have
+    1."""
+    sigma = np.sqrt(density * power * rate / 2 / 3000)
     return np.random.default_rng(seed).normal(0, sigma, samples)
 
 

@@ -1,21 +1,11 @@
-// Pages of POCSAG (ITU-R M.584, radiopaging code No. 1) out of the bits of a channel.
-//
-// A batch is a sync codeword and sixteen others of 32 bits: 21 bits of address or message, 10 of a BCH(31,21)
-// code that corrects two errors, and one of parity, which tells three from two.
+// Pages of POCSAG (ITU-R M.584, radiopaging code No. 1) out of its codewords.
 #pragma once
-#include <cstdint>
-#include <optional>
+#include "decoders/pages/pocsag_code.h"
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace decoders::pages {
-struct Codeword {
-    uint32_t word; // as sent
-    int errors;    // corrected
-};
-// The codeword next to what was received, if there is one with at most two errors.
-std::optional<Codeword> correct_pocsag(uint32_t received);
-
 enum class PageText { automatic, numeric, alpha };
 
 struct Page {
@@ -26,6 +16,8 @@ struct Page {
     int lost = 0;             // codewords
     bool inverted = false;
     double begin = 0, end = 0; // as times of the bits
+    double noise = 0;          // power against that of the bits, summed over `words` codewords
+    int words = 0;
 
     // "tone" without a message, else "numeric" or "alpha".
     const char* kind(PageText as) const;
@@ -34,31 +26,20 @@ struct Page {
     std::string alpha() const;
 };
 
-class PocsagReceiver {
+// Codewords to pages.
+class PageMaker {
 public:
-    // Takes a bit (0 or 1; either way up), and the time of its middle.
-    std::vector<Page> push(bool bit, double time);
-    // The signal has ended.
-    std::vector<Page> finish();
+    // Takes the next codeword: none, if it couldn't be read; which frame of the batch it is in, its times, and the
+    // power of the noise on it against that of its bits.
+    void take(const std::optional<Codeword>& codeword, int frame, double begin, double end, float noise);
+    // The page has all that it will get.
+    void close();
+    // Those that are whole.
+    std::vector<Page> give() { return std::exchange(pages_, {}); }
 
 private:
-    int preamble() const;
-    void begin(int errors, bool inverted);
-    void take(uint32_t received, double begin, double end);
-    void close();
-    std::vector<Page> give();
-
-    uint64_t last_ = 0; // bits, the newest lowest
-    std::vector<double> times_ = std::vector<double>(32);
-    int64_t count_ = 0;
-    bool open_ = false; // in a batch
-    bool inverted_ = false;
-    int64_t sync_ = 0;      // count_ at the end of the batch's sync
-    double evidence_ = 0;   // bits, that these are codewords and not noise
-    double quality_ = 0;    // of the last codewords, 0 to 1
-    uint32_t previous_ = 0; // codeword
-    int unread_ = 0;        // codewords in a row
     std::optional<Page> page_;
-    std::vector<Page> waiting_; // for evidence
+    std::vector<Page> pages_;
+    int unread_ = 0; // codewords in a row
 };
 } // namespace decoders::pages
