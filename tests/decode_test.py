@@ -224,6 +224,14 @@ class Tones(InFolder):
         self.assertEqual(self.hear(halves, 8000, "dtmf", "--pause", 0.5), ["123"])
         self.assertEqual(self.hear(halves, 8000, "dtmf", "--pause", 0.1), list("123"))
 
+    def test_keys_over_tones_that_stand_on_the_line(self):
+        for standing in (350, 440), (440, 480), (480, 620), (425,):
+            with self.subTest(standing=standing):
+                audio = tones.dtmf(tones.KEYS, 8000, 0.05, 0.05, -3)
+                audio = np.concatenate([tones.silence(0.3, 8000), audio])
+                audio += 0.5 * sum(tones.sine(hertz, len(audio) / 8000, 8000) for hertz in standing)
+                self.assertEqual(self.hear(audio, 8000, "dtmf", snr=15), [tones.KEYS])
+
     def test_what_is_no_key(self):
         rate, key = 8000, {"seconds": 0.1, "rate": 8000}
         for name, audio in (("one tone", tones.sine(770, **key)), ("low tones", tones.pair(697, 852, **key)),

@@ -10,11 +10,13 @@ namespace {
 constexpr double rows[] = {697, 770, 852, 941}, columns[] = {1209, 1336, 1477, 1633}; // Hz
 constexpr char keys[] = "123A456B789C*0#D";
 
-constexpr double most_off = 0.025;   // of a tone's frequency
-constexpr double most_twist = 12;    // dB
-constexpr double least_share = 0.35; // of the power that is heard, in a frame
-constexpr double least_clear = 5.5;  // dB: speech reaches 4, digits 3 dB over the noise in 4 kHz 8 and more
-constexpr double beside = 75;        // Hz, from a tone to what is another line
+constexpr double most_off = 0.025;     // of a tone's frequency, in a frame
+constexpr double most_mean_off = 0.02; // of a key: senders keep to 0.015
+constexpr double most_twist = 12;      // dB
+constexpr double least_share = 0.35;   // of the power that is heard, in a frame
+constexpr double least_clear = 5.5;    // dB: speech reaches 4, digits 3 dB over the noise in 4 kHz 8 and more
+constexpr double below = 650;          // Hz: from here down, lines that stand are those of the exchange
+constexpr double beside = 75;          // Hz, from a tone to what is another line
 constexpr double least_duration = 0.028; // s
 
 class Dtmf : public SpectraDecoder {
@@ -29,11 +31,16 @@ public:
 private:
     void look(double time) override
     {
+        if (standing_.push(spectra_.bins(below))) last_floor_ = standing_.floor();
+        if (!symbols_.running()) floor_ = last_floor_;
+        spectra_.leave_out(floor_);
         const Peak low = spectra_.peak(650, 1000), high = spectra_.peak(1150, 1720);
         const int row = nearest(rows, low.frequency), column = nearest(columns, high.frequency);
         const double low_off = low.frequency / rows[row] - 1, high_off = high.frequency / columns[column] - 1;
-        Sight sight{
-            .time = time, .power = low.power + high.power, .twist = decibels_over(high.power, low.power)};
+        Sight sight{.time = time,
+                    .power = low.power + high.power,
+                    .twist = decibels_over(high.power, low.power),
+                    .off = {low_off, high_off}};
         const double other = std::max({spectra_.peak(300, low.frequency - beside).power,
                                        spectra_.peak(low.frequency + beside, high.frequency - beside).power,
                                        spectra_.peak(high.frequency + beside, 3400).power});
@@ -47,7 +54,8 @@ private:
 
     void take(const Symbol& symbol)
     {
-        if (symbol.duration() < least_duration || symbol.clear < least_clear) return;
+        const double off = std::max(std::fabs(symbol.off[0]), std::fabs(symbol.off[1]));
+        if (symbol.duration() < least_duration || symbol.clear < least_clear || off > most_mean_off) return;
         if (!line_.empty() && symbol.begin - line_.back().end > pause_) end();
         line_.push_back(symbol);
     }
@@ -73,6 +81,8 @@ private:
     }
 
     const double pause_; // s
+    Standing standing_;
+    std::vector<float> last_floor_, floor_; // of what stands, and of what stood before the key
     Symbols symbols_;
     std::vector<Symbol> line_;
 };

@@ -40,6 +40,7 @@ void Spectra::push32(const int32_t* samples, size_t count, const std::function<v
     size_t at = 0;
     for (; at + window_ <= waiting_.size(); at += hop_) {
         fft_->compute_32(fft_, &waiting_[at], uint32_t(window_));
+        left_.clear();
         frame(double(frames_++) * hop());
     }
     waiting_.erase(waiting_.begin(), waiting_.begin() + ptrdiff_t(at));
@@ -51,6 +52,15 @@ void Spectra::finish(const std::function<void(double time)>& frame)
     push_silence(silent + 1, *this, frame);
 }
 
+void Spectra::leave_out(std::span<const float> floor)
+{
+    constexpr float little = 4; // 6 dB
+    const auto all = bins(rate() / 2);
+    left_.assign(all.begin(), all.end());
+    for (size_t k = 0; k < floor.size(); ++k)
+        if (left_[k] < little * floor[k]) left_[k] = 0;
+}
+
 int Spectra::bin(double frequency) const
 {
     const auto bin = int(std::lround(frequency / rate() * fft_->buffer_size));
@@ -60,9 +70,7 @@ int Spectra::bin(double frequency) const
 // A parabola through the logarithms of three bins.
 Peak Spectra::line(int bin) const
 {
-    const auto level = [&](int k) {
-        return std::log(double(static_cast<const float*>(fft_->module)[k]) + 1e-9);
-    };
+    const auto level = [&](int k) { return std::log(double(module()[k]) + 1e-9); };
     const double before = level(bin - 1), top = level(bin), behind = level(bin + 1);
     const double curve = before - 2 * top + behind;
     const double offset = curve < 0 ? std::clamp(0.5 * (before - behind) / curve, -0.5, 0.5) : 0;
@@ -72,8 +80,8 @@ Peak Spectra::line(int bin) const
 
 Peak Spectra::peak(double low, double high) const
 {
-    const auto* module = static_cast<const float*>(fft_->module);
-    return line(int(std::max_element(module + bin(low), module + bin(high) + 1) - module));
+    const float* heard = this->heard();
+    return line(int(std::max_element(heard + bin(low), heard + bin(high) + 1) - heard));
 }
 
 Peak Spectra::peak_beside(double low, double high, double other, double distance) const
@@ -85,9 +93,9 @@ Peak Spectra::peak_beside(double low, double high, double other, double distance
 
 double Spectra::power(double low, double high) const
 {
-    const auto* module = static_cast<const float*>(fft_->module);
+    const float* heard = this->heard();
     double sum = 0;
-    for (int k = bin(low); k <= bin(high); ++k) sum += double(module[k]);
+    for (int k = bin(low); k <= bin(high); ++k) sum += double(heard[k]);
     return sum * sum_scale_;
 }
 } // namespace decoders::tones

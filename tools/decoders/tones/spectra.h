@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <deque>
 #include <functional>
+#include <span>
+#include <utility>
 #include <vector>
 
 namespace decoders::tones {
@@ -43,6 +46,11 @@ public:
     // Silence at the end brings out the frames that reach beyond it.
     void finish(const std::function<void(double time)>& frame);
 
+    // The present frame's bins up to a frequency, Hz.
+    std::span<const float> bins(double high) const { return {module(), size_t(bin(high)) + 1}; }
+    // What follows leaves out, of the present frame, the bins that have little more than a floor for as many.
+    void leave_out(std::span<const float> floor);
+
     // The strongest line between two frequencies, and what lies beside it in Hz left out.
     Peak peak(double low, double high) const;
     Peak peak_beside(double low, double high, double other, double distance) const;
@@ -53,6 +61,8 @@ public:
 private:
     int bin(double frequency) const;
     Peak line(int bin) const;
+    const float* module() const { return static_cast<const float*>(fft_->module); }
+    const float* heard() const { return left_.empty() ? module() : left_.data(); }
 
     Resampler to_rate_;
     zovek::FFT fft_;
@@ -60,6 +70,37 @@ private:
     double line_scale_, sum_scale_;
     int64_t frames_ = 0;
     std::vector<int32_t> waiting_;
+    std::vector<float> left_; // the frame's bins, 0 what is left out; empty: all are heard
+};
+
+// What stands in each bin: the least of the powers that were its greatest in 40 ms each, for 0.2 s. A tone that lasts
+// keeps its power in it, and so do two that beat; what comes and goes and a voice don't. (Minimum statistics,
+// R. Martin, 2001.)
+class Standing {
+public:
+    // The bins of a frame. Whether there is another floor.
+    bool push(std::span<const float> bins)
+    {
+        greatest_.resize(bins.size());
+        for (size_t k = 0; k < bins.size(); ++k) greatest_[k] = std::max(greatest_[k], bins[k]);
+        if (++frames_ % block) return false;
+        blocks_.push_back(std::exchange(greatest_, {}));
+        if (blocks_.size() > kept) blocks_.pop_front();
+        return blocks_.size() == kept;
+    }
+    std::vector<float> floor() const
+    {
+        std::vector<float> floor = blocks_.front();
+        for (const std::vector<float>& one : blocks_)
+            for (size_t k = 0; k < floor.size(); ++k) floor[k] = std::min(floor[k], one[k]);
+        return floor;
+    }
+
+private:
+    static constexpr size_t block = 10, kept = 5; // frames; blocks
+    size_t frames_ = 0;
+    std::vector<float> greatest_; // in the present block
+    std::deque<std::vector<float>> blocks_;
 };
 
 // A decoder that looks at spectra, one after the other.

@@ -41,8 +41,10 @@ void Symbols::end()
         symbol.power += s->power;
         symbol.twist += s->twist;
         symbol.clear += s->clear;
+        for (const int k : {0, 1}) symbol.off[k] += s->off[k];
     }
-    for (double* mean : {&symbol.power, &symbol.twist, &symbol.clear}) *mean /= count;
+    for (double* mean : {&symbol.power, &symbol.twist, &symbol.clear, &symbol.off[0], &symbol.off[1]})
+        *mean /= count;
     run_.clear();
     good_ = 0;
     peak_ = 0;

@@ -12,12 +12,13 @@ struct Sight {
     double power = 0; // of its tones; 1 is a sine of full scale
     double clear = 0; // dB, its weakest tone over the strongest other line
     double twist = 0; // dB, the higher tone over the lower
+    double off[2]{};  // of its tones, parts of their frequencies
 };
 
 struct Symbol {
     int symbol = -1;
-    double begin = 0, end = 0;              // s
-    double power = 0, twist = 0, clear = 0; // means, as above
+    double begin = 0, end = 0;                        // s
+    double power = 0, clear = 0, twist = 0, off[2]{}; // means, as above
     double duration() const { return end - begin; }
 };
 double mean_level(const std::vector<Symbol>& symbols); // dB: 0 is a sine of full scale
