@@ -22,7 +22,7 @@ class Samples(unittest.TestCase):
 
 
     def test_all_modes_at_once_hear_that_alone(self):
-        for mode in ("packet", "dtmf", "zvei", "selcal", "ctcss", "same", "navtex", "rtty"):
+        for mode in ("packet", "dtmf", "zvei", "selcal", "ctcss", "same", "navtex", "pocsag", "rtty"):
             lines, _ = decode(ROOT / f"samples/{mode}.flac", "--mode", "all")
             wanted = [f"{mode}: {line}" for line in (ROOT / f"samples/{mode}.txt").read_text().splitlines()]
             others = [line for line in lines if line not in wanted]
