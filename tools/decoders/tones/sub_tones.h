@@ -105,9 +105,10 @@ public:
             candidate.evidence *= memory;
             candidate.standing *= memory;
         }
-        sights_.push_back({.time = time, .tone = line.tone, .power = line.power});
+        sights_.push_back({.time = time, .power = line.power});
         if (sights_.size() > kept) sights_.pop_front();
         if (!line.tone) return;
+        if (line.clear > least_clear) sights_.back().tone = line.tone;
         Candidate& seen = candidates_[size_t(*line.tone)];
         if (lost(*line.tone)) seen.frequency = line.frequency;
         const double moved = line.frequency - seen.frequency;
@@ -151,6 +152,7 @@ private:
     static constexpr double enough = 6;    // frames in which it stands: a voice gets to that nowhere
     static constexpr double gone = 10;     // dB of evidence: a tone is lost 2.8 s after its end at the latest
     static constexpr double memory = 0.95; // of evidence, from a frame to the next: 1 s
+    static constexpr double least_clear = 1; // dB, of a sight: a voice passes by all tones
     static constexpr double most_clear = 8; // dB that a frame adds: more, and few loud frames make a tone
     static constexpr double steady = 0.5; // Hz that a tone seems to move: a line that moves more adds nothing
     static constexpr double settle = 0.2; // of that, taken into its frequency
