@@ -42,7 +42,11 @@ class Everywhere(Case):
         pages = bulletins.pocsag([(77, 3, "text")], 1200, RATE)
         bulletin = bulletins.sitor("ZCZC QB00\nNNNN\n", RATE)
         tones = [np.sin(2 * np.pi * hertz / RATE * np.arange(5 * RATE)) for hertz in (915, 1085, 2083)]
-        for mode, *others in (("same", bulletin, pages), ("navtex", same, pages), ("pocsag", bulletin, same)):
+        position = "$$QBALLOON,42,06:15:30,52.1234,13.5678,18250,{}*5A\n"
+        texts = [modem.keyed("".join(map(position.format, range(4))).encode(), 8, 100, low, low + shift, RATE, 2)
+                 for low, shift in ((915, 170), (667, 425), (850, 350))]
+        texts.append(modem.keyed(modem.ita2("SOME TEXT OF A TELEPRINTER 0123456789 " * 6), 5, 1000 / 22, 1085, 915, RATE, 1.5))
+        for mode, *others in (("same", bulletin, pages), ("navtex", same, pages, *texts), ("pocsag", bulletin, same)):
             audio = np.concatenate([modem.noise(60 * RATE, 5, RATE, 0.1), *others, *tones, np.zeros(RATE)])
             self.assertEqual(self.hear(mode, audio), [], mode)
 

@@ -45,6 +45,7 @@ private:
     };
     float correlate(int64_t end, std::array<float, pairs>& sums) const;
     Fit fit(int64_t end) const;
+    float evidence(int64_t judged, bool inverted) const;
     void take(int64_t end);
     void look_back();
     std::vector<SitorSymbol> search(size_t phase);
