@@ -31,6 +31,14 @@ std::vector<int16_t> tone(int32_t size, double bin, bool iq, double amplitude = 
 
 double db(double power) { return 10 * std::log10(power); }
 
+// The mean of one spectrum.
+Mean one(const std::vector<double>& power)
+{
+    Mean mean = {power, power, 1};
+    for (double& square : mean.square) square *= square;
+    return mean;
+}
+
 struct Window {
     double scalloping, noise_width; // dB; bins (Harris, On the use of windows, 1978)
 };
@@ -86,7 +94,7 @@ TEST(Peaks, AToneStandsWhereItIsAndSoHigh)
                 SCOPED_TRACE(std::string(window_names[window]) + " " + std::to_string(bin));
                 Transform transform(2048, window, false);
                 const float* found = transform.run(tone(2048, bin, false, amplitude, 3).data());
-                const auto peaks = find_peaks({found, found + 1024}, kernel, 20, 50);
+                const auto peaks = find_peaks(one({found, found + 1024}), kernel, 50);
                 ASSERT_FALSE(peaks.empty());
                 EXPECT_NEAR(peaks[0].bin, bin, 0.02);
                 EXPECT_NEAR(db(peaks[0].power), 20 * std::log10(amplitude / 32768), 0.05);
@@ -104,7 +112,7 @@ TEST(Peaks, AreTheStrongestAboveTheirSurroundings)
     const Kernel hann(2);
     const auto bins = [&](size_t most) {
         std::vector<int> result;
-        for (const Peak& peak : find_peaks(power, hann, 10, most))
+        for (const Peak& peak : find_peaks(one(power), hann, most))
             result.push_back(int(std::lround(peak.bin)));
         return result;
     };
@@ -119,6 +127,36 @@ TEST(Peaks, AreTheStrongestAboveTheirSurroundings)
     std::fill_n(power.begin() + 299, 4, 1e-6);
     for (size_t k = 490; k < 600; ++k) power[k] = 1e-4; // a station as wide as that has no peaks
     EXPECT_EQ(bins(99), (std::vector{900, 100, 103}));
+}
+
+// Powers of noise are exponential; a tone is so much stronger than the noise of its bin. However many spectra
+// are averaged, noise makes no tone, steady or in overs, flat or with a step, and weaker tones are found the
+// more there are.
+TEST(Peaks, NoiseMakesNone)
+{
+    const Kernel hann(2);
+    for (const auto& [blocks, least] : {std::pair(1, 50.0), {4, 10.0}, {30, 2.0}, {400, 0.6}})
+        for (const bool step : {false, true})
+            for (const bool overs : {false, true})
+                for (uint32_t seed = 1; seed <= 12; ++seed) {
+                    std::mt19937 random(seed);
+                    std::exponential_distribution<double> noise(1);
+                    Mean mean = {std::vector<double>(1024), std::vector<double>(1024), double(blocks)};
+                    for (int block = 0; block < blocks; ++block)
+                        for (size_t k = 0; k < 1024; ++k) {
+                            const double level =
+                                (step && k > 500 ? 1e-3 : 1) * (overs && block % 5 ? 1e-2 : 1);
+                            const double power = level * noise(random) / blocks;
+                            mean.power[k] += power;
+                            mean.square[k] += blocks * power * power;
+                        }
+                    ASSERT_TRUE(find_peaks(mean, hann, 9).empty()) << blocks << step << overs << seed;
+                    if (step || overs) continue;
+                    mean.power[300] += least;
+                    const auto peaks = find_peaks(mean, hann, 9);
+                    ASSERT_EQ(peaks.size(), 1u) << blocks << " " << seed;
+                    EXPECT_NEAR(peaks[0].bin, 300, 0.5);
+                }
 }
 
 TEST(Axis, TicksAreRoundAndWhereTheirValuesAre)

@@ -17,8 +17,6 @@
 namespace client::spectra {
 using namespace words;
 namespace {
-constexpr double least_margin = 10; // 10 dB, as a ratio of powers
-
 struct Options : PictureOptions {
     int peaks = 20;
     bool csv = false;
@@ -28,23 +26,28 @@ double decibels_of(double power) { return double(decibels(float(power))); }
 double rounded(double value, double step) { return std::round(value / step) * step; }
 
 struct Spectrum {
-    std::vector<double> mean, highest; // power of each bin
+    Mean mean;
+    std::vector<double> highest; // power of each bin
     std::vector<Peak> peaks;
 };
 
 Spectrum measure(Analysis& analysis, const Options& options)
 {
     Spectrum result;
-    result.mean.resize(analysis.bins());
+    Mean& mean = result.mean;
+    mean.power.resize(analysis.bins());
+    mean.square.resize(analysis.bins());
     result.highest.resize(analysis.bins());
     while (const float* power = analysis.next())
         for (size_t k = 0; k < analysis.bins(); ++k) {
-            result.mean[k] += power[k];
+            mean.power[k] += power[k];
+            mean.square[k] += double(power[k]) * power[k];
             result.highest[k] = std::max<double>(result.highest[k], power[k]);
         }
-    for (double& power : result.mean) power /= double(std::max<int64_t>(analysis.blocks(), 1));
-    result.peaks =
-        find_peaks(result.mean, Kernel(options.analysis.window), least_margin, size_t(options.peaks));
+    for (auto* sum : {&mean.power, &mean.square})
+        for (double& value : *sum) value /= double(std::max<int64_t>(analysis.blocks(), 1));
+    mean.averages = analysis.averages();
+    result.peaks = find_peaks(mean, Kernel(options.analysis.window), size_t(options.peaks));
     return result;
 }
 
@@ -56,7 +59,7 @@ public:
           plot_(options, analysis, {options.width, options.height, analysis.low(), analysis.high(), 30},
                 ", average of " + number(double(analysis.blocks())))
     {
-        std::vector<double> sorted = spectrum.mean;
+        std::vector<double> sorted = spectrum.mean.power;
         std::sort(sorted.begin(), sorted.end());
         const double most = *std::max_element(spectrum.highest.begin(), spectrum.highest.end());
         const double top = 10 * std::ceil((decibels_of(most) + 4) / 10);
@@ -71,7 +74,7 @@ public:
         const Ticks levels = plain_ticks({down_.high, down_.low, 0, down_.pixels}, 44, "dBFS");
         draw_grid(levels);
         draw_trace(spectrum_.highest, Ink::hold, 8, 3);
-        draw_trace(spectrum_.mean, Ink::trace, 15, 4);
+        draw_trace(spectrum_.mean.power, Ink::trace, 15, 4);
         draw_peaks();
         draw_legend();
         plot_.draw_frame();
@@ -136,7 +139,7 @@ private:
             const int half = int(text_width(text) / 2) + 4, x = column(peak.bin);
             if (2 * half > plot_.right() - plot_.left()) continue;
             const int middle = std::clamp(x, plot_.left() + half, plot_.right() - half);
-            const int y = row(std::max(peak.power, spectrum_.highest[size_t(std::lround(peak.bin))])) - 5;
+            const int y = row(std::max(peak.top, spectrum_.highest[size_t(std::lround(peak.bin))])) - 5;
             const Box box = {middle - half, middle + half, y - 14};
             const auto meets = [&](const Box& other) {
                 return box.left < other.right && other.left < box.right && std::abs(box.top - other.top) < 16;
@@ -176,9 +179,10 @@ void print_json(const Options& options, const Analysis& analysis, const Spectrum
         peaks.emplace_back()
             .add("frequency", rounded(analysis.frequency(peak.bin), 1e-4))
             .add("level", rounded(decibels_of(peak.power), 1e-3))
-            .add("above_floor", rounded(decibels_of(peak.power / peak.floor), 1e-3));
+            .add("above_floor", rounded(decibels_of(peak.top / peak.floor), 1e-3));
     object.add("peaks", peaks).add("first", analysis.frequency(0));
-    for (const auto& [name, power] : {std::pair("levels", &spectrum.mean), {"highest", &spectrum.highest}}) {
+    for (const auto& [name, power] :
+         {std::pair("levels", &spectrum.mean.power), {"highest", &spectrum.highest}}) {
         std::vector<double> levels;
         for (const double value : *power) levels.push_back(rounded(decibels_of(value), 1e-3));
         object.add(name, levels);
@@ -190,7 +194,7 @@ void print_csv(const Analysis& analysis, const Spectrum& spectrum)
 {
     std::printf("frequency_hz,level_dbfs,highest_dbfs\n");
     for (size_t k = 0; k < analysis.bins(); ++k)
-        std::printf("%.9g,%.3f,%.3f\n", analysis.frequency(double(k)), decibels_of(spectrum.mean[k]),
+        std::printf("%.9g,%.3f,%.3f\n", analysis.frequency(double(k)), decibels_of(spectrum.mean.power[k]),
                     decibels_of(spectrum.highest[k]));
 }
 
@@ -199,7 +203,7 @@ void print_peaks(const Analysis& analysis, const Spectrum& spectrum)
     std::printf("%14s %10s %12s\n", "frequency Hz", "level dBFS", "above floor");
     for (const Peak& peak : spectrum.peaks)
         std::printf("%14.2f %10.2f %9.1f dB\n", analysis.frequency(peak.bin), decibels_of(peak.power),
-                    decibels_of(peak.power / peak.floor));
+                    decibels_of(peak.top / peak.floor));
 }
 
 int run(const Options& options)

@@ -157,6 +157,26 @@ const float* Analysis::next()
     return transform_.run(block_.data()) + skipped_;
 }
 
+// Blocks j apart that overlap correlate by r(j) = sum of w(t) w(t + j hop) / sum of w(t)^2, their powers by its
+// square. The variance of a mean of K is 1 / K (1 + 2 sum of (1 - j / K) r(j)^2) (Welch, 1967).
+double Analysis::averages() const
+{
+    const int32_t size = std::min(size_, 4096);
+    const std::vector<float> window = window_table(size, window_);
+    const auto product = [&](size_t lag) {
+        double sum = 0;
+        for (size_t t = lag; t < window.size(); ++t) sum += double(window[t]) * window[t - lag];
+        return sum;
+    };
+    const double whole = product(0), step = double(hop_) / size_ * size, count = double(blocks_);
+    double variance = 1;
+    for (int64_t j = 1; j < blocks_ && std::lround(double(j) * step) < size; ++j) {
+        const double r = product(size_t(std::lround(double(j) * step))) / whole;
+        variance += 2 * (1 - double(j) / count) * r * r;
+    }
+    return std::max(count / variance, 1.0);
+}
+
 std::string Analysis::described() const
 {
     std::string window = window_names[window_];

@@ -55,6 +55,8 @@ public:
     double middle() const { return start_ + size_ / 2.0 / input_->rate; } // s: of the first block
     double seconds() const { return double(frames_) / input_->rate; }     // read so far
     int64_t blocks() const { return blocks_; }                            // made so far
+    // Independent blocks whose mean of noise would scatter as that of these does; 1 at least.
+    double averages() const;
     std::optional<int64_t> blocks_expected() const;
     int32_t rate() const { return input_->rate; }
 

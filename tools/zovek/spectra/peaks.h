@@ -7,7 +7,15 @@ namespace client::spectra {
 struct Peak {
     double bin;   // place between the bins
     double power; // of the tone that it is, had it met the middle of a bin
-    double floor; // power of the bins around it, their median
+    double floor; // power of the noise in a bin there
+    double top;   // power of its highest bin, tone and noise
+};
+
+// Power spectra of a recording, averaged.
+struct Mean {
+    std::vector<double> power;  // of each bin
+    std::vector<double> square; // mean square of the same powers
+    double averages;            // independent spectra that scatter as little as the mean does; 1 at least
 };
 
 // How a window shows a tone, measured on the library's own table.
@@ -28,7 +36,7 @@ private:
     std::vector<double> skirt_;
 };
 
-// Peaks at least margin times above the median of the bins around, the strongest first, no more than most.
-std::vector<Peak> find_peaks(const std::vector<double>& power, const Kernel& kernel, double margin,
-                             size_t most);
+// Tones, the strongest first, no more than most: tops as the noise around them makes in one spectrum of ten
+// thousand, and that aren't the skirts of stronger ones.
+std::vector<Peak> find_peaks(const Mean& mean, const Kernel& kernel, size_t most);
 } // namespace client::spectra
