@@ -1,4 +1,5 @@
 // The client's pure parts: numbers as users write them, and the frequency plan of each mode.
+#include "io/tuned.h"
 #include "line/failure.h"
 #include "radio/plan.h"
 #include "words/time_of_day.h"
@@ -129,6 +130,28 @@ TEST(Plan, PlacesTheSideband)
     EXPECT_EQ(make_plan(48000, {.centre = 12000}).station, 12000);
     for (const int32_t frequency : {-12001, 36001, -11990})
         EXPECT_THROW(around_centre(Mode::am, frequency), Failure);
+    const auto tuned = [](int64_t frequency) {
+        return make_plan(48000, {.centre = 12000, .origin = 10'489'550'000, .frequency = frequency});
+    };
+    EXPECT_EQ(tuned(10'489'549'000).station, 11000);
+    EXPECT_EQ(tuned(10'489'549'000).frequency(), 10'489'549'000);
+    for (const int64_t frequency : {0LL, -1000LL, 10'489'549'000LL + (1LL << 32)})
+        EXPECT_THROW(tuned(frequency), Failure);
+}
+
+TEST(Tuned, NamesTellItAsRecordersWriteThem)
+{
+    for (const auto& [name, centre] : {std::pair("20260401_123015Z_100600000Hz_IQ.wav", 100'600'000LL),
+                                       {"2.4MHz/x_100.6MHz_.wav", 100'600'000},
+                                       {"x_2400kHz_100600kHz.wav", 100'600'000}, // the rate is another thing
+                                       {"10.48955 GHz.iq", 10'489'550'000},
+                                       {"7074000Hz", 7'074'000},
+                                       {"band_2400kHz.wav", 0},
+                                       {"100.6.wav", 0},
+                                       {"x100MHz.wav", 0},
+                                       {"12_100MHzx.wav", 0},
+                                       {"1.2.3MHz.wav", 0}})
+        EXPECT_EQ(tuned_by_name(name, 2'400'000).value_or(Tuned{}).centre, centre) << name;
 }
 
 // Division where it gives the rate, with the settings of old; else the exact ratio, or nearly, from audio

@@ -175,6 +175,8 @@ TEST(Axis, TicksAreRoundAndWhereTheirValuesAre)
     EXPECT_EQ(labels(frequency_ticks({-1.2e6, 1.2e6, 0, 500}, 80)), "-1000 -500 0 500 1000 kHz");
     EXPECT_EQ(labels(frequency_ticks({7.0e6, 7.2e6, 0, 500}, 80)), "7 7.05 7.1 7.15 MHz");
     EXPECT_EQ(labels(frequency_ticks({14200, 14204, 0, 500}, 80)), "14200 14201 14202 14203 Hz");
+    EXPECT_EQ(labels(frequency_ticks({10489.5495e6, 10489.5505e6, 0, 500}, 80)),
+              "10489.5496 10489.5498 10489.55 10489.5502 10489.5504 MHz");
     EXPECT_EQ(labels(time_ticks({0.02, 0.31, 0, 300}, 60)), "0.1 0.2 0.3 s");
     EXPECT_EQ(labels(time_ticks({0, 240, 0, 300}, 60)), "0:00 1:00 2:00 3:00 min:s");
     EXPECT_EQ(labels(time_ticks({3500, 9000, 0, 300}, 60)),

@@ -19,7 +19,7 @@ import time
 import unittest
 import zlib
 
-from golden import CLIENT, ON_WINE, RATE, InFolder, pack, run, tones, wav
+from golden import CLIENT, ON_WINE, RATE, InFolder, chunk, pack, run, tones, wav
 
 WINDOWS = ("rectangular", "triangular", "hann", "hamming", "blackman")
 TONES = [v // 2 for v in tones((3000, 20000), (7500, 2000), seconds=2, noise=30)]
@@ -215,6 +215,39 @@ class Pictures(InFolder):
         at = round((3000 - first) / numbers["bin_width"])
         self.assertAlmostEqual(numbers["levels"][at], 20 * math.log10(10000 / 32768), delta=0.1)
         self.assertTrue(all(high >= mean - 1e-9 for high, mean in zip(numbers["highest"], numbers["levels"])))
+
+    def test_true_frequencies(self):
+        """A tone 4.5 kHz below the centre of I/Q, or at 3 of 12 kHz: options tell the centre, else the header, else the name."""
+        auxi = chunk(b"auxi", 2 * struct.pack("<8H", 2026, 4, 3, 1, 12, 30, 15, 250) + struct.pack("<I", 4_000_000_000) + bytes(96))
+        other = chunk(b"auxi", "<?xml?>".encode("utf-16") * 9)
+        def inserted(at, piece=auxi):
+            return chunk(b"RIFF", PAIRS[8:at] + piece + PAIRS[at:])
+        for name, data, line, zero, told in (("x.wav", PAIRS, "--iq --center 10.48955G", 10_489_550_000, ""),
+                                             ("x_24kHz_100600kHz.wav", PAIRS, "--iq", 100_600_000, "its name"),
+                                             ("x_100MHz.wav", inserted(36), "--iq", 4_000_000_000, "auxi"),
+                                             ("x.wav", inserted(len(PAIRS)), "--iq", 4_000_000_000, "auxi"),
+                                             ("x.wav", inserted(36), "--iq --centre 7M", 7_000_000, ""),
+                                             ("x.wav", inserted(36, other), "--iq", 0, ""),
+                                             ("x_100MHz.wav", PLAIN, "--centre 7.05M", 7_044_000, ""), ("x_100MHz.wav", PLAIN, "", 0, "")):
+            with self.subTest(f"{name} {line}"):
+                with open(name, "wb") as file:
+                    file.write(data)
+                pairs, options = "--iq" in line, line.split()
+                tone, top = zero + (-4500 if pairs else 3000), zero + 12000
+                done = run("spectrum", name, "--json", "--peaks", 1, *options)
+                found = json.loads(done.stdout)
+                self.assertAlmostEqual(found["peaks"][0]["frequency"], tone, delta=0.1)
+                self.assertAlmostEqual(found["first"], zero - 12000 * pairs, delta=1e-3)
+                self.assertEqual(found.get("center"), zero + (0 if pairs else 6000) if zero else None)
+                self.assertEqual(done.stderr.count(b"centre is"), told != "")
+                self.assertIn(told, done.stderr.decode())
+                part = "--from", tone - 500, "--to", tone + 500, "-o", "y.png", "--mark", f"{tone}:am"
+                drawn = json.loads(run("waterfall", name, *part, "--json", *options).stderr.splitlines()[-1])
+                self.assertTrue(tone - 520 < drawn["low"] < drawn["high"] < tone + 520)
+                done = run("receive", name, "-M", "am", "-f", tone, "-o", "y.wav", "--json", *options)
+                self.assertEqual(json.loads(done.stderr.splitlines()[-1])["frequency"], tone)
+                for wrong in ("receive -M am -f", "spectrum --to"):
+                    self.one_line(run(*wrong.split(), top + 1, name, *options), 1, str(top + 1), str(top))
 
     def test_live_into_a_pipe(self):
         os.environ["COLUMNS"] = "60"

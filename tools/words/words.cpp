@@ -20,6 +20,7 @@ std::optional<double> parse_quantity(const std::string& text, const std::string&
     if (suffix.empty()) return value;
     if (suffix == "k" || suffix == "K") return value * 1e3;
     if (suffix == "M") return value * 1e6;
+    if (suffix == "G") return value * 1e9;
     return {};
 }
 
@@ -45,6 +46,13 @@ std::string number(double value)
 {
     char text[32];
     std::snprintf(text, sizeof text, "%.9g", value);
+    return text;
+}
+
+std::string exact(double value)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.15g", value);
     return text;
 }
 

@@ -6,8 +6,9 @@
 #include <vector>
 
 namespace words {
-// A finite decimal number with an optional suffix k (1000) or M (1000000), and behind it the unit, if it has
-// one and if it is given: "14.25k" is 14250, and so is "14.25 kHz" of the unit "Hz". Else nothing.
+// A finite decimal number with an optional suffix k (1000), M (1000000) or G (1000000000), and behind it the
+// unit, if it has one and if it is given: "14.25k" is 14250, and so is "14.25 kHz" of the unit "Hz". Else
+// nothing.
 std::optional<double> parse_quantity(const std::string& text, const std::string& unit = {});
 // Why a text that should be a quantity isn't one: "'4,5k' is not a number (the decimal mark is a point)".
 std::string not_a(const std::string& what, const std::string& text);
@@ -18,6 +19,8 @@ bool ends_with_word(const std::string& text, const std::string& end);
 
 // The shortest decimal form that reads as the number to 9 digits: 14250, 0.35.
 std::string number(double value);
+// The same to 15 digits, for frequencies beside which 9 are too few: 10489550123.25.
+std::string exact(double value);
 // One digit behind the point: 3.2.
 std::string decimals(double value);
 
@@ -37,6 +40,7 @@ public:
     JsonObject& add(const char* name, const std::string& text);
     JsonObject& add(const char* name, const char* text) { return add(name, std::string(text)); }
     JsonObject& add(const char* name, double value); // null where JSON has no such number
+    JsonObject& add_exact(const char* name, double value) { return raw(name, exact(value)); } // a finite one
     JsonObject& add(const char* name, int64_t value) { return raw(name, std::to_string(value)); }
     JsonObject& add(const char* name, bool value) { return raw(name, value ? "true" : "false"); }
     JsonObject& add(const char* name, const std::vector<std::string>& texts);

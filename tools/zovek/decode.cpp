@@ -23,7 +23,7 @@ namespace {
 struct Options {
     std::vector<std::string> paths = {"-"};
     InputOptions input;
-    IQOptions iq;
+    IQOptions iq = {.centre_names = "--center"}; // --centre is that of two tones
     std::vector<std::string> modes;
     Wishes station = {.mode = Mode::fm};
     bool demodulate = false; // audio comes from that station of the input
@@ -120,6 +120,7 @@ private:
         if (input->centre && !options_.demodulate)
             throw WrongUsage("I/Q holds a band: --if tells the station");
         Audio audio(*input, options_);
+        tell_centre(*input);
         std::vector<std::unique_ptr<Decoder>> listeners;
         for (const DataMode& mode : modes_) {
             const auto emit = [&, name = mode.name](const Message& message) {
@@ -209,11 +210,12 @@ private:
 
 // Reads a frequency with k or M; whole Hz where the value is whole.
 template <class Number>
-std::function<void(const std::string&)> frequency_into(std::optional<Number>& value, double least)
+std::function<void(const std::string&)> frequency_into(std::optional<Number>& value, double least,
+                                                       double most)
 {
-    return [&value, least](const std::string& text) {
+    return [&value, least, most](const std::string& text) {
         const auto quantity = parse_quantity(text, "Hz");
-        if (!quantity || *quantity < least || *quantity > 1e9)
+        if (!quantity || *quantity < least || *quantity > most)
             throw WrongValue(not_a("a frequency in Hz", text));
         value = Number(*quantity);
     };
@@ -230,15 +232,16 @@ Run add_decode(CommandLine& line)
     add_iq_options(line, options.iq);
     const Option mode = line.texts("--mode", options.modes, "what to decode; several as a,b: see below");
     const Option frequency =
-        line.text("--if", frequency_into(options.station.frequency, -1e9),
-                  "demodulate the station at this frequency of the recording first; takes k and M")
+        line.text("--if", frequency_into(options.station.frequency, -highest_tuned, highest_tuned),
+                  "demodulate the station at this frequency of the recording first, true with --center; "
+                  "takes k, M and G")
             .unit("HZ");
     line.choice("-M,--demodulate", options.station.mode, mode_names,
                 "how that station is modulated: am, sam, isb, usb, lsb or fm")
         .unit("MODE")
         .usually("fm")
         .needs(frequency);
-    line.text("-b,--bandwidth", frequency_into(options.station.bandwidth, 0),
+    line.text("-b,--bandwidth", frequency_into(options.station.bandwidth, 0, 1e9),
               "of that station, as in zovek receive")
         .unit("HZ")
         .needs(frequency);
@@ -257,6 +260,7 @@ Run add_decode(CommandLine& line)
     mode.separated_by(',').required().one_of(names).unit("MODE");
     return [shared, modes, frequency] {
         shared->demodulate = frequency.given();
+        if (shared->iq.centre && !shared->demodulate) throw WrongUsage("--center is for a station: --if");
         return Decoding(*shared, chosen(modes, shared->modes)).run();
     };
 }

@@ -31,6 +31,7 @@ public:
           station_(*input_, options.wishes, options.level),
           plan_(station_.plan())
     {
+        tell_centre(*input_);
         if (options.verbose) say("receive: " + explain(plan_));
         if (options.json) return;
         if (plan_.narrowed)
@@ -78,7 +79,8 @@ private:
         const Receiver::Readings& readings = station_.readings();
         JsonObject summary;
         summary.add("file", output.name()).add("mode", mode_names[int(options_.wishes.mode)]);
-        summary.add("frequency", int64_t(plan_.station - plan_.centre));
+        summary.add("frequency", plan_.frequency());
+        if (input_->tuned) summary.add("center", input_->tuned->centre);
         summary.add("samples", samples()).append(pace.json()).add("overloads", station_.overloads());
         if (synchronous())
             summary.add("locked", readings.carrier_locked).add("carrier_offset", readings.carrier_offset);
@@ -123,9 +125,9 @@ Run add_receive(CommandLine& line)
         .required();
     constexpr double top = 1e9; // Hz, beyond any recording
     line.quantity(
-        "-f,--frequency", wishes.frequency, -top, top, "HZ",
-        "the station's carrier in the recording, whole Hz; takes k and M; the middle of the band if "
-        "left out");
+        "-f,--frequency", wishes.frequency, -highest_tuned, highest_tuned, "HZ",
+        "the station's carrier in the recording, whole Hz, true with --center; takes k, M and G; the middle "
+        "of the band if left out");
     line.quantity(
         "-b,--bandwidth", wishes.bandwidth, 50, top, "HZ",
         "of the whole station, in usb and lsb of the sideband (am 9000, sam 5600, isb 5400, usb and "

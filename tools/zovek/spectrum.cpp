@@ -175,12 +175,14 @@ void print_json(const Options& options, const Analysis& analysis, const Spectrum
     if (!options.output.empty()) object.add("file", options.output);
     analysis.add_to(object);
     std::vector<JsonObject> peaks;
-    for (const Peak& peak : spectrum.peaks)
-        peaks.emplace_back()
-            .add("frequency", rounded(analysis.frequency(peak.bin), 1e-4))
+    for (const Peak& peak : spectrum.peaks) {
+        analysis.add_frequency(peaks.emplace_back(), "frequency",
+                               rounded(analysis.frequency(peak.bin), 1e-4));
+        peaks.back()
             .add("level", rounded(decibels_of(peak.power), 1e-3))
             .add("above_floor", rounded(decibels_of(peak.top / peak.floor), 1e-3));
-    object.add("peaks", peaks).add("first", analysis.frequency(0));
+    }
+    analysis.add_frequency(object.add("peaks", peaks), "first", analysis.frequency(0));
     for (const auto& [name, power] :
          {std::pair("levels", &spectrum.mean.power), {"highest", &spectrum.highest}}) {
         std::vector<double> levels;
@@ -192,10 +194,11 @@ void print_json(const Options& options, const Analysis& analysis, const Spectrum
 
 void print_csv(const Analysis& analysis, const Spectrum& spectrum)
 {
+    const int digits = analysis.tuned() ? 15 : 9;
     std::printf("frequency_hz,level_dbfs,highest_dbfs\n");
     for (size_t k = 0; k < analysis.bins(); ++k)
-        std::printf("%.9g,%.3f,%.3f\n", analysis.frequency(double(k)), decibels_of(spectrum.mean.power[k]),
-                    decibels_of(spectrum.highest[k]));
+        std::printf("%.*g,%.3f,%.3f\n", digits, analysis.frequency(double(k)),
+                    decibels_of(spectrum.mean.power[k]), decibels_of(spectrum.highest[k]));
 }
 
 void print_peaks(const Analysis& analysis, const Spectrum& spectrum)

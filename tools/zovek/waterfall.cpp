@@ -134,7 +134,8 @@ int draw(const Options& options)
         summary.add("floor", range.floor).add("ceiling", range.ceiling);
         summary.add("left", int64_t(plot.left())).add("right", int64_t(plot.right()));
         summary.add("top", int64_t(plot.top)).add("bottom", int64_t(plot.bottom));
-        summary.add("low", plot.across.low).add("high", plot.across.high);
+        analysis.add_frequency(summary, "low", plot.across.low);
+        analysis.add_frequency(summary, "high", plot.across.high);
         summary.add("first", picture.from()).add("last", picture.to());
         report(summary);
     } else

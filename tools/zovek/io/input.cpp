@@ -4,6 +4,7 @@
 #include "io/stop.h"
 #include "io/system.h"
 #include "io/talk.h"
+#include "io/tuned.h"
 #include "line/options.h"
 #include <algorithm>
 
@@ -51,6 +52,7 @@ std::unique_ptr<Input> Input::open(const InputOptions& options)
     } else
         input = open_sound_file(options.path, name);
     input->name = name;
+    if (!input->tuned) input->tuned = tuned_by_name(options.path, input->rate);
     if (options.channel > input->channels)
         throw Failure(name, "has " + std::to_string(input->channels) + " channel(s), not " +
                                 std::to_string(options.channel));

@@ -4,9 +4,11 @@
 // (raw_input.h). Other sample formats become 16-bit at this door: wider integers are rounded to nearest,
 // reals are scaled by 32768, and both saturate.
 #pragma once
+#include "io/tuned.h"
 #include "words/words.h"
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -49,11 +51,13 @@ public:
     std::string name; // for messages
     int32_t rate = 0; // Hz
     int32_t channels = 1;
-    int32_t channel = 0;    // offset of the chosen channel in a frame
-    int32_t per_frame = 1;  // frames here that one of the recording became
-    int32_t centre = 0;     // Hz here that the recording's frequencies count from
-    int64_t announced = -1; // frames that are to come; -1: nobody knows
-    int64_t taken = 0;      // frames read so far
+    int32_t channel = 0;        // offset of the chosen channel in a frame
+    int32_t per_frame = 1;      // frames here that one of the recording became
+    int32_t centre = 0;         // Hz here that the recording's frequencies count from
+    std::optional<Tuned> tuned; // where the recording's middle stands; unknown: frequencies are its own
+    int64_t origin = 0;         // Hz of what counts as 0 then
+    int64_t announced = -1;     // frames that are to come; -1: nobody knows
+    int64_t taken = 0;          // frames read so far
 
     // What was wrong with the recording; known when its end has been read.
     struct Faults {

@@ -1,6 +1,7 @@
 #include "io/iq.h"
 #include "io/narrow.h"
 #include "io/raw_input.h"
+#include "io/talk.h"
 #include "line/failure.h"
 #include "line/options.h"
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <zovek.hpp>
 
 namespace client {
+using namespace words;
 namespace {
 // Input samples that an output is made of. The edge of the filters lies at 0.425 of the recording's rate and
 // is 5.5 / filter_taps / 2 of it wide; what they leave of the image is below the rounding.
@@ -50,6 +52,8 @@ public:
     Band(std::unique_ptr<Input> source, bool swap) : source_(std::move(source)), first_(swap)
     {
         name = source_->name;
+        tuned = source_->tuned;
+        origin = source_->origin;
         rate = 2 * source_->rate;
         centre = source_->rate / 2;
         per_frame = 2;
@@ -141,6 +145,9 @@ void add_iq_options(CommandLine& line, IQOptions& options)
     line.flag("--iq", options.iq,
               "the recording's two channels are I and Q; frequencies count from its centre, negative below");
     line.flag("--swap-iq", options.swap, "the same with Q in the first channel");
+    line.quantity(
+        options.centre_names, options.centre, 0, highest_tuned, "HZ",
+        "what the recording's middle was tuned to; takes k, M and G: frequencies are true ones then");
 }
 
 bool is_iq(const InputOptions& options, const IQOptions& iq)
@@ -149,7 +156,14 @@ bool is_iq(const InputOptions& options, const IQOptions& iq)
     return iq.iq || iq.swap || (raw && raw->channels == 2);
 }
 
-std::unique_ptr<Input> open_pairs(InputOptions options)
+void tell_centre(const Input& input)
+{
+    if (input.tuned && input.tuned->source)
+        say(input.name + ": its centre is " + exact(double(input.tuned->centre)) + " Hz, by " +
+            input.tuned->source);
+}
+
+std::unique_ptr<Input> open_pairs(InputOptions options, const IQOptions& iq)
 {
     if (options.channel) throw WrongUsage("I/Q takes two channels: no --channel");
     options.all_channels = true;
@@ -157,19 +171,27 @@ std::unique_ptr<Input> open_pairs(InputOptions options)
     auto source = Input::open(options);
     if (source->channels != 2)
         throw Failure(source->name, "I/Q takes two channels, not " + std::to_string(source->channels));
+    if (iq.centre) source->tuned = {*iq.centre};
+    if (source->tuned) source->origin = source->tuned->centre;
     return source;
 }
 
-std::unique_ptr<Input> open_real(InputOptions options)
+std::unique_ptr<Input> open_real(InputOptions options, const IQOptions& iq)
 {
     options.maybe_iq = true;
-    return Input::open(options);
+    auto source = Input::open(options);
+    source->tuned.reset();
+    if (iq.centre) {
+        source->tuned = {*iq.centre};
+        source->origin = *iq.centre - source->rate / 4;
+    }
+    return source;
 }
 
 std::unique_ptr<Input> open_band(InputOptions options, const IQOptions& iq)
 {
-    if (!is_iq(options, iq)) return open_real(std::move(options));
-    auto source = open_pairs(std::move(options));
+    if (!is_iq(options, iq)) return open_real(std::move(options), iq);
+    auto source = open_pairs(std::move(options), iq);
     if (source->rate > 50'000'000) throw Failure(source->name, "a rate beyond 50 MHz is too high for I/Q");
     return std::make_unique<Band>(std::move(source), iq.swap);
 }

@@ -14,20 +14,27 @@
 namespace client {
 struct IQOptions {
     bool iq = false;
-    bool swap = false; // the recording has Q in the first channel
+    bool swap = false;             // the recording has Q in the first channel
+    std::optional<int64_t> centre; // Hz; of a real band, of its middle, a quarter of its rate
+    std::string centre_names = "--centre,--center"; // the options that tell it
 };
 
-// --iq and --swap-iq.
+// --iq, --swap-iq and --center.
 void add_iq_options(CommandLine& line, IQOptions& options);
 
 // True of I/Q: a complex type of samples or a swap tells it as well as --iq.
 bool is_iq(const InputOptions& options, const IQOptions& iq);
-// Opens a recording of I/Q as it is: two channels, in the order of the recording.
-std::unique_ptr<Input> open_pairs(InputOptions options);
+// Opens a recording of I/Q as it is: two channels, in the order of the recording. Where its centre stands the
+// options tell, else the recording. A real one's middle the options alone tell, for audio has the frequency
+// of its station in its name, too.
+std::unique_ptr<Input> open_pairs(InputOptions options, const IQOptions& iq);
 // Opens a recording that isn't told to be I/Q, where it might be.
-std::unique_ptr<Input> open_real(InputOptions options);
+std::unique_ptr<Input> open_real(InputOptions options, const IQOptions& iq);
 // Opens a recording of a band, real or I/Q.
 std::unique_ptr<Input> open_band(InputOptions options, const IQOptions& iq);
+
+// Says where the centre stands if the recording tells it; once all else is found right.
+void tell_centre(const Input& input);
 
 // What comes through unharmed: this part of the recording's rate to either side of its centre.
 constexpr double usable_band = 0.40;

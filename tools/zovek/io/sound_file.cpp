@@ -225,6 +225,7 @@ std::unique_ptr<Input> open_sound_file(const std::string& path, const std::strin
         say(name + ": its rate of " + number(header.rate) + " Hz is taken for " + number(info.samplerate) +
             " Hz");
     auto input = input_for(std::move(stream), header, std::move(file), info);
+    input->tuned = header.tuned;
     input->rate = info.samplerate;
     input->channels = info.channels;
     return input;

@@ -92,6 +92,32 @@ void tell(SoundHeader& header, const Bytes& bytes, const ChunkForm& form, int64_
     header.unfinished = header.bytes == 0 && is_unfinished(bytes, form, begin, end);
 }
 
+// What receivers write in a WAV: begin and end of the recording as eight 16-bit numbers each (year, month, day
+// of the week, day, hour, minute, second, ms), and then 32-bit ones, of which the first is where they were
+// tuned to, in Hz. Other content, as some write under that name, has no such times.
+void tell_tuned(SoundHeader& header, const Bytes& bytes, const Chunk& chunk)
+{
+    constexpr int64_t times = 32;
+    if (chunk.name != "auxi" || chunk.size < uint64_t(times) + 4) return;
+    const std::string content = bytes(chunk.begin, times + 4);
+    if (content.size() < size_t(times) + 4) return;
+    constexpr uint64_t most[] = {9999, 12, 6, 31, 23, 59, 59, 999};
+    for (size_t k = 0; k < 16; ++k)
+        if (number(content.substr(2 * k, 2), Order::little) > most[k % 8]) return;
+    const auto centre = int64_t(number(content.substr(times), Order::little));
+    if (centre > 0) header.tuned = {centre, "its auxi chunk"};
+}
+
+// The chunks behind the samples, should the header tell of any up to the end of the file.
+void tell_tuned_behind(SoundHeader& header, const Bytes& bytes, const ChunkForm& form, uint64_t end)
+{
+    const int64_t behind = header.begin + header.bytes + header.bytes % 2;
+    if (header.bytes <= 0 || uint64_t(behind) >= end) return;
+    Chunk chunk;
+    for (Chunks chunks(bytes, form, behind); !header.tuned && chunks.next(chunk);)
+        tell_tuned(header, bytes, chunk);
+}
+
 // A length of 64 bits, of so many bytes more than the samples have.
 auto length_at(int64_t at, Order order, int64_t more = 0)
 {
@@ -104,12 +130,14 @@ void wav(const Bytes& bytes, const ChunkForm& form, SoundHeader& header)
     for (Chunks chunks(bytes, form, 12); chunks.next(chunk);) {
         // PCM, reals, A-law, mu-law, and what says it elsewhere
         constexpr uint64_t plain[] = {1, 3, 6, 7, 0xfffe};
+        tell_tuned(header, bytes, chunk);
         if (chunk.name == "fmt ")
             header.in_blocks = !std::ranges::count(plain, number(bytes(chunk.begin, 2), form.order));
         if (chunk.name != "data") continue;
         // A pipe's writer tells of a length near 2^31 or 2^32.
-        tell(header, bytes, form, chunk.begin, chunk.size, (chunk.size & 0x7fffffff) >= 0x7ffff000,
-             8 + number(bytes(4, 4), form.order));
+        const uint64_t end = 8 + number(bytes(4, 4), form.order);
+        tell(header, bytes, form, chunk.begin, chunk.size, (chunk.size & 0x7fffffff) >= 0x7ffff000, end);
+        tell_tuned_behind(header, bytes, form, end);
         header.patches = [order = form.order, at = chunk.size_at](int64_t all) {
             std::vector<Patch> patches{{at, spelled(uint64_t(all), 4, order)}};
             // What has no room is told in a way that libsndfile knows.
@@ -125,11 +153,13 @@ void rf64(const Bytes& bytes, SoundHeader& header)
     int64_t lengths = 0; // of the file and of the samples
     Chunk chunk;
     for (Chunks chunks(bytes, riff, 12); chunks.next(chunk);) {
+        tell_tuned(header, bytes, chunk);
         if (chunk.name == "ds64") lengths = chunk.begin;
         if (chunk.name != "data" || lengths == 0) continue;
         const uint64_t size = number(bytes(lengths + 8, 8), Order::little);
-        tell(header, bytes, riff, chunk.begin, size, size >= huge,
-             8 + number(bytes(lengths, 8), Order::little));
+        const uint64_t end = 8 + number(bytes(lengths, 8), Order::little);
+        tell(header, bytes, riff, chunk.begin, size, size >= huge, end);
+        tell_tuned_behind(header, bytes, riff, end);
         header.patches = length_at(lengths + 8, Order::little);
         return;
     }

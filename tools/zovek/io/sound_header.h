@@ -4,6 +4,7 @@
 // recorder that was killed has left a length of 0. So the few containers in which that is common are looked
 // at here.
 #pragma once
+#include "io/tuned.h"
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -26,6 +27,7 @@ struct SoundHeader {
     bool in_blocks = false;          // coded, and libsndfile counts the blocks and their frames in 32 bits
     bool must_fit = false;           // libsndfile takes no file that is shorter than it tells
     bool too_long = false;           // libsndfile takes the length for a negative one
+    std::optional<Tuned> tuned;      // what a WAV's chunk of a receiver tells
     double rate = 0;                 // Hz, where it need not be a whole number; 0: it is one
     // What makes libsndfile read so many bytes of samples, should it be made to.
     std::function<std::vector<Patch>(int64_t bytes)> patches;

@@ -107,8 +107,8 @@ void choose_ratio(Plan& plan, int64_t rate)
 // Where the band ends, for messages: at half the recording's rate; of I/Q to either side of the centre.
 std::string band_of(const Plan& plan)
 {
-    const std::string begins = plan.centre ? "reaches from " + hz(-plan.centre) + " to " : "ends at ";
-    return begins + hz(plan.rate / 2.0 - plan.centre);
+    const double low = double(plan.origin - plan.centre), high = low + plan.rate / 2.0;
+    return (low != 0 ? "reaches from " + exact(low) + " Hz to " : "ends at ") + exact(high) + " Hz";
 }
 
 // ---- The five steps of a plan, each on what those before it found ----
@@ -119,9 +119,11 @@ std::string band_of(const Plan& plan)
 void place_station(Plan& plan, const Row& row, const Wishes& wishes)
 {
     const double band = plan.rate / 2.0;
-    plan.station = wishes.frequency ? *wishes.frequency + plan.centre : plan.rate / 4;
-    const std::string name = "frequency " + hz(plan.station - plan.centre);
-    if (plan.station < 0 || plan.station > band) throw Failure(name, "the recording's band " + band_of(plan));
+    const int64_t station =
+        wishes.frequency ? *wishes.frequency - plan.origin + plan.centre : int64_t(plan.rate / 4);
+    const std::string name = "frequency " + exact(double(station - plan.centre + plan.origin)) + " Hz";
+    if (station < 0 || double(station) > band) throw Failure(name, "the recording's band " + band_of(plan));
+    plan.station = int32_t(station);
 
     const double width = wishes.bandwidth.value_or(row.bandwidth);
     if (row.mode == ZVDemodMode_SSB) {
@@ -242,7 +244,11 @@ Plan make_plan(int32_t rate, const Wishes& wishes)
                                            number(most_rate * told / rate / 1e6) + " MHz");
 
     const Row& row = rows[int(wishes.mode)];
-    Plan plan = {.rate = rate, .centre = wishes.centre, .mode = row.mode, .sideband_sign = row.sign};
+    Plan plan = {.rate = rate,
+                 .centre = wishes.centre,
+                 .origin = wishes.origin,
+                 .mode = row.mode,
+                 .sideband_sign = row.sign};
     place_station(plan, row, wishes);
     choose_edges(plan, row, wishes);
     choose_rates(plan, row, wishes);
@@ -256,7 +262,10 @@ std::string explain(const Plan& plan)
     const bool ssb = plan.mode == ZVDemodMode_SSB;
     const auto factor = [](const char* sign, double value) { return value == 1 ? "" : sign + number(value); };
     std::string text = "mixer ";
-    if (plan.centre) text += number(plan.station - plan.centre) + " + " + number(plan.centre) + " = ";
+    if (plan.origin)
+        text += exact(double(plan.frequency())) + " - " + exact(double(plan.origin - plan.centre)) + " = ";
+    else if (plan.centre)
+        text += number(plan.station - plan.centre) + " + " + number(plan.centre) + " = ";
     text += hz(plan.station);
     if (ssb) text += (plan.sideband_sign > 0 ? " + " : " - ") + number(plan.offset) + " = " + hz(plan.mixer);
     text += "; low-pass " + hz(plan.cutoff) + ", " + number(plan.taps | 1) + " taps at " + number(plan.rate) +

@@ -13,7 +13,8 @@ constexpr const char* mode_names[] = {"am", "sam", "isb", "usb", "lsb", "fm"};
 struct Wishes {
     Mode mode = Mode::am;
     int32_t centre = 0;               // where frequencies count from; they are negative below
-    std::optional<int32_t> frequency; // (suppressed) carrier, from the centre; Fs / 4 in the recording
+    int64_t origin = 0;               // what stands at the centre: 0, or a true frequency
+    std::optional<int64_t> frequency; // (suppressed) carrier, seen so; Fs / 4 in the recording
     std::optional<double> bandwidth;  // of the whole station; in usb and lsb of the sideband
     std::optional<double> audio_cutoff;
     std::optional<int32_t> taps;   // of the post-mixer filters
@@ -30,6 +31,7 @@ struct Plan {
     int64_t over = 1;    // the kept audio is resampled by over / under, in lowest terms
     int64_t under = 1;
     int32_t centre;        // where the user's frequencies count from, Hz
+    int64_t origin;        // and what they are there, Hz
     int32_t block;         // samples of the recording in a Process call; times stuffing a multiple of D
     uint8_t mode;          // ZVDemodMode
     int32_t sideband_sign; // SSB: +1 upper, -1 lower
@@ -46,6 +48,7 @@ struct Plan {
     double carrier_lift; // synchronous AM: carrier over sidebands
     bool narrowed;       // the band's edge left less than the wanted bandwidth
 
+    int64_t frequency() const { return station - centre + origin; } // Hz, as the user counts
     double detector_rate() const { return double(rate) * stuffing / decimation; }
     double filter_rate() const { return detector_rate() * upsample; } // of the audio filters
     double audio_rate() const { return filter_rate() / keep; }        // as the demodulator gives it

@@ -8,9 +8,10 @@ namespace client {
 // Negative frequencies are for recordings with a centre.
 static Plan plan_for(const Input& input, Wishes wishes)
 {
-    if (!input.centre && wishes.frequency.value_or(0) < 0)
+    if (!input.centre && !input.tuned && wishes.frequency.value_or(0) < 0)
         throw WrongUsage("frequencies below 0 are for I/Q: --iq");
     wishes.centre = input.centre;
+    wishes.origin = input.origin;
     return make_plan(input.rate, wishes);
 }
 

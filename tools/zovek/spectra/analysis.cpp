@@ -32,9 +32,9 @@ int32_t chosen_size(const Input& input, const AnalysisOptions& options, const Re
                     std::optional<int64_t> expected)
 {
     if (options.size) return options.size;
-    const double half = input.rate / 2.0,
-                 low = options.from.value_or(is_iq(options.input, options.iq) ? -half : 0);
-    const double band = std::max(options.to.value_or(half) - low, 1.0);
+    const double half = input.rate / 2.0, origin = double(input.origin),
+                 least = origin - (is_iq(options.input, options.iq) ? half : 0);
+    const double band = std::max(options.to.value_or(origin + half) - options.from.value_or(least), 1.0);
     const double wanted = resolution.bins * input.rate / band;
     const double longest =
         expected ? double(*expected) * resolution.longest : resolution.seconds * input.rate;
@@ -80,9 +80,9 @@ void add_analysis_options(CommandLine& line, AnalysisOptions& options)
         .usually("hann");
     line.quantity("--overlap", options.overlap, 0, 99, "PERCENT",
                   "of neighbouring transforms, 0 to 99; 50, or what a short recording needs");
-    const double top = std::numeric_limits<int32_t>::max();
-    line.quantity("--from", options.from, -top, top, "HZ", "lower edge of the band shown; takes k and M");
-    line.quantity("--to", options.to, -top, top, "HZ", "upper edge of the band shown; takes k and M");
+    const double top = highest_tuned;
+    line.quantity("--from", options.from, -top, top, "HZ", "lower edge of the band shown; takes k, M and G");
+    line.quantity("--to", options.to, -top, top, "HZ", "upper edge of the band shown; takes k, M and G");
     line.quantity("--start", options.start, 0, 1e9, "SECONDS", "where in the recording to begin (0)");
     line.quantity("--end", options.end, 0, 1e9, "SECONDS", "where in the recording to end (its end)");
 }
@@ -90,7 +90,7 @@ void add_analysis_options(CommandLine& line, AnalysisOptions& options)
 Analysis::Analysis(const AnalysisOptions& options, const Resolution& resolution)
     : frame_(is_iq(options.input, options.iq) ? 2 : 1),
       swap_(options.iq.swap ? 1 : 0),
-      input_(iq() ? open_pairs(options.input) : open_real(options.input)),
+      input_(iq() ? open_pairs(options.input, options.iq) : open_real(options.input, options.iq)),
       selected_(*input_, iq() ? std::vector{swap_, 1 - swap_} : std::vector{size_t(input_->channel)}),
       window_(options.window),
       start_(options.start),
@@ -102,22 +102,25 @@ Analysis::Analysis(const AnalysisOptions& options, const Resolution& resolution)
       block_(size_t(size_) * frame_)
 {
     choose_band(options);
+    tell_centre(*input_);
 }
 
 // The whole bins whose middles lie within the band.
 void Analysis::choose_band(const AnalysisOptions& options)
 {
-    const double half = input_->rate / 2.0, least = iq() ? -half : 0;
-    const double from = options.from.value_or(least), to = options.to.value_or(half);
+    const double zero = double(origin()), half = input_->rate / 2.0, least = iq() ? -half : 0;
+    const double from = options.from.value_or(zero + least) - zero,
+                 to = options.to.value_or(zero + half) - zero;
+    const auto text = [zero](double hz) { return exact(hz + zero); };
     if (from < least || from >= half || to <= least || to > half)
-        throw Failure("the band from " + number(from) + (options.to ? " to " + number(to) : "") + " Hz",
-                      "the recording's is " + number(least) + " to " + number(half) + " Hz");
+        throw Failure("the band from " + text(from) + (options.to ? " to " + text(to) : "") + " Hz",
+                      "the recording's is " + text(least) + " to " + text(half) + " Hz");
     if (from >= to) throw WrongUsage("--to is not above --from");
     const int64_t lowest = iq() ? -size_ / 2 : 0,
                   last = std::min<int64_t>(std::floor(to / bin_width()), size_ / 2 - 1);
     first_ = int64_t(std::ceil(from / bin_width()));
     if (last < first_)
-        throw Failure("the band from " + number(from) + " to " + number(to) + " Hz",
+        throw Failure("the band from " + text(from) + " to " + text(to) + " Hz",
                       "no bin lies in it: they are " + number(bin_width()) + " Hz apart (see --size)");
     skipped_ = size_t(first_ - lowest);
     bins_ = size_t(last - first_ + 1);
@@ -196,9 +199,18 @@ void Analysis::tell_end(const char* command) const
     if (frames_ < size_) say(input_->name + ": shorter than a transform, filled up with silence");
 }
 
+void Analysis::add_frequency(JsonObject& to, const char* name, double hz) const
+{
+    if (tuned())
+        to.add_exact(name, hz);
+    else
+        to.add(name, hz);
+}
+
 void Analysis::add_to(JsonObject& summary) const
 {
     summary.add("input", input_->name).add("rate", int64_t(input_->rate)).add("iq", iq());
+    if (tuned()) summary.add("center", input_->tuned->centre);
     summary.add("seconds", seconds()).add("size", int64_t(size_)).add("window", window_names[window_]);
     summary.add("hop", int64_t(hop_)).add("blocks", blocks_).add("bin_width", bin_width());
     summary.add("noise_width", noise_width());

@@ -42,7 +42,7 @@ public:
 
     size_t bins() const { return bins_; }
     double bin_width() const { return double(input_->rate) / size_; } // Hz
-    double frequency(double bin) const { return (double(first_) + bin) * bin_width(); }
+    double frequency(double bin) const { return (double(first_) + bin) * bin_width() + double(origin()); }
     double low() const { return frequency(-0.5); } // Hz: the edges of the first and the last bin
     double high() const { return frequency(double(bins_) - 0.5); }
     double noise_width() const { return transform_.noise_width() * bin_width(); } // Hz
@@ -60,6 +60,10 @@ public:
     std::optional<int64_t> blocks_expected() const;
     int32_t rate() const { return input_->rate; }
 
+    // A frequency as a member: a true one has more digits.
+    void add_frequency(words::JsonObject& to, const char* name, double hz) const;
+    bool tuned() const { return input_->tuned.has_value(); }
+
     // "96 kHz, 4096 points, Hann, 89 % overlap, noise bandwidth 35.16 Hz".
     std::string described() const;
     std::string title() const { return input_->name.substr(input_->name.rfind('/') + 1); }
@@ -69,6 +73,7 @@ public:
 
 private:
     bool iq() const { return frame_ == 2; }
+    int64_t origin() const { return input_->origin; }
     size_t read(int16_t* to, size_t frames);
     void choose_band(const AnalysisOptions& options);
 

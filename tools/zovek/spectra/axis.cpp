@@ -23,7 +23,7 @@ int parts(double step)
     return lead > 1.5 && lead < 3 ? 4 : 5;
 }
 
-std::string tidy(double value) { return number(std::round(value * 1e6) / 1e6); }
+std::string tidy(double value) { return exact(std::round(value * 1e6) / 1e6); }
 
 double room(const Axis& axis, double apart) { return std::max(axis.pixels / apart, 1.0); }
 
@@ -57,14 +57,21 @@ Ticks plain_ticks(const Axis& axis, double apart, const char* unit)
 
 Ticks frequency_ticks(const Axis& axis, double apart)
 {
-    const double step = round_step(axis.high - axis.low, room(axis, apart));
-    const double most = std::max(std::abs(axis.low), std::abs(axis.high));
-    const double unit = most >= 2e6 && step >= 1e3 ? 1e6 : most >= 5e3 && step >= 10 ? 1e3 : 1;
-    const int labelled = parts(step);
-    return {ticks_at(axis, step / labelled, labelled, [unit](double hz) { return tidy(hz / unit); }),
-            unit == 1e6   ? "MHz"
-            : unit == 1e3 ? "kHz"
-                          : "Hz"};
+    const auto ticks = [&axis](double distance) -> Ticks {
+        const double step = round_step(axis.high - axis.low, room(axis, distance));
+        const double most = std::max(std::abs(axis.low), std::abs(axis.high));
+        const double unit = most >= (step >= 1e3 ? 2e6 : 1e8) ? 1e6 : most >= 5e3 && step >= 10 ? 1e3 : 1;
+        const int labelled = parts(step);
+        return {ticks_at(axis, step / labelled, labelled, [unit](double hz) { return tidy(hz / unit); }),
+                unit == 1e6   ? "MHz"
+                : unit == 1e3 ? "kHz"
+                              : "Hz"};
+    };
+    const Ticks found = ticks(apart);
+    constexpr size_t usual = 9; // letters that the distance has room for
+    size_t longest = usual;
+    for (const Tick& tick : found.ticks) longest = std::max(longest, tick.label.size());
+    return longest > usual ? ticks(apart * double(longest + 1) / usual) : found;
 }
 
 Ticks time_ticks(const Axis& axis, double apart)
