@@ -310,6 +310,45 @@ class SoundFiles(unittest.TestCase):
                     self.assertEqual(client.wait(20), 128 + number, text)
                     self.assertLess(time.monotonic() - begin, 1)
 
+    def test_sigmf(self):
+        """Either file of a pair gives what the samples give by -t, with the metadata's rate, centre and time; what isn't read is named."""
+        path = f"{self.folder.name}/pair"
+        noise, seen = np.random.default_rng(5).normal(0, 0.1, 20000), {}
+
+        def spectrum(*line, status=0):
+            done = subprocess.run([CLIENT, "spectrum", *line, "--json"], capture_output=True)
+            self.assertEqual(done.returncode, status, done.stderr)
+            return json.loads(done.stdout) if status == 0 else self.refuses(done) or done.stderr.decode()
+
+        def described(captures=({"core:sample_start": 0, "core:frequency": 100.6e6, "core:datetime": "2026-04-01T12:30:15.25Z"},), **global_):
+            metadata = {"global": {f"core:{key}": value for key, value in global_.items()}, "captures": captures, "annotations": [{"core:label": "x"}]}
+            pathlib.Path(path + ".sigmf-meta").write_text(json.dumps(metadata))
+
+        for name, form, scale, line in (("ci16_le", "<i2", 32768, "-t cs16"), ("ci8", "i1", 128, "-t cs8"), ("cu8", "u1", 128, "-t cu8"),
+                                        ("cf32_le", "<f4", 1, "-t cf32"), ("ri16_le", "<i2", 32768, "-t raw"), ("rf32_le", "<f4", 1, "")):
+            values = noise * scale + (127.5 if form == "u1" else 0)
+            pathlib.Path(path + ".sigmf-data").write_bytes((values if scale == 1 else np.round(values)).astype(form).tobytes())
+            described(datatype=name, sample_rate=24000)
+            both = [spectrum(path + ending) for ending in (".sigmf-meta", ".sigmf-data")]
+            seen[name] = both[0].pop("levels")
+            self.assertEqual((seen[name], both[0]["datetime"]), (both[1]["levels"], "2026-04-01T12:30:15.25Z"))
+            self.assertEqual((both[0]["rate"], both[0].get("center"), both[0]["first"]),
+                             (24000, 100600000, 100588000) if name[0] == "c" else (24000, None, 0))
+            if line:
+                self.assertEqual(spectrum(path + ".sigmf-data", "-r", "24k", *line.split())["levels"], seen[name])
+        self.assertLess(np.max(np.abs(np.subtract(seen["rf32_le"], seen["ri16_le"]))), 0.05)
+        for captures, wanted in (([{"core:frequency": 7e6}, {"core:frequency": 8e6}], None), ([], None), ("x", None), ([{"core:frequency": 0}], 0)):
+            described(captures, datatype="ci8", sample_rate=24000)
+            self.assertEqual(spectrum(path + ".sigmf-meta").get("center"), wanted)
+        for word, global_ in (("core:datatype 'ci32_be'", {"datatype": "ci32_be", "sample_rate": 24000}), ("core:datatype ''", {}), ("core:sample_rate", {"datatype": "ci8"}),
+                              ("several channels", {"datatype": "ci8", "sample_rate": 24000, "num_channels": 2})):
+            described(**global_)
+            self.assertIn(word, spectrum(path + ".sigmf-meta", status=1))
+        pathlib.Path(path + ".sigmf-meta").write_text("{")
+        self.assertIn("isn't a JSON object", spectrum(path + ".sigmf-data", status=1))
+        pathlib.Path(path + ".sigmf-meta").unlink()
+        self.assertIn("No such file", spectrum(path + ".sigmf-data", status=1))
+
     def test_words(self):
         """What may be I/Q, the rate that was given, and names that tell what isn't so."""
         path = f"{self.folder.name}/pair.wav"

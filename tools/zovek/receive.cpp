@@ -81,6 +81,7 @@ private:
         summary.add("file", output.name()).add("mode", mode_names[int(options_.wishes.mode)]);
         summary.add("frequency", plan_.frequency());
         if (input_->tuned) summary.add("center", input_->tuned->centre);
+        if (!input_->started.empty()) summary.add("datetime", input_->started);
         summary.add("samples", samples()).append(pace.json()).add("overloads", station_.overloads());
         if (synchronous())
             summary.add("locked", readings.carrier_locked).add("carrier_offset", readings.carrier_offset);

@@ -1,5 +1,6 @@
 #include "io/input.h"
 #include "io/raw_input.h"
+#include "io/sigmf.h"
 #include "io/sound_file.h"
 #include "io/stop.h"
 #include "io/system.h"
@@ -37,6 +38,7 @@ std::unique_ptr<Input> Input::open(const InputOptions& options)
 {
     if (options.path == "-" && system::is_terminal(system::standard_input()))
         throw WrongUsage("standard input is a terminal: name a recording");
+    const auto sigmf = options.type == "auto" ? read_sigmf(options.path) : std::nullopt;
     const RawType* raw = raw_type(options.type);
     const std::string flag = options.rate_names.substr(0, options.rate_names.find(','));
     if (raw && !options.rate) throw WrongUsage("raw input needs its sampling rate: " + flag + " RATE");
@@ -45,7 +47,14 @@ std::unique_ptr<Input> Input::open(const InputOptions& options)
         throw WrongUsage(options.type + " has two channels");
     const std::string name = options.path == "-" ? "standard input" : options.path;
     std::unique_ptr<Input> input;
-    if (raw) {
+    if (sigmf) {
+        if (options.channels) throw WrongUsage("--channels is for raw input: -t raw");
+        input = open_raw(sigmf->data, *raw_type(sigmf->type));
+        input->rate = sigmf->rate;
+        input->channels = sigmf->channels;
+        input->tuned = sigmf->tuned;
+        input->started = sigmf->started;
+    } else if (raw) {
         input = open_raw(options.path, *raw);
         input->rate = options.rate;
         input->channels = std::max({raw->channels, options.channels, 1});

@@ -56,6 +56,7 @@ public:
     int32_t centre = 0;         // Hz here that the recording's frequencies count from
     std::optional<Tuned> tuned; // where the recording's middle stands; unknown: frequencies are its own
     int64_t origin = 0;         // Hz of what counts as 0 then
+    std::string started;        // when, as the recording tells it in ISO 8601; empty: not known
     int64_t announced = -1;     // frames that are to come; -1: nobody knows
     int64_t taken = 0;          // frames read so far
 

@@ -1,6 +1,7 @@
 #include "io/iq.h"
 #include "io/narrow.h"
 #include "io/raw_input.h"
+#include "io/sigmf.h"
 #include "io/talk.h"
 #include "line/failure.h"
 #include "line/options.h"
@@ -54,6 +55,7 @@ public:
         name = source_->name;
         tuned = source_->tuned;
         origin = source_->origin;
+        started = source_->started;
         rate = 2 * source_->rate;
         centre = source_->rate / 2;
         per_frame = 2;
@@ -152,7 +154,8 @@ void add_iq_options(CommandLine& line, IQOptions& options)
 
 bool is_iq(const InputOptions& options, const IQOptions& iq)
 {
-    const RawType* raw = raw_type(options.type);
+    const auto sigmf = options.type == "auto" ? read_sigmf(options.path) : std::nullopt;
+    const RawType* raw = raw_type(sigmf ? sigmf->type : options.type);
     return iq.iq || iq.swap || (raw && raw->channels == 2);
 }
 
