@@ -349,6 +349,29 @@ class SoundFiles(unittest.TestCase):
         pathlib.Path(path + ".sigmf-meta").unlink()
         self.assertIn("No such file", spectrum(path + ".sigmf-data", status=1))
 
+    def test_station_as_sigmf(self):
+        """A tone beside the carrier, from 0.2 s on: where it is, as strong and when, in every mode; read again it stands there too."""
+        folder = tempfile.mkdtemp(dir=self.folder.name)
+        time_ = np.arange(24000) / 48000
+        for mode, tone in (("am", 13000), ("sam", 11500), ("isb", 13000), ("usb", 13000), ("lsb", 11000), ("fm", 12500)):
+            band = 0.5 * np.cos(2 * np.pi * tone * time_) * (time_ > 0.2)
+            soundfile.write(f"{folder}/band.wav", band, 48000)
+            done = subprocess.run([CLIENT, "receive", "band.wav", "-M", mode, "-o", "x.wav", "--record-iq", "iq.sigmf-meta", "--center", "7.05M"],
+                                  cwd=folder, capture_output=True)
+            self.assertEqual((done.returncode, sorted(os.listdir(folder))),
+                             (0, ["band.wav", "iq.sigmf-data", "iq.sigmf-meta", "x.wav"]), done.stderr)
+            told = json.loads(pathlib.Path(folder, "iq.sigmf-meta").read_text())
+            rate, centre = told["global"]["core:sample_rate"], told["captures"][0]["core:frequency"]
+            pairs = np.fromfile(f"{folder}/iq.sigmf-data", "<c8")
+            turned = pairs * np.exp(-2j * np.pi * (tone + 7.038e6 - centre) * np.arange(len(pairs)) / rate)
+            self.assertEqual((told["global"]["core:datatype"], len(pairs)), ("cf32_le", rate / 2))
+            self.assertAlmostEqual(abs(np.mean(turned[int(0.25 * rate):int(0.45 * rate)])), 0.5, delta=0.02)
+            self.assertAlmostEqual(np.argmax(abs(pairs) > 0.25) / rate, 0.2, delta=0.002)
+            done = subprocess.run([CLIENT, "spectrum", f"{folder}/iq.sigmf-data", "--json"], capture_output=True)
+            self.assertAlmostEqual(json.loads(done.stdout)["peaks"][0]["frequency"], tone + 7.038e6, delta=3)
+        done = subprocess.run([CLIENT, "receive", f"{folder}/band.wav", "-M", "am", "-o", f"{folder}/y.wav", "--record-iq", "iq.wav"], capture_output=True)
+        self.assertEqual((done.returncode, done.stderr.count(b"\n"), os.path.exists(f"{folder}/y.wav")), (2, 1, False))
+
     def test_words(self):
         """What may be I/Q, the rate that was given, and names that tell what isn't so."""
         path = f"{self.folder.name}/pair.wav"

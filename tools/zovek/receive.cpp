@@ -3,6 +3,7 @@
 #include "io/iq.h"
 #include "io/output.h"
 #include "io/progress.h"
+#include "io/sigmf_output.h"
 #include "io/stop.h"
 #include "io/talk.h"
 #include "line/options.h"
@@ -20,6 +21,7 @@ struct Options {
     OutputOptions output;
     Wishes wishes;
     Level level;
+    std::string iq_path; // of a SigMF recording; empty: none
     bool mono = false, json = false, verbose = false;
 };
 
@@ -51,6 +53,11 @@ public:
     {
         watch_for_stop();
         Output output(options_.output, int32_t(std::lround(plan_.output_rate())), options_.mono ? 1 : 2);
+        std::optional<SigMFOutput> pairs;
+        if (!options_.iq_path.empty()) {
+            pairs.emplace(options_.iq_path);
+            station_.record([&pairs](std::span<const float> some) { pairs->write(some); });
+        }
         Progress progress;
         while (!output.full()) {
             const auto& audio = options_.mono ? station_.next_left() : station_.next();
@@ -60,6 +67,7 @@ public:
         }
         const Pace pace = progress.end(station_.seconds());
         output.finish();
+        if (pairs) pairs->finish(about_pairs());
         if (options_.json) {
             report(summary(output, pace));
         } else {
@@ -73,6 +81,16 @@ private:
     bool synchronous() const { return plan_.mode == ZVDemodMode_SyncAM; }
     bool fm() const { return plan_.mode == ZVDemodMode_FM; }
     int64_t samples() const { return station_.heard() / input_->per_frame; } // of the recording
+
+    SigMFOutput::Description about_pairs() const
+    {
+        const int64_t centre = plan_.mixer - plan_.centre + plan_.origin;
+        return {.rate = plan_.detector_rate(),
+                .centre = double(centre),
+                .started = input_->started,
+                .description = "a station of " + input_->name + " at " + exact(double(plan_.frequency())) +
+                               " Hz, " + mode_names[int(options_.wishes.mode)] + ", as the detector gets it"};
+    }
 
     JsonObject summary(const Output& output, const Pace& pace) const
     {
@@ -119,6 +137,10 @@ Run add_receive(CommandLine& line)
     add_input_options(line, options->input);
     add_iq_options(line, options->iq);
     add_output_options(line, options->output);
+    line.text(
+            "--record-iq", options->iq_path,
+            "the station's I/Q as well: SigMF of reals at the detector's rate, a pair of files by this name")
+        .unit("FILE.sigmf-meta");
     line.flag("--mono", options->mono, "one channel instead of two alike");
     line.choice("-M,--mode", wishes.mode, mode_names,
                 "am, sam (synchronous), isb (lower left, upper right), usb, lsb or fm")

@@ -216,6 +216,12 @@ int32_t Plan::resampler_taps() const
     return int32_t(std::ceil(quality * std::max(1.0, double(under) / double(over))));
 }
 
+double Plan::detector_delay() const
+{
+    const double post = double((taps | 1) / 2) / (double(rate) * stuffing);
+    return post * detector_rate() + channel_taps / 2;
+}
+
 int64_t Plan::delay() const
 {
     const auto lag = [](int32_t filter_taps) { return filter_taps / 2; }; // samples

@@ -55,6 +55,8 @@ struct Plan {
     double output_rate() const { return audio_rate() * double(over) / double(under); } // as written
     // Audio samples that an output of the resampler is made of.
     int32_t resampler_taps() const;
+    // Group delay of the filters before the detector, in its samples.
+    double detector_delay() const;
     // Group delay of all filters, in samples at filter_rate.
     int64_t delay() const;
 };

@@ -83,6 +83,7 @@ void Receiver::prepare(int32_t count, int32_t* i, int32_t* q)
         channel_i_->process(i, size_t(count));
         channel_q_->process(q, size_t(count));
     }
+    if (listener_ && !settling_) listener_({i, size_t(count)}, {q, size_t(count)});
     if (measuring_) measure(count, i, q);
     if (plan_.mode == ZVDemodMode_SyncAM) raise_carrier(count, i, q);
     if (plan_.mode == ZVDemodMode_FM) limit(count, i, q);
@@ -234,6 +235,7 @@ void Receiver::settle(std::span<const int16_t> band)
 {
     const size_t block = size_t(plan_.block);
     const int64_t next = next_;
+    settling_ = true;
     for (const bool first : {true, false}) {
         measuring_ = first && !level_.gain && plan_.mode != ZVDemodMode_FM;
         for (size_t at = 0; at < band.size(); at += block) {
@@ -251,6 +253,7 @@ void Receiver::settle(std::span<const int16_t> band)
              left -= int64_t(block) * plan_.stuffing / plan_.decimation)
             receive(silence);
     next_ = next;
+    settling_ = false;
 }
 
 // Starts the I/Q gain control at a gain that brings the expected peak to the target. The gain falls at once

@@ -12,6 +12,7 @@
 #include "radio/plan.h"
 #include <complex>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
@@ -31,6 +32,11 @@ class Receiver {
 public:
     // Fails if memory can't be had.
     Receiver(const Plan& plan, const Level& level);
+
+    // Who gets what the detector gets, behind the filters and before any gain: 32-bit I and Q. What is passed
+    // unheard isn't given.
+    using Listener = std::function<void(std::span<const int32_t> i, std::span<const int32_t> q)>;
+    void listen(Listener listener) { listener_ = std::move(listener); }
 
     // Passes the first second of a recording twice, unheard: to find the station's level, and to let carrier
     // loop and DC blocker settle.
@@ -77,6 +83,8 @@ private:
     std::vector<int16_t> band_; // with zeros as the plan wants them
     std::vector<int16_t> audio_;
     int64_t next_ = 0; // frame of the demodulator's output, seen from the next block, to be kept
+    Listener listener_;
+    bool settling_ = false;
     bool measuring_ = false;
     bool levelling_ = false;   // the I/Q gain control runs
     double expected_peak_ = 0; // 32-bit units

@@ -24,6 +24,30 @@ Station::Station(Input& input, const Wishes& wishes, const Level& level)
     late_ = converters_[0]->delay();
 }
 
+void Station::record(std::function<void(std::span<const float> pairs)> take)
+{
+    take_ = std::move(take);
+    pairs_late_ = std::llround(plan_.detector_delay());
+    radio_.listen([this](std::span<const int32_t> i, std::span<const int32_t> q) { take_pairs(i, q); });
+}
+
+// Pairs stand where they stood in the recording, and there are no more of them than it had.
+void Station::take_pairs(std::span<const int32_t> i, std::span<const int32_t> q)
+{
+    const float scale = float(plan_.stuffing) / 1073741824.0f; // the mixer leaves half of a sine, in 32 bits
+    const auto late = size_t(std::min<int64_t>(pairs_late_, int64_t(i.size())));
+    pairs_late_ -= int64_t(late);
+    const int64_t due = std::llround(seconds() * plan_.detector_rate()) - pairs_taken_;
+    const size_t end = late + size_t(std::clamp<int64_t>(due, 0, int64_t(i.size() - late)));
+    pairs_.clear();
+    for (size_t k = late; k < end; ++k) {
+        pairs_.push_back(scale * float(i[k]));
+        pairs_.push_back(scale * float(q[k]));
+    }
+    pairs_taken_ += int64_t(end - late);
+    take_(pairs_);
+}
+
 // Sees to it that there are samples to hear; false at the band's end.
 bool Station::read()
 {
@@ -53,9 +77,9 @@ void Station::settle()
 const std::vector<int16_t>& Station::hear()
 {
     const size_t count = std::min(ahead_.size() - given_, size_t(plan_.block));
+    heard_ += int64_t(count);
     const auto& audio = radio_.receive(std::span(ahead_).subspan(given_, count));
     given_ += count;
-    heard_ += int64_t(count);
     overloads_ += radio_.overload();
     return audio;
 }

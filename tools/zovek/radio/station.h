@@ -7,6 +7,8 @@
 #include "io/converter.h"
 #include "io/selected.h"
 #include "radio/receiver.h"
+#include <functional>
+#include <span>
 #include <vector>
 
 namespace client {
@@ -22,6 +24,9 @@ public:
     // The left channel alone.
     const std::vector<int16_t>& next_left();
 
+    // Hands out the station's I/Q at plan().detector_rate(): interleaved, a sine of full scale has amplitude 1.
+    void record(std::function<void(std::span<const float> pairs)> take);
+
     int64_t heard() const { return heard_; } // samples of the band so far
     double seconds() const { return double(heard_) / plan_.rate; }
     int64_t frames() const { return frames_; }       // of audio so far
@@ -36,6 +41,8 @@ private:
     const std::vector<int16_t>& resampled(const std::vector<int16_t>& audio);
     int64_t due() const;
 
+    void take_pairs(std::span<const int32_t> i, std::span<const int32_t> q);
+
     const Plan plan_;
     Receiver radio_;
     Selected band_;
@@ -46,6 +53,9 @@ private:
     Receiver::Readings readings_ = {};
     std::vector<std::unique_ptr<Converter>> converters_; // to the output's rate: one, in isb one a side
     int64_t late_ = 0; // of the converters' outputs, those before the recording's first
+    std::function<void(std::span<const float> pairs)> take_;
+    std::vector<float> pairs_;
+    int64_t pairs_late_ = 0, pairs_taken_ = 0; // behind the filters' delay; given so far
     std::vector<int16_t> sides_[2], stereo_, audio_, left_;
 };
 } // namespace client
