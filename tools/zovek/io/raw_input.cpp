@@ -31,8 +31,7 @@ void unpack(const char* from, int16_t* to, size_t count)
 
 constexpr RawType raw_types[] = {
     {"raw", 2, 0, unpack<cs16, 2>}, {"cs16", 2, 2, unpack<cs16, 2>}, {"cs8", 1, 2, unpack<cs8, 1>},
-    {"cu8", 1, 2, unpack<cu8, 1>},  {"cf32", 4, 2, unpack<cf32, 4>},
-    {"rf32", 4, 0, unpack<cf32, 4>},
+    {"cu8", 1, 2, unpack<cu8, 1>},  {"cf32", 4, 2, unpack<cf32, 4>}, {"rf32", 4, 0, unpack<cf32, 4>},
 };
 
 class RawInput : public Input {
