@@ -9,6 +9,7 @@ import unittest
 import numpy as np
 
 from support.built import CLIENT, DATA, ROOT, InFolder, decode, needs_data
+import bulletins
 import modem
 import tones
 
@@ -287,6 +288,28 @@ class Tones(InFolder):
         self.assertEqual([state for _, state in lines], ["88.5", "off", "none", "141.3", "off"])
         for (time, state), wanted in zip(lines, (0.7, 4.7, 6.7, 12.7, 16.7)):
             self.assertAlmostEqual(float(time), wanted, delta=0.5, msg=state)
+
+    def test_sub_audible_tones_under_a_low_voice_and_beside_hum(self):
+        """A pitch that moves between 90 and 150 Hz, 12 dB over the tone; mains of 50 Hz as loud as that; and hum alone."""
+        rate, seconds = 48000, 7
+        at = np.arange(seconds * rate) / rate
+        pitch = np.cumsum(120 + 20 * np.sin(2 * np.pi * 0.37 * at) + 10 * np.sin(2 * np.pi * 1.1 * at)) / rate
+        voice = np.clip(np.sin(2 * np.pi * 2.3 * at), 0.02, 1) * sum(np.sin(2 * np.pi * k * pitch) for k in range(1, 20)) / 3
+        hum = sum(tones.sine(50.02 * k, seconds, rate, k) for k in range(1, 7)) / 4
+        for sent, mains, wanted in ((123.0, 0, "123.0"), (94.8, 0, "94.8"), (100.0, 0, "100.0"), (141.3, hum, "141.3"),
+                                    (None, hum, "none")):
+            audio = voice + mains + (0.25 * tones.sine(sent, seconds, rate) if sent else 0)
+            lines = self.hear(np.concatenate([audio, tones.silence(4, rate)]), rate, "ctcss", snr=30)
+            self.assertEqual([line.split()[1] for line in lines][-2:], [wanted, "off"], (sent, wanted))
+
+    def test_what_other_modes_send_has_no_sub_audible_tones(self):
+        for name, audio in (("calls to aircraft", np.concatenate([tones.selcal(code, 48000) for code in ("AB-CD", "BM-EH", "AC-BD")])),
+                            ("keys", tones.dtmf(tones.KEYS * 2, 48000)), ("one tone", tones.sine(346.7, 5, 48000)),
+                            ("text telephone", modem.keyed(modem.ita2("SEE YOU AT SEVEN"), 5, 45.45, 1400, 1800, 48000, 1.5)),
+                            ("pages", bulletins.pocsag([(1234567, 3, "meet me at seven")], 512, 48000))):
+            for snr in (20, 90):
+                lines = self.hear(audio, 48000, "ctcss", snr=snr, level=0.3)
+                self.assertTrue(all(line.endswith((" none", " off")) for line in lines), (name, snr, lines))
 
     def test_noise_and_speech_are_no_tones(self):
         noise = modem.noise(40 * 24000, 8, 24000, 0.3)

@@ -92,28 +92,22 @@ private:
     std::vector<Harmonic> harmonics(const Mains& family) const
     {
         std::vector<Harmonic> lines;
-        double loudest = -200;
         const double step = together / 2 * family.frequency / highest;
-        size_t most = 0;
         for (double base = family.frequency * (1 - reach); base < family.frequency * (1 + reach);
              base += step) {
             std::vector<Harmonic> found;
-            double sum = 0;
             for (double at = base; at < highest; at += base) {
                 const Peak line = spectra_.peak(at - together, at + together);
                 if (std::fabs(line.frequency - at) > together ||
                     line.power < least_share * spectra_.power(at - around, at + around))
                     continue;
                 found.push_back({line.frequency, level(line.frequency)});
-                sum = std::max(sum, found.back().level);
             }
-            if (found.size() > most) {
-                most = found.size();
-                lines = std::move(found);
-            }
+            if (found.size() > lines.size()) lines = std::move(found);
         }
-        for (const Harmonic& line : lines) loudest = std::max(loudest, line.level);
-        std::erase_if(lines, [=](const Harmonic& line) { return line.level < loudest - most_apart; });
+        std::ranges::sort(lines, std::greater(), &Harmonic::level);
+        const double least = lines.empty() ? 0 : lines[0].level - most_apart;
+        std::erase_if(lines, [=](const Harmonic& line) { return line.level < least; });
         return lines;
     }
 
@@ -126,9 +120,9 @@ private:
         return decibels(std::norm(sum) + 1e-12);
     }
 
+    // Notches for lines, the strongest first.
     void set(std::vector<Harmonic> lines)
     {
-        std::ranges::sort(lines, std::greater(), &Harmonic::level);
         if (lines[0].level > lines[1].level + own) lines.erase(lines.begin());
         for (const Harmonic& line : lines) {
             auto notch = std::ranges::find_if(

@@ -149,11 +149,11 @@ public:
     double last_time() const { return sights_.back().time; }
 
 private:
-    static constexpr double enough = 6;    // frames in which it stands: a voice gets to that nowhere
+    static constexpr double enough = 8;    // frames in which it stands: a voice gets to that nowhere
     static constexpr double gone = 10;     // dB of evidence: a tone is lost 2.8 s after its end at the latest
     static constexpr double memory = 0.95; // of evidence, from a frame to the next: 1 s
     static constexpr double least_clear = 1; // dB, of a sight: a voice passes by all tones
-    static constexpr double most_clear = 8; // dB that a frame adds: more, and few loud frames make a tone
+    static constexpr double most_clear = 8;  // dB that a frame adds: more, and few loud frames make a tone
     static constexpr double steady = 0.5; // Hz that a tone seems to move: a line that moves more adds nothing
     static constexpr double settle = 0.2; // of that, taken into its frequency
     static constexpr size_t kept = 100;   // frames, 5 s: how far back a run is looked for
