@@ -84,6 +84,11 @@ TEST(Tones, CutAnywhereAreTheSame)
          9,
          {{0, 3, 67}, {6, 3, 254.1}},
          3},
+        {"ctcss beside hum",
+         [](Emit emit) { return make_ctcss(rate, std::move(emit)); },
+         9,
+         {{0, 9, 50}, {0, 9, 100}, {0, 9, 150}, {0, 9, 200}, {5, 4, 123}},
+         1},
     };
     for (const auto& [name, make, seconds, tones, messages] : cases) {
         SCOPED_TRACE(name);

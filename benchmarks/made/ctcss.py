@@ -1,13 +1,11 @@
 """Overs of spoken words with a sub-audible tone below them, and what has none; judged over by over."""
 import functools
 import io
-import shutil
 import subprocess
-import sys
 import wave
 
 import numpy as np
-from made import Case, write  # noqa: F401  (write is for those who run a case by hand)
+from made import Case  # puts scripts/ on the path
 from scipy import signal
 
 import bulletins

@@ -17,14 +17,14 @@ constexpr double sub_rate = Evened::rate; // Hz: the resampler leaves what is be
 // s, of the spectra there. The shorter ones tell when a tone begins and ends, in lines 2 Hz wide to either
 // side that tell tones from each other; in the longer ones it stands twice as clear of the voice.
 constexpr double window = 1, long_window = 2;
+constexpr size_t hop = size_t(sub_rate * Syllables::hop);
 constexpr size_t ahead = size_t((long_window - window) / 2 / Syllables::hop); // frames of one end
 constexpr double least_clear = 3;   // dB over all other lines, of a tone that stands
 constexpr double least_tone = 3e-6; // of the speech's power: what is above 300 Hz folds in with 1e-7 of it
 constexpr double pole = 0.75;       // of the high-pass against a receiver's offset, 30 Hz
 constexpr int32_t full = 1 << 29;   // of samples, 2^30 is full scale
 constexpr double quietest = 0.5 / 32768; // half a step of 16 bits
-constexpr double silent_end =
-    0.75; // s that bring out the last frames: half a window, and the filters' delays
+constexpr double silent_end = 0.8;       // s that bring out the last frames: half a window, delays, a hop
 
 class Ctcss : public Decoder {
 public:
@@ -42,23 +42,14 @@ public:
         // The speech and the longer spectra first, and all by hops: what is known then doesn't depend on how
         // the stream is cut.
         speech_.push(samples, count, [this](double) { levels_.push_back(speech_.power(300, 3000)); });
-        clipped_.clear();
-        passed_.clear();
         for (const int32_t sample : to_sub_.push32(samples, count)) {
             high_ = sample - before_ + pole * high_;
             before_ = sample;
             passed_.push_back(high_ / (1 << 30));
+            if (passed_.size() < hop) continue;
+            take();
+            passed_.clear();
         }
-        hum_.take_out(passed_);
-        for (const double sample : passed_) {
-            pauses_.push(sample);
-            clipped_.push_back(sample > quietest ? full : sample < -quietest ? -full : 0);
-        }
-        phase_.push(clipped_);
-        const std::vector<int32_t>& even = evened_.push(passed_);
-        long_.push32(even.data(), even.size(), [this](double) { lines_.emplace_back(long_, long_window); });
-        sub_.push32(even.data(), even.size(),
-                    [this](double time) { look(time - double(Evened::delay) / sub_rate - to_sub_.delay()); });
     }
 
     void finish() override
@@ -70,6 +61,23 @@ public:
     }
 
 private:
+    // A hop of what has passed.
+    void take()
+    {
+        hum_.take_out(passed_);
+        clipped_.clear();
+        for (const double sample : passed_) {
+            pauses_.push(sample);
+            // Clipped hard: a loud syllable has no more weight than a pause with the tone alone.
+            clipped_.push_back(sample > quietest ? full : sample < -quietest ? -full : 0);
+        }
+        phase_.push(clipped_);
+        const std::vector<int32_t>& even = evened_.push(passed_);
+        long_.push32(even.data(), even.size(), [this](double) { lines_.emplace_back(long_, long_window); });
+        sub_.push32(even.data(), even.size(),
+                    [this](double time) { look(time - double(Evened::delay) / sub_rate - to_sub_.delay()); });
+    }
+
     // A frame, by its middle.
     void look(double time)
     {
@@ -150,7 +158,7 @@ private:
     std::deque<double> speech_of_late_;
     std::deque<Line> lines_; // of the longer spectra, ahead of the frames with their end
     size_t frames_ = 0;
-    std::vector<double> passed_; // what the high-pass leaves
+    std::vector<double> passed_; // what the high-pass leaves, less than a hop
     std::vector<int32_t> clipped_;
     Hum hum_;
     Evened evened_;
