@@ -184,6 +184,7 @@ void PocsagReceiver::judge(double time)
             if (std::fabs(found.fit) > std::fabs(all.fit)) all = found;
         }
     }
+    // A preamble fits about as well as its sync word: what a wrong rate makes of one doesn't.
     const Match alone = match<1>({sync_word}, all.timing.after(2 * word_bits));
     const float preamble_heard = match(preamble, all.timing).fit;
     const bool behind_preamble =
@@ -291,16 +292,16 @@ void PocsagReceiver::read_codeword()
         heard = hear(0, 0);
         found = decode_pocsag(heard.soft);
     }
+    // A line that hardly moves reads as codewords, and shows nothing; nor does one that repeats itself.
+    const uint32_t received = hard(heard.soft);
+    const bool plain = std::popcount((received ^ received << 1) >> 1) < 6;
     std::optional<Codeword> codeword;
-    if (found && found->level >= least_level && found->lead >= enough_lead * noise_) {
+    if (found && found->level >= least_level && found->lead >= enough_lead * noise_ &&
+        !(doubtful_ && plain)) {
         const float safe = doubtful_ || found->codeword.errors <= 2 ? safe_fit : 1;
         const float usual = doubtful_ ? 1 : std::max(1 / std::sqrt(1 + spread_of_noise * noise_), least_fit);
         if (found->fit >= std::min(safe, usual)) codeword = found->codeword;
     }
-
-    // A line that hardly moves reads as codewords, and shows nothing; nor does one that repeats itself.
-    const uint32_t received = hard(heard.soft);
-    const bool plain = std::popcount((received ^ received << 1) >> 1) < 6;
     const uint32_t before = std::exchange(previous_, codeword ? codeword->word : received);
     if (!codeword)
         evidence_ -= 3;
@@ -318,7 +319,7 @@ void PocsagReceiver::read_codeword()
     } else
         next_ = next_.after(word_bits);
 
-    if (doubtful_ && (!codeword || plain)) { // it may have ended before
+    if (doubtful_ && !codeword) { // it may have ended before
         if (unread_ == 2) end();
         return;
     }
