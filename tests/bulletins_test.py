@@ -25,6 +25,15 @@ def noisy(audio, snr, rate=RATE, power=0.5):
     return audio + modem.noise(len(audio), 8, rate, 10 ** (-snr / 10), power)
 
 
+def coupled(audio, hertz, rate):
+    """Through a capacitor."""
+    out, charge, part = np.empty_like(audio), 0.0, 1 - np.exp(-2 * np.pi * hertz / rate)
+    for k, value in enumerate(audio):
+        charge += part * (value - charge)
+        out[k] = value - charge
+    return out
+
+
 class Everywhere(Case):
     def test_noise_is_told(self):
         for mode, audio, power, steps in (("same", bulletins.same(Same.ONE, RATE), 0.5, (15, 5)),
@@ -117,7 +126,8 @@ class Pocsag(Case):
                 (512, 8000, {}, lambda x: x), (1200, 8000, {}, lambda x: x), (2400, 11025, {}, lambda x: x),
                 (2400, 48000, {"inverted": True}, lambda x: x), (512, 22050, {}, lambda x: x - 3 * np.mean(x) + 2),
                 (1200, 22050, {"inverted": True}, lambda x: noisy(x, 3, 22050, 1)),
-                (512, 22050, {}, lambda x: x - np.convolve(x, np.full(1200, 1 / 1200), "same"))):  # no DC
+                (512, 22050, {}, lambda x: x - np.convolve(x, np.full(1200, 1 / 1200), "same")),  # no DC
+                (1200, 8000, {}, lambda x: coupled(x, 200, 8000))):
             heard = change(modem.overs([bulletins.pocsag(self.PAGES, baud, rate, **audio)], rate, 0.5))
             got = self.hear_json("pocsag", heard, rate=rate)
             with self.subTest(baud=baud, rate=rate, audio=audio):

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <numeric>
 
 namespace decoders::pages {
 namespace {
@@ -112,10 +111,8 @@ std::optional<Likeliest> decode_pocsag(const SoftWord& heard)
     }
     if (best_cost == 1e9f) return {};
     const uint32_t word = received ^ best;
-    const float all = std::accumulate(reliability.begin(), reliability.end(), 0.0f);
     return Likeliest{.codeword = {word, std::popcount(best)},
                      .fit = fit(heard, word),
-                     .level = (all - 2 * best_cost) / word_bits,
                      .lead = 2 * (second_cost - best_cost)};
 }
 } // namespace decoders::pages

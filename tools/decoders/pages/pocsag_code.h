@@ -26,8 +26,7 @@ float fit(const SoftWord& heard, uint32_t word);
 struct Likeliest {
     Codeword codeword;
     float fit;
-    float level; // mean of the bits, each the way that the word has it
-    float lead;  // before the second best, as a difference of sums of soft bits
+    float lead; // before the second best, as a difference of sums of soft bits
 };
 // The likeliest codeword, if any was found.
 std::optional<Likeliest> decode_pocsag(const SoftWord& heard);

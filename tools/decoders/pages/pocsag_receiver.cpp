@@ -19,9 +19,16 @@ constexpr int look_every = 4; // samples
 constexpr double enough_evidence = 40; // bits
 constexpr double most_off = 0.025;     // of the bit rate, as a part of it
 
-// Following the zero, as parts of its error a bit: where it stands still, and where coupling without DC lets it
-// sag with every row of equal bits.
-constexpr float zero_gains[] = {0.02f, 0.15f};
+// Following the zero, each bit: by a part of its error, and where audio is coupled without DC by a part of the level that
+// was sent, which sags so (quantized feedback: F. D. Waldhauer, Bell Syst. Tech. J. 53, 1974).
+struct Following {
+    float gain, sag;
+    float step(float zero, float value, float sent, float amplitude) const
+    {
+        return gain * std::clamp(value - zero - sent, -amplitude, amplitude) - sag * (zero + sent);
+    }
+};
+constexpr Following followings[] = {{0.02f, 0}, {0.15f, 0}, {0.05f, 0.2f}, {0.05f, 0.4f}};
 // Timings at which a word is heard, samples from where it is expected.
 constexpr double trial_timings[] = {0, -2, 2};
 constexpr double early_late = 3; // samples
@@ -214,41 +221,51 @@ void PocsagReceiver::begin(const Match& sync, bool preamble, double evidence)
     unread_ = 0;
     doubtful_ = false;
     previous_ = sync_word;
-    learn(sync_word, hear(0, 0));
+    following_ = 0;
+    place_ = -1; // nothing is known yet
+    learn(sync_word);
     place_ = 0;
 }
 
 // A word at its timing or so many samples later. Its own bits, as they seem, lead the zero.
-PocsagReceiver::Heard PocsagReceiver::hear(double late, size_t gain) const
+SoftWord PocsagReceiver::hear(double late, size_t following) const
 {
-    Heard heard{.gain = gain};
-    float zero = zero_[gain];
+    SoftWord soft;
+    float zero = zero_[following];
     double time = next_.first + late;
-    for (float& bit : heard.soft) {
-        const float value = at(time) - zero;
-        bit = std::clamp(value / amplitude_, -1.5f, 1.5f) * (inverted_ ? -1 : 1);
-        zero +=
-            zero_gains[gain] * std::clamp(value - std::copysign(amplitude_, value), -amplitude_, amplitude_);
+    for (float& bit : soft) {
+        const float value = at(time);
+        bit = std::clamp((value - zero) / amplitude_, -1.5f, 1.5f) * (inverted_ ? -1 : 1);
+        zero += followings[following].step(zero, value, std::copysign(amplitude_, value - zero), amplitude_);
         time += next_.period;
     }
-    return heard;
+    return soft;
 }
 
 // The same as it fits best.
 template <class Fit>
-PocsagReceiver::Heard PocsagReceiver::hear_best(Fit fit) const
+SoftWord PocsagReceiver::hear_best(Fit fit_of) const
 {
-    Heard best = hear(0, 0);
-    float best_fit = fit(best.soft);
-    for (size_t gain = 0; gain < gains; ++gain)
-        for (const double late : trial_timings) {
-            const Heard heard = hear(late, gain);
-            const float heard_fit = fit(heard.soft);
-            if (heard_fit <= best_fit) continue;
-            best_fit = heard_fit;
-            best = heard;
-        }
+    SoftWord best{};
+    float best_fit = -1;
+    for (const double late : trial_timings) {
+        const SoftWord soft = hear(late, following_);
+        const float heard_fit = fit_of(soft);
+        if (heard_fit <= best_fit) continue;
+        best_fit = heard_fit;
+        best = soft;
+    }
     return best;
+}
+
+// Mean of a word's bits, each the way that it was sent, against the level that stands still: what the bits themselves
+// lead the zero to isn't heard in this.
+float PocsagReceiver::level(uint32_t word) const
+{
+    float sum = 0;
+    double time = next_.first;
+    for (int k = 0; k < word_bits; ++k, time += next_.period) sum += sign(word, k) * (at(time) - zero_[0]);
+    return sum / word_bits * (inverted_ ? -1 : 1);
 }
 
 // The next word, when all of it has come.
@@ -266,12 +283,11 @@ void PocsagReceiver::read()
 void PocsagReceiver::read_sync()
 {
     const auto fit_of_sync = [](const SoftWord& soft) { return fit(soft, sync_word); };
-    const Heard heard = hear_best(fit_of_sync);
-    const float found = fit_of_sync(heard.soft);
+    const float found = fit_of_sync(hear_best(fit_of_sync));
     place_ = 0;
     if (found >= due_sync_fit) {
         evidence_ += evidence(word_bits, found);
-        learn(sync_word, heard);
+        learn(sync_word);
     } else if (evidence_ >= enough_evidence && unread_ < 2) {
         doubtful_ = true;
         unread_ = 0;
@@ -282,22 +298,17 @@ void PocsagReceiver::read_sync()
 
 void PocsagReceiver::read_codeword()
 {
-    Heard heard = hear_best([](const SoftWord& soft) {
+    const SoftWord heard = hear_best([](const SoftWord& soft) {
         const auto found = decode_pocsag(soft);
         return found ? found->fit : -1;
     });
-    auto found = decode_pocsag(heard.soft);
-    // A zero that is quick to follow makes a row of equal bits of a line that stands between the levels.
-    if (found && (found->codeword.word == 0 || found->codeword.word == ~0u)) {
-        heard = hear(0, 0);
-        found = decode_pocsag(heard.soft);
-    }
+    const auto found = decode_pocsag(heard);
     // A line that hardly moves reads as codewords, and shows nothing; nor does one that repeats itself.
-    const uint32_t received = hard(heard.soft);
+    const uint32_t received = hard(heard);
     const bool plain = std::popcount((received ^ received << 1) >> 1) < 6;
     std::optional<Codeword> codeword;
-    if (found && found->level >= least_level && found->lead >= enough_lead * noise_ &&
-        !(doubtful_ && plain)) {
+    if (found && level(found->codeword.word) >= least_level * amplitude_ &&
+        found->lead >= enough_lead * noise_ && !(doubtful_ && plain)) {
         const float safe = doubtful_ || found->codeword.errors <= 2 ? safe_fit : 1;
         const float usual = doubtful_ ? 1 : std::max(1 / std::sqrt(1 + spread_of_noise * noise_), least_fit);
         if (found->fit >= std::min(safe, usual)) codeword = found->codeword;
@@ -313,8 +324,8 @@ void PocsagReceiver::read_codeword()
     unread_ = codeword ? 0 : unread_ + 1;
     float power = 0;
     if (codeword) {
-        power = noise_on(heard.soft, codeword->word);
-        learn(codeword->word, heard);
+        power = noise_on(heard, codeword->word);
+        learn(codeword->word);
         noise_ = std::max(noise_ + (noise(found->fit) - noise_) / 8, 0.01f);
     } else
         next_ = next_.after(word_bits);
@@ -328,21 +339,25 @@ void PocsagReceiver::read_codeword()
     release();
 }
 
-// A word that is known tells timing, amplitude and zero.
-void PocsagReceiver::learn(uint32_t word, const Heard& heard)
+// A word that is known tells timing, amplitude, zero, and how that is to be followed.
+void PocsagReceiver::learn(uint32_t word)
 {
+    for (size_t n = 0; n < fits_.size(); ++n)
+        fits_[n] += (fit(hear(0, n), word) - fits_[n]) / (place_ < 0 ? 1 : 4);
+    for (size_t n = 0; n < fits_.size(); ++n)
+        if (fits_[n] > fits_[following_] + 0.005f) following_ = n;
     const float way = inverted_ ? -1.0f : 1.0f;
     float late = 0, sum = 0;
     int changes = 0;
-    std::array<float, gains> zero = zero_;
+    auto zero = zero_;
     double time = next_.first;
     for (int k = 0; k < word_bits; ++k, time += next_.period) {
         const float sent = way * sign(word, k), value = at(time);
         changes += k > 0 && sign(word, k) != sign(word, k - 1);
         late += sent * (at(time + early_late) - at(time - early_late));
-        sum += sent * (value - zero[heard.gain]);
-        for (size_t gain = 0; gain < gains; ++gain)
-            zero[gain] += zero_gains[gain] * (value - zero[gain] - sent * amplitude_);
+        sum += sent * (value - zero[following_]);
+        for (size_t n = 0; n < zero.size(); ++n)
+            zero[n] += followings[n].step(zero[n], value, sent * amplitude_, amplitude_);
     }
     zero_ = zero;
     amplitude_ = std::max(amplitude_ + (sum / word_bits - amplitude_) / 4, amplitude_ / 2);

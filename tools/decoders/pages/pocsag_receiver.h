@@ -39,18 +39,14 @@ private:
     void begin(const Match& sync, bool preamble, double evidence);
 
     // ---- A transmission ----
-    static constexpr size_t gains = 2;
-    struct Heard {
-        SoftWord soft;
-        size_t gain; // that it was heard with
-    };
-    Heard hear(double late, size_t gain) const;
+    SoftWord hear(double late, size_t following) const;
     template <class Fit>
-    Heard hear_best(Fit fit) const;
+    SoftWord hear_best(Fit fit_of) const;
+    float level(uint32_t word) const;
     void read();
     void read_sync();
     void read_codeword();
-    void learn(uint32_t word, const Heard& heard);
+    void learn(uint32_t word);
     void end();
     void release();
 
@@ -63,12 +59,14 @@ private:
     double measured_ = 0; // words that went into that
     int place_ = 0;       // of the next word in its batch; batch_words: the next one's sync word
     float amplitude_ = 1;
-    std::array<float, gains> zero_{}; // between the levels, as followed with each gain
-    float noise_ = 0;                 // power against the signal's
-    double evidence_ = 0;             // bits, that these are codewords and not noise
-    bool doubtful_ = false;           // a sync word was missed, and nothing has been read since
-    int unread_ = 0;                  // codewords in a row
-    uint32_t previous_ = 0;           // codeword
+    std::array<float, 4> zero_{}; // between the levels, as followed in each way
+    std::array<float, 4> fits_{}; // of the last words so
+    size_t following_ = 0;        // the way that fits best
+    float noise_ = 0;             // power against the signal's
+    double evidence_ = 0;         // bits, that these are codewords and not noise
+    bool doubtful_ = false;       // a sync word was missed, and nothing has been read since
+    int unread_ = 0;              // codewords in a row
+    uint32_t previous_ = 0;       // codeword
     PageMaker pages_;
     std::vector<Page> waiting_; // for evidence
     std::vector<Page> ready_;
