@@ -252,6 +252,12 @@ class Tones(InFolder):
                 lines = self.hear(tones.five_tone(digits, rate, table, length), rate, "zvei", "--set", name, snr=snr)
                 self.assertEqual(lines, [digits] if len(digits) > 4 and abs(length / 0.07 - 1) < 0.6 else [])
 
+    def test_what_is_no_call_of_five_tones(self):
+        text = [modem.keyed(modem.ita2(word), 5, baud, 1400, 1800, 8000, 2, 4) for word in "RYRY LINE HELLO III".split() for baud in (45.45, 50)]
+        self.assertEqual(self.hear(modem.overs(text, 8000), 8000, "zvei", snr=20), [])
+        keys = tones.dtmf("159D26A", 8000, 0.1, 0.03, 5)
+        self.assertEqual(self.hear(keys, 8000, "zvei", "--set", "ccir", snr=20), [])
+
     def test_calls_off_tune(self):
         for code, rate, shift, snr in (("AB-CD", 8000, 0, 20), ("AB-CD", 8000, -45, 0), ("BC-DE", 11025, 45, 0),
                                        ("AS-BR", 48000, 20, -3), ("RS-PQ", 22050, -45, -3), ("GH-AS", 8000, 33, 0)):

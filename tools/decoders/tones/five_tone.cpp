@@ -5,6 +5,8 @@
 #include "decoders/tones/tones.h"
 #include <algorithm>
 #include <cmath>
+#include <set>
+#include <span>
 
 namespace decoders::tones {
 namespace {
@@ -35,7 +37,11 @@ constexpr double least_share = 0.3;               // of the power that is heard,
 constexpr double least_clear = 3;                 // dB
 constexpr double shortest = 0.5, longest = 1.6;   // of a tone's length
 constexpr double longest_first = 20;              // the first tone may be held, so that receivers wake
-constexpr double longest_gap = 0.4;
+constexpr double longest_gap = 0.4;               // of a tone's length: none is sent, but noise makes some
+constexpr double least_seen = 0.25;               // of a tone's length: what is shorter is noise
+constexpr double most_uneven = 1.8;               // the longest tone to the shortest, the first left out
+// Two tones alone are what keyed text has: its bits are 1, 2 and more long, and its tones off on their own.
+constexpr double most_uneven_two = 1.3, most_spread_two = 0.01;
 
 class FiveTone : public SpectraDecoder {
 public:
@@ -49,6 +55,8 @@ public:
 
 private:
     static double window_of(const ToneSet& set) { return 0.45 * set.length; } // s
+    // dB, mean of a row, 4 to 9: a line rises over noise with the window, two keys' tones over each other don't.
+    double least_mean_clear() const { return decibels(176 * window_of(set_)); }
 
     void look(double time) override
     {
@@ -58,26 +66,58 @@ private:
         Sight sight{.time = time, .power = tone.power, .clear = decibels_over(tone.power, other.power)};
         if (tone.power > least_share * spectra_.power(300, 3000))
             for (int k = 0; k < int(std::size(set_.tones)); ++k)
-                if (std::fabs(tone.frequency - set_.tones[k]) < most_off * set_.tones[k]) sight.symbol = k;
+                if (const double off = tone.frequency / set_.tones[k] - 1; std::fabs(off) < most_off) {
+                    sight.symbol = k;
+                    sight.off[0] = off;
+                }
         symbols_.push(sight);
-        if (!call_.empty() && !symbols_.running() && time - call_.back().end > set_.length) end();
+        if (!row_.empty() && !symbols_.running() && time - row_.back().end > set_.length) end();
     }
 
     void take(const Symbol& symbol)
     {
-        const double length = symbol.duration() / set_.length;
-        if (length < shortest || symbol.clear < least_clear) return;
-        if (!call_.empty() &&
-            (symbol.begin - call_.back().end > longest_gap * set_.length || length > longest))
-            end();
-        if (length < longest_first) call_.push_back(symbol);
+        if (symbol.duration() < least_seen * set_.length || symbol.clear < least_clear) return;
+        if (!row_.empty() && symbol.begin - row_.back().end > longest_gap * set_.length) end();
+        row_.push_back(symbol);
+    }
+
+    // A row of tones is a call as a whole or not at all: keyed text has rows too, but longer and uneven ones, and
+    // two keys' tones at once have no line that is clear.
+    bool is_call(const std::vector<Symbol>& row) const
+    {
+        if (row.size() < least_tones || row.size() > most_tones || row.front().symbol == repeat) return false;
+        double clear = 0;
+        std::set<int> kinds;
+        for (size_t k = 0; k < row.size(); ++k) {
+            const double length = row[k].duration() / set_.length;
+            if (length < shortest || length > (k ? longest : longest_first)) return false;
+            if (k && row[k].symbol == row[k - 1].symbol) return false;
+            clear += row[k].clear / double(row.size());
+            kinds.insert(row[k].symbol);
+        }
+        if (clear < least_mean_clear()) return false;
+        return kinds.size() > 2 ? unevenness(row) < most_uneven
+                                : unevenness(row) < most_uneven_two && spread(row) < most_spread_two;
+    }
+
+    // The longest to the shortest of the tones, the first left out.
+    static double unevenness(const std::vector<Symbol>& row)
+    {
+        const auto [least, most] = std::ranges::minmax(std::span(row).subspan(1), {}, &Symbol::duration);
+        return most.duration() / least.duration();
+    }
+    // How unlike the tones are off, as parts of their frequencies.
+    static double spread(const std::vector<Symbol>& row)
+    {
+        const auto [least, most] = std::ranges::minmax(row, {}, [](const Symbol& s) { return s.off[0]; });
+        return most.off[0] - least.off[0];
     }
 
     void end() override
     {
         std::vector<Symbol> call;
-        call.swap(call_);
-        if (call.size() < least_tones || call.size() > most_tones || call.front().symbol == repeat) return;
+        call.swap(row_);
+        if (!is_call(call)) return;
         Message message{.time = call.front().begin, .level = mean_level(call)};
         std::string sent;
         for (const Symbol& symbol : call) {
@@ -92,7 +132,7 @@ private:
 
     const ToneSet& set_;
     Symbols symbols_;
-    std::vector<Symbol> call_;
+    std::vector<Symbol> row_; // tones without a gap between
 };
 } // namespace
 
