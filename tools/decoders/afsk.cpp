@@ -46,8 +46,9 @@ Front::Front(const Modem& modem, const Hearing& hearing) : hearing_(hearing), su
         ZVFIR_CutOffHigh(discriminator_->post_filter, float(modem.baud * 3 / 4));
         return;
     }
-    correlator_ =
-        make_correlator(rate, bit_samples, modem.tone_1 + hearing.offset, modem.tone_2 + hearing.offset);
+    for (size_t tone = 0; tone < 2; ++tone)
+        for (size_t k = 0; k < bit_samples; ++k)
+            table_[tone][k] = Phasor::turn(float(-omega_[tone] * double(k)));
 }
 
 void Front::push(const int16_t* samples, size_t count)
@@ -55,27 +56,37 @@ void Front::push(const int16_t* samples, size_t count)
     filtered_.resize(count);
     soft_.resize(count);
     ZVFIR1616_Process_16_16(band_, filtered_.data(), samples, int32_t(count), 1, 1);
-    if (correlator_) {
+    if (!discriminator_) {
         correlate(count);
         ZVFIR1616_Process_16_16(post_, soft_.data(), soft_.data(), int32_t(count), 1, 1);
     } else
         ZVFSKDelayDemod16_Process(discriminator_, soft_.data(), filtered_.data(), int32_t(count), 1);
 }
 
-// Bit time by bit time: the correlator's window then holds the products of exactly the samples that went in.
+// Products with the tones add up over the whole stream, so the correlation over any bit time is a difference
+// of two sums.
 void Front::correlate(size_t count)
 {
-    ZVFSKCorrDemod* const self = correlator_;
     for (size_t at = 0; at < count; at += bit_samples) {
-        self->phase_1 = float(phase_[0]);
-        self->phase_2 = float(phase_[1]);
-        for (size_t k = 0; k < 2; ++k)
-            phase_[k] = std::remainder(phase_[k] + omega_[k] * bit_samples, 2 * M_PI);
-        ZVFSKCorrDemod16_Process_16_16(self, &filtered_[at], &soft_[at], bit_samples, 1);
-        for (const float* product = self->window; product < self->window + self->window_length;
-             product += 4) {
+        std::array<float, bit_samples> product[4];
+        for (size_t tone = 0; tone < 2; ++tone) {
+            const Phasor start = Phasor::turn(float(-phase_[tone]));
+            for (size_t k = 0; k < bit_samples; ++k) {
+                const Phasor turned = start * table_[tone][k] * float(filtered_[at + k]);
+                product[2 * tone][k] = turned.re;
+                product[2 * tone + 1][k] = turned.im;
+            }
+            phase_[tone] = std::remainder(phase_[tone] + omega_[tone] * bit_samples, 2 * M_PI);
+        }
+        for (size_t k = 0; k < bit_samples; ++k) {
             sums_[size_t(position_++) % kept] = sum_;
-            for (size_t slot = 0; slot < 4; ++slot) sum_[slot] += product[slot];
+            for (size_t slot = 0; slot < 4; ++slot) sum_[slot] += product[slot][k];
+            const auto& before = sums_[size_t(position_ - bit_samples) % kept];
+            float now[4];
+            for (size_t slot = 0; slot < 4; ++slot) now[slot] = float(sum_[slot] - before[slot]);
+            const float tone_1 = std::sqrt(now[0] * now[0] + now[1] * now[1]),
+                        tone_2 = std::sqrt(now[2] * now[2] + now[3] * now[3]);
+            soft_[at + k] = int16_t(std::lrint((tone_1 - tone_2) / bit_samples));
         }
     }
     sums_[size_t(position_) % kept] = sum_;
@@ -84,8 +95,8 @@ void Front::correlate(size_t count)
 Phasor Front::correlation(int tone, int64_t end) const
 {
     const auto &to = sums_[size_t(end) % kept], &from = sums_[size_t(end - bit_samples) % kept];
-    const size_t cos = tone == 1 ? 0 : 3, sin = tone == 1 ? 1 : 2;
-    return Phasor{float(to[cos] - from[cos]), float(from[sin] - to[sin])} * (2.0f / bit_samples);
+    const size_t re = tone == 1 ? 0 : 2;
+    return Phasor{float(to[re] - from[re]), float(to[re + 1] - from[re + 1])} * (2.0f / bit_samples);
 }
 
 Branch::Branch(const Front& front, const Modem& modem, const Tuning& tuning, Take take)
@@ -124,13 +135,15 @@ void Branch::run()
     }
 }
 
-// Takes a share of each correction of the bit point into the bit's length: a loop of second order with
-// damping 1 at an edge every other bit.
+// Takes a share of each correction of the bit point into the bit's length, which in noise falls back to what
+// it was made with.
 void Branch::follow(double correction)
 {
+    constexpr double share = 0.06, back = 0.005; // of a correction times the loop's gain; of the way, a bit
     const double most = period_ * tuning_.rate_reach;
-    clock_->sampling_rate = std::clamp(clock_->sampling_rate + tuning_.loop_gain / 8 * correction,
-                                       period_ - most, period_ + most);
+    double& period = clock_->sampling_rate;
+    if (decided_) period += back * (period_ - period);
+    period = std::clamp(period + share * tuning_.loop_gain * correction, period_ - most, period_ + most);
 }
 
 void Branch::decide()

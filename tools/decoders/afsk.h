@@ -27,10 +27,11 @@ struct Modem {
 };
 
 // How a front hears the audio.
-enum class Copy { plain, clipped };
+enum class Copy { plain, clipped, raised };
 enum class Width { wide, narrow };
 struct Hearing {
-    Copy copy = Copy::plain; // of the audio: as it is, or clipped at its mean magnitude
+    Copy copy = Copy::
+        plain; // of the audio: as it is, clipped near its mean magnitude, or raised to the treble and clipped
     Width width = Width::wide;
     double tilt = 0;       // dB that tone 2 is raised against tone 1
     double offset = 0;     // Hz, of both tones
@@ -63,9 +64,9 @@ private:
 
     const Hearing hearing_;
     zovek::FIR band_, post_;
-    zovek::FSKCorrDemod correlator_;
     zovek::FSKDelayDemod discriminator_;
-    std::array<double, 2> omega_;
+    std::array<double, 2> omega_;                            // of the tones, radians a sample
+    std::array<std::array<Phasor, bit_samples>, 2> table_{}; // a bit time of each, turned back
     double lag_;
     std::array<double, 2> phase_{}; // of the tones, at the next sample
     int64_t position_ = 0;          // samples so far

@@ -1,6 +1,7 @@
-// Bits of a phase-continuous FSK signal by sequences: a few bits at once are compared to all that could
-// have been sent, phase and all: each is heard in its neighbours too (noncoherent block detection of CPFSK:
-// W. P. Osborne, M. B. Luntz, IEEE Trans. Comm. 22, 1974; J. G. Proakis, Digital Communications, ch. 5).
+// Bits of a phase-continuous FSK signal by sequences, phase and all: each bit is heard in its neighbours too.
+// Viterbi's algorithm where every survivor carries its own estimate of the phase (noncoherent sequence
+// detection with forgetting: G. Colavolpe, R. Raheli, IEEE Trans. Comm. 47, 1999; per-survivor processing:
+// R. Raheli, A. Polydoros, C. Tzou, IEEE Trans. Comm. 43, 1995).
 #pragma once
 #include <array>
 #include <cmath>
@@ -20,39 +21,43 @@ struct Phasor {
     Phasor conjugate() const { return {re, -im}; }
 };
 
-// Shares of the way to what a bit shows: of the signal's frequency, and of its tones' amplitudes.
+// Shares of the way to what a bit shows: of the tones' frequencies, and of their amplitudes.
 struct Tracking {
     double frequency = 0, amplitude = 0;
+    double forgetting = 0.4; // share of the phase's estimate that a bit renews: less for a steadier phase
+    bool apart = false;      // the tones may be off by unlike amounts
 };
 
 class SequenceDetector {
 public:
-    static constexpr int span = 5; // bits in a sequence
+    static constexpr int delay = 5; // bits from a bit to its decision
 
     // Tones in radians a sample.
     SequenceDetector(double tone_1, double tone_2, Tracking tracking);
 
     // Takes a bit: the correlations with tone 1 and tone 2, as far as the signal's phase is turned against
     // theirs in the middle of the window, and how many samples that is behind the one before. Gives the soft
-    // value of the bit span / 2 before it, positive for tone 1.
+    // value of the bit delay before it, positive for tone 1.
     float push(Phasor tone_1, Phasor tone_2, int samples);
 
     // The tones' amplitudes, where the caller knows better than tracking.
     void expect(float tone_1, float tone_2) { amplitude_ = {tone_2, tone_1}; }
 
 private:
-    struct Bit {
-        std::array<Phasor, 2> tone; // correlations: tone 2, tone 1
-        std::array<Phasor, 2> half; // back over half the way from the bit before, at each tone
-        int samples = 1;            // the way
+    static constexpr unsigned states = 1u << delay; // the last bits, the newest lowest
+    // The survivor of each state.
+    struct Survivors {
+        std::array<float, states> likely{};   // logarithm, against the best
+        std::array<float, states> re{}, im{}; // sum of what was heard, turned to the phase of now, fading
+        std::array<float, states> size{};     // magnitude of that
     };
-    void follow(unsigned best, Phasor sum);
+    void follow(unsigned newest, unsigned before, Phasor heard, Phasor phase, int samples);
 
     const std::array<double, 2> omega_; // tone 2, tone 1
     const Tracking tracking_;
-    std::array<double, 2> phase_{}; // of the tones in the middle of the newest bit
-    double offset_ = 0;             // radians a sample: the signal above the tones
+    std::array<double, 2> phase_{};  // of the tones in the middle of the newest bit
+    std::array<double, 2> offset_{}; // radians a sample: the signal's tones above these
     std::array<float, 2> amplitude_{1, 1};
-    std::array<Bit, span> bits_; // oldest first
+    Survivors survivors_, next_;
 };
 } // namespace decoders

@@ -61,7 +61,7 @@ private:
     void hear(Channel& channel, float soft, int64_t sample)
     {
         // A bit of the sequence detector is one that ended so many samples ago.
-        constexpr int behind = SequenceDetector::span / 2 * bit_samples;
+        constexpr int behind = SequenceDetector::delay * bit_samples;
         const int64_t end = sample - front_.delay() - 1 - behind;
         float tone = 0, other = 0;
         if (end >= bit_samples) {

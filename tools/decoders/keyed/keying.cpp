@@ -151,7 +151,7 @@ Listener::Listener(const Tones& tones, const Correlator& correlator) : bit_sampl
 {
     if (std::fabs(tones.mark - tones.space) > widest_sequence * tones.baud) return;
     for (int k = 0; k < ticks_per_bit; ++k)
-        sequences_.emplace_back(correlator.omega(mark), correlator.omega(space), Tracking{});
+        sequences_.emplace_back(correlator.omega(mark), correlator.omega(space), Tracking{.forgetting = 0.5});
 }
 
 std::optional<Listener::Out> Listener::push(const Correlator::Piece& piece, const State& state)

@@ -118,7 +118,7 @@ public:
 
     // A tick's pieces and the state then. Gives what is known of the tick delay() before, from the first on.
     std::optional<Out> push(const Correlator::Piece& piece, const State& state);
-    int delay() const { return sequences_.empty() ? 0 : SequenceDetector::span / 2 * ticks_per_bit; }
+    int delay() const { return sequences_.empty() ? 0 : SequenceDetector::delay * ticks_per_bit; }
 
 private:
     const int bit_samples_;

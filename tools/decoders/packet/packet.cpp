@@ -5,7 +5,9 @@
 #include "decoders/intake.h"
 #include "decoders/packet/ax25.h"
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <utility>
 
 namespace decoders::packet {
 namespace {
@@ -16,39 +18,62 @@ constexpr Modem hf = {.baud = 300, .tone_1 = 1600, .tone_2 = 1800,
                       .wide = {1350, 2050, 101}, .narrow = {1450, 1950, 151}, .delay = 2.5e-3};
 
 // Slow clock and tracking for weak signals, quick ones for stations off the rules.
-constexpr Branch::Tuning steady = {Rule::sequence, 0.06, 0, 0, {0.01, 0.02}};
-constexpr Branch::Tuning agile = {Rule::sequence, 0.2, 0, 0, {0.03, 0.02}};
-constexpr Branch::Tuning following = {Rule::sequence, 0.2, 0, 0.02, {0.03, 0.02}};
-constexpr Branch::Tuning by_level = {Rule::level, 0.2, 0, 0, {}};
-constexpr Branch::Tuning fast = {Rule::sequence, 0.06, 0.012, 0, {0.02, 0.02}};
-constexpr Branch::Tuning slow = {Rule::sequence, 0.06, -0.012, 0, {0.02, 0.02}};
+constexpr Branch::Tuning steady = {Rule::sequence, 0.06, 0, 0, {0.005, 0.02, 0.15, false}};
+constexpr Branch::Tuning middle = {Rule::sequence, 0.1, 0, 0.02, {0.01, 0.02, 0.2, false}};
+constexpr Branch::Tuning agile = {Rule::sequence, 0.2, 0, 0.03, {0.03, 0.02, 0.3, true}};
+constexpr Branch::Tuning hasty = {Rule::sequence, 0.2, 0, 0.03, {0.03, 0.02, 0.5, true}};
+constexpr Branch::Tuning by_level = {Rule::level, 0.2, 0, 0.03, {}};
+constexpr Branch::Tuning by_level_still = {Rule::level, 0.2, 0, 0, {}};
+constexpr Branch::Tuning slow = {Rule::sequence, 0.15, -0.012, 0.015, {0.03, 0.02, 0.25, false}};
+constexpr Branch::Tuning fast = {Rule::sequence, 0.15, 0.012, 0.015, {0.03, 0.02, 0.25, false}};
+constexpr Branch::Tuning faster = {Rule::sequence, 0.15, 0.028, 0.015, {0.03, 0.02, 0.25, false}};
 
 struct Row {
     Hearing hearing;
     Branch::Tuning tuning;
 };
 
-// The branches in the order of what they add; the effort tells how many run. 300 Bd cost a quarter of 1200,
-// and their stations are off tune more often than not, so more do.
-constexpr Row rows[most_effort] = {
+// The branches in the order of what they add; the effort tells how many run.
+constexpr Row vhf_rows[most_effort] = {
     //copy         band           tilt  off  delay
     {{Copy::plain,   Width::wide,   0,   0, false}, steady},   // noise
-    {{Copy::clipped, Width::wide,   0,   0, false}, agile},    // clicks of an FM receiver near its threshold
-    {{Copy::plain,   Width::wide,   0,   0, false}, by_level}, // tones far apart in level, or no steady phase
-    {{Copy::plain,   Width::wide,   0,   0, false}, agile},    // off tune
-    {{Copy::plain,   Width::wide,   0,   0, false}, following}, // bit rate off
-    {{Copy::clipped, Width::narrow, 0,   0, false}, steady},   // clicks
+    {{Copy::clipped, Width::wide,   0,   0, false}, middle},   // clicks of an FM receiver near its threshold
     {{Copy::plain,   Width::wide,   0,   0, false}, fast},
-    {{Copy::plain,   Width::wide,   0,   0, false}, slow},
+    {{Copy::plain,   Width::wide,   0,   0, false}, by_level_still}, // no steady phase
+    {{Copy::plain,   Width::narrow, 0,   0, false}, agile},    // off tune, tones and bit rate off
+    {{Copy::raised,  Width::wide,   0,   0, false}, steady},   // de-emphasised clicks
     {{Copy::plain,   Width::narrow, 0,   0, false}, steady},   // noise beside the tones
+    {{Copy::plain,   Width::wide,   0,   0, false}, faster},
+    {{Copy::plain,   Width::wide,   0,   0, false}, hasty},    // fading
+    {{Copy::clipped, Width::narrow, 0,   0, false}, steady},   // clicks
+    {{Copy::clipped, Width::wide,   0,   0, false}, agile},
     {{Copy::plain,   Width::wide,   8,   0, false}, steady},   // de-emphasised
-    {{Copy::plain,   Width::wide,  -8,   0, false}, steady},   // pre-emphasised
-    {{Copy::plain,   Width::wide,   0,  60, false}, agile},
-    {{Copy::plain,   Width::wide,   0, -60, false}, agile},
+    {{Copy::plain,   Width::wide,   0,   0, false}, slow},
+    {{Copy::clipped, Width::wide,   0,   0, false}, steady},
+    {{Copy::plain,   Width::wide,   5,   0, false}, by_level},
+    {{Copy::plain,   Width::wide,  -8,   0, false}, by_level}, // pre-emphasised
+    {{Copy::plain,   Width::wide,   0,   0, true},  by_level}, // level plays no part
+};
+
+// Stations on short wave are off tune more often than not.
+constexpr Row hf_rows[most_effort] = {
+    {{Copy::plain,   Width::wide,   0,   0, false}, steady},
+    {{Copy::clipped, Width::narrow, 0,   0, false}, steady},
+    {{Copy::plain,   Width::wide,   0,  45, false}, agile},
+    {{Copy::plain,   Width::wide,   0, -45, false}, agile},
+    {{Copy::plain,   Width::wide,   0,   0, false}, by_level},
+    {{Copy::plain,   Width::wide,   0,  90, false}, agile},
+    {{Copy::plain,   Width::wide,   0, -90, false}, agile},
+    {{Copy::plain,   Width::wide,   0, 120, false}, agile},
+    {{Copy::plain,   Width::wide,   0,-120, false}, agile},
+    {{Copy::plain,   Width::wide,   0,   0, true},  by_level},
+    {{Copy::plain,   Width::wide,   0,   0, false}, hasty},
+    {{Copy::plain,   Width::narrow, 0,   0, false}, middle},
+    {{Copy::plain,   Width::wide,   0,   0, false}, agile},
+    {{Copy::plain,   Width::wide,   8,   0, false}, steady},
+    {{Copy::plain,   Width::wide,  -8,   0, false}, steady},
     {{Copy::plain,   Width::wide,   8,   0, false}, by_level},
     {{Copy::plain,   Width::wide,  -8,   0, false}, by_level},
-    {{Copy::clipped, Width::narrow, 8,   0, false}, steady},
-    {{Copy::plain,   Width::wide,   0,   0, true},  by_level}, // level plays no part
 };
 // clang-format on
 
@@ -67,6 +92,7 @@ public:
               [this](const int16_t* samples, size_t count, int64_t first) { take(samples, count, first); })
     {
         const int effort = settings.effort.value_or(settings.hf ? default_hf_effort : default_effort);
+        const auto& rows = settings.hf ? hf_rows : vhf_rows;
         for (int k = 0; k < effort; ++k)
             lines_.emplace_back(*this, front_of(rows[k].hearing), rows[k].tuning);
     }
@@ -103,15 +129,33 @@ private:
         return front == fronts_.end() ? fronts_.emplace_back(modem_, hearing) : *front;
     }
 
+    // The difference over two samples: the higher tone of 1200 Bd up by 5 dB.
+    int16_t raise(int16_t sample)
+    {
+        const int out = sample - std::exchange(before_[1], std::exchange(before_[0], sample));
+        return int16_t(std::clamp(out, -32768, 32767));
+    }
+
+    static void clip(std::vector<int16_t>& samples)
+    {
+        constexpr double part = 0.7; // of the mean magnitude
+        double sum = 0;
+        for (const int16_t sample : samples) sum += std::abs(sample);
+        const auto most = int16_t(part * sum / double(samples.size()));
+        for (int16_t& sample : samples) sample = std::clamp<int16_t>(sample, int16_t(-most), most);
+    }
+
     void take(const int16_t* plain, size_t count, int64_t first)
     {
-        double sum = 0;
-        for (size_t k = 0; k < count; ++k) sum += std::abs(plain[k]);
-        const auto mean = int16_t(sum / double(count));
-        clipped_.resize(count);
-        for (size_t k = 0; k < count; ++k) clipped_[k] = std::clamp<int16_t>(plain[k], int16_t(-mean), mean);
-        for (Front& front : fronts_)
-            front.push(front.hearing().copy == Copy::plain ? plain : clipped_.data(), count);
+        clipped_.assign(plain, plain + count);
+        raised_.resize(count);
+        for (size_t k = 0; k < count; ++k) raised_[k] = raise(plain[k]);
+        clip(clipped_);
+        clip(raised_);
+        const auto copy = [&](Copy which) {
+            return which == Copy::plain ? plain : (which == Copy::clipped ? clipped_ : raised_).data();
+        };
+        for (Front& front : fronts_) front.push(copy(front.hearing().copy), count);
         for (Line& line : lines_) line.branch.run();
         const double now = intake_.time(double(first));
         std::erase_if(findings_, [now](const Finding& finding) { return finding.end < now - 1; });
@@ -146,9 +190,11 @@ private:
         const Ax25& fields = finding.fields;
         Message message{.time = finding.begin, .text = fields.monitor(), .frame = finding.found.frame};
         message.level = intake_.level(finding.begin, finding.end);
-        message.fields.add("source", fields.source)
-            .add("destination", fields.destination)
-            .add("path", fields.path)
+        std::vector<std::string> path;
+        for (const std::string& digipeater : fields.path) path.push_back(words::printable(digipeater));
+        message.fields.add("source", words::printable(fields.source))
+            .add("destination", words::printable(fields.destination))
+            .add("path", path)
             .add("kind", fields.kind)
             .add("control", int64_t(fields.control));
         if (fields.pid >= 0) message.fields.add("pid", int64_t(fields.pid));
@@ -162,7 +208,8 @@ private:
     const bool repair_;
     const Emit emit_;
     Intake intake_;
-    std::vector<int16_t> clipped_;
+    std::vector<int16_t> clipped_, raised_;
+    std::array<int16_t, 2> before_{}; // samples
     std::deque<Front> fronts_;
     std::deque<Line> lines_;
     std::deque<Finding> findings_;

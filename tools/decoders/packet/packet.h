@@ -3,11 +3,11 @@
 #include "decoders/decoder.h"
 
 namespace decoders::packet {
-constexpr int default_effort = 8, default_hf_effort = 13, most_effort = 17;
+constexpr int default_effort = 14, default_hf_effort = 13, most_effort = 17;
 
 struct Settings {
     bool hf = false;     // 300 Bd between 1600 and 1800 Hz, as on short wave; else 1200 Bd, 1200 and 2200 Hz
-    bool repair = false; // mends up to three bits of a frame where two branches agree
+    bool repair = false; // mends up to three places of a frame where two branches agree
     std::optional<int> effort; // branches that listen, 1 to most_effort; the defaults above
 };
 
