@@ -49,7 +49,7 @@ std::vector<Deframer::Found> read(const std::vector<float>& soft, bool repair = 
 TEST(Deframer, ReadsWhatWasSent)
 {
     for (const std::string& info : {std::string(), std::string("hello"), std::string(256, '\xff'),
-                                    std::string(256, '\0'), std::string("\x7e\x7e\xfc\x1f\xf8", 5)}) {
+                                    std::string(2048, '\0'), std::string("\x7e\x7e\xfc\x1f\xf8", 5)}) {
         auto soft = levels(ui + info);
         const auto length = int64_t(soft.size());
         const auto again = levels(ui + "second");
@@ -90,7 +90,8 @@ TEST(Deframer, MendsTheWeakestLevels)
         for (const size_t k : at) soft[k] *= -strength;
         return read(soft, true);
     };
-    for (const std::vector<size_t>& at : {std::vector<size_t>{60}, {60, 61}, {100, 200, 300}}) {
+    for (const std::vector<size_t>& at :
+         {std::vector<size_t>{60}, {60, 61}, {100, 200, 300}, {60, 61, 200, 202, 300, 301}}) {
         const auto found = flipped(at, 0.1f);
         ASSERT_EQ(found.size(), 1u);
         EXPECT_EQ(found[0].frame.substr(16), "the quick brown fox jumps over the lazy dog");
@@ -124,6 +125,8 @@ TEST(Ax25, TellsAddressesAndKinds)
         {head + "\x42\xf0"
                 "data",
          "QA1AA>QB2BB:<I>data"},
+        {shifted("Q B2B ", 0xe2) + shifted(" qa\1- ", 0x61) + "\x03\xf0!", " qa\1->Q B2B-1:!"},
+        {shifted("      ", 0xe0) + head.substr(7) + "\x03\xf0!", "QA1AA>:!"},
     };
     for (const auto& [frame, text] : rows) {
         const auto fields = parse_ax25(frame);
@@ -134,9 +137,7 @@ TEST(Ax25, TellsAddressesAndKinds)
     for (int k = 0; k < 9; ++k) many += shifted("QC3CC ", 0x62);
     for (const std::string& wrong :
          {std::string(), to, to + from, shifted("QB2BB ", 0xe1) + "\x03\xf0 long enough",
-          shifted("qb2bb ", 0xe0) + head.substr(7) + "\x03",
-          shifted("Q B2BB", 0xe0) + head.substr(7) + "\x03",
-          shifted("      ", 0xe0) + head.substr(7) + "\x03", many + "\x03\xf0!"})
+          "\x01" + ui.substr(1), many + "\x03\xf0!"})
         EXPECT_FALSE(parse_ax25(wrong));
 }
 
@@ -146,7 +147,8 @@ TEST(Ax25, KnowsTextFromNoise)
     for (const std::string& frame : {ui, ui + "\x01text", ui + "\xe9",
                                      head + "\x03\xcf"
                                             "text",
-                                     head + "\x3f"})
+                                     head + "\x3f", shifted("Q B2B ", 0xe0) + ui.substr(7) + "text",
+                                     shifted("      ", 0xe0) + ui.substr(7) + "text"})
         EXPECT_FALSE(parse_ax25(frame)->plausible());
 }
 } // namespace

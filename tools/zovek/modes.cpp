@@ -26,7 +26,7 @@ Modes packet_modes(CommandLine& line)
     const auto settings = std::make_shared<packet::Settings>();
     const std::vector options = {
         line.flag("--hf", settings->hf, "300 Bd between 1600 and 1800 Hz"),
-        line.flag("--repair", settings->repair, "mend up to three bits of a frame where two branches agree"),
+        line.flag("--repair", settings->repair, "mend up to three places of a frame where two branches agree"),
         line.quantity("--effort", settings->effort, 1, packet::most_effort, "N",
                       "branches that listen, 1 to " + number(packet::most_effort) + " (" +
                           number(packet::default_effort) + ", with --hf " +

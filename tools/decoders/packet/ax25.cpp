@@ -9,14 +9,20 @@
 namespace decoders::packet {
 namespace {
 constexpr size_t address_bytes = 7;
+constexpr size_t call_bytes = 6;
 constexpr int least_bytes = 17;  // two addresses, control, check sequence
-constexpr int most_bytes = 1100; // ten addresses, control, pid, 1024 of info and some
+constexpr int most_bytes = 2125; // ten addresses, two of control, pid, 2048 of info, check sequence
 constexpr size_t most_levels = most_bytes * 8 * 6 / 5 + 16;
 constexpr uint8_t flag = 0x7e;
 
-// Repair tries the weakest levels of a frame, this many at most at once.
-constexpr ptrdiff_t weakest = 12;
-constexpr int most_flips = 3;
+// Repair tries the weakest places of a frame, one to three at once: so many of them.
+constexpr std::array<ptrdiff_t, 3> weakest = {40, 20, 10};
+
+// Levels that may be wrong together: sequences of bits are told apart by one, or by two near each other.
+struct Place {
+    size_t first, second; // the same for one
+    float strength;
+};
 
 // CRC-16/X.25: x^16 + x^12 + x^5 + 1, bits reflected. A good frame leaves the residue.
 constexpr auto crc_table = [] {
@@ -56,32 +62,28 @@ bool unstuff(const std::vector<bool>& levels, std::string& frame)
     return true;
 }
 
-// One address: six characters shifted left by one bit, blanks behind, and the SSID.
-bool address_is_sound(const uint8_t* address)
+// The lowest bit of an address byte tells the end of all addresses, so it is 0 in a call sign.
+bool address_is_framed(const uint8_t* address)
 {
-    bool blank = false, any = false;
-    for (int k = 0; k < 6; ++k) {
-        const int c = address[k] >> 1;
-        if (address[k] & 1) return false;
-        if (c == ' ')
-            blank = true;
-        else if (blank || !((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')))
-            return false;
-        else
-            any = true;
-    }
-    return any;
+    return std::all_of(address, address + call_bytes, [](uint8_t byte) { return (byte & 1) == 0; });
 }
 
-// The library takes characters that aren't shifted, and the SSID as it is.
+// Six characters shifted left by one bit, of which blanks behind don't count, and the SSID.
 std::string call_sign(const uint8_t* address)
 {
-    uint8_t plain[address_bytes];
-    for (size_t k = 0; k < 6; ++k) plain[k] = address[k] >> 1;
-    plain[6] = address[6];
-    const zovek::String text(ZVString_Construct);
-    ZVString_Add_AX25CallSign(text, plain);
-    return text->text;
+    std::string text;
+    for (size_t k = 0; k < call_bytes; ++k) text += char(address[k] >> 1);
+    text.erase(text.find_last_not_of(' ') + 1);
+    const int ssid = address[call_bytes] >> 1 & 15;
+    return ssid ? text + "-" + std::to_string(ssid) : text;
+}
+
+// Of capitals and digits, as stations are licensed.
+bool call_is_plain(const std::string& call)
+{
+    const size_t end = std::min(call.find('-'), call.size());
+    return end > 0 && std::all_of(call.begin(), call.begin() + ptrdiff_t(end),
+                                  [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); });
 }
 
 // Names of control fields, modulo 8.
@@ -106,7 +108,7 @@ std::optional<Ax25> parse_ax25(const std::string& frame)
     size_t count = 0;
     do {
         if (count == most || (count + 1) * address_bytes >= frame.size() ||
-            !address_is_sound(bytes + count * address_bytes))
+            !address_is_framed(bytes + count * address_bytes))
             return {};
         ++count;
     } while (!(bytes[count * address_bytes - 1] & 1));
@@ -120,6 +122,8 @@ std::optional<Ax25> parse_ax25(const std::string& frame)
         fields.path.push_back(call_sign(bytes + k * address_bytes));
         if (bytes[k * address_bytes + 6] & 0x80) repeated = k;
     }
+    fields.plain_calls = call_is_plain(fields.destination) && call_is_plain(fields.source) &&
+                         std::ranges::all_of(fields.path, call_is_plain);
     if (repeated) fields.path[repeated - 2] += '*';
     size_t at = count * address_bytes;
     fields.control = bytes[at++];
@@ -140,7 +144,8 @@ bool Ax25::plausible() const
 {
     // Line ends, and what compressed positions hold.
     constexpr uint8_t unshown[] = {'\r', '\n', 0x1c, 0x1d, 0x7f};
-    return kind == "UI" && pid == 0xf0 && !info.empty() && std::ranges::all_of(info, [&](char c) {
+    return plain_calls && kind == "UI" && pid == 0xf0 && !info.empty() &&
+           std::ranges::all_of(info, [&](char c) {
                return (uint8_t(c) >= ' ' && uint8_t(c) < 0x7f) || std::ranges::count(unshown, uint8_t(c));
            });
 }
@@ -173,26 +178,35 @@ std::optional<Deframer::Found> Deframer::read() const
     if (unstuff(levels, found.frame)) return found;
     if (!repair_) return {};
 
-    std::vector<size_t> weak(levels.size() - 8); // the flag is good
-    std::iota(weak.begin(), weak.end(), size_t(0));
-    std::ranges::partial_sort(weak, weak.begin() + weakest, {},
-                              [this](size_t k) { return std::fabs(soft_[k]); });
-    // Flips as many of the levels from first on as are left, in every way.
-    const auto mend = [&](const auto& self, size_t first, int left) -> bool {
+    std::vector<Place> places;
+    const size_t end = levels.size() - 8; // the flag is good
+    for (size_t k = 0; k < end; ++k)
+        for (size_t other = k; other < std::min(k + 3, end); ++other)
+            places.push_back({k, other, std::max(std::fabs(soft_[k]), std::fabs(soft_[other]))});
+    std::ranges::partial_sort(places, places.begin() + weakest[0], {}, &Place::strength);
+    const auto flip = [&](const Place& place) {
+        levels[place.first].flip();
+        if (place.second != place.first) levels[place.second].flip();
+    };
+    // Flips as many of the places from first on as are left, in every way.
+    const auto mend = [&](const auto& self, ptrdiff_t first, ptrdiff_t last, size_t left) -> bool {
         if (left == 0) {
             if (!unstuff(levels, found.frame)) return false;
             const auto fields = parse_ax25(found.frame);
             return fields && fields->plausible();
         }
-        for (size_t k = first; k < weakest; ++k) {
-            levels[weak[k]].flip();
-            if (self(self, k + 1, left - 1)) return true;
-            levels[weak[k]].flip();
+        for (ptrdiff_t k = first; k < last; ++k) {
+            flip(places[size_t(k)]);
+            if (self(self, k + 1, last, left - 1)) return true;
+            flip(places[size_t(k)]);
         }
         return false;
     };
-    for (found.flipped = 1; found.flipped <= most_flips; ++found.flipped)
-        if (mend(mend, 0, found.flipped)) return found;
+    for (size_t count = 1; count <= weakest.size(); ++count)
+        if (mend(mend, 0, weakest[count - 1], count)) {
+            for (size_t k = 0; k < levels.size(); ++k) found.flipped += levels[k] != (soft_[k] >= 0);
+            return found;
+        }
     return {};
 }
 } // namespace decoders::packet

@@ -6,20 +6,24 @@
 #include <vector>
 
 namespace decoders::packet {
-// A frame as fields. Call signs with SSID, as AB1CD-7.
+// A frame as fields. Call signs with SSID, as AB1CD-7, in characters of 7 bits.
 struct Ax25 {
     std::string source, destination;
     std::vector<std::string> path; // digipeaters, '*' behind the last that has repeated the frame
     std::string kind;              // UI, I, RR, SABM, ...
     int control = 0, pid = -1;     // pid -1: none
     std::string info;
+    bool plain_calls = false; // all of capitals and digits
     // SRC>DST,PATH:INFO; frames other than UI tell their kind before the info, in <>.
     std::string monitor() const;
-    // Of a well-formed UI frame whose text a person or a program wrote: printable, or few bytes that aren't.
+    // Of a UI frame between plain calls whose text a person or a program wrote: printable, or few bytes that
+    // aren't.
     bool plausible() const;
 };
 
-// The fields of a frame without its check sequence; nothing if the addresses aren't well-formed.
+// The fields of a frame without its check sequence, any characters in its call signs. Nothing if it hasn't two
+// to ten addresses and a control field: in noise, that many bits of framing and the check sequence are right
+// once in 10^9 frames.
 std::optional<Ax25> parse_ax25(const std::string& frame);
 
 // Finds frames in a stream of levels: NRZI (a change is a 0), HDLC flags and bit stuffing, CRC-16/X.25.
@@ -30,7 +34,8 @@ public:
         int flipped = 0;    // levels that were mended
         int64_t begin, end; // levels since the first one: behind the opening flag, behind the closing one
     };
-    // Repair flips the weakest levels of a frame with a bad check sequence, and takes a plausible result.
+    // Repair flips levels at the weakest places of a frame with a bad check sequence, and takes a plausible
+    // result.
     explicit Deframer(bool repair) : repair_(repair) {}
 
     // Takes the soft value of a bit, whose sign is its level. Gives a frame when its closing flag ends.
