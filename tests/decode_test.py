@@ -56,7 +56,9 @@ class Packets(InFolder):
 
     def test_stations_off_the_rules(self):
         for rate, baud, tones_, level, *hf in ((24000, 1166, (1200, 2200), 1), (44100, 1218, (1290, 2290), 0.3),
-                                               (8000, 1200, (1110, 2110), 0.001), (12000, 300, (1600, 1800), 0.3, "--hf")):
+                                               (22050, 1236, (1200, 2200), 0.3), (22050, 1164, (1300, 2100), 0.3),
+                                               (8000, 1200, (1110, 2110), 0.001), (12000, 300, (1600, 1800), 0.3, "--hf"),
+                                               (8000, 300, (1715, 1915), 0.3, "--hf")):
             audio = modem.overs([modem.fsk(modem.nrzi(modem.hdlc(modem.ax25(self.TWO))), baud, *tones_, rate)], rate)
             audio = level * np.clip(audio + modem.noise(len(audio), 1, rate, 0.01), -1, 1)
             with self.subTest(rate=rate, baud=baud):
@@ -72,6 +74,11 @@ class Packets(InFolder):
         self.assertGreater(len(set(repaired)), len(plain))
         self.assertEqual(len(set(repaired)), len(repaired))
         self.assertEqual(self.hear(modem.noise(15 * 12000, 3, 12000, 0.1), 12000, "--repair", "--effort", 17), [])
+
+    def test_call_signs_of_any_characters(self):
+        audio = modem.overs([modem.packet("Q SAT>q\x01B-2,QC 1*:hello", 12000)], 12000)
+        self.assertEqual(self.hear(audio, 12000), ["Q SAT>q<0x01>B-2,QC 1*:hello"])
+        self.assertEqual(json.loads(self.hear(audio, 12000, "--json")[0])["destination"], "q<0x01>B-2")
 
     def test_the_same_frame_later_is_another(self):
         audio = modem.overs([modem.packet(self.TWO, 12000)] * 2, 12000)

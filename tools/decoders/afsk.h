@@ -1,6 +1,7 @@
-// Two-tone audio to soft bits, on the library's FIR filters, FSK demodulators and bit synchroniser.
-// Everything runs at 20 samples a bit. A front is a filter and a demodulator; branches behind it each have a
-// bit clock and a rule of their own.
+// Two-tone audio to soft bits, on the library's FIR filters, delay demodulator and bit synchroniser. The
+// correlators are sums that run on, since sequences ask for bit times that end at any sample. Everything runs
+// at 20 samples a bit. A front is a filter and a demodulator; branches behind it each have a bit clock and a
+// rule of their own.
 #pragma once
 #include "decoders/blocks.h"
 #include "decoders/sequence.h"
@@ -27,11 +28,14 @@ struct Modem {
 };
 
 // How a front hears the audio.
-enum class Copy { plain, clipped, raised };
+enum class Copy {
+    plain,
+    clipped, // near its mean magnitude
+    raised,  // to the treble, and clipped
+};
 enum class Width { wide, narrow };
 struct Hearing {
-    Copy copy = Copy::
-        plain; // of the audio: as it is, clipped near its mean magnitude, or raised to the treble and clipped
+    Copy copy = Copy::plain;
     Width width = Width::wide;
     double tilt = 0;       // dB that tone 2 is raised against tone 1
     double offset = 0;     // Hz, of both tones

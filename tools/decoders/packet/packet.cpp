@@ -105,14 +105,16 @@ private:
     struct Line {
         Line(Packet& packet, const Front& front, const Branch::Tuning& tuning)
             : deframer(packet.repair_),
+              behind(tuning.rule == Rule::sequence ? SequenceDetector::delay * bit_samples : 0),
               branch(front, packet.modem_, tuning, [&, this](float soft, int64_t sample) {
                   if (auto found = deframer.push(soft))
                       packet.find(*this, std::move(*found),
-                                  packet.intake_.time(double(sample)) - front.lag());
+                                  packet.intake_.time(double(sample - behind)) - front.lag());
               })
         {
         }
         Deframer deframer;
+        const int behind; // samples, from a bit to its decision
         Branch branch;
     };
     struct Finding {
