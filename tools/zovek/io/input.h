@@ -48,6 +48,9 @@ public:
     // or because a stop was asked for.
     virtual size_t read(int16_t* samples, size_t frames) = 0;
 
+    // The same left-justified in 32 bits, for inputs that know more than 16.
+    virtual size_t read(int32_t* samples, size_t frames);
+
     std::string name; // for messages
     int32_t rate = 0; // Hz
     int32_t channels = 1;

@@ -48,6 +48,17 @@ private:
     const zovek::Resampler half_{ZVResampler32_Construct};
 };
 
+int32_t saturated(int64_t sample) { return int32_t(std::clamp<int64_t>(sample, INT32_MIN, INT32_MAX)); }
+
+template <class Sample>
+Sample narrowed(int32_t sample)
+{
+    if constexpr (sizeof(Sample) == sizeof sample)
+        return sample;
+    else
+        return narrow(sample);
+}
+
 class Band : public Input {
 public:
     Band(std::unique_ptr<Input> source, bool swap) : source_(std::move(source)), first_(swap)
@@ -62,12 +73,18 @@ public:
         if (source_->announced >= 0) announced = 2 * source_->announced;
     }
 
-    size_t read(int16_t* samples, size_t count) override
+    size_t read(int16_t* samples, size_t count) override { return give(samples, count); }
+    size_t read(int32_t* samples, size_t count) override { return give(samples, count); }
+
+private:
+    template <class Sample>
+    size_t give(Sample* samples, size_t count)
     {
         size_t got = 0;
         while (got < count && convert((count - got + 1) / 2)) {
             const size_t some = std::min(count - got, band_.size() - given_);
-            std::copy_n(band_.begin() + ptrdiff_t(given_), some, samples + got);
+            std::transform(band_.begin() + ptrdiff_t(given_), band_.begin() + ptrdiff_t(given_ + some),
+                           samples + got, [](int32_t sample) { return narrowed<Sample>(sample); });
             given_ += some;
             got += some;
         }
@@ -75,7 +92,6 @@ public:
         return got;
     }
 
-private:
     // Sees to it that the band has samples to give, from the wanted number of frames or fewer. False at the
     // end.
     bool convert(size_t wanted)
@@ -110,10 +126,10 @@ private:
         late_ -= int32_t(late);
         band_.resize(2 * (count - late));
         int64_t sign = made_ % 2 ? -1 : 1;
-        int16_t* to = band_.data();
+        int32_t* to = band_.data();
         for (size_t k = late; k < count; ++k, sign = -sign) {
-            *to++ = narrow(sign * real[k]);
-            *to++ = narrow(-sign * imaginary[k]);
+            *to++ = saturated(sign * real[k]);
+            *to++ = saturated(-sign * imaginary[k]);
         }
         made_ += int64_t(count - late);
     }
@@ -137,7 +153,8 @@ private:
     int32_t last_re_ = 0, last_im_ = 0, alike_ = 0; // the frame before; so many like it, up to a limit
     int32_t late_ = filter_taps / 2;                // results before the one on the first sample
     int64_t made_ = 0;                              // pairs of samples
-    std::vector<int16_t> frames_, band_;
+    std::vector<int16_t> frames_;
+    std::vector<int32_t> band_;
     size_t given_ = 0; // of band_
 };
 } // namespace

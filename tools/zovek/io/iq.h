@@ -6,8 +6,8 @@
 //
 //   band = Re((I + jQ) exp(j pi n / 2)) = I, -Q, -I, Q, ...
 //
-// So a place needs one of the two channels only, and none becomes larger than it was. Results are rounded to
-// nearest from 32 bits, and saturate.
+// So a place needs one of the two channels only, and none becomes larger than it was. Results have 32
+// bits or are rounded to nearest from them, and saturate.
 #pragma once
 #include "io/input.h"
 

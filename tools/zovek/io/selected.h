@@ -3,6 +3,8 @@
 #include "io/input.h"
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -15,22 +17,25 @@ public:
     explicit Selected(Input& input) : Selected(input, {size_t(input.channel)}) {}
 
     // As Input::read, of the channels alone.
-    size_t read(int16_t* to, size_t frames)
+    template <class Sample>
+    size_t read(Sample* to, size_t frames)
     {
         const auto channels = size_t(input_.channels);
         if (channels == 1) return input_.read(to, frames);
+        std::vector<Sample>& all = std::get<std::vector<Sample>>(frames_);
         for (size_t got = 0;;) {
             const size_t wanted = std::min(frames - got, piece);
-            frames_.resize(wanted * channels);
-            const size_t count = input_.read(frames_.data(), wanted);
+            all.resize(wanted * channels);
+            const size_t count = input_.read(all.data(), wanted);
             for (size_t k = 0; k < count; ++k)
-                for (const size_t offset : offsets_) *to++ = frames_[k * channels + offset];
+                for (const size_t offset : offsets_) *to++ = all[k * channels + offset];
             got += count;
             if (count < wanted || got == frames) return got;
         }
     }
     // Appends up to so many frames, in memory for those that come. Returns how many did.
-    size_t append(std::vector<int16_t>& to, size_t frames)
+    template <class Sample>
+    size_t append(std::vector<Sample>& to, size_t frames)
     {
         const size_t before = to.size();
         for (size_t count = piece; count == piece && frames > 0; frames -= count) {
@@ -46,6 +51,6 @@ private:
     static constexpr size_t piece = 4096; // frames
     Input& input_;
     const std::vector<size_t> offsets_;
-    std::vector<int16_t> frames_;
+    std::tuple<std::vector<int16_t>, std::vector<int32_t>> frames_; // of all channels
 };
 } // namespace client

@@ -5,10 +5,9 @@
 #include <numeric>
 
 namespace client {
-ChannelFilter::ChannelFilter(double rate, double cutoff, int32_t taps)
-    : taps_(size_t(taps)), history_(size_t(taps - 1))
+std::vector<double> windowed_sinc(double rate, double cutoff, int32_t taps)
 {
-    std::vector<double> design(taps_.size());
+    std::vector<double> design(static_cast<size_t>(taps));
     const int32_t middle = taps / 2;
     for (int32_t t = 0; t < taps; ++t) {
         const double n = t - middle;
@@ -16,8 +15,14 @@ ChannelFilter::ChannelFilter(double rate, double cutoff, int32_t taps)
         design[size_t(t)] = sinc * decoders::blackman(2 * M_PI * (t + 1) / (taps + 1));
     }
     const double sum = std::accumulate(design.begin(), design.end(), 0.0);
-    std::transform(design.begin(), design.end(), taps_.begin(),
-                   [sum](double tap) { return float(tap / sum); });
+    for (double& tap : design) tap /= sum;
+    return design;
+}
+
+ChannelFilter::ChannelFilter(double rate, double cutoff, int32_t taps) : history_(size_t(taps - 1))
+{
+    const std::vector<double> design = windowed_sinc(rate, cutoff, taps);
+    taps_.assign(design.begin(), design.end());
 }
 
 void ChannelFilter::process(int32_t* samples, size_t count)

@@ -7,10 +7,12 @@
 #include <vector>
 
 namespace client {
+// Windowed sinc under a Blackman window 0.42/0.5/0.08, gain 1 at 0 Hz; taps is odd, rate and cut-off in Hz.
+std::vector<double> windowed_sinc(double rate, double cutoff, int32_t taps);
+
 class ChannelFilter {
 public:
-    // Windowed sinc under a Blackman window 0.42/0.5/0.08, gain 1 at 0 Hz; taps is odd, rate and cutoff in
-    // Hz.
+    // As windowed_sinc.
     ChannelFilter(double rate, double cutoff, int32_t taps);
 
     // Filters count samples in place; each comes taps / 2 samples late. The history is kept from call to

@@ -1,4 +1,5 @@
 #include "radio/gaps.h"
+#include "io/narrow.h"
 #include <algorithm>
 
 namespace client {
@@ -37,8 +38,8 @@ void Gaps::look_behind_end(size_t count)
     marks_.assign(count / size_t(decimation_), none_ ? Gap::none : Gap::inside);
 }
 
-bool is_silent(std::span<const int16_t> band)
+bool is_silent(std::span<const int32_t> band)
 {
-    return std::ranges::all_of(band, [](int16_t sample) { return sample == 0; });
+    return std::ranges::all_of(band, [](int32_t sample) { return narrow(sample) == 0; });
 }
 } // namespace client

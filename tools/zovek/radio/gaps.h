@@ -40,6 +40,6 @@ private:
     std::vector<Gap> marks_;
 };
 
-// Whether all samples are zero.
-bool is_silent(std::span<const int16_t> band);
+// Whether all samples are zero in 16 bits.
+bool is_silent(std::span<const int32_t> band);
 } // namespace client

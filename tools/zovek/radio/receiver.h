@@ -7,6 +7,7 @@
 #pragma once
 #include "radio/channel.h"
 #include "radio/deemphasis.h"
+#include "radio/front.h"
 #include "radio/gaps.h"
 #include "radio/loudness.h"
 #include "radio/plan.h"
@@ -40,11 +41,11 @@ public:
 
     // Passes the first second of a recording twice, unheard: to find the station's level, and to let carrier
     // loop and DC blocker settle.
-    void settle(std::span<const int16_t> band);
+    void settle(std::span<const int32_t> band);
 
-    // Receives samples of the band, at most plan.block; what is missing to a multiple of D is taken as
+    // Receives samples of the band, Q31, at most plan.block; what is missing to a multiple of D is taken as
     // silence. Gives the audio, left, right, left, right, with the delay of the filters taken off the start.
-    const std::vector<int16_t>& receive(std::span<const int16_t> band);
+    const std::vector<int16_t>& receive(std::span<const int32_t> band);
 
     // A block of silence behind the recording's end, which brings out what still is in the filters.
     const std::vector<int16_t>& drain();
@@ -67,7 +68,9 @@ private:
     void bridge_rest(int32_t count, int32_t* i, int32_t* q);
     void shape_audio(size_t frames);
     void hold_level();
-    void process(std::span<const int16_t> band);
+    void process();
+    bool exact() const;
+    double power_of(int32_t count, const int32_t* i, const int32_t* q) const;
     void follow_carrier(int32_t count);
     // Whether a detector sample is left out of the station: it comes out of a gap.
     bool bridged(int32_t k) const { return gaps_.marks()[size_t(k)] >= Gap::inside; }
@@ -76,11 +79,13 @@ private:
     const Plan plan_;
     const Level level_;
     zovek::Demodulator radio_{ZVDemodulator16_Construct};
+    Front front_;
     std::optional<ChannelFilter> channel_i_, channel_q_;
     std::optional<Deemphasis> deemphasis_;
     std::optional<Loudness> loudness_;
     Gaps gaps_;
-    std::vector<int16_t> band_; // with zeros as the plan wants them
+    std::vector<int32_t> band_;   // a block, with zeros as the plan wants them
+    std::vector<int16_t> narrow_; // the same in 16 bits
     std::vector<int16_t> audio_;
     int64_t next_ = 0; // frame of the demodulator's output, seen from the next block, to be kept
     Listener listener_;
@@ -88,6 +93,7 @@ private:
     bool measuring_ = false;
     bool levelling_ = false;   // the I/Q gain control runs
     double expected_peak_ = 0; // 32-bit units
+    double station_power_ = 0; // mean square of I + jQ in the loudest of the last blocks, of full scale
     bool in_gap_ = false;      // the last block ended in one
     double resting_ = 0;       // the detector's mean before the last gap, which the DC blocker takes off
     // Synchronous AM, FM: what turns a station into the phase that it would have without the gap before, and

@@ -46,7 +46,7 @@ private:
     const Plan plan_;
     Receiver radio_;
     Selected band_;
-    std::vector<int16_t> ahead_; // of the band: a block, or the first second
+    std::vector<int32_t> ahead_; // of the band, Q31: a block, or the first second
     size_t given_ = 0;           // samples of it that have been heard
     bool settled_ = false, ended_ = false;
     int64_t heard_ = 0, frames_ = 0, overloads_ = 0;
