@@ -59,9 +59,10 @@ public:
             station_.record([&pairs](std::span<const float> some) { pairs->write(some); });
         }
         Progress progress;
-        while (!output.full()) {
+        for (bool first = true; !output.full(); first = false) {
             const auto& audio = options_.mono ? station_.next_left() : station_.next();
             if (audio.empty()) break;
+            if (first) tell_neighbour();
             output.write(audio.data(), audio.size());
             progress.show(station_.seconds());
         }
@@ -79,6 +80,14 @@ public:
 
 private:
     bool synchronous() const { return plan_.mode == ZVDemodMode_SyncAM; }
+    void tell_neighbour() const
+    {
+        if (!plan_.crowded || options_.json) return;
+        say("receive: a strong neighbour, so the station is taken " + number(plan_.width) +
+            " Hz wide (--bandwidth keeps a width)");
+        if (options_.verbose) say("receive: " + explain(plan_));
+    }
+
     bool fm() const { return plan_.mode == ZVDemodMode_FM; }
     int64_t samples() const { return station_.heard() / input_->per_frame; } // of the recording
 
@@ -104,7 +113,8 @@ private:
         if (synchronous())
             summary.add("locked", readings.carrier_locked).add("carrier_offset", readings.carrier_offset);
         if (fm()) summary.add("noise_level", int64_t(readings.noise_level));
-        summary.add("input_rate", int64_t(plan_.rate / input_->per_frame))
+        summary.add("bandwidth", plan_.width)
+            .add("input_rate", int64_t(plan_.rate / input_->per_frame))
             .add("detector_rate", plan_.detector_rate());
         summary.add("output_rate", plan_.output_rate()).add("output_frames", station_.frames());
         return summary.append(input_->faults.json());

@@ -48,8 +48,6 @@ private:
     const zovek::Resampler half_{ZVResampler32_Construct};
 };
 
-int32_t saturated(int64_t sample) { return int32_t(std::clamp<int64_t>(sample, INT32_MIN, INT32_MAX)); }
-
 template <class Sample>
 Sample narrowed(int32_t sample)
 {

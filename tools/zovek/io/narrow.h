@@ -12,6 +12,11 @@ inline int16_t narrow(int64_t sample)
 {
     return int16_t(std::clamp<int64_t>((sample + 0x8000) >> 16, INT16_MIN, INT16_MAX));
 }
+// To 32 bits.
+inline int32_t saturated(int64_t sample)
+{
+    return int32_t(std::clamp<int64_t>(sample, INT32_MIN, INT32_MAX));
+}
 inline int16_t narrow(int32_t sample) { return narrow(int64_t(sample)); }
 // Reals of full scale 1; what is no number is silence.
 inline int16_t narrow(float sample)

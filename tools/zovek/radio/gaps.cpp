@@ -32,9 +32,9 @@ void Gaps::look(std::span<const int16_t> band)
     }
 }
 
-void Gaps::look_behind_end(size_t count)
+void Gaps::look_behind_end(size_t count, bool gap)
 {
-    none_ = zeros_ < least_;
+    none_ = zeros_ < least_ && !gap;
     marks_.assign(count / size_t(decimation_), none_ ? Gap::none : Gap::inside);
 }
 

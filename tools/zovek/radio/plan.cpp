@@ -42,12 +42,6 @@ constexpr double lowest_audio = 300;     // Hz: lower edge of a sideband of spee
 constexpr double audio_transition = 700; // Hz
 constexpr double lowest_separated = 120; // Hz: ISB keeps its sidebands apart from here on
 
-// Odd taps of a Blackman window whose transition from pass to stop is that many Hz: 5.5 fs / N.
-int32_t taps_for(double rate, double transition)
-{
-    return std::max(3, int32_t(std::ceil(5.5 * rate / transition))) | 1;
-}
-
 std::string hz(double value) { return number(value) + " Hz"; }
 
 // Zeros, D, U and the frames that are kept, so that the detector runs at least_detector_rate at least, and
@@ -136,6 +130,8 @@ void place_station(Plan& plan, const Row& row, const Wishes& wishes)
     const double room = 2 * std::min<double>(plan.mixer, band - plan.mixer);
     plan.narrowed = width > room;
     plan.width = std::min(width, room);
+    plan.may_narrow = (row.mode == ZVDemodMode_AM || row.mode == ZVDemodMode_FM) && !plan.narrowed &&
+                      !wishes.bandwidth && !wishes.audio_cutoff && !wishes.taps;
     if (plan.width < 50)
         throw Failure(name, "the station would reach beyond the band, which " + band_of(plan));
 }
@@ -209,6 +205,11 @@ void choose_gain(Plan& plan, const Row& row)
     plan.carrier_lift = plan.mode == ZVDemodMode_SyncAM ? 5 : 1;
 }
 } // namespace
+
+int32_t taps_for(double rate, double transition)
+{
+    return std::max(3, int32_t(std::ceil(5.5 * rate / transition))) | 1;
+}
 
 int32_t Plan::resampler_taps() const
 {

@@ -44,9 +44,11 @@ struct Plan {
     double channel_cutoff; // channel filter behind the decimation, Hz
     int32_t channel_taps;  // of the channel filter; 0: the post-mixer filters alone cut the station out
     int32_t taps, audio_taps, hilbert_taps, noise_taps;
-    double audio_gain;   // brings the largest expected audio to full scale
-    double carrier_lift; // synchronous AM: carrier over sidebands
-    bool narrowed;       // the band's edge left less than the wanted bandwidth
+    double audio_gain;    // brings the largest expected audio to full scale
+    double carrier_lift;  // synchronous AM: carrier over sidebands
+    bool narrowed;        // the band's edge left less than the wanted bandwidth
+    bool may_narrow;      // the width is a default, which may give way to a neighbour
+    bool crowded = false; // it has: width and channel filter are narrower
 
     int64_t frequency() const { return station - centre + origin; } // Hz, as the user counts
     double detector_rate() const { return double(rate) * stuffing / decimation; }
@@ -60,6 +62,9 @@ struct Plan {
     // Group delay of all filters, in samples at filter_rate.
     int64_t delay() const;
 };
+
+// Odd taps of a Blackman window whose transition from pass to stop is that many Hz: 5.5 fs / N.
+int32_t taps_for(double rate, double transition);
 
 // Level of a station's peaks behind the post-mixer filters, in dB of full scale on the power scale of the I/Q
 // gain control: a quarter of full scale.

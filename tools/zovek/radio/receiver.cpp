@@ -11,9 +11,10 @@ constexpr double full_scale = 2147483648.0; // of 32-bit samples
 // What is said of a carrier, and the frequency that its filter follows, is smoothed over this time.
 constexpr double carrier_seconds = 1;
 
-// A station is as strong as in its loudest block, which is forgotten with this time constant: longer than
-// anybody is silent between sentences.
-constexpr double station_seconds = 30;
+// A station is as strong as in its loudest block, which is forgotten slower than anybody is silent between
+// sentences, but taken for a station's only when it is longer than a crash of lightning: time constants of the
+// power, in s.
+constexpr double fall_seconds = 10, rise_seconds = 0.25;
 
 // Half a step of the band's 16-bit samples, in 32-bit units.
 constexpr int32_t half_step = 1 << 15;
@@ -44,7 +45,6 @@ Receiver::Receiver(const Plan& plan, const Level& level)
     radio_->sideband_sign = plan.sideband_sign;
     radio_->sideband_offset = plan.offset;
     ZVDemodulator_PostMixerCutOff(radio_, float(plan.cutoff));
-    ZVDemodulator_AudioFilterCutOff(radio_, float(plan.audio_cutoff));
     ZVDemodulator_LocalFrequency(radio_, plan.mixer);
     // A setter that gets no memory leaves the object as it was.
     if (radio_->sampling_rate != rate || radio_->buffer_size != block ||
@@ -55,10 +55,7 @@ Receiver::Receiver(const Plan& plan, const Level& level)
         radio_->isb_filter->taps_count != plan.hilbert_taps)
         throw std::bad_alloc();
 
-    if (plan.channel_taps) {
-        channel_i_.emplace(plan.detector_rate(), plan.channel_cutoff, plan.channel_taps);
-        channel_q_ = channel_i_;
-    }
+    change_width(plan);
     radio_->filtered_callback = [](void* self, ZVDemodulator*, int32_t count, void* i, void* q) {
         static_cast<Receiver*>(self)->prepare(count, static_cast<int32_t*>(i), static_cast<int32_t*>(q));
     };
@@ -71,6 +68,17 @@ Receiver::Receiver(const Plan& plan, const Level& level)
         loudness_.emplace(plan.filter_rate());
         next_ += int64_t(loudness_->delay());
     }
+}
+
+void Receiver::change_width(const Plan& plan)
+{
+    plan_ = plan;
+    gaps_ = Gaps((plan.taps | 1) + plan.channel_taps * int32_t(plan.decimation), int32_t(plan.decimation));
+    next_ = plan.delay();
+    ZVDemodulator_AudioFilterCutOff(radio_, float(plan.audio_cutoff));
+    if (!plan.channel_taps) return;
+    channel_i_.emplace(plan.detector_rate(), plan.channel_cutoff, plan.channel_taps);
+    channel_q_ = channel_i_;
 }
 
 // Between filters and detector.
@@ -92,15 +100,22 @@ void Receiver::prepare(int32_t count, int32_t* i, int32_t* q)
         channel_q_->process(q, size_t(count));
     }
     if (listener_ && !settling_) listener_({i, size_t(count)}, {q, size_t(count)});
-    if (gaps_.none())
-        station_power_ =
-            std::max(power_of(count, i, q),
-                     station_power_ * std::exp(-count / (station_seconds * plan_.detector_rate())));
+    if (gaps_.none()) {
+        const double seconds = count / plan_.detector_rate();
+        station_power_ = std::clamp(power_of(count, i, q), station_power_ * std::exp(-seconds / fall_seconds),
+                                    station_power_ * std::exp(seconds / rise_seconds));
+    }
     if (measuring_) measure(count, i, q);
     if (plan_.mode == ZVDemodMode_SyncAM) raise_carrier(count, i, q);
     if (plan_.mode == ZVDemodMode_FM) limit(count, i, q);
     if (levelling_) control_level(count, i, q);
+    if (lifted_ > 0)
+        for (int32_t k = 0; k < count; ++k) {
+            i[k] = saturated(int64_t(i[k]) << lifted_);
+            q[k] = saturated(int64_t(q[k]) << lifted_);
+        }
     if (plan_.mode == ZVDemodMode_AM || plan_.mode == ZVDemodMode_ISB) bridge_rest(count, i, q);
+    if (plan_.mode == ZVDemodMode_SSB && exact()) silence_rest(count, i, q);
 }
 
 double Receiver::power_of(int32_t count, const int32_t* i, const int32_t* q) const
@@ -239,6 +254,13 @@ void Receiver::bridge_rest(int32_t count, int32_t* i, int32_t* q)
     }
 }
 
+// A sideband has nothing to bridge with: what a neighbour's end leaves in the filters is cut off.
+void Receiver::silence_rest(int32_t count, int32_t* i, int32_t* q) const
+{
+    for (int32_t k = 0; k < count; ++k)
+        if (bridged(k)) i[k] = q[k] = 0;
+}
+
 // What shapes the audio, and the output behind it as the demodulator has it. There is no audio where the
 // audio filter holds some of a gap.
 void Receiver::shape_audio(size_t frames)
@@ -263,16 +285,27 @@ void Receiver::settle(std::span<const int32_t> band)
     const size_t block = size_t(plan_.block);
     const int64_t next = next_;
     settling_ = true;
-    for (const bool first : {true, false}) {
-        measuring_ = first && !level_.gain && plan_.mode != ZVDemodMode_FM;
+    const auto pass = [&](bool first) {
+        measuring_ = first && plan_.mode != ZVDemodMode_FM;
+        expected_peak_ = 0;
         for (size_t at = 0; at < band.size(); at += block) {
             // A steady sound's level stays as long as it does, so nothing else may be learned.
             if (loudness_ && (first || at <= band.size() / 2)) loudness_.emplace(plan_.filter_rate());
             receive(band.subspan(at, std::min(block, band.size() - at)));
         }
-        if (measuring_) hold_level();
+        if (measuring_ && !level_.gain) hold_level();
         carrier_offset_ = loop_offset();
+        // The band jumps back. Beside a weak station the click of all the others would set the level.
+        if (exact()) gaps_.jump();
+    };
+    pass(true);
+    if (exact()) {
+        levelling_ = false;
+        pass(true);
     }
+    if (level_.gain && exact()) lift();
+    pass(false);
+    measuring_ = false;
     // Where the band begins with silence the filters are emptied, else their rest would be heard in it.
     const std::vector<int32_t> silence(block);
     if (is_silent(band.first(std::min(size_t(gaps_.least()), band.size()))))
@@ -300,6 +333,17 @@ void Receiver::hold_level()
     agc->gain_rise_rate = level_.iq_agc ? share_for(0.5, rate) : 0;
 }
 
+// Behind the detector there are 16 bits: a weak station that is to have a fixed gain gets what it can of it
+// before, a power of two, with room for one 36 dB louder or for all that the output takes.
+void Receiver::lift()
+{
+    constexpr double room = 64, output_room = 4;
+    const double least = std::min(full_scale / room / std::max(expected_peak_, 1.0),
+                                  *level_.gain * double(radio_->volume) / output_room);
+    lifted_ = least > 2 ? int32_t(std::log2(least)) : 0;
+    radio_->audio_gain = float(std::ldexp(*level_.gain, -lifted_));
+}
+
 const std::vector<int16_t>& Receiver::receive(std::span<const int32_t> band)
 {
     const size_t d = plan_.decimation, zeros = size_t(plan_.stuffing);
@@ -316,7 +360,7 @@ const std::vector<int16_t>& Receiver::drain()
 {
     band_.assign(size_t(plan_.block) * size_t(plan_.stuffing), 0);
     narrow_.assign(band_.size(), 0);
-    gaps_.look_behind_end(band_.size());
+    gaps_.look_behind_end(band_.size(), exact()); // as at the start, for the click
     process();
     return audio_;
 }

@@ -39,6 +39,8 @@ public:
     using Listener = std::function<void(std::span<const int32_t> i, std::span<const int32_t> q)>;
     void listen(Listener listener) { listener_ = std::move(listener); }
 
+    // Before the first sample: another plan that differs in the width alone.
+    void change_width(const Plan& plan);
     // Passes the first second of a recording twice, unheard: to find the station's level, and to let carrier
     // loop and DC blocker settle.
     void settle(std::span<const int32_t> band);
@@ -66,8 +68,10 @@ private:
     void limit(int32_t count, int32_t* i, int32_t* q);
     void control_level(int32_t count, int32_t* i, int32_t* q);
     void bridge_rest(int32_t count, int32_t* i, int32_t* q);
+    void silence_rest(int32_t count, int32_t* i, int32_t* q) const;
     void shape_audio(size_t frames);
     void hold_level();
+    void lift();
     void process();
     bool exact() const;
     double power_of(int32_t count, const int32_t* i, const int32_t* q) const;
@@ -76,7 +80,7 @@ private:
     bool bridged(int32_t k) const { return gaps_.marks()[size_t(k)] >= Gap::inside; }
     double loop_offset() const; // Hz
 
-    const Plan plan_;
+    Plan plan_;
     const Level level_;
     zovek::Demodulator radio_{ZVDemodulator16_Construct};
     Front front_;
@@ -93,6 +97,7 @@ private:
     bool measuring_ = false;
     bool levelling_ = false;   // the I/Q gain control runs
     double expected_peak_ = 0; // 32-bit units
+    int32_t lifted_ = 0;       // powers of two before the detector, which the fixed gain has less
     double station_power_ = 0; // mean square of I + jQ in the loudest of the last blocks, of full scale
     bool in_gap_ = false;      // the last block ended in one
     double resting_ = 0;       // the detector's mean before the last gap, which the DC blocker takes off

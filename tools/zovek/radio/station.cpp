@@ -1,5 +1,6 @@
 #include "radio/station.h"
 #include "line/failure.h"
+#include "radio/neighbours.h"
 #include <algorithm>
 #include <cmath>
 #include <span>
@@ -70,6 +71,8 @@ void Station::settle()
     if (is_silent(ahead_)) return;
     const auto block = size_t(plan_.block), first = size_t(std::min(plan_.rate, 1 << 24));
     band_.append(ahead_, (first + block - 1) / block * block - block);
+    plan_ = beside_neighbours(plan_, ahead_);
+    if (plan_.crowded) radio_.change_width(plan_);
     radio_.settle(ahead_);
     settled_ = true;
 }

@@ -17,6 +17,7 @@ public:
     // Of the input's chosen channel. Fails with the reason if the station can't be received.
     Station(Input& input, const Wishes& wishes, const Level& level = {});
 
+    // The width is final when there is audio: a strong neighbour in the first second makes it narrower.
     const Plan& plan() const { return plan_; }
 
     // The next audio at plan().output_rate(): left, right, left, right. None behind the end.
@@ -43,7 +44,7 @@ private:
 
     void take_pairs(std::span<const int32_t> i, std::span<const int32_t> q);
 
-    const Plan plan_;
+    Plan plan_;
     Receiver radio_;
     Selected band_;
     std::vector<int32_t> ahead_; // of the band, Q31: a block, or the first second
