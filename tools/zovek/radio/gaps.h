@@ -26,7 +26,8 @@ public:
     void look_behind_end(size_t count, bool gap);
 
     // The next sample doesn't follow the last one: what the filters hold is no station until they are full again.
-    void jump() { filling_ = reach_; }
+    // Gives how many samples that takes.
+    int32_t jump() { return filling_ = reach_; }
 
     // Zeros in a row that make a gap.
     int32_t least() const { return least_; }

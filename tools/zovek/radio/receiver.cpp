@@ -115,7 +115,7 @@ void Receiver::prepare(int32_t count, int32_t* i, int32_t* q)
             q[k] = saturated(int64_t(q[k]) << lifted_);
         }
     if (plan_.mode == ZVDemodMode_AM || plan_.mode == ZVDemodMode_ISB) bridge_rest(count, i, q);
-    if (plan_.mode == ZVDemodMode_SSB && exact()) silence_rest(count, i, q);
+    if (plan_.mode == ZVDemodMode_SSB) silence_edge(count, i, q);
 }
 
 double Receiver::power_of(int32_t count, const int32_t* i, const int32_t* q) const
@@ -254,11 +254,13 @@ void Receiver::bridge_rest(int32_t count, int32_t* i, int32_t* q)
     }
 }
 
-// A sideband has nothing to bridge with: what a neighbour's end leaves in the filters is cut off.
-void Receiver::silence_rest(int32_t count, int32_t* i, int32_t* q) const
+// A sideband has nothing to bridge with: the click of a neighbour where the band begins and ends is cut off.
+void Receiver::silence_edge(int32_t count, int32_t* i, int32_t* q)
 {
-    for (int32_t k = 0; k < count; ++k)
-        if (bridged(k)) i[k] = q[k] = 0;
+    const int32_t n = std::min(edge_, count);
+    std::fill_n(i, n, 0);
+    std::fill_n(q, n, 0);
+    edge_ -= n;
 }
 
 // What shapes the audio, and the output behind it as the demodulator has it. There is no audio where the
@@ -296,7 +298,7 @@ void Receiver::settle(std::span<const int32_t> band)
         if (measuring_ && !level_.gain) hold_level();
         carrier_offset_ = loop_offset();
         // The band jumps back. Beside a weak station the click of all the others would set the level.
-        if (exact()) gaps_.jump();
+        if (exact()) edge_ = gaps_.jump() / int32_t(plan_.decimation);
     };
     pass(true);
     if (exact()) {
@@ -360,7 +362,9 @@ const std::vector<int16_t>& Receiver::drain()
 {
     band_.assign(size_t(plan_.block) * size_t(plan_.stuffing), 0);
     narrow_.assign(band_.size(), 0);
-    gaps_.look_behind_end(band_.size(), exact()); // as at the start, for the click
+    const bool cut = exact(); // as at the start, for the click
+    if (cut) edge_ = int32_t(band_.size() / plan_.decimation);
+    gaps_.look_behind_end(band_.size(), cut);
     process();
     return audio_;
 }

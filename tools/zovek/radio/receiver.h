@@ -68,7 +68,7 @@ private:
     void limit(int32_t count, int32_t* i, int32_t* q);
     void control_level(int32_t count, int32_t* i, int32_t* q);
     void bridge_rest(int32_t count, int32_t* i, int32_t* q);
-    void silence_rest(int32_t count, int32_t* i, int32_t* q) const;
+    void silence_edge(int32_t count, int32_t* i, int32_t* q);
     void shape_audio(size_t frames);
     void hold_level();
     void lift();
@@ -99,6 +99,7 @@ private:
     double expected_peak_ = 0; // 32-bit units
     int32_t lifted_ = 0;       // powers of two before the detector, which the fixed gain has less
     double station_power_ = 0; // mean square of I + jQ in the loudest of the last blocks, of full scale
+    int32_t edge_ = 0;         // detector samples to come out of filters that hold the band's start or end
     bool in_gap_ = false;      // the last block ended in one
     double resting_ = 0;       // the detector's mean before the last gap, which the DC blocker takes off
     // Synchronous AM, FM: what turns a station into the phase that it would have without the gap before, and
