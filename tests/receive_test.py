@@ -218,6 +218,75 @@ class Gaps(unittest.TestCase):
             self.assertLess(np.max(np.abs(levels)), 0.5, microseconds)
 
 
+class WeakStations(unittest.TestCase):
+    """A station of a few steps, or far below its neighbours, is heard as if it stood alone at full level."""
+    MODES = ("am", "sam", "isb", "usb", "lsb", "fm")
+
+    def listen(self, band, *arguments, rate=48000):
+        data = np.rint(np.clip(band, -32768, 32767)).astype("<i2").tobytes()
+        return receive(data, *arguments, "-f", rate // 4, "-t", "raw", "-r", rate)
+
+    def rest(self, audio, hz=700, first=0.3, last=1.7):
+        """What isn't the tone or its level, in dB of it."""
+        part = audio[round(first * AUDIO):round(last * AUDIO)]
+        turn = np.exp(2j * np.pi * hz * np.arange(len(part)) / AUDIO)
+        tone = np.column_stack((turn.real, turn.imag, np.ones(len(part))))
+        heard = tone[:, :2] @ np.linalg.lstsq(tone, part, rcond=None)[0][:2]
+        return db(np.std(part - np.mean(part) - heard) / np.std(heard))
+
+    def test_few_steps_are_as_good_as_many(self):
+        noise = np.random.default_rng(1).normal(0, 0.7, 2 * 48000)
+        for mode in self.MODES:
+            few = np.rint(3 * np.real(station(mode, 2)) + noise)
+            for level in ((), ("--gain", 1024), ("--iq-agc",), ("--agc",)):
+                if level and mode not in ("am", "usb"):
+                    continue
+                heard, summary = self.listen(few, "-M", mode, *level)
+                wanted, louder = self.listen(256 * few, "-M", mode, *(("--gain", 4) if "--gain" in level else level))
+                middle = slice(AUDIO // 2, -AUDIO // 4)
+                with self.subTest(mode=mode, level=level):
+                    self.assertLess(db(np.std((heard - wanted)[middle])) - db(np.std(wanted)), -35)
+                    self.assertEqual(summary["overloads"], 0)
+                    self.assertAlmostEqual(summary.get("noise_level", 0), louder.get("noise_level", 0), delta=5)
+
+    def test_a_crash_spoils_its_moment_alone(self):
+        for mode in ("am", "usb", "fm"):
+            quiet = np.rint(3 * np.real(station(mode, 3)) + np.random.default_rng(2).normal(0, 0.5, 3 * 48000))
+            struck = quiet.copy()
+            struck[72000:72010] = 32767
+            (heard, none), (marred, some) = (self.listen(band, "-M", mode, "--gain", 4 if mode == "fm" else 500)
+                                             for band in (quiet, struck))
+            for part in (slice(0, 17700), slice(24000, None)):
+                self.assertLess(db(np.std((marred - heard)[part])) - db(np.std(heard)), -40, mode)
+            self.assertEqual((none["overloads"], some["overloads"]), (0, 1))
+
+    def test_a_neighbour_60_db_up(self):
+        for mode in self.MODES:
+            for hz in (8000,) if mode != "fm" else (-17000,):
+                with self.subTest(mode=mode, hz=hz):
+                    band = 24 * station(mode, 2, 96000, 24000) + 24000 * np.exp(2j * np.pi * (24000 + hz) / 96000 * np.arange(2 * 96000))
+                    dither = np.random.default_rng(3).uniform(-0.5, 0.5, len(band))
+                    audio, _ = self.listen(np.real(band) + dither, "-M", mode, rate=96000)
+                    self.assertLess(self.rest(audio), -24 if mode == "isb" else -30)
+                    self.assertGreater(np.std(audio), 900)  # its own level, without the neighbour's click
+                    self.assertLess(np.max(abs(audio)), 5 * np.std(audio))
+
+    def test_the_width_goes_by_the_neighbours(self):
+        turn = lambda hz: np.exp(2j * np.pi * hz * np.arange(96000) / 48000)
+        wide_fm = 3000 * np.exp(1j * 5000 / 3000 * np.sin(2 * np.pi * 3000 * np.arange(96000) / 48000)) * turn(12000)
+        music = 3000 * (1 + 0.2 * np.cos(2 * np.pi * 700 * np.arange(96000) / 48000) + 0.5 * np.cos(2 * np.pi * 4200 * np.arange(96000) / 48000)) * turn(12000)
+        am, fm = 300 * station("am", 2), 100 * station("fm", 2)
+        noise = np.random.default_rng(4).normal(0, 3000, 96000)
+        for mode, band, width in (("am", am, 9000), ("am", music, 9000), ("am", am + noise, 9000), ("am", am + 900 * turn(16000), 7200),
+                                  ("am", am + 9000 * station("am", 2, hz=15800), 5600), ("fm", fm, 16000), ("fm", wide_fm, 16000),
+                                  ("fm", fm + noise, 16000), ("fm", fm + 5000 * station("fm", 2, hz=22000), 10000)):
+            audio, summary = self.listen(np.real(band), "-M", mode)
+            self.assertEqual(summary["bandwidth"], width)
+            if width not in (9000, 16000):
+                self.assertLess(self.rest(audio), -25, width)
+                self.assertEqual(self.listen(np.real(band), "-M", mode, "-b", 16000)[1]["bandwidth"], 16000)
+
+
 class AudioRates(unittest.TestCase):
     RATE = 48000
 
