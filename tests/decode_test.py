@@ -274,6 +274,13 @@ class Tones(InFolder):
                 self.assertEqual(got["text"], code)
                 self.assertAlmostEqual(got["shift"], shift, delta=2)
                 self.assertAlmostEqual(got["time"], 0.7, delta=0.1)
+        call = tones.selcal("CG-MP", 8000, 20)
+        sides = sum(0.15 * tones.sine(tones.SELCAL["P"] + 20 + side, 1, 8000) for side in (-120, 120))
+        weak = np.concatenate([tones.pair(404.6, 602.1, 1, 8000, -12), tones.silence(0.2, 8000),
+                               tones.pair(997.2, 1103.9, 1, 8000, 12) + sides])
+        for name, audio in (("sidebands near the weak tone", weak), ("a carrier", call + tones.sine(700, 2.2, 8000))):
+            with self.subTest(name):
+                self.assertEqual(self.hear(audio, 8000, "selcal", snr=10), ["CG-MP"])
         for name, audio in (("far off", tones.selcal("FG-HJ", 8000, 80)),
                             ("long", np.concatenate([tones.pair(524.8, 645.7, 2, 8000)] * 2)),
                             ("twice the same pair", tones.selcal("FH-FH", 8000)),

@@ -48,6 +48,8 @@ public:
 
     // The present frame's bins up to a frequency, Hz.
     std::span<const float> bins(double high) const { return {module(), size_t(bin(high)) + 1}; }
+    double bin_width() const { return rate() / fft_->buffer_size; } // Hz
+    double line_scale() const { return line_scale_; }               // a Peak's power for a bin's of 1
     // What follows leaves out, of the present frame, the bins that have little more than a floor for as many.
     void leave_out(std::span<const float> floor);
 
