@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <deque>
+#include <utility>
 
 namespace decoders::tones {
 namespace {
@@ -99,10 +101,10 @@ private:
 
     Pulse pulse(int first) const
     {
+        constexpr float part = 1.0F / (pulse_to - pulse_from + 1);
         Pulse pulse{.power = Bins(frames_.front().size())};
         for (int k = first + pulse_from; k <= first + pulse_to; ++k)
-            for (size_t b = 0; b < pulse.power.size(); ++b)
-                pulse.power[b] += frame(k)[b] / float(pulse_to - pulse_from + 1);
+            for (size_t b = 0; b < pulse.power.size(); ++b) pulse.power[b] += frame(k)[b] * part;
         Bins sorted(pulse.power.begin() + ptrdiff_t(bin(tones[0] - most_shift)), pulse.power.end());
         std::ranges::nth_element(sorted, sorted.begin() + ptrdiff_t(sorted.size() / 2));
         pulse.floor = sorted[sorted.size() / 2] + 1e-9 / spectra_.line_scale();
