@@ -32,10 +32,10 @@ constexpr int patience = 16; // frames in which a better fit may come
 constexpr double least_line = 12;      // of a line, over the noise
 constexpr double least_contrast = 0.6; // of a line: the part that the other pulse hasn't
 constexpr double noise_top = 5;        // noise has no more, over its median
-constexpr double least_share =
-    0.7; // of the power over noise in a pulse, in its two lines: speech gets to 0.6
-constexpr double least_even =
-    0.1; // geometric over arithmetic mean of a line in its pulse: fading gets to 0.12
+// Of the power over noise in a pulse, the part in its two lines: speech gets to 0.6.
+constexpr double least_share = 0.75;
+// The geometric over the arithmetic mean of a line in its pulse: fading of 1 Hz gets down to 0.12.
+constexpr double least_even = 0.1;
 constexpr double most_beside = 0.5; // of a line's power, before the first pulse and behind the second
 
 struct Call {
