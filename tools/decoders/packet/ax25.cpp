@@ -78,12 +78,13 @@ std::string call_sign(const uint8_t* address)
     return ssid ? text + "-" + std::to_string(ssid) : text;
 }
 
-// Of capitals and digits, as stations are licensed.
-bool call_is_plain(const std::string& call)
+// Of capitals and digits, as stations are licensed, and of what else is allowed.
+bool call_is_of(const std::string& call, char other)
 {
     const size_t end = std::min(call.find('-'), call.size());
-    return end > 0 && std::all_of(call.begin(), call.begin() + ptrdiff_t(end),
-                                  [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); });
+    return end > 0 && std::all_of(call.begin(), call.begin() + ptrdiff_t(end), [other](char c) {
+               return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == other;
+           });
 }
 
 // Names of control fields, modulo 8.
@@ -122,8 +123,13 @@ std::optional<Ax25> parse_ax25(const std::string& frame)
         fields.path.push_back(call_sign(bytes + k * address_bytes));
         if (bytes[k * address_bytes + 6] & 0x80) repeated = k;
     }
-    fields.plain_calls = call_is_plain(fields.destination) && call_is_plain(fields.source) &&
-                         std::ranges::all_of(fields.path, call_is_plain);
+    const auto calls_are_of = [&fields](char other) {
+        return call_is_of(fields.destination, other) && call_is_of(fields.source, other) &&
+               std::ranges::all_of(fields.path,
+                                   [=](const std::string& call) { return call_is_of(call, other); });
+    };
+    fields.plain_calls = calls_are_of('A');
+    fields.usual_calls = calls_are_of(' ');
     if (repeated) fields.path[repeated - 2] += '*';
     size_t at = count * address_bytes;
     fields.control = bytes[at++];

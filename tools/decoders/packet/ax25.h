@@ -13,7 +13,7 @@ struct Ax25 {
     std::string kind;              // UI, I, RR, SABM, ...
     int control = 0, pid = -1;     // pid -1: none
     std::string info;
-    bool plain_calls = false; // all of capitals and digits
+    bool plain_calls = false, usual_calls = false; // all of capitals and digits; and of blanks
     // SRC>DST,PATH:INFO; frames other than UI tell their kind before the info, in <>.
     std::string monitor() const;
     // Of a UI frame between plain calls whose text a person or a program wrote: printable, or few bytes that

@@ -169,7 +169,9 @@ private:
         if (!fields) return;
         const double begin = end - double(found.end - found.begin) / modem_.baud;
         const bool clean = found.flipped == 0;
-        bool agreed = clean;
+        // A preamble that a branch misheard repeats itself, and passes for addresses of control characters. So a
+        // check sequence that is right by chance would come once in some thousand packets: other branches must agree.
+        bool agreed = clean && (fields->usual_calls || lines_.size() == 1);
         for (Finding& earlier : findings_) {
             if (earlier.found.frame != found.frame || std::fabs(earlier.end - end) > same_frame) continue;
             if (earlier.emitted) return;
