@@ -287,6 +287,61 @@ class WeakStations(unittest.TestCase):
                 self.assertEqual(self.listen(np.real(band), "-M", mode, "-b", 16000)[1]["bandwidth"], 16000)
 
 
+class Carriers(unittest.TestCase):
+    """Synchronous AM finds a carrier off the dial, follows it, and tells the truth of it."""
+    RATE, SECONDS = 48000, 8
+
+    def setUp(self):
+        self.said, rate = soundfile.read(ROOT / "samples/usb_speech.ref.flac")
+        self.said = self.said[:self.SECONDS * rate]
+        self.time = np.arange(self.SECONDS * self.RATE) / self.RATE
+        self.modulation = signal.resample_poly(self.said / np.max(abs(self.said)), self.RATE, rate)
+        self.noise = np.random.default_rng(5).normal(0, 20, len(self.time))
+
+    def turning(self, hertz):
+        return np.exp(2j * np.pi * np.cumsum(12000 + hertz * np.ones(len(self.time))) / self.RATE)
+
+    def am(self, hertz):
+        return 3000 * (1 + 0.8 * self.modulation) * self.turning(hertz)
+
+    def listen(self, band):
+        return receive(np.rint(np.real(band) + self.noise).astype("<i2").tobytes(), "-M", "sam", "-f", 12000, "-t", "raw",
+                       "-r", self.RATE)
+
+    def test_found_and_followed(self):
+        step = np.where(self.time < 3.3, 10, 60)
+        for name, hertz, last in (("below", -100, -100), ("far", 310, 310), ("drift", 45 + 2 * self.time, 61),
+                                  ("step", step, 60), ("echo, no drift", 20, 20)):
+            band = self.am(hertz)
+            if "echo" in name: band = band + np.roll(band, 20) * 0.85 * np.exp(2j * np.pi * self.time / 5)
+            with self.subTest(name):
+                audio, summary = self.listen(band)
+                self.assertGreater(sdr.measure(audio, summary["output_rate"], self.said, 8000).db, 4 if "echo" in name else 24)
+                self.assertTrue(summary["locked"])
+                self.assertAlmostEqual(summary["carrier_offset"], last, delta=1)
+
+    def test_a_whistle_is_no_carrier(self):
+        for level in (0.7, 1.4):
+            _, summary = self.listen(self.am(30) + level * 3000 * self.turning(-400))
+            self.assertAlmostEqual(summary["carrier_offset"], 30, delta=0.5)
+
+    def test_after_a_gap(self):
+        band = np.real(self.am(100))
+        self.noise[3 * self.RATE:5 * self.RATE] = band[3 * self.RATE:5 * self.RATE] = 0
+        audio, summary = self.listen(band)
+        self.assertGreater(sdr.measure(audio[5 * AUDIO:], AUDIO, self.said[5 * 8000:], 8000).db, 24)
+        self.assertTrue(summary["locked"])
+
+    def test_no_lock_without_a_carrier(self):
+        sideband = 6000 * signal.hilbert(self.modulation) * self.turning(0)
+        for name, band, locked in (("noise", 50 * self.noise, False), ("sideband", sideband, False),
+                                   ("out of reach", self.am(1500), False),
+                                   ("lost", np.where(self.time < 3, self.am(50), 0.1), False),
+                                   ("late", np.where(self.time > 3, self.am(50), 0.1), True)):
+            with self.subTest(name):
+                self.assertEqual(self.listen(band)[1]["locked"], locked)
+
+
 class AudioRates(unittest.TestCase):
     RATE = 48000
 

@@ -1,6 +1,7 @@
 // Digital silence in a band, as the filters behind the mixer show it: for each detector sample whether it may
 // be taken for the station, or comes out of filters that hold a gap.
 #pragma once
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -17,8 +18,9 @@ enum class Gap : uint8_t {
 
 class Gaps {
 public:
-    // The filters hold reach samples of the band, and decimation of them come for each detector sample.
-    Gaps(int32_t reach, int32_t decimation);
+    // The filters hold reach samples of the band, and decimation of them come for each detector sample, which
+    // reaches the detector so many detector samples late.
+    Gaps(int32_t reach, int32_t decimation, int32_t delay = 0);
 
     // The next samples, a multiple of the decimation.
     void look(std::span<const int16_t> band);
@@ -31,17 +33,23 @@ public:
 
     // Zeros in a row that make a gap.
     int32_t least() const { return least_; }
-    // Of each detector sample of the last look.
-    const std::vector<Gap>& marks() const { return marks_; }
-    // Whether the filters were full of the band throughout the last look.
-    bool none() const { return none_; }
+    // Of each detector sample that the last look was for, at the detector and before the delay.
+    std::span<const Gap> marks() const { return std::span(marks_).first(looked_); }
+    std::span<const Gap> arriving() const { return std::span(marks_).last(looked_); }
+    // Whether the filters were full of the band throughout the samples that are at the detector.
+    bool none() const
+    {
+        return std::ranges::all_of(marks(), [](Gap mark) { return mark == Gap::none; });
+    }
 
 private:
+    void make_room(size_t marks);
+
     int32_t reach_, decimation_, least_; // samples
     int32_t zeros_;                      // in a row, up to least_; as many before the recording
     int32_t filling_ = 0;                // samples to come until the filters are full
-    bool none_ = true;
-    std::vector<Gap> marks_;
+    size_t looked_ = 0;                  // marks of the last look
+    std::vector<Gap> marks_;             // delayed ones and those of the last look
 };
 
 // Whether all samples are zero in 16 bits.

@@ -40,6 +40,7 @@ constexpr Row rows[] = {
 constexpr int32_t most_exact_taps = 2000;
 constexpr double lowest_audio = 300;     // Hz: lower edge of a sideband of speech
 constexpr double audio_transition = 700; // Hz
+constexpr double farthest_search = 500;  // Hz: where a carrier that is off tune is looked for
 constexpr double lowest_separated = 120; // Hz: ISB keeps its sidebands apart from here on
 
 std::string hz(double value) { return number(value) + " Hz"; }
@@ -141,7 +142,9 @@ void place_station(Plan& plan, const Row& row, const Wishes& wishes)
 void choose_edges(Plan& plan, const Row& row, const Wishes& wishes)
 {
     plan.cutoff = row.cutoff * plan.width;
-    if (!wishes.taps && taps_for(plan.rate, row.transition * plan.width) > most_exact_taps)
+    plan.search = row.mode == ZVDemodMode_SyncAM ? std::min(farthest_search, plan.width / 2) : 0;
+    if (!wishes.taps &&
+        (plan.search > 0 || taps_for(plan.rate, row.transition * plan.width) > most_exact_taps))
         plan.channel_cutoff = plan.cutoff;
     const double follows = row.mode == ZVDemodMode_SSB ? 2.0 * plan.offset : plan.cutoff;
     plan.audio_cutoff = wishes.audio_cutoff.value_or(row.audio_cutoff > 0 ? row.audio_cutoff : follows);
@@ -154,8 +157,10 @@ void choose_edges(Plan& plan, const Row& row, const Wishes& wishes)
 void choose_rates(Plan& plan, const Row& row, const Wishes& wishes)
 {
     double least_detector = std::max(row.detector_rate * plan.width, 4.0 * plan.offset);
+    const bool fast = taps_for(plan.rate, row.transition * plan.width) > most_exact_taps;
     if (plan.channel_cutoff > 0) // the first filter has room to fall
-        least_detector = std::min<double>(std::max({least_detector, 4 * plan.width, 24000.0}), plan.rate);
+        least_detector = std::min<double>(
+            std::max({least_detector, (fast ? 4 : 2.1) * plan.width, fast ? 24000.0 : 12000.0}), plan.rate);
     // The carrier loop is as fast as its rate, and better slow.
     const uint32_t upsample = plan.mode == ZVDemodMode_SyncAM ? 2 : 1;
     const double least = std::min<double>(std::max(12000.0, 2.2 * plan.audio_cutoff), plan.rate);
@@ -186,7 +191,8 @@ void choose_lengths(Plan& plan, const Row& row, const Wishes& wishes)
     if (plan.channel_cutoff > 0) {
         plan.channel_taps = taps_for(detector, transition);
         plan.cutoff = detector / 2;
-        plan.taps = taps_for(fs, detector - 2 * (plan.channel_cutoff + transition / 2));
+        const double reach = plan.channel_cutoff + transition / 2 + plan.search;
+        plan.taps = taps_for(fs, std::max(detector - 2 * reach, detector / 8));
     }
     plan.audio_taps = taps_for(plan.filter_rate(), audio_transition);
     plan.hilbert_taps = std::max(101, int32_t(2 * detector / lowest_separated)) | 1;
@@ -220,7 +226,7 @@ int32_t Plan::resampler_taps() const
 double Plan::detector_delay() const
 {
     const double post = double((taps | 1) / 2) / (double(rate) * stuffing);
-    return post * detector_rate() + channel_taps / 2;
+    return post * detector_rate() + (mode == ZVDemodMode_SyncAM ? 0 : channel_taps / 2);
 }
 
 int64_t Plan::delay() const
@@ -281,6 +287,7 @@ std::string explain(const Plan& plan)
             factor(" / ", plan.decimation) + " = " + hz(plan.detector_rate());
     if (plan.channel_taps)
         text += "; low-pass " + hz(plan.channel_cutoff) + ", " + number(plan.channel_taps) + " taps";
+    if (plan.search > 0) text += "; carrier within " + hz(plan.search);
     if (plan.mode == ZVDemodMode_ISB) text += "; Hilbert " + number(plan.hilbert_taps) + " taps";
     if (ssb) text += "; second oscillator " + hz(plan.offset);
     text += "; audio low-pass " + hz(plan.audio_cutoff) + ", " + number(plan.audio_taps) + " taps";

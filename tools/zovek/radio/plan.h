@@ -46,6 +46,7 @@ struct Plan {
     int32_t taps, audio_taps, hilbert_taps, noise_taps;
     double audio_gain;    // brings the largest expected audio to full scale
     double carrier_lift;  // synchronous AM: carrier over sidebands
+    double search;        // synchronous AM: the carrier is looked for so far from the dial, Hz
     bool narrowed;        // the band's edge left less than the wanted bandwidth
     bool may_narrow;      // the width is a default, which may give way to a neighbour
     bool crowded = false; // it has: width and channel filter are narrower
@@ -57,7 +58,7 @@ struct Plan {
     double output_rate() const { return audio_rate() * double(over) / double(under); } // as written
     // Audio samples that an output of the resampler is made of.
     int32_t resampler_taps() const;
-    // Group delay of the filters before the detector, in its samples.
+    // Group delay of the filters before what Receiver::listen gives, in detector samples.
     double detector_delay() const;
     // Group delay of all filters, in samples at filter_rate.
     int64_t delay() const;

@@ -3,13 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <utility>
 
 namespace client {
 namespace {
 constexpr double full_scale = 2147483648.0; // of 32-bit samples
-
-// What is said of a carrier, and the frequency that its filter follows, is smoothed over this time.
-constexpr double carrier_seconds = 1;
 
 // A station is as strong as in its loudest block, which is forgotten slower than anybody is silent between
 // sentences, but taken for a station's only when it is longer than a crash of lightning: time constants of the
@@ -23,14 +21,27 @@ constexpr double most_gain = 10000; // before the detector
 
 // Share of a difference that a time constant in s closes at each sample.
 double share_for(double seconds, double rate) { return 1 - std::exp(-1 / (seconds * rate)); }
+
+// Detector samples that wait for the carrier.
+int32_t carrier_delay(const Plan& plan)
+{
+    return plan.mode == ZVDemodMode_SyncAM ? CarrierTrack::delay_of(plan.detector_rate()) : 0;
+}
+
+Gaps gaps_of(const Plan& plan)
+{
+    const auto decimation = int32_t(plan.decimation);
+    return {(plan.taps | 1) + plan.channel_taps * decimation, decimation, carrier_delay(plan)};
+}
+
+int64_t delay_of(const Plan& plan) { return plan.delay() + int64_t(carrier_delay(plan)) * plan.upsample; }
 } // namespace
 
 Receiver::Receiver(const Plan& plan, const Level& level)
     : plan_(plan),
       level_(level),
       front_(double(plan.rate) * plan.stuffing, plan.cutoff, plan.taps | 1, int32_t(plan.decimation)),
-      gaps_((plan.taps | 1) + plan.channel_taps * int32_t(plan.decimation), int32_t(plan.decimation)),
-      next_(plan.delay())
+      gaps_(gaps_of(plan))
 {
     const int32_t rate = plan.rate * plan.stuffing, block = plan.block * plan.stuffing;
     ZVDemodulator_IQDecimation(radio_, plan.decimation);
@@ -55,6 +66,12 @@ Receiver::Receiver(const Plan& plan, const Level& level)
         radio_->isb_filter->taps_count != plan.hilbert_taps)
         throw std::bad_alloc();
 
+    if (plan.mode == ZVDemodMode_SyncAM) {
+        track_.emplace(plan.detector_rate(), plan.search);
+        loop_.emplace(plan.detector_rate(), plan.carrier_lift);
+    }
+    if (level.deemphasis) deemphasis_.emplace(*level.deemphasis, plan.filter_rate());
+    if (level.agc) loudness_.emplace(plan.filter_rate());
     change_width(plan);
     radio_->filtered_callback = [](void* self, ZVDemodulator*, int32_t count, void* i, void* q) {
         static_cast<Receiver*>(self)->prepare(count, static_cast<int32_t*>(i), static_cast<int32_t*>(q));
@@ -63,18 +80,14 @@ Receiver::Receiver(const Plan& plan, const Level& level)
     radio_->noise_measure_enabled = plan.mode == ZVDemodMode_FM;
     radio_->audio_gain = float(level.gain.value_or(plan.audio_gain));
     radio_->volume = float(level.volume.value_or(0.5));
-    if (level.deemphasis) deemphasis_.emplace(*level.deemphasis, plan.filter_rate());
-    if (level.agc) {
-        loudness_.emplace(plan.filter_rate());
-        next_ += int64_t(loudness_->delay());
-    }
 }
 
 void Receiver::change_width(const Plan& plan)
 {
+    const int64_t delay = delay_of(plan) + (loudness_ ? int64_t(loudness_->delay()) : 0);
     plan_ = plan;
-    gaps_ = Gaps((plan.taps | 1) + plan.channel_taps * int32_t(plan.decimation), int32_t(plan.decimation));
-    next_ = plan.delay();
+    gaps_ = gaps_of(plan);
+    next_ += delay - std::exchange(delay_, delay);
     ZVDemodulator_AudioFilterCutOff(radio_, float(plan.audio_cutoff));
     if (!plan.channel_taps) return;
     channel_i_.emplace(plan.detector_rate(), plan.channel_cutoff, plan.channel_taps);
@@ -87,26 +100,34 @@ void Receiver::prepare(int32_t count, int32_t* i, int32_t* q)
     if (!in_gap_) resting_ = double(radio_->dc_input_1) - radio_->dc_output_1;
     in_gap_ = count > 0 && bridged(count - 1);
     if (station_power_ == 0) station_power_ = power_of(count, i, q);
+    const std::span<const Gap> arriving = gaps_.arriving();
     if (exact())
         front_.run(i, q);
     else // The mixer rounds down, half a unit of 16 bits on average: in a sideband a faint whistle at the offset.
         for (int32_t k = 0; k < count; ++k) { // What is zero isn't rounded.
-            const int32_t half = gaps_.marks()[size_t(k)] == Gap::inside ? 0 : half_step;
+            const int32_t half = draining_ || arriving[size_t(k)] == Gap::inside ? 0 : half_step;
             i[k] += i[k] < INT32_MAX - half ? half : 0;
             q[k] += q[k] < INT32_MAX - half ? half : 0;
         }
+    const auto tell = [&] {
+        if (listener_ && !settling_) listener_({i, size_t(count)}, {q, size_t(count)});
+    };
+    if (track_) {
+        tell(); // where it stands, and when
+        track_->process(count, i, q, draining_ ? std::span<const Gap>() : arriving);
+    }
     if (channel_i_) {
         channel_i_->process(i, size_t(count));
         channel_q_->process(q, size_t(count));
     }
-    if (listener_ && !settling_) listener_({i, size_t(count)}, {q, size_t(count)});
+    if (!track_) tell();
     if (gaps_.none()) {
         const double seconds = count / plan_.detector_rate();
         station_power_ = std::clamp(power_of(count, i, q), station_power_ * std::exp(-seconds / fall_seconds),
                                     station_power_ * std::exp(seconds / rise_seconds));
     }
     if (measuring_) measure(count, i, q);
-    if (plan_.mode == ZVDemodMode_SyncAM) raise_carrier(count, i, q);
+    if (loop_) hold_carrier(count, i, q);
     if (plan_.mode == ZVDemodMode_FM) limit(count, i, q);
     if (levelling_) control_level(count, i, q);
     if (lifted_ > 0)
@@ -151,35 +172,22 @@ void Receiver::measure(int32_t count, const int32_t* i, const int32_t* q)
     expected_peak_ = std::max(expected_peak_, carrier ? std::max(peak, 2.2 * sum / seen) : 3 * peak);
 }
 
-// Exalted carrier: what lies within a few Hz of the carrier comes in stronger than the sidebands, which are
-// lowered instead. So the loop holds on to a carrier that fades below its sidebands. The one-pole filter
-// turns with the loop's frequency, else the carrier would come out of it late. In a gap it turns on alone,
-// and what follows is turned into its phase: the loop sees no gap.
-void Receiver::raise_carrier(int32_t count, int32_t* i, int32_t* q)
+// The carrier onto the axis that the detector takes for audio: Q, which it turns no further. Whether it is held
+// counts from the recording's start on.
+void Receiver::hold_carrier(int32_t count, int32_t* i, int32_t* q)
 {
-    constexpr double corner = 10; // Hz
-    const double share = 1 - std::exp(-2 * M_PI * corner / plan_.detector_rate());
-    const double sidebands = 1 / plan_.carrier_lift;
-    const std::complex<double> turn = std::polar(1.0, 2 * M_PI * carrier_offset_ / plan_.detector_rate());
-    std::complex<double> carrier = carrier_;
-    for (int32_t k = 0; k < count; ++k) {
-        carrier *= turn;
-        std::complex<double> station(i[k], q[k]);
-        const Gap mark = gaps_.marks()[size_t(k)];
-        if (mark >= Gap::inside) {
-            match_ = mark == Gap::filling ? match_ + carrier * std::conj(station) : 0;
-            i[k] = int32_t(carrier.real());
-            q[k] = int32_t(carrier.imag());
-            continue;
-        }
-        if (match_ != 0.0) turn_ = match_ / std::abs(match_);
-        match_ = 0;
-        station *= turn_;
-        carrier += share * (station - carrier);
-        i[k] = int32_t(sidebands * station.real() + (1 - sidebands) * carrier.real());
-        q[k] = int32_t(sidebands * station.imag() + (1 - sidebands) * carrier.imag());
-    }
-    carrier_ = carrier;
+    if (track_->leapt() || !track_->present()) loop_->forget();
+    loop_->process(count, i, q, gaps_.marks());
+    track_->correct(loop_->release(count));
+    const auto station =
+        count - std::ranges::count_if(gaps_.marks(), [](Gap mark) { return mark >= Gap::inside; });
+    arrived_ += draining_ ? 0 : count;
+    through_ += count;
+    if (through_ <= 0 || through_ > arrived_) return;
+    heard_ += station;
+    if (!track_->present() || !loop_->locked()) return;
+    held_ += station;
+    carrier_offset_ = track_->frequency();
 }
 
 // A limiter: the discriminator's products keep 32 bits of a weak station too. In a gap the station's mean
@@ -296,10 +304,14 @@ void Receiver::settle(std::span<const int32_t> band)
             receive(band.subspan(at, std::min(block, band.size() - at)));
         }
         if (measuring_ && !level_.gain) hold_level();
-        carrier_offset_ = loop_offset();
         // The band jumps back. Beside a weak station the click of all the others would set the level.
         if (exact()) edge_ = gaps_.jump() / int32_t(plan_.decimation);
     };
+    if (track_) {
+        const double due = carrier_delay(plan_) / plan_.detector_rate() * plan_.rate;
+        for (double passed = 0; passed < due; passed += double(band.size())) pass(false);
+        track_->settle();
+    }
     pass(true);
     if (exact()) {
         levelling_ = false;
@@ -308,10 +320,12 @@ void Receiver::settle(std::span<const int32_t> band)
     if (level_.gain && exact()) lift();
     pass(false);
     measuring_ = false;
+    arrived_ = heard_ = held_ = 0;
+    through_ = -carrier_delay(plan_);
     // Where the band begins with silence the filters are emptied, else their rest would be heard in it.
     const std::vector<int32_t> silence(block);
     if (is_silent(band.first(std::min(size_t(gaps_.least()), band.size()))))
-        for (int64_t left = 2 * plan_.delay() / plan_.upsample; left > 0;
+        for (int64_t left = 2 * delay_ / plan_.upsample; left > 0;
              left -= int64_t(block) * plan_.stuffing / plan_.decimation)
             receive(silence);
     next_ = next;
@@ -327,7 +341,7 @@ void Receiver::hold_level()
     const double target = full_scale * std::pow(10, target_db / 10), lift = plan_.carrier_lift;
     ZVAGC* agc = radio_->iq_agc;
     levelling_ = true;
-    radio_->iq_agc_level = float(target_db + (lift > 1 ? 3 : 0)); // a lifted carrier stands above the peaks
+    radio_->iq_agc_level = float(target_db + (lift > 1 ? 4.3 : 0)); // a lifted carrier stands above the peaks
     agc->target_level =
         double((full_scale - 1) * Exp_Float(float(radio_->iq_agc_level * std::log(10.0L) / 10)));
     agc->gain = expected_peak_ > 0 ? std::min(target * lift / expected_peak_, most_gain) : most_gain;
@@ -360,6 +374,7 @@ const std::vector<int16_t>& Receiver::receive(std::span<const int32_t> band)
 
 const std::vector<int16_t>& Receiver::drain()
 {
+    draining_ = true;
     band_.assign(size_t(plan_.block) * size_t(plan_.stuffing), 0);
     narrow_.assign(band_.size(), 0);
     const bool cut = exact(); // as at the start, for the click
@@ -378,33 +393,11 @@ void Receiver::process()
     ZVDemodulator16_Process_StereoOut_16_16(radio_, narrow_.data(), audio_.data(), uint32_t(narrow_.size()),
                                             1);
     if (deemphasis_ || loudness_) shape_audio(frames);
-    if (plan_.mode == ZVDemodMode_SyncAM && gaps_.none()) follow_carrier(int32_t(samples));
 
     size_t kept = 0;
     for (; next_ < int64_t(frames); next_ += plan_.keep, ++kept)
         std::copy_n(&audio_[2 * size_t(next_)], 2, &audio_[2 * kept]);
     next_ -= int64_t(frames);
     audio_.resize(2 * kept);
-}
-
-// Smoothed values for the summary and for raise_carrier.
-void Receiver::follow_carrier(int32_t count)
-{
-    const auto* i = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_, 3));
-    const auto* q = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_, 4));
-    double power = 0, on_axis = 0;
-    for (int32_t k = 0; k < count; ++k) {
-        power += double(i[k]) * i[k] + double(q[k]) * q[k];
-        on_axis += double(radio_->detector_output[k]) * radio_->detector_output[k] / 2; // d is sqrt(2) X
-    }
-    const double share = 1 - std::exp(-count / (carrier_seconds * plan_.detector_rate()));
-    if (power > 0) carrier_coherence_ += share * (on_axis / power - carrier_coherence_);
-    carrier_offset_ += share * (loop_offset() - carrier_offset_);
-}
-
-// The loop turns the other way.
-double Receiver::loop_offset() const
-{
-    return -radio_->carrier_frequency * plan_.detector_rate() / (2 * M_PI);
 }
 } // namespace client

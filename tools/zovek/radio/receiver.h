@@ -5,6 +5,7 @@
 // unmodulated. So the gap is silent, DC blocker and carrier loop stay where they are, and what follows comes
 // at its level.
 #pragma once
+#include "radio/carrier.h"
 #include "radio/channel.h"
 #include "radio/deemphasis.h"
 #include "radio/front.h"
@@ -34,15 +35,15 @@ public:
     // Fails if memory can't be had.
     Receiver(const Plan& plan, const Level& level);
 
-    // Who gets what the detector gets, behind the filters and before any gain: 32-bit I and Q. What is passed
-    // unheard isn't given.
+    // Who gets what the detector gets, behind the filters and before any gain: 32-bit I and Q; of synchronous AM
+    // as wide as the detector's rate, before the carrier is looked for. What is passed unheard isn't given.
     using Listener = std::function<void(std::span<const int32_t> i, std::span<const int32_t> q)>;
     void listen(Listener listener) { listener_ = std::move(listener); }
 
-    // Before the first sample: another plan that differs in the width alone.
+    // Before the first sample that isn't silent: another plan that differs in the width alone.
     void change_width(const Plan& plan);
-    // Passes the first second of a recording twice, unheard: to find the station's level, and to let carrier
-    // loop and DC blocker settle.
+    // Passes the first second of a recording unheard: to find the carrier of synchronous AM, to find the
+    // station's level, and to let carrier loop and DC blocker settle.
     void settle(std::span<const int32_t> band);
 
     // Receives samples of the band, Q31, at most plan.block; what is missing to a multiple of D is taken as
@@ -55,16 +56,16 @@ public:
     // What the detector tells of the station, by the blocks so far.
     struct Readings {
         int32_t noise_level;   // FM: 16-bit units above 5000 Hz
-        bool carrier_locked;   // synchronous AM
-        double carrier_offset; // synchronous AM: Hz from the mixer
+        bool carrier_locked;   // synchronous AM: for most of the time
+        double carrier_offset; // synchronous AM: Hz from the mixer, where it was held last
     };
-    Readings readings() const { return {radio_->noise_level, carrier_coherence_ > 0.75, carrier_offset_}; }
+    Readings readings() const { return {radio_->noise_level, 2 * held_ > heard_, carrier_offset_}; }
     bool overload() const { return radio_->overload; } // of the last block
 
 private:
     void prepare(int32_t count, int32_t* i, int32_t* q);
     void measure(int32_t count, const int32_t* i, const int32_t* q);
-    void raise_carrier(int32_t count, int32_t* i, int32_t* q);
+    void hold_carrier(int32_t count, int32_t* i, int32_t* q);
     void limit(int32_t count, int32_t* i, int32_t* q);
     void control_level(int32_t count, int32_t* i, int32_t* q);
     void bridge_rest(int32_t count, int32_t* i, int32_t* q);
@@ -75,15 +76,15 @@ private:
     void process();
     bool exact() const;
     double power_of(int32_t count, const int32_t* i, const int32_t* q) const;
-    void follow_carrier(int32_t count);
     // Whether a detector sample is left out of the station: it comes out of a gap.
     bool bridged(int32_t k) const { return gaps_.marks()[size_t(k)] >= Gap::inside; }
-    double loop_offset() const; // Hz
 
     Plan plan_;
     const Level level_;
     zovek::Demodulator radio_{ZVDemodulator16_Construct};
     Front front_;
+    std::optional<CarrierTrack> track_; // synchronous AM
+    std::optional<CarrierLoop> loop_;
     std::optional<ChannelFilter> channel_i_, channel_q_;
     std::optional<Deemphasis> deemphasis_;
     std::optional<Loudness> loudness_;
@@ -91,7 +92,8 @@ private:
     std::vector<int32_t> band_;   // a block, with zeros as the plan wants them
     std::vector<int16_t> narrow_; // the same in 16 bits
     std::vector<int16_t> audio_;
-    int64_t next_ = 0; // frame of the demodulator's output, seen from the next block, to be kept
+    int64_t delay_ = 0; // frames of the demodulator's output
+    int64_t next_ = 0;  // frame of the demodulator's output, seen from the next block, to be kept
     Listener listener_;
     bool settling_ = false;
     bool measuring_ = false;
@@ -102,13 +104,15 @@ private:
     int32_t edge_ = 0;         // detector samples to come out of filters that hold the band's start or end
     bool in_gap_ = false;      // the last block ended in one
     double resting_ = 0;       // the detector's mean before the last gap, which the DC blocker takes off
-    // Synchronous AM, FM: what turns a station into the phase that it would have without the gap before, and
-    // the sum of which it is the direction.
-    std::complex<double> turn_ = 1, match_;
-    int32_t gap_frames_ = 0;         // frames until the audio filter holds nothing of a gap
-    bool bridging_ = false;          // FM: the sample before was no signal
-    std::complex<double> carrier_;   // synchronous AM, independent sideband: the carrier, 32-bit units
-    double carrier_coherence_ = 0.5; // the power's share on the carrier's axis: 1 in lock, 1/2 without
-    double carrier_offset_ = 0;      // Hz
+    std::complex<double> turn_ =
+        1;                   // FM: turns a station into the phase that it would have without the gap before
+    int32_t gap_frames_ = 0; // frames until the audio filter holds nothing of a gap
+    bool bridging_ = false;  // FM: the sample before was no signal
+    std::complex<double> carrier_; // independent sideband: what stands between, 32-bit units
+    bool draining_ = false;        // behind the recording's end
+    // Synchronous AM, detector samples: those that came, those that are through, without gaps, and with a
+    // carrier that was held.
+    int64_t arrived_ = 0, through_ = 0, heard_ = 0, held_ = 0;
+    double carrier_offset_ = 0; // synchronous AM, Hz
 };
 } // namespace client

@@ -71,8 +71,10 @@ void Station::settle()
     if (is_silent(ahead_)) return;
     const auto block = size_t(plan_.block), first = size_t(std::min(plan_.rate, 1 << 24));
     band_.append(ahead_, (first + block - 1) / block * block - block);
+    const double before = plan_.detector_delay();
     plan_ = beside_neighbours(plan_, ahead_);
     if (plan_.crowded) radio_.change_width(plan_);
+    pairs_late_ += std::llround(plan_.detector_delay() - before);
     radio_.settle(ahead_);
     settled_ = true;
 }
@@ -116,6 +118,11 @@ const std::vector<int16_t>& Station::next()
         const int64_t frames = std::min(int64_t(audio_.size() / 2), due() - frames_);
         audio_.resize(2 * size_t(frames));
         frames_ += frames;
+    }
+    if (ended_) { // the carrier's waited for that long
+        const int32_t noise_level = readings_.noise_level;
+        readings_ = radio_.readings();
+        readings_.noise_level = noise_level;
     }
     return audio_;
 }
