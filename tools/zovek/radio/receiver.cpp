@@ -17,7 +17,7 @@ constexpr double fall_seconds = 10, rise_seconds = 0.25;
 // Half a step of the band's 16-bit samples, in 32-bit units.
 constexpr int32_t half_step = 1 << 15;
 
-constexpr double most_gain = 10000; // before the detector
+constexpr double most_gain = 100000; // before the detector
 
 // Share of a difference that a time constant in s closes at each sample.
 double share_for(double seconds, double rate) { return 1 - std::exp(-1 / (seconds * rate)); }
