@@ -46,6 +46,26 @@ def hdlc(frame, flags=(40, 4), crc=None):
     return flag * flags[0] + bits + flag * flags[1]
 
 
+def fx25(bits):
+    """Data bits of a frame, flags and all, as an FX.25 codeword of 64 bytes and 16 check bytes behind its tag."""
+    product = [[0] * 256 for _ in range(256)]  # in GF(2^8) by x^8 + x^4 + x^3 + x^2 + 1
+    for a in range(1, 256):
+        for b in range(1, 256):
+            half = product[a][b >> 1]
+            product[a][b] = (half << 1 ^ (half >> 7) * 0x11d) ^ (b & 1) * a
+    divisor, root = [1], 2
+    for _ in range(16):  # (x - 2)(x - 2^2)...
+        divisor = [high ^ product[root][low] for high, low in zip(divisor + [0], [0] + divisor)]
+        root = product[root][2]
+    bits = (bits + [0, 1, 1, 1, 1, 1, 1, 0] * 64)[:64 * 8]
+    data = [sum(bits[8 * k + n] << n for n in range(8)) for k in range(64)]
+    rest = data + [0] * (239 - 64) + [0] * 16
+    for k in range(239):
+        rest[k:k + 17] = [old ^ product[rest[k]][term] for old, term in zip(rest[k:k + 17], divisor)]
+    tag = list(0xC7DC0508F3D9B09E.to_bytes(8, "little"))
+    return [byte >> n & 1 for byte in tag + data + rest[239:] for n in range(8)]
+
+
 def nrzi(bits, level=1):
     """Levels of data bits: a 0 changes the level."""
     levels = []

@@ -118,6 +118,17 @@ class Packets(InFolder):
                   "info": "caf<0xe9> <0x1c><0x09>", "frame": frame.hex(), "repaired": 0}
         self.assertEqual({name: got[name] for name in wanted}, wanted)
 
+    def test_a_codeword_mends_its_frame(self):
+        for wrong in (0, 6):
+            flags = [0, 1, 1, 1, 1, 1, 1, 0] * 40
+            bits = flags + modem.fx25(modem.hdlc(modem.ax25("QA1AA>QB2BB:Reed and Solomon"), flags=(1, 1))) + flags[:16]
+            for k in range(wrong):
+                bits[len(flags) + 64 + 8 * (5 + 3 * k) + k] ^= 1
+            line, = self.hear(0.3 * modem.overs([modem.fsk(modem.nrzi(bits), 1200, 1200, 2200, 12000)], 12000, 0.5), 12000, "--json")
+            got = json.loads(line)
+            self.assertEqual((got["text"], got.get("mended", 0)), ("QA1AA>QB2BB:Reed and Solomon", wrong))
+            self.assertAlmostEqual(got["time"], 0.5 + (40 * 8 + 64 + 8) / 1200, delta=0.01)
+
     def test_kiss_clients_get_the_frames(self):
         frame = modem.ax25("QA1AA>QB2BB:\xc0 and \xdb\r")
         audio = modem.overs([0.3 * modem.fsk(modem.nrzi(modem.hdlc(frame)), 1200, 1200, 2200, 12000)], 12000, 0.5)

@@ -123,7 +123,7 @@ TEST(Fx25, ReadsAFrameWithWrongBytesAndMoreWhereTheyAreWeak)
         if (!row.read) continue;
         EXPECT_EQ(all[0].frame.substr(16), "hello");
         EXPECT_EQ(all[0].begin, 1 + 64 + 8);
-        EXPECT_EQ(all[0].flipped, int(row.wrong));
+        EXPECT_EQ(all[0].mended, int(row.wrong));
     }
 }
 } // namespace

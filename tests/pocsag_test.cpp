@@ -60,7 +60,8 @@ TEST(PocsagCode, WeakBitsAreMendedBeforeStrongOnes)
             }
 }
 
-// Levels of half a second of noise, of the words, and of noise again, through a filter that is matched to a bit.
+// Levels of half a second of noise, of the words, and of noise again, through a filter that is matched to a
+// bit.
 std::vector<Page> receive(const std::vector<uint32_t>& words, float sigma, float zero = 0, double period = 20)
 {
     std::mt19937 random(3);
@@ -135,7 +136,8 @@ TEST(PocsagReceiver, KeepsToItsBatches)
 
 TEST(PocsagReceiver, ReadsWhereTwoErrorsAWordAreTooFew)
 {
-    // Of ten words of three or four, at least three wrong bits stand in one; at this noise, 4 % of all bits are wrong.
+    // Of ten words of three or four, at least three wrong bits stand in one; at this noise, 4 % of all bits
+    // are wrong.
     std::vector<uint32_t> words(18, 0xaaaaaaaa);
     words.insert(words.end(), {sync_word, codeword(0x14321 << 2 | 3)});
     for (uint32_t k = 0; k < 14; ++k) words.push_back(codeword(1 << 20 | 0x8a5c3 * (k + 1) % 0x100000));

@@ -99,7 +99,8 @@ TEST(Tones, CutAnywhereAreTheSame)
     }
 }
 
-// At the wanted rate what passes is as it was, at its time, and what would fold is 70 dB down, whatever the ratio.
+// At the wanted rate what passes is as it was, at its time, and what would fold is 70 dB down, whatever the
+// ratio.
 TEST(Resampler, IsAsSharpHoweverFarDown)
 {
     constexpr double low = 600; // Hz

@@ -28,8 +28,9 @@ void push_silence(double samples, To& to, const More&... more)
     }
 }
 
-// A stream at another rate. Far down it goes in stages, each with a short filter that keeps free of what folds
-// what the last one leaves (R. E. Crochiere, L. R. Rabiner, Multirate Digital Signal Processing, ch. 5).
+// A stream at another rate. Far down it goes in stages, each with a short filter that keeps free of what
+// folds what the last one leaves (R. E. Crochiere, L. R. Rabiner, Multirate Digital Signal Processing, ch.
+// 5).
 class Resampler {
 public:
     // The rate that comes out is within 1e-5 of the wanted one: see rate(). The last filter is as long as so

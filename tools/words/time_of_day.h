@@ -7,8 +7,8 @@
 namespace words {
 using Time = std::chrono::sys_time<std::chrono::microseconds>; // UTC, without leap seconds
 
-// A date and a time, with T or a blank between, seconds and their decimals if they are there, and a zone: Z or
-// +hh:mm. Else nothing.
+// A date and a time, with T or a blank between, seconds and their decimals if they are there, and a zone: Z
+// or +hh:mm. Else nothing.
 std::optional<Time> parse_time(const std::string& text);
 // In UTC, to the millisecond.
 std::string iso_time(Time time);

@@ -30,8 +30,8 @@ constexpr uint8_t code(int row, bool second) { return row < phasing ? rows[row].
 // Noise fits to a part of 0.63, give or take 0.16 a pair, the average 0.03. At 0.8 a signal is believed.
 constexpr float averaged = 16, averaged_lately = 8; // pairs
 constexpr float of_noise = 0.63f, enough = 0.8f, present = 0.78f, gone = 0.7f;
-// Pairs that are judged at once then, and what they have to say for a signal, nats: of those 24, at -10 dB in 3 kHz, up
-// to 20, where other data speak against it by 15 and more. A clean pair says 6.
+// Pairs that are judged at once then, and what they have to say for a signal, nats: of those 24, at -10 dB in
+// 3 kHz, up to 20, where other data speak against it by 15 and more. A clean pair says 6.
 struct Trials {
     int64_t judged;
     float evidence;
@@ -97,8 +97,9 @@ std::vector<SitorSymbol> Sitor::push(float soft, double time)
     return symbols;
 }
 
-// How much likelier the last pairs in this phase are to be such than to be any bits, as a natural logarithm. Other data
-// fits a pair in many of its bits; but where noise hides nothing, each of the rest speaks against it.
+// How much likelier the last pairs in this phase are to be such than to be any bits, as a natural logarithm.
+// Other data fits a pair in many of its bits; but where noise hides nothing, each of the rest speaks against
+// it.
 float Sitor::evidence(int64_t judged, bool inverted) const
 {
     const int64_t count = std::min(judged, (count_ - bits - between) / cycle + 1);

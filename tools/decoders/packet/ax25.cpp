@@ -78,13 +78,17 @@ std::string call_sign(const uint8_t* address)
     return ssid ? text + "-" + std::to_string(ssid) : text;
 }
 
-// Of capitals and digits, as stations are licensed, and of what else is allowed.
-bool call_is_of(const std::string& call, char other)
+// Of capitals and digits, as stations are licensed.
+bool is_plain(const std::string& call)
 {
     const size_t end = std::min(call.find('-'), call.size());
-    return end > 0 && std::all_of(call.begin(), call.begin() + ptrdiff_t(end), [other](char c) {
-               return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == other;
-           });
+    return end > 0 && std::all_of(call.begin(), call.begin() + ptrdiff_t(end),
+                                  [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); });
+}
+
+bool is_shown(const std::string& call)
+{
+    return std::ranges::all_of(call, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
 // Names of control fields, modulo 8.
@@ -123,13 +127,11 @@ std::optional<Ax25> parse_ax25(const std::string& frame)
         fields.path.push_back(call_sign(bytes + k * address_bytes));
         if (bytes[k * address_bytes + 6] & 0x80) repeated = k;
     }
-    const auto calls_are_of = [&fields](char other) {
-        return call_is_of(fields.destination, other) && call_is_of(fields.source, other) &&
-               std::ranges::all_of(fields.path,
-                                   [=](const std::string& call) { return call_is_of(call, other); });
+    const auto all = [&fields](bool (*are)(const std::string&)) {
+        return are(fields.destination) && are(fields.source) && std::ranges::all_of(fields.path, are);
     };
-    fields.plain_calls = calls_are_of('A');
-    fields.usual_calls = calls_are_of(' ');
+    fields.plain_calls = all(is_plain);
+    fields.shown_calls = all(is_shown);
     if (repeated) fields.path[repeated - 2] += '*';
     size_t at = count * address_bytes;
     fields.control = bytes[at++];

@@ -13,7 +13,7 @@ struct Ax25 {
     std::string kind;              // UI, I, RR, SABM, ...
     int control = 0, pid = -1;     // pid -1: none
     std::string info;
-    bool plain_calls = false, usual_calls = false; // all of capitals and digits; and of blanks
+    bool plain_calls = false, shown_calls = false; // of capitals and digits alone; without control characters
     // SRC>DST,PATH:INFO; frames other than UI tell their kind before the info, in <>.
     std::string monitor() const;
     // Of a UI frame between plain calls whose text a person or a program wrote: printable, or few bytes that
@@ -21,17 +21,18 @@ struct Ax25 {
     bool plausible() const;
 };
 
-// The fields of a frame without its check sequence, any characters in its call signs. Nothing if it hasn't two
-// to ten addresses and a control field: in noise, that many bits of framing and the check sequence are right
-// once in 10^9 frames.
+// The fields of a frame without its check sequence, any characters in its call signs. Nothing if it hasn't
+// two to ten addresses and a control field: in noise, that many bits of framing and the check sequence are
+// right once in 10^9 frames.
 std::optional<Ax25> parse_ax25(const std::string& frame);
 
 // Finds frames in a stream of levels: NRZI (a change is a 0), HDLC flags and bit stuffing, CRC-16/X.25.
 class Deframer {
 public:
     struct Found {
-        std::string frame;  // without the check sequence
-        int flipped = 0;    // levels that were mended
+        std::string frame;         // without the check sequence
+        int flipped = 0;           // levels that were mended
+        std::optional<int> mended; // of FX.25: bytes that its code mended
         int64_t begin, end; // levels since the first one: behind the opening flag, behind the closing one
     };
     // Repair flips levels at the weakest places of a frame with a bad check sequence, and takes a plausible

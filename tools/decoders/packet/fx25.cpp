@@ -70,7 +70,7 @@ std::optional<Deframer::Found> Fx25::read(const Codeword& codeword) const
             if (auto found = deframer.push(level)) {
                 found->begin += codeword.begin;
                 found->end += codeword.begin;
-                found->flipped = changed;
+                found->mended = changed;
                 return found;
             }
         }

@@ -9,7 +9,7 @@ namespace decoders::packet {
 class Fx25 {
 public:
     // Takes the soft value of a bit, as Deframer does. Gives the frame of a codeword when its last bit has
-    // come; begin and end are those of the frame in it, flipped counts the bytes that were mended.
+    // come; begin and end are those of the frame in it.
     std::optional<Deframer::Found> push(float soft);
 
 private:

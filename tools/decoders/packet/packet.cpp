@@ -4,6 +4,7 @@
 #include "decoders/afsk.h"
 #include "decoders/intake.h"
 #include "decoders/packet/ax25.h"
+#include "decoders/packet/fx25.h"
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -35,7 +36,7 @@ struct Row {
 
 // The branches in the order of what they add; the effort tells how many run.
 constexpr Row vhf_rows[most_effort] = {
-    //copy         band           tilt  off  delay
+    // copy         band           tilt  off  delay
     {{Copy::plain,   Width::wide,   0,   0, false}, steady},   // noise
     {{Copy::clipped, Width::wide,   0,   0, false}, middle},   // clicks of an FM receiver near its threshold
     {{Copy::plain,   Width::wide,   0,   0, false}, fast},
@@ -79,6 +80,7 @@ constexpr Row hf_rows[most_effort] = {
 
 constexpr int block_bits = 24;      // 20 ms at 1200 Bd
 constexpr double level = 0.06;      // of full scale: the peaks of noise come to a third
+constexpr double kept = 4;          // s of findings: longer than a codeword behind its frame
 constexpr double same_frame = 0.25; // s: the same frame again so soon is one that another branch found
 
 class Packet : public Decoder {
@@ -107,13 +109,17 @@ private:
             : deframer(packet.repair_),
               behind(tuning.rule == Rule::sequence ? SequenceDetector::delay * bit_samples : 0),
               branch(front, packet.modem_, tuning, [&, this](float soft, int64_t sample) {
-                  if (auto found = deframer.push(soft))
-                      packet.find(*this, std::move(*found),
-                                  packet.intake_.time(double(sample - behind)) - front.lag());
+                  ++bits;
+                  const double now = packet.intake_.time(double(sample - behind)) - front.lag();
+                  for (auto& found : {deframer.push(soft), fx25.push(soft)})
+                      if (found)
+                          packet.find(*this, *found, now - double(bits - found->end) / packet.modem_.baud);
               })
         {
         }
         Deframer deframer;
+        Fx25 fx25;
+        int64_t bits = 0; // so far
         const int behind; // samples, from a bit to its decision
         Branch branch;
     };
@@ -160,7 +166,7 @@ private:
         for (Front& front : fronts_) front.push(copy(front.hearing().copy), count);
         for (Line& line : lines_) line.branch.run();
         const double now = intake_.time(double(first));
-        std::erase_if(findings_, [now](const Finding& finding) { return finding.end < now - 1; });
+        std::erase_if(findings_, [now](const Finding& finding) { return finding.end < now - kept; });
     }
 
     void find(const Line& line, Deframer::Found found, double end)
@@ -169,9 +175,10 @@ private:
         if (!fields) return;
         const double begin = end - double(found.end - found.begin) / modem_.baud;
         const bool clean = found.flipped == 0;
-        // A preamble that a branch misheard repeats itself, and passes for addresses of control characters. So a
-        // check sequence that is right by chance would come once in some thousand packets: other branches must agree.
-        bool agreed = clean && (fields->usual_calls || lines_.size() == 1);
+        // A preamble that a branch misheard repeats itself, and passes for addresses of control characters.
+        // So a check sequence that is right by chance would come once in some thousand packets: other
+        // branches must agree.
+        bool agreed = clean && (fields->shown_calls || found.mended || lines_.size() == 1);
         for (Finding& earlier : findings_) {
             if (earlier.found.frame != found.frame || std::fabs(earlier.end - end) > same_frame) continue;
             if (earlier.emitted) return;
@@ -204,6 +211,7 @@ private:
         if (fields.pid >= 0) message.fields.add("pid", int64_t(fields.pid));
         message.fields.add("info", words::printable(fields.info))
             .add("frame", words::hex(finding.found.frame));
+        if (finding.found.mended) message.fields.add("mended", int64_t(*finding.found.mended));
         if (repair_) message.fields.add("repaired", int64_t(finding.found.flipped));
         emit_(message);
     }

@@ -74,8 +74,8 @@ float fit(const SoftWord& heard, uint32_t word)
     return sum / std::sqrt(word_bits * squares);
 }
 
-// The least reliable bits are turned over in every way, and what then is within two errors of a codeword is one
-// that may have been sent (D. Chase's second algorithm, IEEE Trans. Inform. Theory 18, 1972).
+// The least reliable bits are turned over in every way, and what then is within two errors of a codeword is
+// one that may have been sent (D. Chase's second algorithm, IEEE Trans. Inform. Theory 18, 1972).
 std::optional<Likeliest> decode_pocsag(const SoftWord& heard)
 {
     constexpr size_t unreliable = 5;

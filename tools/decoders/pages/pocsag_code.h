@@ -1,5 +1,5 @@
-// Codewords of POCSAG: 21 bits of address or message, 10 of a BCH(31,21) code that corrects two errors, and one
-// of even parity.
+// Codewords of POCSAG: 21 bits of address or message, 10 of a BCH(31,21) code that corrects two errors, and
+// one of even parity.
 #pragma once
 #include <array>
 #include <cstdint>
@@ -19,8 +19,8 @@ std::optional<Codeword> correct_pocsag(uint32_t received);
 // Bits as heard, the first one sent first: near 1 for a 1, near -1 for a 0.
 using SoftWord = std::array<float, word_bits>;
 uint32_t hard(const SoftWord& heard);
-// Cosine of the angle between what was heard and a word: 1 without noise, 0.875 with two of 32 bits turned over,
-// some 0.7 for noise and the codeword that is next to it.
+// Cosine of the angle between what was heard and a word: 1 without noise, 0.875 with two of 32 bits turned
+// over, some 0.7 for noise and the codeword that is next to it.
 float fit(const SoftWord& heard, uint32_t word);
 
 struct Likeliest {

@@ -29,8 +29,8 @@ struct Page {
 // Codewords to pages.
 class PageMaker {
 public:
-    // Takes the next codeword: none, if it couldn't be read; which frame of the batch it is in, its times, and the
-    // power of the noise on it against that of its bits.
+    // Takes the next codeword: none, if it couldn't be read; which frame of the batch it is in, its times,
+    // and the power of the noise on it against that of its bits.
     void take(const std::optional<Codeword>& codeword, int frame, double begin, double end, float noise);
     // The page has all that it will get.
     void close();

@@ -10,8 +10,8 @@ constexpr int batch_words = 16;
 constexpr uint32_t preamble_word = 0xaaaaaaaa; // what stands before the first sync word, 18 times
 constexpr size_t kept = 1 << 12;               // outputs: more than two words of preamble and one of sync
 
-// Fits at which the search looks closer, and at which it takes a sync word: behind a preamble, without one, and
-// where one is due.
+// Fits at which the search looks closer, and at which it takes a sync word: behind a preamble, without one,
+// and where one is due.
 constexpr float likely_fit = 0.55f, preamble_fit = 0.5f, sync_fit = 0.6f, bare_sync_fit = 0.8f,
                 due_sync_fit = 0.6f;
 constexpr int look_every = 4; // samples
@@ -19,8 +19,8 @@ constexpr int look_every = 4; // samples
 constexpr double enough_evidence = 40; // bits
 constexpr double most_off = 0.025;     // of the bit rate, as a part of it
 
-// Following the zero, each bit: by a part of its error, and where audio is coupled without DC by a part of the level that
-// was sent, which sags so (quantized feedback: F. D. Waldhauer, Bell Syst. Tech. J. 53, 1974).
+// Following the zero, each bit: by a part of its error, and where audio is coupled without DC by a part of
+// the level that was sent, which sags so (quantized feedback: F. D. Waldhauer, Bell Syst. Tech. J. 53, 1974).
 struct Following {
     float gain, sag;
     float step(float zero, float value, float sent, float amplitude) const
@@ -35,15 +35,16 @@ constexpr double early_late = 3; // samples
 // Words over which the timing is a straight line.
 constexpr double most_measured = 12;
 
-// A codeword is one that was sent when it is a hundred times as likely as the next one (G. D. Forney's rule for
-// erasures, IEEE Trans. Inform. Theory 14, 1968), and the noise on it what it may be: of 32 bits its power is less
-// than twice the mean in 999 of 1000 words. Two bits turned over may always be.
+// A codeword is one that was sent when it is a hundred times as likely as the next one (G. D. Forney's rule
+// for erasures, IEEE Trans. Inform. Theory 14, 1968), and the noise on it what it may be: of 32 bits its
+// power is less than twice the mean in 999 of 1000 words. Two bits turned over may always be.
 constexpr float enough_lead = 4.6f, spread_of_noise = 2, least_fit = 0.74f, safe_fit = 0.84f;
 // Of the amplitude that the signal had: with less, it is gone.
 constexpr float least_level = 0.5f;
 
-// How much likelier such a fit is in what was sent than in noise or in other data, as a power of two. The fit speaks
-// of so many wrong bits of 32, which are as many patterns; of a sync word 32 bits are known, 11 of a codeword.
+// How much likelier such a fit is in what was sent than in noise or in other data, as a power of two. The fit
+// speaks of so many wrong bits of 32, which are as many patterns; of a sync word 32 bits are known, 11 of a
+// codeword.
 double evidence(int known_bits, double fit)
 {
     const double errors = std::clamp((1 - fit) * word_bits / 2, 0.0, word_bits / 2.0);
@@ -57,8 +58,8 @@ float noise(float fit) { return 1 / (fit * fit) - 1; }
 
 constexpr float sign(uint32_t word, int k) { return word >> (word_bits - 1 - k) & 1 ? 1.0f : -1.0f; }
 
-// Power of the noise by what is left where bits with as many like neighbours should be equal: edges that aren't
-// steep are no noise.
+// Power of the noise by what is left where bits with as many like neighbours should be equal: edges that
+// aren't steep are no noise.
 float noise_on(const SoftWord& heard, uint32_t word)
 {
     struct {
@@ -159,8 +160,8 @@ void PocsagReceiver::look()
         judge(std::exchange(candidate_, -1));
 }
 
-// A sync word that ends up to a bit behind a time, at the rate that it fits best, with the preamble before it if there
-// is one: that tells the rate three times as well.
+// A sync word that ends up to a bit behind a time, at the rate that it fits best, with the preamble before it
+// if there is one: that tells the rate three times as well.
 void PocsagReceiver::judge(double time)
 {
     constexpr std::array preamble = {preamble_word, preamble_word};
@@ -258,8 +259,8 @@ SoftWord PocsagReceiver::hear_best(Fit fit_of) const
     return best;
 }
 
-// Mean of a word's bits, each the way that it was sent, against the level that stands still: what the bits themselves
-// lead the zero to isn't heard in this.
+// Mean of a word's bits, each the way that it was sent, against the level that stands still: what the bits
+// themselves lead the zero to isn't heard in this.
 float PocsagReceiver::level(uint32_t word) const
 {
     float sum = 0;
@@ -361,8 +362,8 @@ void PocsagReceiver::learn(uint32_t word)
     }
     zero_ = zero;
     amplitude_ = std::max(amplitude_ + (sum / word_bits - amplitude_) / 4, amplitude_ / 2);
-    // Each change of bits costs the correlation twice the amplitude for a bit of delay, on either side: early less
-    // late shows where its peak is. The straight line of least squares through the words so far (the
+    // Each change of bits costs the correlation twice the amplitude for a bit of delay, on either side: early
+    // less late shows where its peak is. The straight line of least squares through the words so far (the
     // expanding-memory filter: N. Morrison, Introduction to Sequential Smoothing and Prediction, ch. 7).
     measured_ = std::min(measured_ + 1, most_measured);
     const double n = measured_;

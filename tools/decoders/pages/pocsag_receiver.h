@@ -1,5 +1,5 @@
-// POCSAG out of a matched filter: where a transmission begins, at which rate and which way up; then codeword by
-// codeword.
+// POCSAG out of a matched filter: where a transmission begins, at which rate and which way up; then codeword
+// by codeword.
 #pragma once
 #include "decoders/pages/pocsag_pages.h"
 #include <array>
@@ -10,9 +10,9 @@ class PocsagReceiver {
 public:
     static constexpr int samples_a_bit = 20;
 
-    // Takes the mean of the last samples_a_bit samples: at the end of a bit it stands for that bit, positive for a 1;
-    // either way up will do, and any constant on top. Times in pages are numbers of such samples, from 0 on, for the
-    // bits' ends.
+    // Takes the mean of the last samples_a_bit samples: at the end of a bit it stands for that bit, positive
+    // for a 1; either way up will do, and any constant on top. Times in pages are numbers of such samples,
+    // from 0 on, for the bits' ends.
     std::vector<Page> push(float mean);
     // The signal has ended.
     std::vector<Page> finish();

@@ -55,7 +55,8 @@ public:
 
 private:
     static double window_of(const ToneSet& set) { return 0.45 * set.length; } // s
-    // dB, mean of a row, 4 to 9: a line rises over noise with the window, two keys' tones over each other don't.
+    // dB, mean of a row, 4 to 9: a line rises over noise with the window, two keys' tones over each other
+    // don't.
     double least_mean_clear() const { return decibels(176 * window_of(set_)); }
 
     void look(double time) override
@@ -81,8 +82,8 @@ private:
         row_.push_back(symbol);
     }
 
-    // A row of tones is a call as a whole or not at all: keyed text has rows too, but longer and uneven ones, and
-    // two keys' tones at once have no line that is clear.
+    // A row of tones is a call as a whole or not at all: keyed text has rows too, but longer and uneven ones,
+    // and two keys' tones at once have no line that is clear.
     bool is_call(const std::vector<Symbol>& row) const
     {
         if (row.size() < least_tones || row.size() > most_tones || row.front().symbol == repeat) return false;

@@ -1,5 +1,5 @@
-// Takes mains hum out of what is below 300 Hz. Hum is known by its harmonics: several steady lines at multiples
-// of one frequency near 50 or 60 Hz. A single line at such a place is a tone.
+// Takes mains hum out of what is below 300 Hz. Hum is known by its harmonics: several steady lines at
+// multiples of one frequency near 50 or 60 Hz. A single line at such a place is a tone.
 #pragma once
 #include "decoders/tones/evened.h"
 #include "decoders/tones/spectra.h"

@@ -1,7 +1,8 @@
 // Selective calls to aircraft: two pulses of a second, 0.2 s apart, each of two tones of sixteen at once. A
 // receiver of a sideband that is off tune shifts all four tones alike. The power spectra over each pulse are
-// added, and the code is the four tones, two a pulse, that have the greatest likelihood under one shift: for lines
-// in noise, the product of their powers (a generalised likelihood ratio test; S. M. Kay, Detection Theory, ch. 7).
+// added, and the code is the four tones, two a pulse, that have the greatest likelihood under one shift: for
+// lines in noise, the product of their powers (a generalised likelihood ratio test; S. M. Kay, Detection
+// Theory, ch. 7).
 #include "decoders/tones/spectra.h"
 #include "decoders/tones/tones.h"
 #include <algorithm>
@@ -122,7 +123,8 @@ private:
         }
     }
 
-    // Whether a pulse can have two lines that hold as much as they must, each of up to so many bins over noise.
+    // Whether a pulse can have two lines that hold as much as they must, each of up to so many bins over
+    // noise.
     bool concentrated(const Pulse& pulse) const
     {
         const auto strong = std::ranges::count_if(

@@ -75,9 +75,9 @@ private:
     std::vector<float> left_; // the frame's bins, 0 what is left out; empty: all are heard
 };
 
-// What stands in each bin: the least of the powers that were its greatest in 40 ms each, for 0.2 s. A tone that lasts
-// keeps its power in it, and so do two that beat; what comes and goes and a voice don't. (Minimum statistics,
-// R. Martin, 2001.)
+// What stands in each bin: the least of the powers that were its greatest in 40 ms each, for 0.2 s. A tone
+// that lasts keeps its power in it, and so do two that beat; what comes and goes and a voice don't. (Minimum
+// statistics, R. Martin, 2001.)
 class Standing {
 public:
     // The bins of a frame. Whether there is another floor.

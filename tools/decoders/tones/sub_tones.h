@@ -32,9 +32,9 @@ public:
         const int64_t gone = sample - int64_t(std::llround(seconds * rate_));
         for (; gone_ < gone && !samples_.empty(); ++gone_) samples_.pop_front();
     }
-    // Whether a line stands in the quietest quarter of the seconds before a sample as it does in the rest, and
-    // no weaker than a power, that of a sine of full scale being 1. A voice's pitch swells with its syllables,
-    // however long it keeps to one.
+    // Whether a line stands in the quietest quarter of the seconds before a sample as it does in the rest,
+    // and no weaker than a power, that of a sine of full scale being 1. A voice's pitch swells with its
+    // syllables, however long it keeps to one.
     bool stands(int64_t sample, double seconds, double frequency, double least) const
     {
         const size_t count = size_t(std::lround(seconds / part_time)),
@@ -115,7 +115,8 @@ public:
         seen.frequency += settle * moved;
         if (std::fabs(moved) < steady) seen.evidence += std::clamp(line.clear, 0.0, most_clear);
     }
-    // A line of the frame, in spectra of any length, that is clear of all others and stands in the pauses too.
+    // A line of the frame, in spectra of any length, that is clear of all others and stands in the pauses
+    // too.
     void stand(int tone) { candidates_[size_t(tone)].standing += 1; }
 
     // The one that stands best.

@@ -1,5 +1,5 @@
-// SigMF recordings (Signal Metadata Format 1.x): samples without a header in NAME.sigmf-data, and what they are
-// as JSON in NAME.sigmf-meta beside it. Either name stands for both.
+// SigMF recordings (Signal Metadata Format 1.x): samples without a header in NAME.sigmf-data, and what they
+// are as JSON in NAME.sigmf-meta beside it. Either name stands for both.
 #pragma once
 #include "io/tuned.h"
 #include <cstdint>

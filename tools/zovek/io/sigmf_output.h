@@ -1,5 +1,5 @@
-// A station's I/Q as a SigMF recording: NAME.sigmf-data, complex reals of 32 bits (cf32_le), and NAME.sigmf-meta.
-// Both are written as .part and take their names when they are complete.
+// A station's I/Q as a SigMF recording: NAME.sigmf-data, complex reals of 32 bits (cf32_le), and
+// NAME.sigmf-meta. Both are written as .part and take their names when they are complete.
 #pragma once
 #include "io/destination.h"
 #include <cstdint>

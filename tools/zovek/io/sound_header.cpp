@@ -92,9 +92,9 @@ void tell(SoundHeader& header, const Bytes& bytes, const ChunkForm& form, int64_
     header.unfinished = header.bytes == 0 && is_unfinished(bytes, form, begin, end);
 }
 
-// What receivers write in a WAV: begin and end of the recording as eight 16-bit numbers each (year, month, day
-// of the week, day, hour, minute, second, ms), and then 32-bit ones, of which the first is where they were
-// tuned to, in Hz. Other content, as some write under that name, has no such times.
+// What receivers write in a WAV: begin and end of the recording as eight 16-bit numbers each (year, month,
+// day of the week, day, hour, minute, second, ms), and then 32-bit ones, of which the first is where they
+// were tuned to, in Hz. Other content, as some write under that name, has no such times.
 void tell_tuned(SoundHeader& header, const Bytes& bytes, const Chunk& chunk)
 {
     constexpr int64_t times = 32;

@@ -149,8 +149,8 @@ void CarrierTrack::weigh(Look& look)
         look.likelihood[size_t(k)] -= float(far_cost * std::abs(k - bins_) / std::max(bins_, 1));
 }
 
-// How far the sidebands of a line are mirror images, S(c + f) S(c - f) / S(c)^2 real and positive: in standard
-// deviations of what sidebands by chance would give. Each pair counts by the weaker of the two.
+// How far the sidebands of a line are mirror images, S(c + f) S(c - f) / S(c)^2 real and positive: in
+// standard deviations of what sidebands by chance would give. Each pair counts by the weaker of the two.
 float CarrierTrack::mirrored(int bin) const
 {
     const int first = int(nearest_sideband / bin_hz_);
@@ -287,7 +287,8 @@ void CarrierTrack::settle()
 CarrierLoop::CarrierLoop(double rate, double lift) : rate_(rate), sidebands_(1 / lift) {}
 
 // Second order (F. M. Gardner, Phaselock Techniques); the error is the angle of the whole station. Where a
-// selective fade takes the carrier, the sidebands lead: better audio than with the phase of what is left of it.
+// selective fade takes the carrier, the sidebands lead: better audio than with the phase of what is left of
+// it.
 void CarrierLoop::process(int32_t count, int32_t* i, int32_t* q, std::span<const Gap> marks)
 {
     const double share = 1 - std::exp(-2 * M_PI * exalted / rate_),

@@ -79,9 +79,9 @@ private:
     bool present_ = false, leapt_ = false;
 };
 
-// A phase-locked loop. What it gives is exalted: what lies within a few Hz of the carrier stands higher over the
-// sidebands than it did, so that the gain controls behind see the carrier and not the speech. In a gap the
-// carrier goes on alone, and what follows is turned into its phase: the loop sees no gap.
+// A phase-locked loop. What it gives is exalted: what lies within a few Hz of the carrier stands higher over
+// the sidebands than it did, so that the gain controls behind see the carrier and not the speech. In a gap
+// the carrier goes on alone, and what follows is turned into its phase: the loop sees no gap.
 class CarrierLoop {
 public:
     // At rate Hz; lift is carrier over sidebands.

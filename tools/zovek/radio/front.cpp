@@ -11,9 +11,9 @@ constexpr double full_scale = 2147483648.0;        // of 32-bit samples
 constexpr double rounding = 1 / 1073741824.0 / 12; // mean square, of full scale, of rounding to 16 bits
 } // namespace
 
-// Each tap is off by its rounding; these errors have a spectrum like noise, which is seldom 7 dB above its mean.
-// The mixer's I and Q are rounded as well: white up to half the rate, or 6 dB worse at frequencies where the
-// oscillator takes few values, so that the error goes with the sign.
+// Each tap is off by its rounding; these errors have a spectrum like noise, which is seldom 7 dB above its
+// mean. The mixer's I and Q are rounded as well: white up to half the rate, or 6 dB worse at frequencies
+// where the oscillator takes few values, so that the error goes with the sign.
 Front::Front(double rate, double cutoff, int32_t taps, int32_t decimation)
     : low_pass_(windowed_sinc(rate, cutoff, taps)),
       decimation_(size_t(decimation)),
@@ -25,8 +25,8 @@ Front::Front(double rate, double cutoff, int32_t taps, int32_t decimation)
 {
 }
 
-// A translating filter (Crochiere, Rabiner, Multirate Digital Signal Processing, ch. 2): the low-pass is turned
-// up to the frequency once, and the few results down.
+// A translating filter (Crochiere, Rabiner, Multirate Digital Signal Processing, ch. 2): the low-pass is
+// turned up to the frequency once, and the few results down.
 void Front::turn_taps()
 {
     const auto taps = int64_t(low_pass_.size());

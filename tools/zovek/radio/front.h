@@ -1,8 +1,8 @@
-// Mixer and decimating low-pass in single precision: what the library's pair of them gives in 16 bits, with the
-// same delay and phase, so that one may stand for the other from any block on.
+// Mixer and decimating low-pass in single precision: what the library's pair of them gives in 16 bits, with
+// the same delay and phase, so that one may stand for the other from any block on.
 //
-// The library's mixer rounds to 16 bits and its taps have as many. Beside a station that is weak by itself, or
-// weak against the rest of the band, these errors are loud.
+// The library's mixer rounds to 16 bits and its taps have as many. Beside a station that is weak by itself,
+// or weak against the rest of the band, these errors are loud.
 #pragma once
 #include <algorithm>
 #include <cstddef>
@@ -16,8 +16,8 @@ public:
     // Rate and cut-off in Hz; taps is odd.
     Front(double rate, double cutoff, int32_t taps, int32_t decimation);
 
-    // The next samples, Q31, a multiple of the decimation, mixed with a frequency of the turns of an oscillator:
-    // it moves by step places of cycle a sample, and stands at place before the first.
+    // The next samples, Q31, a multiple of the decimation, mixed with a frequency of the turns of an
+    // oscillator: it moves by step places of cycle a sample, and stands at place before the first.
     void take(std::span<const int32_t> band, int32_t place, int32_t step, int32_t cycle);
     // What the samples of the last take become, Q31: one for each decimation.
     void run(int32_t* i, int32_t* q) const;

@@ -24,11 +24,12 @@ public:
 
     // The next samples, a multiple of the decimation.
     void look(std::span<const int16_t> band);
-    // As many zeros behind the recording's end, which are no gap unless it ends in one, or they are told to be.
+    // As many zeros behind the recording's end, which are no gap unless it ends in one, or they are told to
+    // be.
     void look_behind_end(size_t count, bool gap);
 
-    // The next sample doesn't follow the last one: what the filters hold is no station until they are full again.
-    // Gives how many samples that takes.
+    // The next sample doesn't follow the last one: what the filters hold is no station until they are full
+    // again. Gives how many samples that takes.
     int32_t jump() { return filling_ = reach_; }
 
     // Zeros in a row that make a gap.

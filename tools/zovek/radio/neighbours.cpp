@@ -74,10 +74,10 @@ Baseband on_carrier(const Baseband& from, double rate)
     return result;
 }
 
-// The sidebands of an AM station add up on the carrier's axis. What is no part of it lies on either axis alike,
-// so twice the quadrature is its power, and the rest is the station's. Of the widths the one with the least
-// error: interference that comes in and sidebands that don't (the minimum of the mean square, as of a Wiener
-// filter). A narrower one must halve that, which white noise never makes it do.
+// The sidebands of an AM station add up on the carrier's axis. What is no part of it lies on either axis
+// alike, so twice the quadrature is its power, and the rest is the station's. Of the widths the one with the
+// least error: interference that comes in and sidebands that don't (the minimum of the mean square, as of a
+// Wiener filter). A narrower one must halve that, which white noise never makes it do.
 const Shape* for_am(const Plan& plan, std::span<const int32_t> band)
 {
     constexpr double unheard = 0.003; // of the sidebands

@@ -10,8 +10,8 @@ namespace {
 constexpr double full_scale = 2147483648.0; // of 32-bit samples
 
 // A station is as strong as in its loudest block, which is forgotten slower than anybody is silent between
-// sentences, but taken for a station's only when it is longer than a crash of lightning: time constants of the
-// power, in s.
+// sentences, but taken for a station's only when it is longer than a crash of lightning: time constants of
+// the power, in s.
 constexpr double fall_seconds = 10, rise_seconds = 0.25;
 
 // Half a step of the band's 16-bit samples, in 32-bit units.
@@ -146,8 +146,8 @@ double Receiver::power_of(int32_t count, const int32_t* i, const int32_t* q) con
     return sum / std::max(count, 1) / (full_scale * full_scale);
 }
 
-// Whether the errors of the library's mixer and filters would be heard beside this station: above -50 dB of its
-// loudest block, some -40 dB of speech. Else theirs is the result.
+// Whether the errors of the library's mixer and filters would be heard beside this station: above -50 dB of
+// its loudest block, some -40 dB of speech. Else theirs is the result.
 bool Receiver::exact() const
 {
     constexpr double inaudible = 1e-5;
@@ -172,8 +172,8 @@ void Receiver::measure(int32_t count, const int32_t* i, const int32_t* q)
     expected_peak_ = std::max(expected_peak_, carrier ? std::max(peak, 2.2 * sum / seen) : 3 * peak);
 }
 
-// The carrier onto the axis that the detector takes for audio: Q, which it turns no further. Whether it is held
-// counts from the recording's start on.
+// The carrier onto the axis that the detector takes for audio: Q, which it turns no further. Whether it is
+// held counts from the recording's start on.
 void Receiver::hold_carrier(int32_t count, int32_t* i, int32_t* q)
 {
     if (track_->leapt() || !track_->present()) loop_->forget();

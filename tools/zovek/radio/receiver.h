@@ -35,8 +35,9 @@ public:
     // Fails if memory can't be had.
     Receiver(const Plan& plan, const Level& level);
 
-    // Who gets what the detector gets, behind the filters and before any gain: 32-bit I and Q; of synchronous AM
-    // as wide as the detector's rate, before the carrier is looked for. What is passed unheard isn't given.
+    // Who gets what the detector gets, behind the filters and before any gain: 32-bit I and Q; of synchronous
+    // AM as wide as the detector's rate, before the carrier is looked for. What is passed unheard isn't
+    // given.
     using Listener = std::function<void(std::span<const int32_t> i, std::span<const int32_t> q)>;
     void listen(Listener listener) { listener_ = std::move(listener); }
 

@@ -25,7 +25,8 @@ public:
     // The left channel alone.
     const std::vector<int16_t>& next_left();
 
-    // Hands out the station's I/Q at plan().detector_rate(): interleaved, a sine of full scale has amplitude 1.
+    // Hands out the station's I/Q at plan().detector_rate(): interleaved, a sine of full scale has amplitude
+    // 1.
     void record(std::function<void(std::span<const float> pairs)> take);
 
     int64_t heard() const { return heard_; } // samples of the band so far

@@ -160,8 +160,8 @@ const float* Analysis::next()
     return transform_.run(block_.data()) + skipped_;
 }
 
-// Blocks j apart that overlap correlate by r(j) = sum of w(t) w(t + j hop) / sum of w(t)^2, their powers by its
-// square. The variance of a mean of K is 1 / K (1 + 2 sum of (1 - j / K) r(j)^2) (Welch, 1967).
+// Blocks j apart that overlap correlate by r(j) = sum of w(t) w(t + j hop) / sum of w(t)^2, their powers by
+// its square. The variance of a mean of K is 1 / K (1 + 2 sum of (1 - j / K) r(j)^2) (Welch, 1967).
 double Analysis::averages() const
 {
     const int32_t size = std::min(size_, 4096);
