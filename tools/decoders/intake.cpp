@@ -11,10 +11,7 @@ constexpr double half_scale = 1073741824.0;
 } // namespace
 
 Intake::Intake(double from, double wanted, size_t block, double level, Take take)
-    : block_(block),
-      take_(std::move(take)),
-      resampler_(from, wanted),
-      agc_(ZVAGC_Construct)
+    : block_(block), take_(std::move(take)), resampler_(from, wanted), agc_(ZVAGC_Construct)
 {
     if (from < lowest_rate)
         throw NotAtThisRate("audio of " + words::number(from) + " Hz",

@@ -24,13 +24,13 @@ auto by(const std::shared_ptr<Settings>& settings, MadeDecoder (*make)(double, c
 Modes packet_modes(CommandLine& line)
 {
     const auto settings = std::make_shared<packet::Settings>();
-    const std::vector options = {
-        line.flag("--hf", settings->hf, "300 Bd between 1600 and 1800 Hz"),
-        line.flag("--repair", settings->repair, "mend up to three places of a frame where two branches agree"),
-        line.quantity("--effort", settings->effort, 1, packet::most_effort, "N",
-                      "branches that listen, 1 to " + number(packet::most_effort) + " (" +
-                          number(packet::default_effort) + ", with --hf " +
-                          number(packet::default_hf_effort) + ")")};
+    const std::vector options = {line.flag("--hf", settings->hf, "300 Bd between 1600 and 1800 Hz"),
+                                 line.flag("--repair", settings->repair,
+                                           "mend up to three places of a frame where two branches agree"),
+                                 line.quantity("--effort", settings->effort, 1, packet::most_effort, "N",
+                                               "branches that listen, 1 to " + number(packet::most_effort) +
+                                                   " (" + number(packet::default_effort) + ", with --hf " +
+                                                   number(packet::default_hf_effort) + ")")};
     return {{.name = "packet",
              .help = "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)",
              .make = by(settings, packet::make_packet),
