@@ -87,7 +87,7 @@ std::optional<SameHeader> parse_same(const std::string& text, SameValues values)
     const auto field = [&](const char* ends) {
         const size_t behind = text.find_first_of(ends, at);
         end = behind == std::string::npos || behind - at > longest_field ? char(0) : text[behind];
-        const std::string part = end ? text.substr(at, behind - at) : "";
+        std::string part = end ? text.substr(at, behind - at) : "";
         at = behind + 1;
         return part;
     };
@@ -263,7 +263,7 @@ bool SameReceiver::agreed(const std::string& text) const
 std::optional<SameHeader> SameReceiver::repeated() const
 {
     if (bursts_.size() < 2) return {};
-    const auto header = parse_same(bursts_.back().bytes(), SameValues::any);
+    auto header = parse_same(bursts_.back().bytes(), SameValues::any);
     const auto same = [&](const Burst& burst) { return burst.bytes().starts_with(header->text); };
     if (!header || std::none_of(bursts_.begin(), bursts_.end() - 1, same)) return {};
     return header;

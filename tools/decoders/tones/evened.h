@@ -20,7 +20,8 @@ public:
     {
         for (size_t n = 0; n < window; ++n)
             shape_.push_back(float(std::sin(M_PI * (double(n) + 0.5) / double(window))));
-        for (double hertz = lowest; hertz <= highest; hertz += apart) {
+        for (int k = 0; lowest + k * apart <= highest; ++k) {
+            const double hertz = lowest + k * apart;
             Cell& cell = cells_.emplace_back();
             for (size_t n = 0; n < window; ++n) {
                 const double turn = 2 * M_PI * hertz / rate * double(n);

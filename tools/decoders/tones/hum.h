@@ -93,10 +93,12 @@ private:
     {
         std::vector<Harmonic> lines;
         const double step = together / 2 * family.frequency / highest;
-        for (double base = family.frequency * (1 - reach); base < family.frequency * (1 + reach);
-             base += step) {
+        const auto steps = int(2 * reach * family.frequency / step);
+        for (int k = 0; k <= steps; ++k) {
+            const double base = family.frequency * (1 - reach) + k * step;
             std::vector<Harmonic> found;
-            for (double at = base; at < highest; at += base) {
+            for (int harmonic = 1; harmonic * base < highest; ++harmonic) {
+                const double at = harmonic * base;
                 const Peak line = spectra_.peak(at - together, at + together);
                 if (std::fabs(line.frequency - at) > together ||
                     line.power < least_share * spectra_.power(at - around, at + around))

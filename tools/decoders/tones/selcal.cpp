@@ -147,7 +147,7 @@ private:
         for (int d = -reach; d <= reach; ++d)
             for (size_t b = from + size_t(reach); b + size_t(reach) < size; ++b)
                 pulse.near[b] =
-                    std::max(pulse.near[b], pulse.own[size_t(int(b) + d)] * (1 - 0.03F * float(d * d)));
+                    std::max(pulse.near[b], pulse.own[b + size_t(d)] * (1 - 0.03F * float(d * d)));
     }
 
     // The call that begins at a time, if there is one.
@@ -161,7 +161,8 @@ private:
             spread(pulse);
         }
         Call best;
-        for (double shift = -most_shift; shift <= most_shift; ++shift) {
+        for (int hz = -int(most_shift); hz <= int(most_shift); ++hz) {
+            const double shift = hz;
             Call call{.shift = shift};
             for (size_t p = 0; p < 2; ++p) {
                 int first = 0, second = 0; // the two strongest

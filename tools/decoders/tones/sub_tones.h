@@ -55,12 +55,13 @@ public:
         }
         std::ranges::sort(parts, {}, &Part::power);
         Part quiet, loud;
+        const size_t quarter = count / 4;
         for (size_t k = 0; k < count; ++k) {
-            Part& of = k < count / 4 ? quiet : loud;
+            Part& of = k < quarter ? quiet : loud;
             of.sum += parts[k].sum;
             of.power += parts[k].power;
         }
-        const double in_quiet = double(count / 4), in_loud = double(count) - in_quiet;
+        const auto in_quiet = double(quarter), in_loud = double(count - quarter);
         const double share = 2 * std::norm(quiet.sum) / (quiet.power * in_quiet * double(part));
         const double swell = decibels_over(std::norm(loud.sum / in_loud), std::norm(quiet.sum / in_quiet));
         const double power = std::norm(2.0 * (quiet.sum + loud.sum) / double(count * part));

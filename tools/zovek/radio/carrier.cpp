@@ -52,11 +52,11 @@ CarrierTrack::CarrierTrack(double rate, double range) : rate_(rate), hop_(hop_of
     reach_ = std::min(int(std::max(range, least_background) / bin_hz_), most);
     i_.resize(size_t(window_));
     q_.resize(size_t(window_));
-    samples_.resize(size_t(delay_of(rate) + window_));
+    samples_.resize(size_t(delay_of(rate)) + size_t(window_));
     shows_.resize(samples_.size());
     spectrum_.resize(size_t(size));
-    power_.resize(size_t(2 * reach_ + 1));
-    const auto states = size_t(2 * bins_ + 1);
+    power_.resize(2 * size_t(reach_) + 1);
+    const size_t states = 2 * size_t(bins_) + 1;
     scores_.resize(states);
     looks_.resize(ahead + 2, {false, std::vector<float>(states), std::vector<float>(states),
                               std::vector<int16_t>(states)});
@@ -124,7 +124,8 @@ void CarrierTrack::look()
 // Of each bin how likely the carrier is there, by its power over the median, its sidebands and the dial.
 void CarrierTrack::weigh(Look& look)
 {
-    for (int bin = -reach_; bin <= reach_; ++bin) power_[size_t(bin + reach_)] = std::norm(spectrum(bin));
+    for (int bin = -reach_; bin <= reach_; ++bin)
+        power_[size_t(bin) + size_t(reach_)] = std::norm(spectrum(bin));
     sorted_ = power_;
     const auto middle = sorted_.begin() + ptrdiff_t(sorted_.size() / 2);
     std::nth_element(sorted_.begin(), middle, sorted_.end());
@@ -143,7 +144,7 @@ void CarrierTrack::weigh(Look& look)
     for (size_t k = 0; k < count; ++k) {
         const int state = peaks[k].second;
         const float gain = mirrored_weight * std::clamp(mirrored(state - bins_), 0.0f, most_mirrored);
-        for (const int beside : {-1, 0, 1}) look.likelihood[size_t(state + beside)] += gain;
+        for (const int beside : {-1, 0, 1}) look.likelihood[size_t(state) + size_t(beside)] += gain;
     }
     for (int k = 0; k < states; ++k)
         look.likelihood[size_t(k)] -= float(far_cost * std::abs(k - bins_) / std::max(bins_, 1));

@@ -225,8 +225,8 @@ int32_t Plan::resampler_taps() const
 
 double Plan::detector_delay() const
 {
-    const double post = double((taps | 1) / 2) / (double(rate) * stuffing);
-    return post * detector_rate() + (mode == ZVDemodMode_SyncAM ? 0 : channel_taps / 2);
+    const int32_t post = taps / 2, channel = mode == ZVDemodMode_SyncAM ? 0 : channel_taps / 2;
+    return double(post) / (double(rate) * stuffing) * detector_rate() + channel;
 }
 
 int64_t Plan::delay() const

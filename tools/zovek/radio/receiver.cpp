@@ -309,7 +309,7 @@ void Receiver::settle(std::span<const int32_t> band)
     };
     if (track_) {
         const double due = carrier_delay(plan_) / plan_.detector_rate() * plan_.rate;
-        for (double passed = 0; passed < due; passed += double(band.size())) pass(false);
+        for (auto left = int64_t(std::ceil(due)); left > 0; left -= int64_t(band.size())) pass(false);
         track_->settle();
     }
     pass(true);
