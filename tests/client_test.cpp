@@ -61,7 +61,7 @@ TEST(Json, EscapesWhatItMust)
 TEST(Plan, HoldsTogetherAtEveryRate)
 {
     for (const int32_t rate : {8000, 11025, 12000, 44100, 48000, 96000, 192000, 250001, 2400000, 10000000})
-        for (const Mode mode : {Mode::am, Mode::sam, Mode::isb, Mode::usb, Mode::lsb, Mode::fm})
+        for (const Mode mode : {Mode::am, Mode::sam, Mode::isb, Mode::usb, Mode::lsb, Mode::fm, Mode::cw})
             for (const double least : {0.0, 44100.0}) {
                 SCOPED_TRACE(std::to_string(rate) + " " + mode_names[int(mode)]);
                 Wishes wishes = {.mode = mode};

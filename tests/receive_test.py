@@ -206,6 +206,16 @@ class Gaps(unittest.TestCase):
                 last = audio[2 * whole + over // 2:2 * whole + over]
                 self.assertGreater(sdr.measure(last, AUDIO, said[len(said) // 2:], rate).db, 20)
 
+    def test_morse_at_its_pitch(self):
+        time = np.arange(2 * 48000) / 48000
+        for pitch, more in ((600, ()), (850, ("--pitch", 850, "-b", 300))):
+            heard = {off: self.listen(2000 * np.exp(2j * np.pi * (12000 + off) * time), "-M", "cw", "--gain", 4, *more)[0]
+                     for off in (0, 60, -400, 400)}
+            level = amplitude(heard[0], AUDIO, pitch)
+            self.assertLess(abs(db(amplitude(heard[60], AUDIO, pitch + 60) / level)), 0.2)
+            for off in (-400, 400):
+                self.assertLess(db(np.max(abs(heard[off][6000:18000])) / level), -45, (pitch, off))
+
     def test_deemphasis(self):
         for microseconds in (50, 75, 750):
             time = np.arange(2 * 48000) / 48000

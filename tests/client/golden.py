@@ -117,7 +117,7 @@ class InFolder(unittest.TestCase):
 
 class Client(InFolder):
     def test_wrong_usage(self):
-        for line in ("", "tune", "receive", "receive -M cw", "receive -M am -f nan", "receive -M am -f -5",
+        for line in ("", "tune", "receive", "receive -M ssb", "receive -M am -f nan", "receive -M am -f -5",
                      "receive -M am -f 1.5", "receive -M am -f 3x", "receive -M am --taps 2", "receive -M am --taps 3.5",
                      "receive -M am --taps 1e9", "receive -M am --volume inf", "receive -M am --channel 0",
                      "receive -M am -t raw", "receive -M am -r 48k", "receive -M am -t raw -r 0", "receive -M am --nothing",
@@ -137,11 +137,11 @@ class Client(InFolder):
                             ("spectrum --start 5kHz", ("--start", "'5kHz'")), ("waterfall --size 1,024", ("decimal mark",)),
                             ("resample -r 4,8k", ("decimal mark",)), ("decode --mode dtmf --if 4,5k", ("decimal mark",)),
                             ("spectrum --mark 4,5k:am", ("decimal mark",)), ("receive -M am -o x.OGG", ("x.OGG", "WAV, FLAC or raw")),
-                            ("receive -M=cw", ("'cw'",)), ("receive -M am -f=", ("--frequency", "empty")),
+                            ("receive -M=ssb", ("'ssb'",)), ("receive -M am -f=", ("--frequency", "empty")),
                             ("receive --bandwith 5k", ("no option '--bandwith'", "--bandwidth?")),
                             ("cpu extra", ("'extra'",)), ("receive -M am --agc=5", ("--agc takes no value",)),
                             ("receive -M am -M fm", ("--mode", "more than once")), ("receive -f", ("--frequency needs",)),
-                            ("receive -M am -f 3x", ("--frequency: '3x'",)), ("receive -M cw", ("'cw'", "usb, lsb or fm")),
+                            ("receive -M am -f 3x", ("--frequency: '3x'",)), ("receive -M ssb", ("'ssb'", "lsb, fm or cw")),
                             ("decode --mode rtty --baud x", ("--baud: 'x'", "10 to 9600")),
                             ("decode --mode dtmf --baud 50", ("--baud", "rtty, ascii, not of dtmf")),
                             ("decode --mode navtex,dtmf --hf", ("--hf", "packet, not of navtex, dtmf")),

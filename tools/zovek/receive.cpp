@@ -153,7 +153,7 @@ Run add_receive(CommandLine& line)
         .unit("FILE.sigmf-meta");
     line.flag("--mono", options->mono, "one channel instead of two alike");
     line.choice("-M,--mode", wishes.mode, mode_names,
-                "am, sam (synchronous), isb (lower left, upper right), usb, lsb or fm")
+                "am, sam (synchronous), isb (lower left, upper right), usb, lsb, fm or cw (Morse)")
         .unit("MODE")
         .required();
     constexpr double top = 1e9; // Hz, beyond any recording
@@ -164,13 +164,15 @@ Run add_receive(CommandLine& line)
     line.quantity(
         "-b,--bandwidth", wishes.bandwidth, 50, top, "HZ",
         "of the whole station, in usb and lsb of the sideband (am 9000, sam 5600, isb 5400, usb and "
-        "lsb 2400, fm 16000)");
+        "lsb 2400, fm 16000, cw 500)");
     line.quantity("--audio-cutoff", wishes.audio_cutoff, 50, top, "HZ",
                   "upper end of the audio (follows the bandwidth, fm 3000)");
     line.quantity("--taps", wishes.taps, 3, 1 << 20, "N",
                   "length of the filters behind the mixer (what the plan needs: -v)");
     line.quantity("--offset", wishes.offset, 50, 1e6, "HZ",
                   "usb, lsb: the sideband's middle from the carrier (1500; follows the bandwidth)");
+    line.quantity("--pitch", wishes.pitch, 100, 3000, "HZ",
+                  "cw: the tone at which the carrier is heard (600)");
     line.quantity("--audio-rate", wishes.audio_rate, 2000, 1e7, "HZ",
                   "rate of the audio, whole Hz; by division where that gives it, else resampled");
     line.flag("--agc", options->level.agc, "keep the audio at one loudness (not in isb)");
@@ -194,6 +196,7 @@ Run add_receive(CommandLine& line)
         const Mode mode = options->wishes.mode;
         if (options->wishes.offset && mode != Mode::usb && mode != Mode::lsb)
             throw WrongUsage("--offset is for usb and lsb");
+        if (options->wishes.pitch && mode != Mode::cw) throw WrongUsage("--pitch is for cw");
         if (mode == Mode::isb && (options->level.agc || options->mono))
             throw WrongUsage("isb has two channels: neither --agc nor --mono");
         if (options->level.deemphasis && mode != Mode::fm) throw WrongUsage("--deemphasis is for fm");

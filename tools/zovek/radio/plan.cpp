@@ -21,6 +21,7 @@ struct Row {
     double detector_rate; // the least, of the bandwidth
     double audio_cutoff;  // Hz; 0: follows the bandwidth
     double audio_gain;    // full scale over the peaks of its audio; 0: by FM's deviation
+    int32_t pitch = 0;    // Hz, at which its carrier is heard
 };
 
 // clang-format off
@@ -32,6 +33,7 @@ constexpr Row rows[] = {
     {ZVDemodMode_SSB,       1,      2400,    0.56,      0.250,     4.00,     0, 2},
     {ZVDemodMode_SSB,      -1,      2400,    0.56,      0.250,     4.00,     0, 2},
     {ZVDemodMode_FM,        1,     16000,    0.28,      0.875,     6.00,  3000, 0},
+    {ZVDemodMode_SSB,       1,       500,    0.50,      0.250,     4.00,     0, 2, 600},
 };
 // clang-format on
 
@@ -121,13 +123,17 @@ void place_station(Plan& plan, const Row& row, const Wishes& wishes)
     plan.station = int32_t(station);
 
     const double width = wishes.bandwidth.value_or(row.bandwidth);
-    if (row.mode == ZVDemodMode_SSB) {
+    if (row.pitch > 0) {
+        plan.offset = wishes.pitch.value_or(row.pitch);
+        if (width > 2.0 * plan.offset)
+            throw Failure("a bandwidth of " + hz(width), "of cw at most twice its pitch");
+    } else if (row.mode == ZVDemodMode_SSB) {
         const double reach = (row.sign > 0 ? band - plan.station : plan.station) - lowest_audio;
         const double kept = std::min(width, std::max(reach, 0.0));
         const double middle = width < 1000 ? std::max(800.0, width / 2) : lowest_audio + kept / 2;
         plan.offset = wishes.offset.value_or(int32_t(std::lround(middle)));
     }
-    plan.mixer = plan.station + plan.sideband_sign * plan.offset;
+    plan.mixer = plan.station + (row.pitch > 0 ? 0 : plan.sideband_sign * plan.offset);
     const double room = 2 * std::min<double>(plan.mixer, band - plan.mixer);
     plan.narrowed = width > room;
     plan.width = std::min(width, room);
@@ -146,7 +152,9 @@ void choose_edges(Plan& plan, const Row& row, const Wishes& wishes)
     if (!wishes.taps &&
         (plan.search > 0 || taps_for(plan.rate, row.transition * plan.width) > most_exact_taps))
         plan.channel_cutoff = plan.cutoff;
-    const double follows = row.mode == ZVDemodMode_SSB ? 2.0 * plan.offset : plan.cutoff;
+    const double follows = row.pitch > 0                 ? plan.offset + plan.width
+                           : row.mode == ZVDemodMode_SSB ? 2.0 * plan.offset
+                                                         : plan.cutoff;
     plan.audio_cutoff = wishes.audio_cutoff.value_or(row.audio_cutoff > 0 ? row.audio_cutoff : follows);
     if (wishes.audio_rate)
         plan.audio_cutoff = std::min(plan.audio_cutoff, *wishes.audio_rate / 2.0 - audio_transition / 2);
@@ -241,7 +249,7 @@ int64_t Plan::delay() const
 Sides passband(Mode mode)
 {
     const Row& row = rows[int(mode)];
-    if (row.mode != ZVDemodMode_SSB) return {-row.bandwidth / 2, row.bandwidth / 2};
+    if (row.mode != ZVDemodMode_SSB || row.pitch > 0) return {-row.bandwidth / 2, row.bandwidth / 2};
     const double far = lowest_audio + row.bandwidth;
     return row.sign > 0 ? Sides{lowest_audio, far} : Sides{-far, -lowest_audio};
 }
@@ -280,7 +288,8 @@ std::string explain(const Plan& plan)
     else if (plan.centre)
         text += number(plan.station - plan.centre) + " + " + number(plan.centre) + " = ";
     text += hz(plan.station);
-    if (ssb) text += (plan.sideband_sign > 0 ? " + " : " - ") + number(plan.offset) + " = " + hz(plan.mixer);
+    if (plan.mixer != plan.station)
+        text += (plan.sideband_sign > 0 ? " + " : " - ") + number(plan.offset) + " = " + hz(plan.mixer);
     text += "; low-pass " + hz(plan.cutoff) + ", " + number(plan.taps | 1) + " taps at " + number(plan.rate) +
             factor(" x ", plan.stuffing) + " Hz";
     text += "; detector at " + number(plan.rate) + factor(" x ", plan.stuffing) +

@@ -6,8 +6,8 @@
 #include <string>
 
 namespace client {
-enum class Mode { am, sam, isb, usb, lsb, fm };
-constexpr const char* mode_names[] = {"am", "sam", "isb", "usb", "lsb", "fm"};
+enum class Mode { am, sam, isb, usb, lsb, fm, cw };
+constexpr const char* mode_names[] = {"am", "sam", "isb", "usb", "lsb", "fm", "cw"};
 
 // What the user asks for. Frequencies in Hz; what isn't there is chosen by the plan.
 struct Wishes {
@@ -19,6 +19,7 @@ struct Wishes {
     std::optional<double> audio_cutoff;
     std::optional<int32_t> taps;   // of the post-mixer filters
     std::optional<int32_t> offset; // usb, lsb: the middle of the sideband, seen from the carrier
+    std::optional<int32_t> pitch;  // cw: the tone at which the carrier is heard, Hz
     std::optional<int32_t> audio_rate;
 };
 
