@@ -120,7 +120,12 @@ def station(mode, seconds, rate=48000, hz=12000, phase=1.0):
     return sent * np.exp(1j * (2 * np.pi * hz * time + phase))
 
 
-class Gaps(unittest.TestCase):
+class Listening(unittest.TestCase):
+    def listen(self, band, *arguments):
+        return receive(np.rint(np.real(band)).astype("<i2").tobytes(), *arguments, "-f", 12000, "-t", "raw", "-r", 48000)
+
+
+class Gaps(Listening):
     """Digital silence is heard as silence, and what follows is at its level within 50 ms."""
     MODES = ("am", "sam", "isb", "usb", "lsb", "fm")
     LEVELS = ((), ("--agc",), ("--iq-agc",), ("--gain", 4))
@@ -130,9 +135,6 @@ class Gaps(unittest.TestCase):
     def ways(cls):
         return [(mode, level) for mode in cls.MODES for level in cls.LEVELS
                 if (mode, level) not in (("isb", ("--agc",)), ("fm", ("--iq-agc",)))]
-
-    def listen(self, band, *arguments):
-        return receive(np.rint(np.real(band)).astype("<i2").tobytes(), *arguments, "-f", 12000, "-t", "raw", "-r", 48000)
 
     def judge(self, audio, begin, end, rate=AUDIO):
         part = lambda first, last: audio[round(first * rate):round(last * rate)]
@@ -350,6 +352,40 @@ class Carriers(unittest.TestCase):
                                    ("late", np.where(self.time > 3, self.am(50), 0.1), True)):
             with self.subTest(name):
                 self.assertEqual(self.listen(band)[1]["locked"], locked)
+
+
+class Squelched(Listening):
+    """Overs from 1.5 to 3.5 s and from 4.5 to 5.7 s."""
+    def setUp(self):
+        self.sends = np.repeat([0, 1, 0, 1, 0], (72000, 96000, 48000, 57600, 48000))
+
+    def hear(self, mode, *arguments, noise=0.1):
+        band = 2000 * self.sends * np.real(station(mode, len(self.sends) / 48000))
+        band += np.random.default_rng(2).normal(0, 2000 * noise, len(band))
+        return self.listen(band, "-M", mode, "--squelch", *arguments)
+
+    def check(self, summary, *overs):
+        self.assertEqual(len(summary["overs"]), len(overs))
+        for got, (begin, end) in zip(summary["overs"], overs):
+            self.assertTrue(begin - 0.05 < got["begin"] <= begin and end - 0.02 <= got["end"] < end + 0.03, got)
+
+    def test_overs(self):
+        for mode, opens, overs in (("fm", "noise", ((1.5, 3.5), (4.5, 5.7))), ("fm", -30, ((1.5, 3.5), (4.5, 5.7))),
+                                   ("am", "-30dB", ((1.5, 3.5), (4.5, 5.7))), ("usb", -32, ((1.5, 5.7),))):
+            with self.subTest(mode=mode, opens=opens):
+                audio, summary = self.hear(mode, opens)
+                self.check(summary, *overs)
+                self.assertEqual(len(audio), len(self.sends) // 4)
+                for begin, end in overs:
+                    self.assertGreater(np.std(audio[round((begin + 0.01) * AUDIO):round((end - 0.01) * AUDIO)]), 1000)
+                    audio[round((begin - 0.05) * AUDIO):round((end + 0.03) * AUDIO)] = 0
+                self.assertEqual(np.max(abs(audio)), 0)
+                alone, summary = self.hear(mode, opens, "--overs-only")
+                length = sum(over["end"] - over["begin"] for over in summary["overs"])
+                self.assertAlmostEqual(len(alone) / AUDIO, length, delta=0.02)
+                self.assertAlmostEqual(summary["output_frames"], len(alone), delta=1)
+        self.assertEqual(self.hear("fm", "noise", noise=100)[1]["overs"], [])
+        self.check(self.hear("fm", -80)[1], (0.04, 6.7))
 
 
 class AudioRates(unittest.TestCase):

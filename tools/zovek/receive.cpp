@@ -7,6 +7,7 @@
 #include "io/stop.h"
 #include "io/talk.h"
 #include "line/options.h"
+#include "radio/gate.h"
 #include "radio/station.h"
 #include "words/words.h"
 #include <cmath>
@@ -22,6 +23,8 @@ struct Options {
     Wishes wishes;
     Level level;
     std::string iq_path; // of a SigMF recording; empty: none
+    bool squelched = false, overs_only = false;
+    std::optional<double> threshold; // of the squelch, dB; nothing: by noise
     bool mono = false, json = false, verbose = false;
 };
 
@@ -54,18 +57,27 @@ public:
         watch_for_stop();
         Output output(options_.output, int32_t(std::lround(plan_.output_rate())), options_.mono ? 1 : 2);
         std::optional<SigMFOutput> pairs;
-        if (!options_.iq_path.empty()) {
-            pairs.emplace(options_.iq_path);
-            station_.record([&pairs](std::span<const float> some) { pairs->write(some); });
+        if (!options_.iq_path.empty()) pairs.emplace(options_.iq_path);
+        if (options_.squelched) {
+            const Mode mode = options_.wishes.mode;
+            const bool carrier = mode == Mode::am || mode == Mode::sam || mode == Mode::fm;
+            squelch_.emplace(options_.threshold, carrier ? 0.1 : 1.5); // speech has pauses
+            gate_.emplace(*squelch_, plan_.output_rate(), options_.mono ? 1 : 2, options_.overs_only);
         }
+        if (pairs || squelch_)
+            station_.record([&](std::span<const float> some) {
+                if (pairs) pairs->write(some);
+                if (squelch_) squelch_->look(some, plan_.detector_rate());
+            });
         Progress progress;
         for (bool first = true; !output.full(); first = false) {
             const auto& audio = options_.mono ? station_.next_left() : station_.next();
             if (audio.empty()) break;
             if (first) tell_neighbour();
-            output.write(audio.data(), audio.size());
+            write(output, gate_ ? gate_->pass(audio) : audio);
             progress.show(station_.seconds());
         }
+        if (gate_) write(output, gate_->finish());
         const Pace pace = progress.end(station_.seconds());
         output.finish();
         if (pairs) pairs->finish(about_pairs());
@@ -73,12 +85,45 @@ public:
             report(summary(output, pace));
         } else {
             input_->tell_end("receive", of_audio);
+            if (options_.overs_only) tell_overs();
             say("receive: " + described(output, pace));
         }
         return exit_status();
     }
 
 private:
+    static void write(Output& output, const std::vector<int16_t>& audio)
+    {
+        output.write(audio.data(), audio.size());
+    }
+
+    int64_t frames() const { return gate_ ? gate_->frames() : station_.frames(); } // written
+
+    // The overs of the gate, as a table.
+    void tell_overs() const
+    {
+        if (gate_->begins().empty()) return say("receive: no overs");
+        say("receive: overs in the file at s, in the recording from s, to s, level in dB");
+        for (size_t k = 0; k < gate_->begins().size(); ++k) {
+            const Over& over = squelch_->overs()[k];
+            char row[80];
+            std::snprintf(row, sizeof row, "%10.2f %10.2f %10.2f %8.1f", gate_->begins()[k], over.begin,
+                          over.end, over.level);
+            say(row);
+        }
+    }
+
+    void add_overs(JsonObject& summary) const
+    {
+        std::vector<JsonObject> rows;
+        for (size_t k = 0; k < gate_->begins().size(); ++k) {
+            const Over& over = squelch_->overs()[k];
+            rows.emplace_back().add("begin", over.begin).add("end", over.end).add("level", over.level);
+            rows.back().add("file", gate_->begins()[k]);
+        }
+        summary.add("overs", rows);
+    }
+
     bool synchronous() const { return plan_.mode == ZVDemodMode_SyncAM; }
     void tell_neighbour() const
     {
@@ -116,7 +161,8 @@ private:
         summary.add("bandwidth", plan_.width)
             .add("input_rate", int64_t(plan_.rate / input_->per_frame))
             .add("detector_rate", plan_.detector_rate());
-        summary.add("output_rate", plan_.output_rate()).add("output_frames", station_.frames());
+        summary.add("output_rate", plan_.output_rate()).add("output_frames", frames());
+        if (gate_) add_overs(summary);
         return summary.append(input_->faults.json());
     }
 
@@ -137,6 +183,8 @@ private:
     const std::unique_ptr<Input> input_;
     Station station_;
     const Plan& plan_;
+    std::optional<Squelch> squelch_;
+    std::optional<Gate> gate_;
 };
 } // namespace
 
@@ -190,12 +238,28 @@ Run add_receive(CommandLine& line)
                   "fixed audio gain instead of one found in the first second");
     line.quantity("--volume", options->level.volume, 0, 100, "X",
                   "output gain; peaks come to this part of full scale (0.5)");
+    line.text(
+            "--squelch",
+            [&threshold = options->threshold, &squelched = options->squelched](const std::string& text) {
+                squelched = true;
+                threshold.reset();
+                if (same_word(text, "noise")) return;
+                threshold = parse_quantity(text, "dB");
+                if (!threshold || *threshold < -150 || *threshold > 10)
+                    throw WrongValue(not_a("a level in dB of full scale, -150 to 10, or noise", text));
+            },
+            "silence where the station is below a level; noise (fm): where it doesn't stand out of its noise")
+        .unit("DB|noise");
+    line.flag("--overs-only", options->overs_only, "leave that silence out, and list the overs");
     line.flag("--json", options->json, "summary as JSON on standard error");
     line.flag("-v,--verbose", options->verbose, "tell the frequency plan");
     return [options] {
         const Mode mode = options->wishes.mode;
         if (options->wishes.offset && mode != Mode::usb && mode != Mode::lsb)
             throw WrongUsage("--offset is for usb and lsb");
+        if (options->overs_only && !options->squelched) throw WrongUsage("--overs-only needs --squelch");
+        if (options->squelched && !options->threshold && mode != Mode::fm)
+            throw WrongUsage("--squelch noise is for fm: a level in dB");
         if (options->wishes.pitch && mode != Mode::cw) throw WrongUsage("--pitch is for cw");
         if (mode == Mode::isb && (options->level.agc || options->mono))
             throw WrongUsage("isb has two channels: neither --agc nor --mono");

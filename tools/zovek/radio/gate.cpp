@@ -1,0 +1,42 @@
+#include "radio/gate.h"
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace client {
+constexpr double fade_seconds = 0.005;
+
+Gate::Gate(Squelch& squelch, double rate, size_t channels, bool overs_only)
+    : squelch_(squelch),
+      rate_(rate),
+      channels_(channels),
+      overs_only_(overs_only),
+      step_(float(1 / (fade_seconds * rate)))
+{
+}
+
+const std::vector<int16_t>& Gate::pass(const std::vector<int16_t>& audio)
+{
+    held_.insert(held_.end(), audio.begin(), audio.end());
+    return give(squelch_.decided());
+}
+
+const std::vector<int16_t>& Gate::finish() { return give(std::numeric_limits<double>::infinity()); }
+
+const std::vector<int16_t>& Gate::give(double until)
+{
+    out_.clear();
+    size_t at = 0;
+    for (; at < held_.size() && double(taken_) / rate_ < until; at += channels_, ++taken_) {
+        const bool open = squelch_.open_at(double(taken_) / rate_);
+        while (open && begins_.size() < squelch_.place()) begins_.push_back(double(given_) / rate_);
+        gain_ = std::clamp(gain_ + (open ? step_ : -step_), 0.0F, 1.0F);
+        if (overs_only_ && gain_ == 0) continue;
+        for (size_t c = 0; c < channels_; ++c)
+            out_.push_back(int16_t(std::lrint(gain_ * float(held_[at + c]))));
+        ++given_;
+    }
+    held_.erase(held_.begin(), held_.begin() + ptrdiff_t(at));
+    return out_;
+}
+} // namespace client
