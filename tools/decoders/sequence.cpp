@@ -4,7 +4,6 @@
 namespace decoders {
 namespace {
 constexpr double turn = 2 * M_PI;
-constexpr float unlikely = -1e30f;
 } // namespace
 
 SequenceDetector::SequenceDetector(double tone_1, double tone_2, Tracking tracking)
