@@ -71,7 +71,6 @@ private:
     std::vector<float> power_, sorted_, scores_, scores_before_;
     std::vector<Look> looks_;       // the latest, in a ring
     int64_t number_ = -1;           // of the last
-    int last_bin_ = 0;              // of the path, where it was followed to
     double frequency_ = 0;          // Hz
     std::complex<double> turn_ = 1; // of the oscillator that brings the carrier to 0 Hz
     int64_t leap_at_ = -1;          // the sample from which on there is a new frequency
