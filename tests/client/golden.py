@@ -436,7 +436,6 @@ class Client(InFolder):
         with wave.open("x.wav") as file:
             self.assertEqual(file.getnframes(), len(BAND) // 2)
 
-    @unittest.skipIf(ON_WINE, "limits of POSIX")
     def test_forms_of_output(self):
         """By type or by the name's ending, into files and pipes: the same samples, so many bytes each."""
         plain = run("receive", "-M", "am", "-f", "6k", "--output-type", "raw", data=PLAIN).stdout
@@ -461,6 +460,7 @@ class Client(InFolder):
         self.one_line(run("resample", "-t", "raw", "--input-rate", "1M", "-r", "1M", "-o", "y.flac"), 1, "FLAC holds no audio of 1000000 Hz")
         self.assertEqual([name for name in os.listdir() if "y" in name], [])
 
+    @unittest.skipIf(ON_WINE, "limits of POSIX")
     def test_output_that_takes_no_more(self):
         """What a limit or a full disk leaves is a whole file."""
         with open("old.wav", "wb") as file:
