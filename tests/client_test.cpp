@@ -2,7 +2,6 @@
 #include "io/tuned.h"
 #include "line/failure.h"
 #include "radio/plan.h"
-#include "words/time_of_day.h"
 #include "words/words.h"
 #include <cmath>
 #include <gtest/gtest.h>
@@ -26,23 +25,6 @@ TEST(Quantity, TakesDecimalsAndSuffixes)
         EXPECT_DOUBLE_EQ(parse_quantity(text, "Hz").value_or(NAN), 4500) << text;
     for (const char* text : {"Hz", "4.5kk Hz", "4.5k  Hz", "4,5kHz", "4.5 k", "4.5kHzz", "4.5ks", "4500 "})
         EXPECT_FALSE(parse_quantity(text, "Hz")) << text;
-}
-
-TEST(TimeOfDay, ReadsAndWrites)
-{
-    const std::pair<const char*, const char*> good[] = {
-        {"2026-11-23T18:05:07.25Z", "2026-11-23T18:05:07.250Z"},
-        {"2024-02-29 23:30:00+01:00", "2024-02-29T22:30:00.000Z"},
-        {"2023-12-31T23:00-0130", "2024-01-01T00:30:00.000Z"},
-        {"1969-12-31T23:59:59,9999z", "1969-12-31T23:59:59.999Z"}};
-    for (const auto& [text, iso] : good) {
-        ASSERT_TRUE(parse_time(text)) << text;
-        EXPECT_EQ(iso_time(*parse_time(text)), iso);
-    }
-    EXPECT_EQ(compact_time(*parse_time(good[0].first)), "20261123T180507Z");
-    for (const char* text : {"", "2026-11-23", "2026-11-23T18:05:07", "2026-02-29T00:00Z",
-                             "2026-11-23T24:00Z", "2026-11-23T18:05:07.Z", "2026-11-23T18:05:07+1"})
-        EXPECT_FALSE(parse_time(text)) << text;
 }
 
 TEST(Json, EscapesWhatItMust)
