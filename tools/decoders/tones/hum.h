@@ -55,16 +55,20 @@ private:
 
     // A second-order notch, 1 Hz wide.
     struct Notch {
+        void tune(double hertz)
+        {
+            frequency = hertz;
+            turn = 2 * std::cos(2 * M_PI * hertz / rate);
+        }
         double pass(double in)
         {
             constexpr double radius = 1 - M_PI / rate;
-            const double turn = 2 * std::cos(2 * M_PI * frequency / rate);
             const double out = in + first;
             first = second - turn * (in - radius * out);
             second = in - radius * radius * out;
             return out;
         }
-        double frequency;             // Hz
+        double frequency, turn;       // Hz; twice the cosine of what that is in a sample
         int unseen = 0;               // spectra since
         double first = 0, second = 0; // state, in transposed direct form II
     };
@@ -129,8 +133,8 @@ private:
         for (const Harmonic& line : lines) {
             auto notch = std::ranges::find_if(
                 notches_, [&](const Notch& old) { return std::fabs(old.frequency - line.frequency) < left; });
-            if (notch == notches_.end()) notch = notches_.emplace(notch, Notch{.frequency = line.frequency});
-            notch->frequency = line.frequency;
+            if (notch == notches_.end()) notch = notches_.emplace(notch);
+            notch->tune(line.frequency);
             notch->unseen = 0;
         }
     }

@@ -29,7 +29,7 @@ const std::vector<int16_t>& Gate::give(double until)
     size_t at = 0;
     for (; at < held_.size() && double(taken_) / rate_ < until; at += channels_, ++taken_) {
         const bool open = squelch_.open_at(double(taken_) / rate_);
-        while (open && begins_.size() < squelch_.place()) begins_.push_back(double(given_) / rate_);
+        while (open && begins_.size() < squelch_.overs_reached()) begins_.push_back(double(given_) / rate_);
         gain_ = std::clamp(gain_ + (open ? step_ : -step_), 0.0F, 1.0F);
         if (overs_only_ && gain_ == 0) continue;
         for (size_t c = 0; c < channels_; ++c)

@@ -26,7 +26,7 @@ public:
     // Whether audio of a time, s, is heard; times are asked for in their order, each before decided().
     bool open_at(double time);
     // How many overs open_at has come to, that one counted in which it was true last.
-    size_t place() const { return asked_ + 1; }
+    size_t overs_reached() const { return asked_ + 1; }
     double decided() const { return time_ - pause_ - before_seconds; }
     const std::vector<Over>& overs() const { return overs_; } // so far; the last may go on
 
