@@ -137,7 +137,7 @@ TEST(Ax25, TellsAddressesAndKinds)
     for (int k = 0; k < 9; ++k) many += shifted("QC3CC ", 0x62);
     for (const std::string& wrong :
          {std::string(), to, to + from, shifted("QB2BB ", 0xe1) + "\x03\xf0 long enough",
-          "\x01" + ui.substr(1), many + "\x03\xf0!"})
+          std::string("\x01").append(ui, 1), many + "\x03\xf0!"})
         EXPECT_FALSE(parse_ax25(wrong));
 }
 
