@@ -53,9 +53,11 @@ def truth(path):
     count = READERS[kind](file, data.ctypes.data, len(data))
     library.sf_close(file)
     data = data[:max(count, 0)].ravel()
-    if kind == np.int32:
-        return np.minimum((data.astype(np.int64) + 0x8000) >> 16, 32767).astype(np.int16)
-    return data if kind == np.int16 else np.rint(np.clip(data.astype(float) * 32768, -32768, 32767)).astype(np.int16)
+    if kind == np.int16:
+        return data
+    if kind == np.float32:
+        data = np.rint(np.clip(data.astype(float) * 2**31, -2**31, 2**31 - 1))
+    return np.minimum((data.astype(np.int64) + 0x8000) >> 16, 32767).astype(np.int16)
 
 
 def speech(frames, channels=1):

@@ -437,10 +437,15 @@ class Client(InFolder):
             self.assertEqual(file.getnframes(), len(BAND) // 2)
 
     def test_forms_of_output(self):
-        """By type or by the name's ending, into files and pipes: the same samples, so many bytes each."""
-        plain = run("receive", "-M", "am", "-f", "6k", "--output-type", "raw", data=PLAIN).stdout
-        wide = [v * 65536 for v in struct.unpack(f"<{len(plain) // 2}h", plain)]
-        raw = {"s24": b"".join(struct.pack("<i", v)[1:] for v in wide), "f32": pack("f", [v / 2**31 for v in wide])}
+        """By type or by the name's ending, into files and pipes: the same samples, as finely as they are written."""
+        raw = {kind: run("receive", "-M", "am", "-f", "6k", "--output-type", kind, data=PLAIN).stdout for kind in ("raw", "s24", "f32")}
+        plain = struct.unpack(f"<{len(raw['raw']) // 2}h", raw["raw"])
+        fine = [v[0] / 65536 for v in struct.iter_unpack("<i", b"".join(b"\0" + raw["s24"][k:k + 3] for k in range(0, len(raw["s24"]), 3)))]
+        real = [v[0] * 32768 for v in struct.iter_unpack("<f", raw["f32"])]
+        self.assertTrue(len(plain) == len(fine) == len(real) > 1000)
+        self.assertLess(max(abs(p - r) for p, r in zip(plain, real)), 0.51)
+        self.assertLess(max(abs(f - r) for f, r in zip(fine, real)), 0.51 / 256)
+        self.assertGreater(sum(f % 1 != 0 for f in fine), len(fine) / 2)
         for kind, ending in (("wav", ".wav"), ("wav24", ""), ("wavf32", ""), ("flac", ".FLAC"), ("flac24", ""), ("s24", ".s24"), ("f32", ".f32")):
             with self.subTest(kind):
                 line = ["receive", "-M", "am", "-f", "6k"] + (["--output-type", kind] if not ending else [])
@@ -451,9 +456,10 @@ class Client(InFolder):
                 if kind in raw:
                     self.assertTrue(content == piped == raw[kind])
                     continue
+                form = {"wav": "raw", "flac": "raw", "wavf32": "f32"}.get(kind, "s24")
                 for data in content, piped:
-                    back = run("resample", "-r", "12k", "--output-type", "raw", data=data)
-                    self.assertTrue(back.stdout == plain and b"truncated" not in back.stderr)
+                    back = run("resample", "-r", "12k", "--output-type", form, data=data)
+                    self.assertTrue(back.stdout == raw[form] and b"truncated" not in back.stderr)
                 if kind[:3] == "wav":
                     bits = {"wav": 16, "wav24": 24, "wavf32": 32}[kind]
                     self.assertEqual(struct.unpack("<HH", content[56:58] + content[70:72]), (3 if kind == "wavf32" else 1, bits))

@@ -4,6 +4,7 @@
 // The library's steps wrap where they overshoot, and a turned phase makes peaks of steep edges. So they run
 // at a quarter of the level, and what is above full scale when the level is restored is clipped.
 #include "command.h"
+#include "io/narrow.h"
 #include "io/passage.h"
 #include "io/stop.h"
 #include "io/talk.h"
@@ -153,15 +154,16 @@ public:
         return samples;
     }
 
-    void run(const int16_t* in, size_t count, size_t step, std::vector<int16_t>& out) override
+    void run(const int32_t* in, size_t count, size_t step, std::vector<int32_t>& out) override
     {
-        out.resize(count);
-        for (size_t k = 0; k < count; ++k) out[k] = int16_t(in[k * step] / headroom);
-        for (const auto& each : steps_) each->run(out.data(), int32_t(count));
-        for (int16_t& v : out) v = int16_t(std::clamp(headroom * v, INT16_MIN, INT16_MAX));
+        samples_.resize(count);
+        for (size_t k = 0; k < count; ++k) samples_[k] = int16_t(narrow(in[k * step]) / headroom);
+        for (const auto& each : steps_) each->run(samples_.data(), int32_t(count));
+        for (const int16_t v : samples_) out.push_back(saturated(int64_t(v) * headroom * 65536));
     }
 
 private:
+    std::vector<int16_t> samples_;
     std::vector<std::unique_ptr<Step>> steps_;
 };
 

@@ -5,6 +5,7 @@
 #include "command.h"
 #include "io/iq.h"
 #include "io/kiss.h"
+#include "io/narrow.h"
 #include "io/progress.h"
 #include "io/selected.h"
 #include "io/stop.h"
@@ -51,9 +52,13 @@ public:
     // The next samples; none at the end.
     const std::vector<int16_t>& next()
     {
-        if (station_) return station_->next_left();
         audio_.resize(block_);
-        audio_.resize(samples_.read(audio_.data(), block_));
+        if (station_) {
+            const auto& heard = station_->next_left();
+            audio_.resize(heard.size());
+            std::ranges::transform(heard, audio_.begin(), [](int32_t sample) { return narrow(sample); });
+        } else
+            audio_.resize(samples_.read(audio_.data(), block_));
         return audio_;
     }
 

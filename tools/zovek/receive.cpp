@@ -92,7 +92,7 @@ public:
     }
 
 private:
-    static void write(Output& output, const std::vector<int16_t>& audio)
+    static void write(Output& output, const std::vector<int32_t>& audio)
     {
         output.write(audio.data(), audio.size());
     }
@@ -267,6 +267,7 @@ Run add_receive(CommandLine& line)
         if (mode == Mode::fm && options->level.iq_agc) throw WrongUsage("fm has no level: no --iq-agc");
         if (options->level.gain && (options->level.agc || options->level.iq_agc))
             throw WrongUsage("--gain is a fixed gain: neither --agc nor --iq-agc");
+        options->level.wide = wants_wide(options->output);
         return Reception(*options).run();
     };
 }

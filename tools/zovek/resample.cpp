@@ -79,7 +79,7 @@ Ratio ratio_for(const Options& options, const Input& input)
 // The rate stays: nothing is to be filtered off.
 class Copy : public Channel {
 public:
-    void run(const int16_t* in, size_t count, size_t step, std::vector<int16_t>& out) override
+    void run(const int32_t* in, size_t count, size_t step, std::vector<int32_t>& out) override
     {
         for (size_t k = 0; k < count; ++k) out.push_back(in[k * step]);
     }

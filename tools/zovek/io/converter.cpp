@@ -1,5 +1,4 @@
 #include "io/converter.h"
-#include "io/narrow.h"
 #include <algorithm>
 #include <new>
 
@@ -15,13 +14,13 @@ Converter::Converter(int64_t over, int64_t under, int64_t taps)
     resampler_->phase = int32_t(ahead() % under);
 }
 
-void Converter::run(const int16_t* in, size_t count, size_t step, std::vector<int16_t>& out)
+void Converter::run(const int32_t* in, size_t count, size_t step, std::vector<int32_t>& out)
 {
     while (count > 0) {
         const size_t block = std::min(count, size_t(resampler_->buffer_size));
-        for (size_t k = 0; k < block; ++k) resampler_->input_write[k] = in[k * step] * 65536;
+        for (size_t k = 0; k < block; ++k) resampler_->input_write[k] = in[k * step];
         const uint32_t made = ZVResampler32_ProcessIn(resampler_, nullptr, uint32_t(block));
-        for (uint32_t k = 0; k < made; ++k) out.push_back(narrow(resampler_->output_buffer[k]));
+        out.insert(out.end(), resampler_->output_buffer, resampler_->output_buffer + made);
         in += block * step;
         count -= block;
     }

@@ -20,7 +20,7 @@ public:
     // Input samples that the output lags.
     double lag() const { return double(ahead()) / resampler_->over; }
 
-    void run(const int16_t* in, size_t count, size_t step, std::vector<int16_t>& out) override;
+    void run(const int32_t* in, size_t count, size_t step, std::vector<int32_t>& out) override;
 
 private:
     int64_t ahead() const; // the lag in 1/over of an input sample

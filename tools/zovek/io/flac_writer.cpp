@@ -1,20 +1,23 @@
 // FLAC, which libsndfile codes. While it is written, and for good in a pipe and on a disk that took no more,
 // its header tells of no length, which readers take for "to the end".
+#include "io/narrow.h"
 #include "io/writer.h"
 #include "line/failure.h"
 #include <algorithm>
 #include <sndfile.h>
+#include <vector>
 
 namespace client {
 namespace {
 class Flac : public Writer {
 public:
-    Flac(Destination& to, const AudioForm& form) : to_(to), channels_(size_t(form.channels))
+    Flac(Destination& to, const AudioForm& form)
+        : to_(to), channels_(size_t(form.channels)), bits_(form.coding == Coding::s16 ? 16 : 24)
     {
         SF_INFO info = {};
         info.samplerate = form.rate;
         info.channels = form.channels;
-        info.format = SF_FORMAT_FLAC | (form.coding == Coding::s16 ? SF_FORMAT_PCM_16 : SF_FORMAT_PCM_24);
+        info.format = SF_FORMAT_FLAC | (bits_ == 16 ? SF_FORMAT_PCM_16 : SF_FORMAT_PCM_24);
         file_.reset(sf_open_virtual(functions(), SFM_WRITE, &info, this));
         if (!file_)
             throw Failure(to.name(), "FLAC holds no audio of " + std::to_string(form.rate) + " Hz and " +
@@ -23,7 +26,10 @@ public:
 
     std::string write(const int32_t* samples, size_t count) override
     {
-        const auto taken = sf_writef_int(file_.get(), samples, sf_count_t(count / channels_));
+        wide_.resize(count); // libsndfile cuts off what the file doesn't hold
+        std::transform(samples, samples + count, wide_.begin(),
+                       [this](int32_t sample) { return rounded(sample, bits_) * (1 << (32 - bits_)); });
+        const auto taken = sf_writef_int(file_.get(), wide_.data(), sf_count_t(count / channels_));
         taken_ = taken_ || taken > 0;
         if (trouble_.empty() && size_t(taken) * channels_ < count) trouble_ = sf_strerror(file_.get());
         return trouble_;
@@ -83,6 +89,8 @@ private:
 
     Destination& to_;
     const size_t channels_;
+    const int bits_; // of a sample
+    std::vector<int32_t> wide_;
     int64_t position_ = 0, length_ = 0; // bytes
     bool taken_ = false;
     std::string trouble_;

@@ -74,15 +74,6 @@ std::unique_ptr<Input> Input::open(const InputOptions& options)
     return input;
 }
 
-size_t Input::read(int32_t* samples, size_t frames)
-{
-    std::vector<int16_t> narrow(frames * size_t(channels));
-    const size_t count = read(narrow.data(), frames);
-    std::transform(narrow.begin(), narrow.begin() + ptrdiff_t(count * size_t(channels)), samples,
-                   [](int16_t sample) { return sample * 65536; });
-    return count;
-}
-
 JsonObject Input::Faults::json() const
 {
     return JsonObject()

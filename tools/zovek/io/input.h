@@ -1,8 +1,8 @@
-// Recordings and live streams as 16-bit samples: the one way by which signals come into the client.
+// Recordings and live streams as samples of 16 or 32 bits: the one way by which signals come into the client.
 //
 // Files are what libsndfile knows, from a file or a pipe (sound_file.h), or samples without a header
-// (raw_input.h). Other sample formats become 16-bit at this door: wider integers are rounded to nearest,
-// reals are scaled by 32768, and both saturate.
+// (raw_input.h). Other sample formats become one of the two at this door, as the reader likes: wider integers
+// are rounded to nearest, reals are scaled to full scale, and both saturate.
 #pragma once
 #include "io/tuned.h"
 #include "words/words.h"
@@ -48,8 +48,8 @@ public:
     // or because a stop was asked for.
     virtual size_t read(int16_t* samples, size_t frames) = 0;
 
-    // The same left-justified in 32 bits, for inputs that know more than 16.
-    virtual size_t read(int32_t* samples, size_t frames);
+    // The same left-justified in 32 bits, with all that the recording knows.
+    virtual size_t read(int32_t* samples, size_t frames) = 0;
 
     std::string name; // for messages
     int32_t rate = 0; // Hz

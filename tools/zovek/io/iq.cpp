@@ -48,15 +48,6 @@ private:
     const zovek::Resampler half_{ZVResampler32_Construct};
 };
 
-template <class Sample>
-Sample narrowed(int32_t sample)
-{
-    if constexpr (sizeof(Sample) == sizeof sample)
-        return sample;
-    else
-        return narrow(sample);
-}
-
 class Band : public Input {
 public:
     Band(std::unique_ptr<Input> source, bool swap) : source_(std::move(source)), first_(swap)
@@ -82,7 +73,7 @@ private:
         while (got < count && convert((count - got + 1) / 2)) {
             const size_t some = std::min(count - got, band_.size() - given_);
             std::transform(band_.begin() + ptrdiff_t(given_), band_.begin() + ptrdiff_t(given_ + some),
-                           samples + got, [](int32_t sample) { return narrowed<Sample>(sample); });
+                           samples + got, [](int32_t sample) { return to_bits<Sample>(sample); });
             given_ += some;
             got += some;
         }
@@ -116,8 +107,8 @@ private:
         for (size_t k = 0; k < count; ++k) {
             const int32_t re = frames_[2 * k + first_], im = frames_[2 * k + 1 - first_];
             const bool zero = stays_zero(re, im);
-            i[k] = zero ? 0 : re * 65536;
-            q[k] = zero ? 0 : im * 65536;
+            i[k] = zero ? 0 : re;
+            q[k] = zero ? 0 : im;
         }
         const int32_t *real = i_.run(count), *imaginary = q_.run(count);
         const size_t late = std::min(size_t(late_), count);
@@ -136,10 +127,11 @@ private:
     // same.
     bool stays_zero(int32_t re, int32_t im)
     {
-        constexpr int32_t half_step = 128, least = 64; // frames: by chance no recording stays so long
+        constexpr int32_t half_step = 128 << 16, least = 64; // frames: by chance no recording stays so long
         const bool same = re == last_re_ && im == last_im_;
-        alike_ =
-            same && std::abs(re) == half_step && std::abs(im) == half_step ? std::min(alike_ + 1, least) : 0;
+        alike_ = same && std::abs(int64_t(re)) == half_step && std::abs(int64_t(im)) == half_step
+                     ? std::min(alike_ + 1, least)
+                     : 0;
         last_re_ = re;
         last_im_ = im;
         return alike_ == least;
@@ -151,7 +143,7 @@ private:
     int32_t last_re_ = 0, last_im_ = 0, alike_ = 0; // the frame before; so many like it, up to a limit
     int32_t late_ = filter_taps / 2;                // results before the one on the first sample
     int64_t made_ = 0;                              // pairs of samples
-    std::vector<int16_t> frames_;
+    std::vector<int32_t> frames_;
     std::vector<int32_t> band_;
     size_t given_ = 0; // of band_
 };

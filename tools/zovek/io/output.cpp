@@ -65,18 +65,18 @@ void add_output_options(CommandLine& line, OutputOptions& options)
         .unit("TYPE");
 }
 
+bool wants_wide(const OutputOptions& options) { return form_of(options).coding != Coding::s16; }
+
 Output::Output(const OutputOptions& options, int32_t rate, int32_t channels) : to_(checked(options))
 {
     const Form& form = form_of(options);
     writer_ = form.write(to_, {rate, channels, form.coding});
 }
 
-void Output::write(const int16_t* samples, size_t count)
+void Output::write(const int32_t* samples, size_t count)
 {
     if (full()) return;
-    wide_.resize(count);
-    std::transform(samples, samples + count, wide_.begin(), [](int16_t sample) { return sample * 65536; });
-    trouble_ = writer_->write(wide_.data(), count);
+    trouble_ = writer_->write(samples, count);
     if (full() && (!to_.is_file() || writer_->empty())) throw Failure(name(), trouble_);
 }
 

@@ -18,6 +18,8 @@ struct OutputOptions {
 
 // -o and --output-type.
 void add_output_options(CommandLine& line, OutputOptions& options);
+// Whether samples of more than 16 bits are asked for.
+bool wants_wide(const OutputOptions& options);
 
 class Output {
 public:
@@ -25,8 +27,8 @@ public:
     // What was written to a file is gone again unless finish is reached.
     Output(const OutputOptions& options, int32_t rate, int32_t channels);
 
-    // Writes count interleaved samples, whole frames; nothing more once it is full.
-    void write(const int16_t* samples, size_t count);
+    // Writes count interleaved samples of full scale 2^31, whole frames; nothing more once it is full.
+    void write(const int32_t* samples, size_t count);
     bool full() const { return !trouble_.empty(); }
     // Completes the header and gives the file its name.
     void finish();
@@ -36,7 +38,6 @@ public:
 private:
     Destination to_;
     std::unique_ptr<Writer> writer_;
-    std::vector<int32_t> wide_;
     std::string trouble_; // why it takes no more
 };
 } // namespace client

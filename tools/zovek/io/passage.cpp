@@ -9,8 +9,8 @@ Passed pass(const char* command, Input& input, Output& output, const Passage& pa
     watch_for_stop();
     const size_t block = size_t(std::clamp(input.rate / 20, 64, 4096)); // 50 ms, so that live streams flow
     const auto channels = size_t(input.channels);
-    std::vector<int16_t> frames(block * channels), kept;
-    std::vector<std::vector<int16_t>> results(channels);
+    std::vector<int32_t> frames(block * channels), kept;
+    std::vector<std::vector<int32_t>> results(channels);
     int64_t skip = passage.delay;
     Passed passed;
     // Sends a block through the channels to the output, no more than limit frames altogether.
@@ -35,7 +35,7 @@ Passed pass(const char* command, Input& input, Output& output, const Passage& pa
         send(count, passage.frames_of(passed.read));
         progress.show(double(passed.read) / input.rate);
     }
-    std::fill(frames.begin(), frames.end(), int16_t(0));
+    std::ranges::fill(frames, 0);
     const int64_t all = passage.frames_of(passed.read);
     while (!output.full() && passed.written < all) send(block, all);
     passed.pace = progress.end(double(passed.read) / input.rate);

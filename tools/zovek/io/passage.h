@@ -15,9 +15,9 @@ namespace client {
 class Channel {
 public:
     virtual ~Channel() = default;
-    // Takes in[0], in[step], ..., count of them, and appends what they bring to out. All channels bring as
-    // many.
-    virtual void run(const int16_t* in, size_t count, size_t step, std::vector<int16_t>& out) = 0;
+    // Takes in[0], in[step], ..., count of them, of full scale 2^31, and appends what they bring to out. All
+    // channels bring as many.
+    virtual void run(const int32_t* in, size_t count, size_t step, std::vector<int32_t>& out) = 0;
 };
 
 struct Passage {

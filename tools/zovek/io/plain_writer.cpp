@@ -3,6 +3,7 @@
 // WAV beyond 4 GiB becomes RF64. WAV into a pipe, whose length nobody knows, tells of 0x7ffff000 bytes of
 // samples, which players take for "to the end". So does a file while it is written, and beyond that length as
 // RF64 of 2^50 bytes: it can be played meanwhile, and if the program is killed.
+#include "io/narrow.h"
 #include "io/writer.h"
 #include <algorithm>
 #include <bit>
@@ -17,13 +18,6 @@ constexpr int bytes_of(Coding coding) { return coding == Coding::s16 ? 2 : codin
 void little(std::string& to, uint64_t value, int bytes)
 {
     for (int k = 0; k < bytes; ++k) to += static_cast<char>(value >> (8 * k));
-}
-
-// A sample of full scale 2^31 as an integer of so many bits.
-int32_t rounded(int32_t sample, int bits)
-{
-    const int64_t half = int64_t(1) << (31 - bits);
-    return int32_t(std::min((sample + half) >> (32 - bits), (int64_t(1) << (bits - 1)) - 1));
 }
 
 class Plain : public Writer {

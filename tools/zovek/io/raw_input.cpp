@@ -21,24 +21,35 @@ int16_t cs16(const char* bytes) { return int16_t(word_at<uint16_t>(bytes)); }
 int16_t cs8(const char* bytes) { return int16_t(static_cast<signed char>(*bytes) * 256); }
 // Of receivers whose converter has no code for zero: 127 and 128 lie as far from it.
 int16_t cu8(const char* bytes) { return int16_t(static_cast<unsigned char>(*bytes) * 256 - 32640); }
-int16_t cf32(const char* bytes) { return narrow(std::bit_cast<float>(word_at<uint32_t>(bytes))); }
+float f32(const char* bytes) { return std::bit_cast<float>(word_at<uint32_t>(bytes)); }
 
-template <int16_t (*Sample)(const char*), size_t Bytes>
-void unpack(const char* from, int16_t* to, size_t count)
+template <auto Sample, size_t Bytes, class To>
+void unpack(const char* from, To* to, size_t count)
 {
-    for (size_t k = 0; k < count; ++k) to[k] = Sample(from + k * Bytes);
+    for (size_t k = 0; k < count; ++k) to[k] = to_bits<To>(Sample(from + k * Bytes));
+}
+
+template <auto Sample, size_t Bytes>
+constexpr RawType row(const char* name, int32_t channels)
+{
+    return {name, Bytes, channels, unpack<Sample, Bytes, int16_t>, unpack<Sample, Bytes, int32_t>};
 }
 
 constexpr RawType raw_types[] = {
-    {"raw", 2, 0, unpack<cs16, 2>}, {"cs16", 2, 2, unpack<cs16, 2>}, {"cs8", 1, 2, unpack<cs8, 1>},
-    {"cu8", 1, 2, unpack<cu8, 1>},  {"cf32", 4, 2, unpack<cf32, 4>}, {"rf32", 4, 0, unpack<cf32, 4>},
+    row<cs16, 2>("raw", 0), row<cs16, 2>("cs16", 2), row<cs8, 1>("cs8", 2),
+    row<cu8, 1>("cu8", 2),  row<f32, 4>("cf32", 2),  row<f32, 4>("rf32", 0),
 };
 
 class RawInput : public Input {
 public:
     RawInput(const std::string& path, const RawType& type) : source_(path), type_(type) {}
 
-    size_t read(int16_t* samples, size_t frames) override
+    size_t read(int16_t* samples, size_t frames) override { return give(samples, frames, type_.unpack); }
+    size_t read(int32_t* samples, size_t frames) override { return give(samples, frames, type_.unpack_wide); }
+
+private:
+    template <class To>
+    size_t give(To* samples, size_t frames, void (*unpack)(const char*, To*, size_t))
     {
         const size_t frame = type_.bytes * size_t(channels);
         bytes_.resize(frames * frame);
@@ -46,12 +57,11 @@ public:
         if (!source_.trouble().empty()) throw Failure(name, source_.trouble());
         faults.truncated = faults.truncated || (bytes % frame != 0 && !stop_signal());
         const size_t count = bytes / frame;
-        type_.unpack(bytes_.data(), samples, count * size_t(channels));
+        unpack(bytes_.data(), samples, count * size_t(channels));
         taken += int64_t(count);
         return count;
     }
 
-private:
     Source source_;
     const RawType& type_;
     std::vector<char> bytes_;

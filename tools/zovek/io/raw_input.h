@@ -9,6 +9,7 @@ struct RawType {
     size_t bytes;     // of a sample
     int32_t channels; // 0: as the options tell, or one
     void (*unpack)(const char* from, int16_t* to, size_t count);
+    void (*unpack_wide)(const char* from, int32_t* to, size_t count); // full scale 2^31
 };
 
 // Null: none has the name.

@@ -61,13 +61,19 @@ public:
         if (known && info.frames < most_frames) announced = info.frames;
     }
 
-    size_t read(int16_t* samples, size_t frames) override
+    size_t read(int16_t* samples, size_t frames) override { return give(samples, frames); }
+    size_t read(int32_t* samples, size_t frames) override { return give(samples, frames); }
+
+private:
+    template <class To>
+    size_t give(To* samples, size_t frames)
     {
         size_t got = 0;
         while (got < frames && !ended_ && !stop_signal()) {
             if (given_ == filled_) fill(frames - got);
             const size_t count = std::min(frames - got, filled_ - given_), frame = size_t(channels);
-            for (size_t k = given_ * frame; k < (given_ + count) * frame; ++k) *samples++ = narrow(block_[k]);
+            for (size_t k = given_ * frame; k < (given_ + count) * frame; ++k)
+                *samples++ = to_bits<To>(block_[k]);
             given_ += count;
             got += count;
             taken += int64_t(count);
@@ -75,7 +81,6 @@ public:
         return got;
     }
 
-private:
     // Frames. Whole blocks of SDS, which hold 30, 40 or 60: of its last one libsndfile gives what the call
     // takes that comes to it, and no more. Its 32-bit samples come without a cut in between.
     static constexpr size_t piece = 34 * 120;

@@ -15,15 +15,15 @@ Gate::Gate(Squelch& squelch, double rate, size_t channels, bool overs_only)
 {
 }
 
-const std::vector<int16_t>& Gate::pass(const std::vector<int16_t>& audio)
+const std::vector<int32_t>& Gate::pass(const std::vector<int32_t>& audio)
 {
     held_.insert(held_.end(), audio.begin(), audio.end());
     return give(squelch_.decided());
 }
 
-const std::vector<int16_t>& Gate::finish() { return give(std::numeric_limits<double>::infinity()); }
+const std::vector<int32_t>& Gate::finish() { return give(std::numeric_limits<double>::infinity()); }
 
-const std::vector<int16_t>& Gate::give(double until)
+const std::vector<int32_t>& Gate::give(double until)
 {
     out_.clear();
     size_t at = 0;
@@ -33,7 +33,7 @@ const std::vector<int16_t>& Gate::give(double until)
         gain_ = std::clamp(gain_ + (open ? step_ : -step_), 0.0F, 1.0F);
         if (overs_only_ && gain_ == 0) continue;
         for (size_t c = 0; c < channels_; ++c)
-            out_.push_back(int16_t(std::lrint(gain_ * float(held_[at + c]))));
+            out_.push_back(int32_t(std::llrint(double(gain_) * held_[at + c])));
         ++given_;
     }
     held_.erase(held_.begin(), held_.begin() + ptrdiff_t(at));

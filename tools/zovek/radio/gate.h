@@ -12,23 +12,23 @@ public:
     Gate(Squelch& squelch, double rate, size_t channels, bool overs_only);
 
     // The next audio, interleaved. Gives what is decided of it, until the next call.
-    const std::vector<int16_t>& pass(const std::vector<int16_t>& audio);
+    const std::vector<int32_t>& pass(const std::vector<int32_t>& audio);
     // What is left at the recording's end.
-    const std::vector<int16_t>& finish();
+    const std::vector<int32_t>& finish();
 
     int64_t frames() const { return given_; } // so far
     // Where in the audio that came out each over begins, s.
     const std::vector<double>& begins() const { return begins_; }
 
 private:
-    const std::vector<int16_t>& give(double until);
+    const std::vector<int32_t>& give(double until);
 
     Squelch& squelch_;
     const double rate_;
     const size_t channels_;
     const bool overs_only_;
     const float step_;                // of the gain, a frame
-    std::vector<int16_t> held_, out_; // from frame `taken_` of the recording on
+    std::vector<int32_t> held_, out_; // from frame `taken_` of the recording on
     int64_t taken_ = 0, given_ = 0;   // frames
     float gain_ = 0;
     std::vector<double> begins_;

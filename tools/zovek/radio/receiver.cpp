@@ -276,7 +276,8 @@ void Receiver::silence_edge(int32_t count, int32_t* i, int32_t* q)
 void Receiver::shape_audio(size_t frames)
 {
     const auto* audio = static_cast<const int32_t*>(ZVDemodulator16_TestPoint(radio_, 8));
-    const float gain = float(plan_.upsample / full_scale) * (loudness_ ? 1 : radio_->audio_gain);
+    const float envelope = plan_.mode == ZVDemodMode_AM ? 2 : 1; // the demodulator's own gain
+    const float gain = float(plan_.upsample / full_scale) * (loudness_ ? 1 : envelope * radio_->audio_gain);
     const float volume = radio_->volume * 32768;
     for (size_t j = 0; j < frames; ++j) {
         if (bridged(int32_t(j / plan_.upsample)))
@@ -286,7 +287,9 @@ void Receiver::shape_audio(size_t frames)
         float sample = float(audio[j]) * gain;
         if (deemphasis_) sample = deemphasis_->push(sample);
         if (loudness_) sample = loudness_->push(sample, gap_frames_ > 0);
-        audio_[2 * j] = audio_[2 * j + 1] = int16_t(std::clamp(std::lrint(sample * volume), -32768L, 32767L));
+        const float bits = sample * volume; // above the 16th they are fractions
+        audio_[2 * j] = audio_[2 * j + 1] =
+            saturated(level_.wide ? std::llrint(double(bits) * 65536) : std::llrint(bits) * 65536);
     }
 }
 
@@ -360,7 +363,7 @@ void Receiver::lift()
     radio_->audio_gain = float(std::ldexp(*level_.gain, -lifted_));
 }
 
-const std::vector<int16_t>& Receiver::receive(std::span<const int32_t> band)
+const std::vector<int32_t>& Receiver::receive(std::span<const int32_t> band)
 {
     const size_t d = plan_.decimation, zeros = size_t(plan_.stuffing);
     band_.assign((band.size() * zeros + d - 1) / d * d, 0);
@@ -372,7 +375,7 @@ const std::vector<int16_t>& Receiver::receive(std::span<const int32_t> band)
     return audio_;
 }
 
-const std::vector<int16_t>& Receiver::drain()
+const std::vector<int32_t>& Receiver::drain()
 {
     draining_ = true;
     band_.assign(size_t(plan_.block) * size_t(plan_.stuffing), 0);
@@ -388,11 +391,15 @@ const std::vector<int16_t>& Receiver::drain()
 void Receiver::process()
 {
     const size_t samples = band_.size() / plan_.decimation, frames = samples * plan_.upsample;
-    audio_.resize(2 * frames);
+    output_.resize(2 * frames);
     front_.take(band_, radio_->oscillator_phase, radio_->local_frequency, radio_->sampling_rate);
-    ZVDemodulator16_Process_StereoOut_16_16(radio_, narrow_.data(), audio_.data(), uint32_t(narrow_.size()),
+    ZVDemodulator16_Process_StereoOut_16_16(radio_, narrow_.data(), output_.data(), uint32_t(narrow_.size()),
                                             1);
-    if (deemphasis_ || loudness_) shape_audio(frames);
+    audio_.resize(2 * frames);
+    if (deemphasis_ || loudness_ || (level_.wide && plan_.mode != ZVDemodMode_ISB)) // of isb one side is seen
+        shape_audio(frames);
+    else
+        std::ranges::transform(output_, audio_.begin(), [](int16_t sample) { return sample * 65536; });
 
     size_t kept = 0;
     for (; next_ < int64_t(frames); next_ += plan_.keep, ++kept)

@@ -28,6 +28,7 @@ struct Level {
     std::optional<double> iq_agc;     // I/Q gain control that follows fading, target in dB of full scale
     std::optional<double> gain;       // fixed audio gain
     std::optional<double> volume;     // output gain; 0.5
+    bool wide = false;                // all bits that the audio filter gives, not the 16 of the output
 };
 
 class Receiver {
@@ -48,11 +49,12 @@ public:
     void settle(std::span<const int32_t> band);
 
     // Receives samples of the band, Q31, at most plan.block; what is missing to a multiple of D is taken as
-    // silence. Gives the audio, left, right, left, right, with the delay of the filters taken off the start.
-    const std::vector<int16_t>& receive(std::span<const int32_t> band);
+    // silence. Gives the audio, left, right, left, right, of full scale 2^31, with the delay of the filters taken off the
+    // start.
+    const std::vector<int32_t>& receive(std::span<const int32_t> band);
 
     // A block of silence behind the recording's end, which brings out what still is in the filters.
-    const std::vector<int16_t>& drain();
+    const std::vector<int32_t>& drain();
 
     // What the detector tells of the station, by the blocks so far.
     struct Readings {
@@ -92,7 +94,8 @@ private:
     Gaps gaps_;
     std::vector<int32_t> band_;   // a block, with zeros as the plan wants them
     std::vector<int16_t> narrow_; // the same in 16 bits
-    std::vector<int16_t> audio_;
+    std::vector<int16_t> output_; // the demodulator's
+    std::vector<int32_t> audio_;
     int64_t delay_ = 0; // frames of the demodulator's output
     int64_t next_ = 0;  // frame of the demodulator's output, seen from the next block, to be kept
     Listener listener_;

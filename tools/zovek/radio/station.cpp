@@ -79,7 +79,7 @@ void Station::settle()
     settled_ = true;
 }
 
-const std::vector<int16_t>& Station::hear()
+const std::vector<int32_t>& Station::hear()
 {
     const size_t count = std::min(ahead_.size() - given_, size_t(plan_.block));
     heard_ += int64_t(count);
@@ -92,7 +92,7 @@ const std::vector<int16_t>& Station::hear()
 // Frames of audio that belong to what has been heard.
 int64_t Station::due() const { return std::llround(seconds() * plan_.output_rate()); }
 
-const std::vector<int16_t>& Station::resampled(const std::vector<int16_t>& audio)
+const std::vector<int32_t>& Station::resampled(const std::vector<int32_t>& audio)
 {
     if (converters_.empty()) return audio;
     for (size_t side = 0; side < converters_.size(); ++side) {
@@ -110,7 +110,7 @@ const std::vector<int16_t>& Station::resampled(const std::vector<int16_t>& audio
 
 // A block may be shorter than the delay, so that it brings none. Silence behind the end brings out what still
 // is in the filters.
-const std::vector<int16_t>& Station::next()
+const std::vector<int32_t>& Station::next()
 {
     audio_.clear();
     while (audio_.empty() && (read() || frames_ < due())) {
@@ -127,9 +127,9 @@ const std::vector<int16_t>& Station::next()
     return audio_;
 }
 
-const std::vector<int16_t>& Station::next_left()
+const std::vector<int32_t>& Station::next_left()
 {
-    const std::vector<int16_t>& stereo = next();
+    const std::vector<int32_t>& stereo = next();
     left_.resize(stereo.size() / 2);
     for (size_t k = 0; k < left_.size(); ++k) left_[k] = stereo[2 * k];
     return left_;

@@ -20,10 +20,10 @@ public:
     // The width is final when there is audio: a strong neighbour in the first second makes it narrower.
     const Plan& plan() const { return plan_; }
 
-    // The next audio at plan().output_rate(): left, right, left, right. None behind the end.
-    const std::vector<int16_t>& next();
+    // The next audio at plan().output_rate(), full scale 2^31: left, right, left, right. None behind the end.
+    const std::vector<int32_t>& next();
     // The left channel alone.
-    const std::vector<int16_t>& next_left();
+    const std::vector<int32_t>& next_left();
 
     // Hands out the station's I/Q at plan().detector_rate(): interleaved, a sine of full scale has amplitude
     // 1.
@@ -39,8 +39,8 @@ public:
 private:
     bool read();
     void settle();
-    const std::vector<int16_t>& hear(); // a block of ahead_
-    const std::vector<int16_t>& resampled(const std::vector<int16_t>& audio);
+    const std::vector<int32_t>& hear(); // a block of ahead_
+    const std::vector<int32_t>& resampled(const std::vector<int32_t>& audio);
     int64_t due() const;
 
     void take_pairs(std::span<const int32_t> i, std::span<const int32_t> q);
@@ -58,6 +58,6 @@ private:
     std::function<void(std::span<const float> pairs)> take_;
     std::vector<float> pairs_;
     int64_t pairs_late_ = 0, pairs_taken_ = 0; // behind the filters' delay; given so far
-    std::vector<int16_t> sides_[2], stereo_, audio_, left_;
+    std::vector<int32_t> sides_[2], stereo_, audio_, left_;
 };
 } // namespace client
