@@ -14,7 +14,7 @@ namespace {
 using Complex = std::complex<double>;
 constexpr int window = 24;                     // samples of a bit
 constexpr size_t early = 2000, preamble = 100; // bits
-constexpr decoders::Tracking fixed = {}, slow = {0.03, 0.02};
+constexpr decoders::Tracking fixed = {}, slow = {0.03, 0.02}, by_channel = {.gain = 0.5, .slope = 0.15};
 double still(size_t) { return 0; }
 double drifting(size_t k) { return 0.06 * std::sin(double(k) / 400); }
 double far_early(size_t k) { return k < early ? 0.35 : 0; }
@@ -27,6 +27,7 @@ struct Air {
     std::array<double, 2> amplitude = {1, 1}; // of 0 and 1
     double (*offset)(size_t bit) = still;     // bit rates, above the tones
     int early_tone = -1;                      // of the early bits; 2: silence, noise and all
+    double doppler = 0;                       // bit rates: two paths as strong, one above and one below
 };
 
 // Errors in so many random bits.
@@ -42,8 +43,9 @@ int errors(const Air& air, size_t count, size_t from = preamble)
         bits.push_back(k < early && (air.early_tone == 0 || air.early_tone == 1) ? size_t(air.early_tone)
                                                                                  : random() >> 31);
         while (double(samples.size()) < double(k + 1) * air.bit) {
+            const double fading = std::cos(radians * air.doppler * double(samples.size()));
             const Complex sent =
-                std::polar(air.amplitude[bits[k]], phase) + Complex(noise(random), noise(random));
+                std::polar(air.amplitude[bits[k]] * fading, phase) + Complex(noise(random), noise(random));
             samples.push_back(k < early && air.early_tone == 2 ? 0 : sent);
             phase += omega[bits[k]] + air.offset(k) * radians;
         }
@@ -89,6 +91,14 @@ TEST(SequenceDetector, FollowsWhatDrifts)
         air.tracking = fixed;
         EXPECT_GT(errors(air, 4000), 6);
     }
+}
+
+TEST(SequenceDetector, FollowsAChannelThroughZero)
+{
+    Air air{0.833, 22, window, by_channel, {1, 1}, still, -1, 0.02};
+    EXPECT_LE(errors(air, 8000), 100);
+    air.tracking = fixed;
+    EXPECT_GT(errors(air, 8000), 300);
 }
 
 // What misleads it is forgotten within a preamble: another station's tones, one tone for long, silence.

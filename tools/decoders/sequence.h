@@ -1,7 +1,8 @@
 // Bits of a phase-continuous FSK signal by sequences, phase and all: each bit is heard in its neighbours too.
 // Viterbi's algorithm where every survivor carries its own estimate of the phase (noncoherent sequence
 // detection with forgetting: G. Colavolpe, R. Raheli, IEEE Trans. Comm. 47, 1999; per-survivor processing:
-// R. Raheli, A. Polydoros, C. Tzou, IEEE Trans. Comm. 43, 1995).
+// R. Raheli, A. Polydoros, C. Tzou, IEEE Trans. Comm. 43, 1995). Where the signal fades, survivors carry the
+// channel in place of the phase: its gain, complex, and how that changes.
 #pragma once
 #include <array>
 #include <cmath>
@@ -26,6 +27,10 @@ struct Tracking {
     double frequency = 0, amplitude = 0;
     double forgetting = 0.4; // share of the phase's estimate that a bit renews: less for a steadier phase
     bool apart = false;      // the tones may be off by unlike amounts
+    // By the channel in place of the phase, if gain isn't 0: shares of what a bit shows of its gain that go
+    // into that and into its change from bit to bit (an alpha-beta filter). The tones are taken for as loud
+    // and at their frequencies: what is off turns the channel.
+    double gain = 0, slope = 0;
 };
 
 class SequenceDetector {
@@ -45,12 +50,20 @@ public:
 
 private:
     static constexpr unsigned states = 1u << delay; // the last bits, the newest lowest
+    using Each = std::array<float, states>;
     // The survivor of each state.
     struct Survivors {
-        std::array<float, states> likely{};   // logarithm, against the best
-        std::array<float, states> re{}, im{}; // sum of what was heard, turned to the phase of now, fading
-        std::array<float, states> size{};     // magnitude of that
+        Each likely{};               // logarithm, against the best
+        Each re{}, im{};             // sum of what was heard, turned to the phase of now, fading; the channel
+        Each size{};                 // magnitude of the sum
+        Each slope_re{}, slope_im{}; // of the channel, a bit
     };
+    // From each state two lead on, by the newest bit, to states that two lead to: by the oldest bit, which is
+    // decided now.
+    using Ways = std::array<Survivors, 2>;
+    using Both = std::array<Phasor, 2>; // of tone 2, tone 1
+    void extend_by_phase(const Both& tone, const Both& half, Ways& to) const;
+    void extend_by_channel(const Both& tone, const Both& half, Ways& to) const;
     void follow(unsigned newest, unsigned before, Phasor heard, Phasor phase, int samples);
 
     const std::array<double, 2> omega_; // tone 2, tone 1

@@ -22,7 +22,7 @@ constexpr Modem hf = {.baud = 300, .tone_1 = 1600, .tone_2 = 1800,
 constexpr Branch::Tuning steady = {Rule::sequence, 0.06, 0, 0, {0.005, 0.02, 0.15, false}};
 constexpr Branch::Tuning middle = {Rule::sequence, 0.1, 0, 0.02, {0.01, 0.02, 0.2, false}};
 constexpr Branch::Tuning agile = {Rule::sequence, 0.2, 0, 0.03, {0.03, 0.02, 0.3, true}};
-constexpr Branch::Tuning hasty = {Rule::sequence, 0.2, 0, 0.03, {0.03, 0.02, 0.5, true}};
+constexpr Branch::Tuning fading = {Rule::sequence, 0.2, 0, 0.03, {.gain = 0.5, .slope = 0.15}};
 constexpr Branch::Tuning by_level = {Rule::level, 0.2, 0, 0.03, {}};
 constexpr Branch::Tuning by_level_still = {Rule::level, 0.2, 0, 0, {}};
 constexpr Branch::Tuning slow = {Rule::sequence, 0.15, -0.012, 0.015, {0.03, 0.02, 0.25, false}};
@@ -45,7 +45,7 @@ constexpr Row vhf_rows[most_effort] = {
     {{Copy::raised,  Width::wide,   0,   0, false}, steady},   // de-emphasised clicks
     {{Copy::plain,   Width::narrow, 0,   0, false}, steady},   // noise beside the tones
     {{Copy::plain,   Width::wide,   0,   0, false}, faster},
-    {{Copy::plain,   Width::wide,   0,   0, false}, hasty},    // fading
+    {{Copy::plain,   Width::wide,   0,   0, false}, fading},
     {{Copy::clipped, Width::narrow, 0,   0, false}, steady},   // clicks
     {{Copy::clipped, Width::wide,   0,   0, false}, agile},
     {{Copy::plain,   Width::wide,   8,   0, false}, steady},   // de-emphasised
@@ -68,7 +68,7 @@ constexpr Row hf_rows[most_effort] = {
     {{Copy::plain,   Width::wide,   0, 120, false}, agile},
     {{Copy::plain,   Width::wide,   0,-120, false}, agile},
     {{Copy::plain,   Width::wide,   0,   0, true},  by_level},
-    {{Copy::plain,   Width::wide,   0,   0, false}, hasty},
+    {{Copy::plain,   Width::wide,   0,   0, false}, fading},
     {{Copy::plain,   Width::narrow, 0,   0, false}, middle},
     {{Copy::plain,   Width::wide,   0,   0, false}, agile},
     {{Copy::plain,   Width::wide,   8,   0, false}, steady},
