@@ -1,0 +1,140 @@
+#include "reception.h"
+#include "io/talk.h"
+#include <cmath>
+#include <cstdlib>
+
+namespace client {
+using namespace words;
+Reception::Reception(const ReceiveOptions& options, std::unique_ptr<Input> input)
+    : options_(options),
+      input_(std::move(input)),
+      station_(*input_, options.wishes, options.level),
+      plan_(station_.plan())
+{
+}
+
+void Reception::tell_plan() const
+{
+    if (options_.verbose) say("receive: " + explain(plan_));
+    if (options_.json) return;
+    if (plan_.narrowed) say("receive: the band's edge leaves " + number(plan_.width) + " Hz of the station");
+    const double reach = std::abs(plan_.station - plan_.centre) + plan_.width / 2;
+    const double usable = usable_band * input_->rate / 2, rate = plan_.output_rate();
+    if (plan_.centre && reach > usable)
+        say("receive: the station lies where the band fades, more than " + number(usable) +
+            " Hz from its centre");
+    const double whole = std::round(rate);
+    if (std::fabs(rate - whole) > 1e-9 * rate)
+        say("receive: the audio's rate of " + number(rate) + " Hz stands as " + number(whole) +
+            " Hz in a header (--audio-rate gives a whole one)");
+}
+
+void Reception::open()
+{
+    output_.emplace(options_.output, int32_t(std::lround(plan_.output_rate())), options_.mono ? 1 : 2);
+    if (!options_.iq_path.empty()) pairs_.emplace(options_.iq_path);
+    if (options_.squelched) {
+        const Mode mode = options_.wishes.mode;
+        const bool carrier = mode == Mode::am || mode == Mode::sam || mode == Mode::fm;
+        squelch_.emplace(options_.threshold, carrier ? 0.1 : 1.5); // speech has pauses
+        gate_.emplace(*squelch_, plan_.output_rate(), options_.mono ? 1 : 2, options_.overs_only);
+    }
+    if (pairs_ || squelch_)
+        station_.record([this](std::span<const float> some) {
+            if (pairs_) pairs_->write(some);
+            if (squelch_) squelch_->look(some, plan_.detector_rate());
+        });
+}
+
+bool Reception::hear()
+{
+    if (output_->full()) return false;
+    const auto& audio = options_.mono ? station_.next_left() : station_.next();
+    if (audio.empty()) return false;
+    if (std::exchange(first_, false)) tell_neighbour();
+    write(gate_ ? gate_->pass(audio) : audio);
+    return true;
+}
+
+void Reception::finish()
+{
+    if (gate_) write(gate_->finish());
+    output_->finish();
+    if (pairs_) pairs_->finish(about_pairs());
+}
+
+void Reception::tell_overs() const
+{
+    if (gate_->begins().empty()) return say("receive: no overs");
+    say("receive: overs in the file at s, in the recording from s, to s, level in dB");
+    for (size_t k = 0; k < gate_->begins().size(); ++k) {
+        const Over& over = squelch_->overs()[k];
+        char row[80];
+        std::snprintf(row, sizeof row, "%10.2f %10.2f %10.2f %8.1f", gate_->begins()[k], over.begin, over.end,
+                      over.level);
+        say(row);
+    }
+}
+
+void Reception::add_overs(JsonObject& summary) const
+{
+    std::vector<JsonObject> rows;
+    for (size_t k = 0; k < gate_->begins().size(); ++k) {
+        const Over& over = squelch_->overs()[k];
+        rows.emplace_back().add("begin", over.begin).add("end", over.end).add("level", over.level);
+        rows.back().add("file", gate_->begins()[k]);
+    }
+    summary.add("overs", rows);
+}
+
+void Reception::tell_neighbour() const
+{
+    if (!plan_.crowded || options_.json) return;
+    say("receive: a strong neighbour, so the station is taken " + number(plan_.width) +
+        " Hz wide (--bandwidth keeps a width)");
+    if (options_.verbose) say("receive: " + explain(plan_));
+}
+
+SigMFOutput::Description Reception::about_pairs() const
+{
+    const int64_t centre = plan_.mixer - plan_.centre + plan_.origin;
+    return {.rate = plan_.detector_rate(),
+            .centre = double(centre),
+            .started = input_->started,
+            .description = "a station of " + input_->name + " at " + exact(double(plan_.frequency())) +
+                           " Hz, " + mode_names[int(options_.wishes.mode)] + ", as the detector gets it"};
+}
+
+JsonObject Reception::summary(const Pace& pace) const
+{
+    const Receiver::Readings& readings = station_.readings();
+    JsonObject summary;
+    summary.add("file", output_->name()).add("mode", mode_names[int(options_.wishes.mode)]);
+    summary.add("frequency", plan_.frequency());
+    if (input_->tuned) summary.add("center", input_->tuned->centre);
+    if (!input_->started.empty()) summary.add("datetime", input_->started);
+    summary.add("samples", samples()).append(pace.json()).add("overloads", station_.overloads());
+    if (synchronous())
+        summary.add("locked", readings.carrier_locked).add("carrier_offset", readings.carrier_offset);
+    if (fm()) summary.add("noise_level", int64_t(readings.noise_level));
+    summary.add("bandwidth", plan_.width)
+        .add("input_rate", int64_t(plan_.rate / input_->per_frame))
+        .add("detector_rate", plan_.detector_rate());
+    summary.add("output_rate", plan_.output_rate()).add("output_frames", frames());
+    if (gate_) add_overs(summary);
+    return summary.append(input_->faults.json());
+}
+
+std::string Reception::described(const Pace& pace) const
+{
+    const Receiver::Readings& readings = station_.readings();
+    std::string line = std::to_string(samples()) + " samples, " + pace.text() + ", audio at " +
+                       number(plan_.output_rate()) + " Hz to " + output_->name();
+    if (station_.overloads()) line += ", " + std::to_string(station_.overloads()) + " overloaded blocks";
+    if (synchronous())
+        line += readings.carrier_locked ? ", carrier " + decimals(readings.carrier_offset) + " Hz off"
+                                        : ", no carrier";
+    if (fm()) line += ", noise level " + std::to_string(readings.noise_level);
+    return line;
+}
+} // namespace client
