@@ -1,11 +1,12 @@
-// zovek receive: one station of a recorded band to audio.
+// zovek receive: one station of a recorded band to audio, or several.
 #include "command.h"
 #include "io/progress.h"
 #include "io/stop.h"
 #include "io/talk.h"
 #include "line/options.h"
-#include "reception.h"
+#include "stations.h"
 #include "words/words.h"
+#include <algorithm>
 
 namespace client {
 using namespace words;
@@ -47,18 +48,22 @@ Run add_receive(CommandLine& line)
     line.flag("--mono", options->mono, "one channel instead of two alike");
     line.choice("-M,--mode", wishes.mode, mode_names,
                 "am, sam (synchronous), isb (lower left, upper right), usb, lsb, fm or cw (Morse)")
-        .unit("MODE")
-        .required();
-    constexpr double top = 1e9; // Hz, beyond any recording
+        .unit("MODE");
     line.quantity(
         "-f,--frequency", wishes.frequency, -highest_tuned, highest_tuned, "HZ",
         "the station's carrier in the recording, whole Hz, true with --center; takes k, M and G; the middle "
         "of the band if left out");
+    const auto stations = std::make_shared<std::vector<StationWish>>();
+    line.texts(
+            "--station", [stations](const std::string& text) { stations->push_back(station_wish(text)); },
+            "a station and its file, any number of times: all are received in one pass, as -f, -M and -o "
+            "say for one; the other options are for all of them")
+        .unit("FREQ:MODE[,bandwidth=HZ]:FILE");
     line.quantity(
-        "-b,--bandwidth", wishes.bandwidth, 50, top, "HZ",
+        "-b,--bandwidth", wishes.bandwidth, least_bandwidth, most_bandwidth, "HZ",
         "of the whole station, in usb and lsb of the sideband (am 9000, sam 5600, isb 5400, usb and "
         "lsb 2400, fm 16000, cw 500)");
-    line.quantity("--audio-cutoff", wishes.audio_cutoff, 50, top, "HZ",
+    line.quantity("--audio-cutoff", wishes.audio_cutoff, least_bandwidth, most_bandwidth, "HZ",
                   "upper end of the audio (follows the bandwidth, fm 3000)");
     line.quantity("--taps", wishes.taps, 3, 1 << 20, "N",
                   "length of the filters behind the mixer (what the plan needs: -v)");
@@ -98,20 +103,17 @@ Run add_receive(CommandLine& line)
     line.flag("--overs-only", options->overs_only, "leave that silence out, and list the overs");
     line.flag("--json", options->json, "summary as JSON on standard error");
     line.flag("-v,--verbose", options->verbose, "tell the frequency plan");
-    return [options] {
-        const Mode mode = options->wishes.mode;
-        if (options->wishes.offset && mode != Mode::usb && mode != Mode::lsb)
-            throw WrongUsage("--offset is for usb and lsb");
-        if (options->overs_only && !options->squelched) throw WrongUsage("--overs-only needs --squelch");
-        if (options->squelched && !options->threshold && mode != Mode::fm)
-            throw WrongUsage("--squelch noise is for fm: a level in dB");
-        if (options->wishes.pitch && mode != Mode::cw) throw WrongUsage("--pitch is for cw");
-        if (mode == Mode::isb && (options->level.agc || options->mono))
-            throw WrongUsage("isb has two channels: neither --agc nor --mono");
-        if (options->level.deemphasis && mode != Mode::fm) throw WrongUsage("--deemphasis is for fm");
-        if (mode == Mode::fm && options->level.iq_agc) throw WrongUsage("fm has no level: no --iq-agc");
-        if (options->level.gain && (options->level.agc || options->level.iq_agc))
-            throw WrongUsage("--gain is a fixed gain: neither --agc nor --iq-agc");
+    return [options, wishes = stations, line] {
+        if (!wishes->empty()) {
+            for (const char* single : {"--frequency", "--mode", "--output", "--record-iq"})
+                if (line.given(single))
+                    throw WrongUsage(std::string(single) + " is for one station: --station names its own");
+            const auto stations = options_of(*wishes, *options);
+            std::ranges::for_each(stations, check);
+            return receive_stations(stations, *options);
+        }
+        if (!line.given("--mode")) throw WrongUsage("--mode is required, or --station");
+        check(*options);
         options->level.wide = wants_wide(options->output);
         return receive(*options);
     };

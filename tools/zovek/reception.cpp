@@ -15,17 +15,18 @@ Reception::Reception(const ReceiveOptions& options, std::unique_ptr<Input> input
 
 void Reception::tell_plan() const
 {
-    if (options_.verbose) say("receive: " + explain(plan_));
+    if (options_.verbose) say(options_.speaker + ": " + explain(plan_));
     if (options_.json) return;
-    if (plan_.narrowed) say("receive: the band's edge leaves " + number(plan_.width) + " Hz of the station");
+    if (plan_.narrowed)
+        say(options_.speaker + ": the band's edge leaves " + number(plan_.width) + " Hz of the station");
     const double reach = std::abs(plan_.station - plan_.centre) + plan_.width / 2;
     const double usable = usable_band * input_->rate / 2, rate = plan_.output_rate();
     if (plan_.centre && reach > usable)
-        say("receive: the station lies where the band fades, more than " + number(usable) +
+        say(options_.speaker + ": the station lies where the band fades, more than " + number(usable) +
             " Hz from its centre");
     const double whole = std::round(rate);
     if (std::fabs(rate - whole) > 1e-9 * rate)
-        say("receive: the audio's rate of " + number(rate) + " Hz stands as " + number(whole) +
+        say(options_.speaker + ": the audio's rate of " + number(rate) + " Hz stands as " + number(whole) +
             " Hz in a header (--audio-rate gives a whole one)");
 }
 
@@ -65,8 +66,8 @@ void Reception::finish()
 
 void Reception::tell_overs() const
 {
-    if (gate_->begins().empty()) return say("receive: no overs");
-    say("receive: overs in the file at s, in the recording from s, to s, level in dB");
+    if (gate_->begins().empty()) return say(options_.speaker + ": no overs");
+    say(options_.speaker + ": overs in the file at s, in the recording from s, to s, level in dB");
     for (size_t k = 0; k < gate_->begins().size(); ++k) {
         const Over& over = squelch_->overs()[k];
         char row[80];
@@ -90,9 +91,9 @@ void Reception::add_overs(JsonObject& summary) const
 void Reception::tell_neighbour() const
 {
     if (!plan_.crowded || options_.json) return;
-    say("receive: a strong neighbour, so the station is taken " + number(plan_.width) +
+    say(options_.speaker + ": a strong neighbour, so the station is taken " + number(plan_.width) +
         " Hz wide (--bandwidth keeps a width)");
-    if (options_.verbose) say("receive: " + explain(plan_));
+    if (options_.verbose) say(options_.speaker + ": " + explain(plan_));
 }
 
 SigMFOutput::Description Reception::about_pairs() const

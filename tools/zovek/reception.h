@@ -13,8 +13,12 @@
 #include <vector>
 
 namespace client {
+// Of what --bandwidth takes, Hz.
+constexpr double least_bandwidth = 50, most_bandwidth = 1e9; // beyond any recording
+
 // What receive is asked for.
 struct ReceiveOptions {
+    std::string speaker = "receive"; // what its lines begin with
     InputOptions input;
     IQOptions iq;
     OutputOptions output;

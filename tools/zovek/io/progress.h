@@ -30,7 +30,7 @@ class Progress {
 public:
     Progress() = default;
     Progress(const Progress&) = delete;
-    ~Progress() { clear(); }
+    ~Progress();
 
     // So many seconds of the signal are done.
     void show(double duration);
@@ -38,10 +38,7 @@ public:
     Pace end(double duration);
 
 private:
-    void clear();
-
     Clock clock_;
     double next_ = 0.5; // s: nothing is shown of what is done at once
-    bool shown_ = false;
 };
 } // namespace client

@@ -12,10 +12,12 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace client {
 namespace {
 volatile std::sig_atomic_t asked = 0;
+thread_local bool is_beside = false; // this thread is
 
 struct Stop {
     int signal;
@@ -56,6 +58,25 @@ void watch_for_stop()
 }
 
 int stop_signal() { return asked; }
+
+std::jthread beside(std::function<void()> work)
+{
+    struct Blocked { // a new thread blocks what its maker does
+        sigset_t before;
+        Blocked()
+        {
+            sigset_t set;
+            sigemptyset(&set);
+            for (const Stop& stop : stops) sigaddset(&set, stop.signal);
+            pthread_sigmask(SIG_BLOCK, &set, &before);
+        }
+        ~Blocked() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    } const blocked;
+    return std::jthread([work = std::move(work)] {
+        is_beside = true;
+        work();
+    });
+}
 } // namespace client
 
 namespace client::system {
@@ -101,7 +122,7 @@ bool write(Handle handle, const void* from, size_t bytes)
     while (bytes > 0) {
         const ssize_t written = ::write(int(handle), at, bytes);
         if (written < 0 && errno == EINTR) continue;
-        if (written < 0 && errno == EPIPE) end_by_pipe();
+        if (written < 0 && errno == EPIPE && !is_beside) end_by_pipe();
         if (written < 0) return false;
         at += written;
         bytes -= size_t(written);

@@ -11,6 +11,7 @@
 #include <io.h>
 #include <iterator>
 #include <system_error>
+#include <utility>
 #include <windows.h>
 
 // Of the C library, declared in none of its headers: arguments as it gives them to wmain, with file names in
@@ -22,6 +23,7 @@ namespace {
 std::atomic<int> asked = 0;
 std::atomic<bool> waiting = false; // the main thread reads
 HANDLE main_thread;
+thread_local bool is_beside = false; // this thread is
 
 // Called in a thread of its own when the user or the system wants an end.
 BOOL WINAPI stop(DWORD event)
@@ -44,11 +46,19 @@ void watch_for_stop()
 }
 
 int stop_signal() { return asked; }
+
+std::jthread beside(std::function<void()> work)
+{
+    return std::jthread([work = std::move(work)] {
+        is_beside = true;
+        work();
+    });
+}
 } // namespace client
 
 namespace client::system {
 namespace {
-std::error_code error;
+thread_local std::error_code error;
 
 std::wstring wide(const std::string& text)
 {
@@ -100,7 +110,7 @@ Handle open(const std::string& path, DWORD access, DWORD disposition)
 void end_if_nobody_reads(DWORD code)
 {
     constexpr DWORD gone[] = {ERROR_BROKEN_PIPE, ERROR_NO_DATA, ERROR_PIPE_NOT_CONNECTED};
-    if (std::ranges::find(gone, code) != std::end(gone)) ExitProcess(128 + 13);
+    if (!is_beside && std::ranges::find(gone, code) != std::end(gone)) ExitProcess(128 + 13);
 }
 
 // Consoles take UTF-8 and the sequences of terminals, and are left as they were.

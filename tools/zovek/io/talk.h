@@ -1,4 +1,4 @@
-// What a command says beside its results.
+// What a command says beside its results. Any thread may.
 #pragma once
 #include "words/words.h"
 #include <string>
@@ -10,6 +10,9 @@ void complain(const std::string& line);
 
 // A summary as one line of JSON on standard error, which --quiet leaves.
 void report(const words::JsonObject& summary);
+
+// The line that a person sees while work goes on, empty to take it off. What is said takes its place.
+void show(const std::string& line);
 
 extern bool told_to_be_quiet;
 
