@@ -2,7 +2,11 @@
 """zovek receive on I/Q recordings, over gaps and at any audio rate, measured: what comes out, where, and what
 shouldn't."""
 import json
+import os
+import resource
+import signal as signals
 import subprocess
+import time
 import unittest
 
 import numpy as np
@@ -386,6 +390,84 @@ class Squelched(Listening):
                 self.assertAlmostEqual(summary["output_frames"], len(alone), delta=1)
         self.assertEqual(self.hear("fm", "noise", noise=100)[1]["overs"], [])
         self.check(self.hear("fm", -80)[1], (0.04, 6.7))
+
+
+class Stations(InFolder):
+    """Several in one pass: each has the bits that it has alone, and its own fate."""
+    PLACES = {"am": -30000, "sam": -18000, "usb": -9000, "fm": 7000, "isb": 19000, "cw": 31000}
+    HEARS = {"fm": ("--deemphasis", "50", "--bandwidth", "12k"), "cw": ("--pitch", "700")}  # what one mode alone heeds
+
+    def setUp(self):
+        super().setUp()
+        band = np.random.default_rng(4).normal(0, 0.003, 2 * RATE) * (1 + 1j)
+        for mode, hz in self.PLACES.items():
+            band += 0.1 * station({"cw": "usb"}.get(mode, mode), 2, RATE, hz)
+        self.pairs, self.real = packed(band), np.rint(32767 * np.real(band)).astype("<i2").tobytes()
+
+    def run_with(self, data, *line, status=0, before=None):
+        done = subprocess.run([CLIENT, "receive", "-r", str(RATE), *map(str, line)], input=data, capture_output=True,
+                              cwd=self.folder, preexec_fn=before)
+        self.assertEqual(done.returncode, status, done.stderr)
+        return done.stderr.decode()
+
+    def asked(self, places, ending):
+        return [word for mode, hz in places.items()
+                for word in ("--station", f"{hz}:{mode}{',bandwidth=12k' if mode == 'fm' else ''}:{mode}:{ending}")]
+
+    def test_same_bits_as_one_by_one(self):
+        below = {mode: abs(hz) for mode, hz in self.PLACES.items()}
+        for data, kind, places, more in ((self.pairs, "cs16", self.PLACES, ()), (self.real, "raw", below, ("--squelch", "-50"))):
+            told = json.loads(self.run_with(data, "-t", kind, *self.asked(places, "x.wav"), *self.HEARS["fm"][:2],
+                                            *self.HEARS["cw"], *more, "--json"))
+            self.assertEqual((told["seconds"], told["stopped"], len(told["stations"])), (2, False, len(places)))
+            for (mode, hz), summary in zip(places.items(), told["stations"]):
+                alone = json.loads(self.run_with(data, "-t", kind, "-M", mode, "-f", hz, "-o", "alone.wav",
+                                                 *self.HEARS.get(mode, ()), *more, "--json"))
+                same, own = [{key: value for key, value in row.items() if key not in ("file", "times_real_time")} for row in (summary, alone)]
+                self.assertEqual((summary["file"], same), (f"{mode}:x.wav", own))
+                self.assertEqual((self.folder / summary["file"]).read_bytes(), (self.folder / "alone.wav").read_bytes(), mode)
+
+    def test_one_fails_and_the_others_go_on(self):
+        limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (60000, 60000))
+        line = ("-t", "cs16", "--station", "-30k:am:full.wav", "--station", "-9k:usb:good.flac")
+        self.assertIn("full.wav: File too large", self.run_with(self.pairs, *line, status=1, before=limit))
+        self.run_with(self.pairs, "-t", "cs16", "-M", "usb", "-f", "-9k", "-o", "alone.flac")
+        alone = (self.folder / "alone.flac").read_bytes()
+        self.assertEqual((self.folder / "good.flac").read_bytes(), alone)
+        self.assertGreater(soundfile.info(self.folder / "full.wav").frames, 13000)
+        os.mkfifo(self.folder / "pipe")
+        with subprocess.Popen(["head", "-c", "100", self.folder / "pipe"], stdout=subprocess.DEVNULL):
+            told = self.run_with(self.pairs, *line[:3], "-30k:am:pipe", *line[4:], status=1)
+        self.assertIn("pipe: Broken pipe", told)
+        self.assertEqual((self.folder / "good.flac").read_bytes(), alone)
+        self.assertEqual(sorted(os.listdir(self.folder)), ["alone.flac", "full.wav", "good.flac", "pipe"])
+
+    def test_a_stop_completes_all(self):
+        line = [CLIENT, "receive", "-t", "cs16", "-r", str(RATE), "--station", "-30k:am:a.wav", "--station", "7k:fm:b.wav"]
+        with subprocess.Popen(line, cwd=self.folder, stdin=subprocess.PIPE, stderr=subprocess.PIPE) as client:
+            client.stdin.write(self.pairs)
+            client.stdin.flush()
+            part = self.folder / "b.wav.part"
+            for _ in range(200):  # until what came is heard
+                if part.exists() and part.stat().st_size > 60000: break
+                time.sleep(0.05)
+            client.send_signal(signals.SIGINT)
+            self.assertEqual(client.wait(20), 130, client.stderr.read())
+        for name in ("a.wav", "b.wav"):
+            self.assertGreater(soundfile.info(self.folder / name).frames, 12000)
+
+    def test_what_does_not_go_together(self):
+        for status, line, says in (
+                (2, "4k:am:a.wav -f 4k", "--frequency is for one station"), (2, "4k:am:a.wav -o b", "--output is"),
+                (2, "4k:am:a.wav --record-iq b.sigmf-meta", "--record-iq is"), (2, "4k:am:a.wav -M am", "--mode is"),
+                (2, "4k:am:a.wav --station 5k:am:./a.wav", "two stations to one file"), (2, "4k:am:-", "standard output"),
+                (2, "4k:xm:a.wav", "no mode"), (2, "4k:a.wav", "FREQUENCY:MODE:FILE"), (2, "x:am:a.wav", "frequency"),
+                (2, "4k:am,width=3k:a.wav", "bandwidth=HZ"), (2, "4k:am:a.wav --pitch 700", "for cw"),
+                (2, "4k:am:a.wav --station 5k:isb:b.wav --mono", "isb has two channels"),
+                (1, "4k:am:a.wav --station 50k:usb:b.wav", "band"), (1, "4k:am:a.wav --station 5k:am:none/b.wav", "none/b.wav")):
+            told = self.run_with(self.pairs, "-t", "cs16", "--station", *line.split(), status=status)
+            self.assertEqual((told.count("\n"), says in told), (1, True), told)
+            self.assertEqual(os.listdir(self.folder), [], line)
 
 
 class AudioRates(unittest.TestCase):
