@@ -12,7 +12,7 @@ using namespace client;
 
 // clang-format off
 static const Command commands[] = {
-    {"receive", "demodulate one station of a recorded band to audio",
+    {"receive", "demodulate one station of a recorded band to audio, or several",
      "zovek receive band.flac -M am -f 12k -o station.wav", add_receive, true},
     {"decode", "data, text and tones out of recordings",
      "zovek decode packet.flac --mode packet", add_decode, true},
