@@ -3,8 +3,7 @@
 #include "decoders/packet/packet.h"
 #include "decoders/afsk.h"
 #include "decoders/intake.h"
-#include "decoders/packet/ax25.h"
-#include "decoders/packet/fx25.h"
+#include "decoders/packet/findings.h"
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -78,20 +77,17 @@ constexpr Row hf_rows[most_effort] = {
 };
 // clang-format on
 
-constexpr int block_bits = 24;      // 20 ms at 1200 Bd
-constexpr double level = 0.06;      // of full scale: the peaks of noise come to a third
-constexpr double kept = 4;          // s of findings: longer than a codeword behind its frame
-constexpr double same_frame = 0.25; // s: the same frame again so soon is one that another branch found
+constexpr int block_bits = 24; // 20 ms at 1200 Bd
+constexpr double level = 0.06; // of full scale: the peaks of noise come to a third
 
 class Packet : public Decoder {
 public:
     Packet(double rate, const Settings& settings, Emit emit)
         : modem_(settings.hf ? hf : vhf),
-          repair_(settings.repair),
-          emit_(std::move(emit)),
           intake_(
               rate, modem_.rate(), block_bits * bit_samples, level,
-              [this](const int16_t* samples, size_t count, int64_t first) { take(samples, count, first); })
+              [this](const int16_t* samples, size_t count, int64_t first) { take(samples, count, first); }),
+          findings_(modem_.baud, settings.repair, intake_, std::move(emit))
     {
         const int effort = settings.effort.value_or(settings.hf ? default_hf_effort : default_effort);
         const auto& rows = settings.hf ? hf_rows : vhf_rows;
@@ -106,29 +102,16 @@ public:
 private:
     struct Line {
         Line(Packet& packet, const Front& front, const Branch::Tuning& tuning)
-            : deframer(packet.repair_),
+            : listener(packet.findings_.add_listener()),
               behind(tuning.rule == Rule::sequence ? SequenceDetector::delay * bit_samples : 0),
               branch(front, packet.modem_, tuning, [&, this](float soft, int64_t sample) {
-                  ++bits;
-                  const double now = packet.intake_.time(double(sample - behind)) - front.lag();
-                  for (auto& found : {deframer.push(soft), fx25.push(soft)})
-                      if (found)
-                          packet.find(*this, *found, now - double(bits - found->end) / packet.modem_.baud);
+                  listener.push(soft, packet.intake_.time(double(sample - behind)) - front.lag());
               })
         {
         }
-        Deframer deframer;
-        Fx25 fx25;
-        int64_t bits = 0; // so far
+        Findings::Listener& listener;
         const int behind; // samples, from a bit to its decision
         Branch branch;
-    };
-    struct Finding {
-        Deframer::Found found;
-        Ax25 fields;
-        double begin, end; // s
-        const Line* line;
-        bool emitted = false;
     };
 
     const Front& front_of(const Hearing& hearing)
@@ -165,66 +148,16 @@ private:
         };
         for (Front& front : fronts_) front.push(copy(front.hearing().copy), count);
         for (Line& line : lines_) line.branch.run();
-        const double now = intake_.time(double(first));
-        std::erase_if(findings_, [now](const Finding& finding) { return finding.end < now - kept; });
-    }
-
-    void find(const Line& line, Deframer::Found found, double end)
-    {
-        const auto fields = parse_ax25(found.frame);
-        if (!fields) return;
-        const double begin = end - double(found.end - found.begin) / modem_.baud;
-        const bool clean = found.flipped == 0;
-        // A preamble that a branch misheard repeats itself, and passes for addresses of control characters.
-        // So a check sequence that is right by chance would come once in some thousand packets: other
-        // branches must agree.
-        bool agreed = clean && (fields->shown_calls || found.mended || lines_.size() == 1);
-        for (Finding& earlier : findings_) {
-            if (earlier.found.frame != found.frame || std::fabs(earlier.end - end) > same_frame) continue;
-            if (earlier.emitted) return;
-            if (earlier.line != &line) agreed = true;
-        }
-        findings_.push_back({std::move(found), *fields, begin, end, &line});
-        Finding& finding = findings_.back();
-        if (!agreed) return;
-        // Of two readings of one transmission, the first that was sure enough holds.
-        if (!clean && std::ranges::any_of(findings_, [&](const Finding& other) {
-                return other.emitted && other.begin < finding.end - 0.02 && finding.begin < other.end - 0.02;
-            }))
-            return;
-        finding.emitted = true;
-        emit(finding);
-    }
-
-    void emit(const Finding& finding)
-    {
-        const Ax25& fields = finding.fields;
-        Message message{.time = finding.begin, .text = fields.monitor(), .frame = finding.found.frame};
-        message.level = intake_.level(finding.begin, finding.end);
-        std::vector<std::string> path;
-        for (const std::string& digipeater : fields.path) path.push_back(words::printable(digipeater));
-        message.fields.add("source", words::printable(fields.source))
-            .add("destination", words::printable(fields.destination))
-            .add("path", path)
-            .add("kind", fields.kind)
-            .add("control", int64_t(fields.control));
-        if (fields.pid >= 0) message.fields.add("pid", int64_t(fields.pid));
-        message.fields.add("info", words::printable(fields.info))
-            .add("frame", words::hex(finding.found.frame));
-        if (finding.found.mended) message.fields.add("mended", int64_t(*finding.found.mended));
-        if (repair_) message.fields.add("repaired", int64_t(finding.found.flipped));
-        emit_(message);
+        findings_.forget(intake_.time(double(first)));
     }
 
     const Modem modem_;
-    const bool repair_;
-    const Emit emit_;
     Intake intake_;
+    Findings findings_;
     std::vector<int16_t> clipped_, raised_;
     std::array<int16_t, 2> before_{}; // samples
     std::deque<Front> fronts_;
     std::deque<Line> lines_;
-    std::deque<Finding> findings_;
 };
 } // namespace
 
