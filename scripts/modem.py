@@ -83,6 +83,25 @@ def fsk(levels, baud, mark, space, rate, phase=0.0):
     return np.sin(phase + 2 * np.pi * np.cumsum(hertz) / rate)
 
 
+def scrambled(bits):
+    """By x^17 + x^12 + 1: each is the sum of what goes in and of those that went out 12 and 17 before."""
+    sent = [0] * 17
+    for bit in bits:
+        sent.append(bit ^ sent[-12] ^ sent[-17])
+    return sent[17:]
+
+
+def baseband(levels, baud, rate):
+    """Levels as +-1 with edges rounded over half a bit, and nothing above 0.9 of the bit rate."""
+    fine = 16  # samples a bit
+    edge, place = np.hanning(fine // 2 + 1), np.arange(-80, 81)
+    pure = 1.8 / fine * np.sinc(1.8 / fine * place) * np.hamming(161)
+    shape = np.convolve(edge / sum(edge), pure)
+    high = np.convolve(np.repeat(2.0 * np.array(levels) - 1, fine), shape, "same")
+    at = np.arange(int(len(levels) / baud * rate)) * baud / rate * fine
+    return np.interp(at, np.arange(len(high)), high)
+
+
 def noise(samples, seed, rate, density, power=0.5):
     """White noise whose power in 3 kHz is density against a signal of this power: a sine of amplitude 1 has 1/2, pages have
     1."""

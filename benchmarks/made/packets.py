@@ -90,6 +90,55 @@ def over_fm(rate, snrs, count=40, emphasis=0, deemphasis=False, deviation=3000):
     return make
 
 
+def baseband(line, rate, fast=0):
+    """A packet of 9600 Bd as an FM discriminator gives it."""
+    return modem.baseband(modem.scrambled(modem.nrzi(modem.hdlc(modem.ax25(line), (150, 10)))), 9600 * (1 + fast), rate)
+
+
+def scrambled_stations(rate, ratios, count=40, change=lambda random, out: out, after=lambda out: out, **options):
+    """A maker of packets of 9600 Bd in white noise from the first Eb/N0 to the second, dB. change is at the sender, after
+    at the receiver."""
+    def make(random):
+        sent, parts = [text(random) for _ in range(count)], []
+        for k, line in enumerate(sent):
+            chosen = {name: value(random) if callable(value) else value for name, value in options.items()}
+            out = np.pad(change(random, baseband(line, rate, **chosen)), int(0.03 * rate))
+            density = 10 ** (-np.interp(k, (0, count - 1), ratios) / 10) / 9600
+            parts.append(out + random.normal(0, np.sqrt(density * rate / 2), len(out)))
+        return np.clip(0.15 * after(np.concatenate(parts)), -1, 1), sent
+    return make
+
+
+def scrambled_over_fm(rate, ratios, count=40, deviation=3000, width=15000, offset=0):
+    """A maker of packets of 9600 Bd through an FM receiver of a width in Hz, C/N in 12.5 kHz."""
+    wide = 96000
+
+    def make(random):
+        sent, parts = [text(random) for _ in range(count)], []
+        channel = signal.firwin(255, width / 2, fs=wide)
+        pulse = signal.firwin(127, 5500, fs=wide)  # of the sender
+        for k, line in enumerate(sent):
+            audio = np.convolve(np.pad(baseband(line, wide), int(0.03 * wide)), pulse, "same")
+            carrier = np.exp(2j * np.pi * np.cumsum(deviation * audio + offset) / wide)
+            density = 10 ** (-np.interp(k, (0, count - 1), ratios) / 10) * wide / 12500
+            carrier += random.normal(0, np.sqrt(density / 2), (len(audio), 2)) @ (1, 1j)
+            carrier = np.convolve(carrier, channel, "same")
+            turn = np.angle(carrier[1:] * np.conj(carrier[:-1])) * wide / (2 * np.pi * deviation)
+            common = np.gcd(rate, wide)
+            parts.append(signal.resample_poly(turn, rate // common, wide // common))
+        return np.clip(0.15 * np.concatenate(parts), -1, 1), sent
+    return make
+
+
+def low_pass(cutoff, rate):
+    """Of a radio's audio path, of second order."""
+    return lambda out: signal.lfilter(*signal.butter(2, cutoff, fs=rate), out)
+
+
+def high_pass(cutoff, rate):
+    return lambda out: signal.lfilter(*signal.butter(1, cutoff, "high", fs=rate), out)
+
+
 def clipped(random, out):
     return np.clip(np.real(out), -0.4, 0.4) / 0.4
 
@@ -103,7 +152,7 @@ def atest(*options):
         with TemporaryDirectory() as folder:
             plain = Path(folder, "plain.wav")
             run("sox", path, plain)
-            found = re.findall(r"^(?:\x1b\[[0-9;]*m)?\[[\d.]+\] (.*)$", run("atest", *options, "-F", "0", plain), re.M)
+            found = re.findall(r"^(?:\x1b\[[0-9;]*m)?\[[\d.]+\] (.*)$", run("atest", "-F", "0", *options, plain), re.M)
         return [re.sub(r"<0x0[ad]>", "", line) for line in found]
     return decode if has("atest", "sox") else None
 
@@ -128,6 +177,7 @@ def without_marks(lines, sent):
 
 
 VHF = {"atest": atest("-P", "E+"), "multimon": multimon if has("multimon-ng", "sox") else None}
+G3RUH = {"atest": atest("-B", "9600"), "atest +": atest("-B", "9600", "-P", "+"), "atest F1": atest("-B", "9600", "-F", "1")}
 HF = {"atest": atest("-B", "300", "-P", "D+")}
 
 
@@ -137,6 +187,10 @@ def vhf(name, rate, make, peers=VHF):
 
 def hf(name, rate, make):
     return Case(name, rate, make, "--mode packet --hf", without_marks, HF)
+
+
+def g3ruh(name, rate, make):
+    return Case(f"9600 Bd, {name}", rate, make, "--mode packet --g3ruh", without_marks, G3RUH)
 
 
 CASES = [
@@ -162,4 +216,16 @@ CASES = [
     hf("300 Bd, up to 120 Hz off", 8000, stations(8000, (6, -3), 20, True, mistuned=lambda r: r.uniform(-120, 120))),
     hf("300 Bd, 100 Hz off", 8000, stations(8000, (4, -5), 20, True, mistuned=100)),
     hf("300 Bd, 1 Hz fading", 8000, stations(8000, (20, 6), 20, True, change=flutter(1, 8000))),
+    *(g3ruh(f"noise, {rate} Hz", rate, scrambled_stations(rate, (12, 5))) for rate in (22050, 38400, 44100, 48000, 96000)),
+    *(g3ruh(f"{part * 100:g} % fast", 48000, scrambled_stations(48000, (12, 5), fast=part)) for part in (1e-4, -3e-3, 5e-3)),
+    g3ruh("sent through 4 kHz", 48000, scrambled_stations(48000, (14, 7), change=lambda r, out: low_pass(4000, 48000)(out))),
+    *(g3ruh(f"heard through {cutoff} Hz", 48000, scrambled_stations(48000, (14, 7), after=low_pass(cutoff, 48000)))
+      for cutoff in (3000, 4500, 6000)),
+    *(g3ruh(f"without what is below {cutoff} Hz", 48000, scrambled_stations(48000, (14, 7), after=high_pass(cutoff, 48000)))
+      for cutoff in (20, 50, 100)),
+    g3ruh("off tune, a DC of up to 0.7", 48000,
+        scrambled_stations(48000, (12, 5), change=lambda r, out: out + r.uniform(-0.7, 0.7))),
+    *(g3ruh(f"FM, {width} Hz wide", rate, scrambled_over_fm(rate, (16, 8), width=width))
+      for width, rate in ((15000, 48000), (12000, 44100), (20000, 96000))),
+    g3ruh("FM, 1.2 kHz off tune", 48000, scrambled_over_fm(48000, (18, 10), offset=1200)),
 ]
