@@ -37,7 +37,7 @@ class WrongUsage(InFolder):
     def test_is_told_from_what_the_audio_cannot_hold(self):
         path = self.written(np.zeros(100), 8000)
         for status, wrong in (
-                (2, ""), (2, "--mode nosuch"), (2, "--mode packet -M fm"), (2, "--mode packet --effort 0"), (2, "--mode packet --if x"),
+                (2, ""), (2, "--mode nosuch"), (2, "--mode packet -M fm"), (2, "--mode packet --effort 0"), (2, "--mode packet --g3ruh --hf"), (2, "--mode packet --g3ruh --effort 5"), (2, "--mode packet --if x"),
                 (2, "--mode packet -r 8000"), (2, "--mode tones"), (2, "--mode tones --freq -1"), (2, "--mode tones --freq 1k --every 0"),
                 (2, "--mode zvei --set nosuch"), (2, "--mode dtmf --pause -1"), (2, "--mode ascii --tones x"), (2, "--mode ascii --bits 6"),
                 (2, "--mode ascii --parity mark"), (2, "--mode ascii --baud 1200"), (2, "--mode rtty --stop 3"), (2, "--mode rtty --baud 0"),
@@ -63,6 +63,38 @@ class Packets(InFolder):
             audio = level * np.clip(audio + modem.noise(len(audio), 1, rate, 0.01), -1, 1)
             with self.subTest(rate=rate, baud=baud):
                 self.assertEqual(self.hear(audio, rate, *hf), [self.TWO])
+
+    def scrambled(self, bits, rate, baud=9600):
+        return modem.baseband(modem.scrambled(modem.nrzi(bits)), baud, rate)
+
+    def test_9600_baud(self):
+        for rate, baud, level, mean, high_pass in ((18000, 9600, 0.3, 0, 0), (44100, 9650, 0.3, 0.5, 0), (48000, 9555, 0.001, 0, 0),
+                                                   (96000, 9600, 0.3, -0.3, 100), (250000, 9600, 0.3, 0, 0)):
+            audio = modem.overs([self.scrambled(modem.hdlc(modem.ax25(self.TWO), (100, 4)), rate, baud) + mean] * 2, rate, 0.3)
+            if high_pass:
+                keep = np.exp(-2 * np.pi * high_pass / rate)
+                audio -= np.convolve(audio, (1 - keep) * keep ** np.arange(rate // 20))[:len(audio)]
+            audio = level * (audio + np.random.default_rng(rate).normal(0, np.sqrt(10 ** -1.4 / 9600 * rate / 2), len(audio)))
+            with self.subTest(rate=rate, baud=baud):
+                lines = [json.loads(line) for line in self.hear(audio, rate, "--g3ruh", "--json")]
+                self.assertEqual([line["text"] for line in lines], [self.TWO] * 2)
+                self.assertAlmostEqual(lines[0]["time"], 0.3 + 800 / baud, delta=0.002)
+
+    def test_9600_baud_in_noise(self):
+        sent = [f"QA1AA>BEACON:number {n} of a row of frames in noise" for n in range(20)]
+        audio = modem.overs([self.scrambled(modem.hdlc(modem.ax25(text), (60, 4)), 48000) for text in sent], 48000, 0.02)
+        audio = 0.2 * (audio + np.random.default_rng(5).normal(0, np.sqrt(10 ** -0.74 / 9600 * 24000), len(audio)))
+        plain, repaired = self.hear(audio, 48000, "--g3ruh"), self.hear(audio, 48000, "--g3ruh", "--repair")
+        self.assertLessEqual(set(plain), set(repaired))
+        self.assertLessEqual(set(repaired), set(sent))
+        self.assertGreater(len(plain), 4)
+        self.assertGreater(len(repaired), len(plain) + 4)
+        self.assertEqual(len(set(repaired)), len(repaired))
+
+    def test_9600_baud_of_a_station(self):
+        audio = modem.overs([self.scrambled(modem.hdlc(modem.ax25(self.TWO), (100, 4)), 96000)], 96000, 0.3)
+        band = np.cos(2 * np.pi * np.cumsum(24000 + 3000 * audio) / 96000) + modem.noise(len(audio), 4, 96000, 0.01)
+        self.assertEqual(self.hear(0.3 * band, 96000, "--g3ruh", "--if", "24k"), [self.TWO])
 
     def test_noise_gives_nothing_and_repair_gives_more(self):
         sent = [f"QA1AA>BEACON:number {n} of a row of frames in noise" for n in range(12)]
@@ -187,7 +219,7 @@ class Packets(InFolder):
         self.assertEqual((run.returncode, run.stderr.count(b"No space left")), (1, 1))
 
     def test_rates_that_are_too_low_for_a_mode(self):
-        for rate, fit, mode, tone in ((4000, 5000, "packet", "2200"), (3600, 4000, "packet --hf", "1800"), (3300, 3700, "dtmf", "1633"),
+        for rate, fit, mode, tone in ((4000, 5000, "packet", "2200"), (3600, 4000, "packet --hf", "1800"), (17000, 17100, "packet --g3ruh", "9600 Bd"), (3300, 3700, "dtmf", "1633"),
                                       (5500, 6000, "zvei", "2800"), (5000, 5300, "zvei --set CCIR", "2400"), (3000, 3300, "selcal", "1479.1"),
                                       (500, 560, "ctcss", "254.1"), (4200, 4500, "same", "2083.33333"), (2100, 2400, "navtex", "1085"),
                                       (6600, 7200, "navtex --centre 3.2kHz", "3285"), (4400, 5000, "rtty", "2125"), (2000, 2600, "ascii --tones v21", "980"),

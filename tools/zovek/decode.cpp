@@ -266,7 +266,11 @@ Run add_decode(CommandLine& line)
     return [shared, modes, frequency] {
         shared->demodulate = frequency.given();
         if (shared->iq.centre && !shared->demodulate) throw WrongUsage("--center is for a station: --if");
-        return Decoding(*shared, chosen(modes, shared->modes)).run();
+        const std::vector<DataMode> rows = chosen(modes, shared->modes);
+        for (const DataMode& row : rows)
+            if (const auto cutoff = row.audio_cutoff ? row.audio_cutoff() : std::nullopt)
+                shared->station.audio_cutoff = *cutoff;
+        return Decoding(*shared, rows).run();
     };
 }
 } // namespace client

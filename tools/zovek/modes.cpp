@@ -24,18 +24,24 @@ auto by(const std::shared_ptr<Settings>& settings, MadeDecoder (*make)(double, c
 Modes packet_modes(CommandLine& line)
 {
     const auto settings = std::make_shared<packet::Settings>();
-    const std::vector options = {line.flag("--hf", settings->hf, "300 Bd between 1600 and 1800 Hz"),
-                                 line.flag("--repair", settings->repair,
-                                           "mend up to three places of a frame where two branches agree"),
-                                 line.quantity("--effort", settings->effort, 1, packet::most_effort, "N",
-                                               "branches that listen, 1 to " + number(packet::most_effort) +
-                                                   " (" + number(packet::default_effort) + ", with --hf " +
-                                                   number(packet::default_hf_effort) + ")")};
+    const std::vector options = {
+        line.flag("--hf", settings->hf, "300 Bd between 1600 and 1800 Hz"),
+        line.flag("--g3ruh", settings->g3ruh, "9600 Bd on the carrier itself, scrambled"),
+        line.flag("--repair", settings->repair,
+                  "mend up to three places of a frame where two branches agree"),
+        line.quantity("--effort", settings->effort, 1, packet::most_effort, "N",
+                      "branches that listen, 1 to " + number(packet::most_effort) + " (" +
+                          number(packet::default_effort) + ", with --hf " +
+                          number(packet::default_hf_effort) + "); with --g3ruh 1 to " +
+                          number(packet::most_g3ruh_effort) + ", and all if left out")};
     return {{.name = "packet",
-             .help = "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd)",
+             .help = "AX.25 packets, 1200 Bd AFSK (--hf: 300 Bd; --g3ruh: 9600 Bd)",
              .make = by(settings, packet::make_packet),
              .options = options,
-             .has_frames = true}};
+             .has_frames = true,
+             .audio_cutoff = [settings] {
+                 return settings->g3ruh ? std::optional(packet::g3ruh_highest) : std::nullopt;
+             }}};
 }
 
 // A positive number with k or M, and its unit.

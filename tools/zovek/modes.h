@@ -17,6 +17,8 @@ struct DataMode {
     std::vector<Option> options = {};  // that it heeds, beside those of all modes
     std::optional<Option> needed = {}; // of those, what it can't do without
     bool has_frames = false;           // its messages do
+    // What it wants of a station's audio, Hz; nothing: what the station's modulation usually has.
+    std::function<std::optional<double>()> audio_cutoff = {};
 };
 
 // Adds the options of all modes to the command.

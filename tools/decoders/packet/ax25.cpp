@@ -192,9 +192,14 @@ std::optional<Deframer::Found> Deframer::read() const
         for (size_t other = k; other < std::min(k + 3, end); ++other)
             places.push_back({k, other, std::max(std::fabs(soft_[k]), std::fabs(soft_[other]))});
     std::ranges::partial_sort(places, places.begin() + weakest[0], {}, &Place::strength);
+    const auto flip_one = [&](size_t place) {
+        levels[place].flip();
+        for (const int echo : echoes_)
+            if (place + size_t(echo) < levels.size()) levels[place + size_t(echo)].flip();
+    };
     const auto flip = [&](const Place& place) {
-        levels[place.first].flip();
-        if (place.second != place.first) levels[place.second].flip();
+        flip_one(place.first);
+        if (place.second != place.first) flip_one(place.second);
     };
     // Flips as many of the places from first on as are left, in every way.
     const auto mend = [&](const auto& self, ptrdiff_t first, ptrdiff_t last, size_t left) -> bool {

@@ -2,6 +2,7 @@
 #pragma once
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,9 @@ struct Ax25 {
 // right once in 10^9 frames.
 std::optional<Ax25> parse_ax25(const std::string& frame);
 
+// Of a line that was descrambled: a level that was heard wrong makes those wrong again that come so many later.
+using Echoes = std::span<const int>;
+
 // Finds frames in a stream of levels: NRZI (a change is a 0), HDLC flags and bit stuffing, CRC-16/X.25.
 class Deframer {
 public:
@@ -37,15 +41,17 @@ public:
     };
     // Repair flips levels at the weakest places of a frame with a bad check sequence, and takes a plausible
     // result.
-    explicit Deframer(bool repair) : repair_(repair) {}
+    explicit Deframer(bool repair, Echoes echoes = {}) : repair_(repair), echoes_(echoes) {}
 
-    // Takes the soft value of a bit, whose sign is its level. Gives a frame when its closing flag ends.
+    // Takes the soft value of a bit, whose sign is its level; its magnitude is of the newest level heard where
+    // there are echoes. Gives a frame when its closing flag ends.
     std::optional<Found> push(float soft);
 
 private:
     std::optional<Found> read() const;
 
     const bool repair_;
+    const Echoes echoes_;
     int64_t position_ = 0;          // levels so far
     uint8_t last_ = 0;              // the last eight data bits, the newest highest
     bool open_ = false;             // behind a flag

@@ -12,9 +12,12 @@ public:
     // Deframes what one branch hears.
     class Listener {
     public:
-        explicit Listener(Findings& findings) : findings_(findings), deframer_(findings.repair_) {}
+        explicit Listener(Findings& findings)
+            : findings_(findings), deframer_(findings.repair_, findings.echoes_), fx25_(findings.echoes_)
+        {
+        }
 
-        // Takes the soft value of a bit, whose sign is its level, and when it ended, s.
+        // Takes the soft value of a bit, as Deframer does, and when it ended, s.
         void push(float soft, double time);
 
     private:
@@ -25,8 +28,8 @@ public:
     };
 
     // Frames go to emit, with their level in the intake.
-    Findings(double baud, bool repair, const Intake& intake, Emit emit)
-        : baud_(baud), repair_(repair), intake_(intake), emit_(std::move(emit))
+    Findings(double baud, bool repair, const Intake& intake, Emit emit, Echoes echoes = {})
+        : baud_(baud), repair_(repair), intake_(intake), emit_(std::move(emit)), echoes_(echoes)
     {
     }
     Findings(const Findings&) = delete;
@@ -51,6 +54,7 @@ private:
     const bool repair_;
     const Intake& intake_;
     const Emit emit_;
+    const Echoes echoes_;
     std::deque<Listener> listeners_;
     std::deque<Finding> findings_;
 };

@@ -36,6 +36,13 @@ std::optional<Deframer::Found> Fx25::push(float value)
     return found;
 }
 
+float Fx25::sureness(int64_t position) const
+{
+    float least = std::fabs(soft(position));
+    for (const int echo : echoes_) least = std::min(least, std::fabs(soft(position - echo)));
+    return least;
+}
+
 // Generalized minimum distance decoding (G. D. Forney, IEEE Trans. Inf. Theory 12, 1966): of a codeword with
 // too many wrong bytes those that were heard worst are erased, more from trial to trial. The frame's check
 // sequence tells the right one.
@@ -45,9 +52,9 @@ std::optional<Deframer::Found> Fx25::read(const Codeword& codeword) const
     std::vector<uint8_t> heard(data + check);
     std::vector<float> sure(data + check, INFINITY);
     for (size_t k = 0; k < 8 * heard.size(); ++k) {
-        const float a = soft(codeword.begin + int64_t(k) - 1), b = soft(codeword.begin + int64_t(k));
-        heard[k / 8] = uint8_t(heard[k / 8] | ((a >= 0) == (b >= 0)) << k % 8);
-        sure[k / 8] = std::min({sure[k / 8], std::fabs(a), std::fabs(b)});
+        const int64_t at = codeword.begin + int64_t(k);
+        heard[k / 8] = uint8_t(heard[k / 8] | ((soft(at - 1) >= 0) == (soft(at) >= 0)) << k % 8);
+        sure[k / 8] = std::min({sure[k / 8], sureness(at - 1), sureness(at)});
     }
     std::vector<size_t> weakest(heard.size());
     std::iota(weakest.begin(), weakest.end(), size_t(0));

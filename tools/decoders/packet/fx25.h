@@ -8,6 +8,8 @@
 namespace decoders::packet {
 class Fx25 {
 public:
+    explicit Fx25(Echoes echoes = {}) : echoes_(echoes) {}
+
     // Takes the soft value of a bit, as Deframer does. Gives the frame of a codeword when its last bit has
     // come; begin and end are those of the frame in it.
     std::optional<Deframer::Found> push(float soft);
@@ -24,9 +26,12 @@ private:
     static const Tag tags[];
 
     std::optional<Deframer::Found> read(const Codeword& codeword) const;
+    // How surely a level was heard, and those that it was made from.
+    float sureness(int64_t position) const;
     // The soft value of a level so far, the first one being number 0.
     float soft(int64_t position) const { return soft_[size_t(position) % soft_.size()]; }
 
+    const Echoes echoes_;
     std::vector<float> soft_ = std::vector<float>(4096); // the last ones: more than a codeword
     int64_t position_ = 0;                               // levels so far
     uint64_t last_ = 0;                                  // data bits, the newest highest

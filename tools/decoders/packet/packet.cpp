@@ -4,6 +4,7 @@
 #include "decoders/afsk.h"
 #include "decoders/intake.h"
 #include "decoders/packet/findings.h"
+#include "decoders/packet/g3ruh.h"
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -163,6 +164,7 @@ private:
 
 MadeDecoder make_packet(double rate, const Settings& settings, Emit emit)
 {
+    if (settings.g3ruh) return make_g3ruh(rate, settings, std::move(emit));
     require_tone(rate, (settings.hf ? hf : vhf).tone_2);
     return std::make_unique<Packet>(rate, settings, std::move(emit));
 }
