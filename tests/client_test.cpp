@@ -1,9 +1,12 @@
 // The client's pure parts: numbers as users write them, and the frequency plan of each mode.
+#include "io/timeline.h"
 #include "io/tuned.h"
 #include "line/failure.h"
 #include "radio/plan.h"
+#include "words/time_of_day.h"
 #include "words/words.h"
 #include <cmath>
+#include <functional>
 #include <gtest/gtest.h>
 #include <zovek/demodulator.h>
 
@@ -25,6 +28,51 @@ TEST(Quantity, TakesDecimalsAndSuffixes)
         EXPECT_DOUBLE_EQ(parse_quantity(text, "Hz").value_or(NAN), 4500) << text;
     for (const char* text : {"Hz", "4.5kk Hz", "4.5k  Hz", "4,5kHz", "4.5 k", "4.5kHzz", "4.5ks", "4500 "})
         EXPECT_FALSE(parse_quantity(text, "Hz")) << text;
+}
+
+TEST(TimeOfDay, ReadsAndWrites)
+{
+    const std::pair<const char*, const char*> good[] = {
+        {"2026-11-23T18:05:07.25Z", "2026-11-23T18:05:07.250Z"},
+        {"2024-02-29 23:30:00+01:00", "2024-02-29T22:30:00.000Z"},
+        {"2023-12-31T23:00-0130", "2024-01-01T00:30:00.000Z"},
+        {"1969-12-31T23:59:59,9999z", "1969-12-31T23:59:59.999Z"}};
+    for (const auto& [text, iso] : good) {
+        ASSERT_TRUE(parse_time(text)) << text;
+        EXPECT_EQ(iso_time(*parse_time(text)), iso);
+    }
+    EXPECT_EQ(compact_time(*parse_time(good[0].first)), "20261123T180507Z");
+    for (const char* text : {"", "2026-11-23", "2026-11-23T18:05:07", "2026-02-29T00:00Z",
+                             "2026-11-23T24:00Z", "2026-11-23T18:05:07.Z", "2026-11-23T18:05:07+1"})
+        EXPECT_FALSE(parse_time(text)) << text;
+}
+
+TEST(Timeline, CountsAndFollowsTheClock)
+{
+    using namespace std::chrono;
+    const Time noon = *parse_time("2026-04-01T12:00:00Z");
+    const auto came_at = [&](double seconds) { return noon + microseconds(std::llround(seconds * 1e6)); };
+    // Of a signal that comes in pieces of 0.1 s, at so many seconds of the clock each: when its place was.
+    const auto told = [&](double seconds, double place, const std::function<double(double)>& clock) {
+        Timeline timeline;
+        EXPECT_FALSE(timeline.at(0));
+        for (int k = 1; k <= int(std::lround(seconds * 10)); ++k)
+            timeline.came(0.1 * k, came_at(clock(0.1 * k)));
+        return duration<double>(*timeline.at(place) - noon).count();
+    };
+    EXPECT_NEAR(told(1, 0.5, [](double s) { return s + 7; }), 7.5, 1e-3);
+    for (const double drift : {-1e-4, 1e-4}) // a sound card off by so much, for a day; reads late by chance
+        EXPECT_NEAR(told(86400, 86400, [&](double s) { return s * (1 + drift) + 0.3 * std::fmod(s, 0.7); }),
+                    86400 * (1 + drift), 0.3);
+    const auto paused = [](double s) { return s > 50 ? s + 1000 : s; };
+    EXPECT_NEAR(told(100, 80, paused), 1080, 0.01);
+    EXPECT_NEAR(told(100, 49, paused), 49, 0.01);
+    const auto stalled = [](double s) { return s < 50 || s > 60 ? s : std::max(s, 55.0); };
+    EXPECT_NEAR(told(100, 90, stalled), 90, 0.01);
+    EXPECT_NEAR(told(1000, 900, [](double s) { return s / 100; }), 900, 0.3); // a file
+    Timeline counted(noon);
+    counted.came(5, came_at(99));
+    EXPECT_EQ(iso_time(*counted.at(3600.25)), "2026-04-01T13:00:00.250Z");
 }
 
 TEST(Json, EscapesWhatItMust)

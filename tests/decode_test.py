@@ -1,5 +1,6 @@
 #!/usr/bin/python3
 """zovek decode: packets made here, bit by bit, and recordings of others with their known frames."""
+import datetime
 import json
 import socket
 import subprocess
@@ -143,12 +144,30 @@ class Packets(InFolder):
         line, = self.hear(audio, 12000, "--json", "--repair")
         got = json.loads(line)
         self.assertAlmostEqual(got["time"], 0.5 + 40 * 8 / 1200, delta=0.005)
-        self.assertAlmostEqual(got["sample"], got["time"] * 12000, delta=1)
+        self.assertAlmostEqual(got["sample"], got["seconds"] * 12000, delta=1)
         self.assertAlmostEqual(got["level"], -20, delta=0.5)
         wanted = {"mode": "packet", "text": "QA1AA>QB2BB:caf<0xe9> <0x1c><0x09>", "source": "QA1AA",
                   "destination": "QB2BB", "path": [], "kind": "UI", "control": 0x13, "pid": 0xF0,
                   "info": "caf<0xe9> <0x1c><0x09>", "frame": frame.hex(), "repaired": 0}
         self.assertEqual({name: got[name] for name in wanted}, wanted)
+
+    def test_json_tells_the_time_of_day(self):
+        """Beside the seconds: as --start tells it, for a pipe by the clock; unknown, time is the seconds as well."""
+        path = ROOT / "samples/packet.flac"
+
+        def told(*options, **pipe):
+            run = subprocess.run([CLIENT, "decode", *options, "--mode", "packet", "--json"], capture_output=True, check=True, **pipe)
+            got = json.loads(run.stdout.splitlines()[0])
+            self.assertAlmostEqual(got["seconds"], 0.517, delta=0.001)
+            return got["time"]
+
+        self.assertAlmostEqual(told(path), 0.517, delta=0.001)
+        self.assertEqual(told(path, "--start", "2026-04-01T12:00:00+02:00"), "2026-04-01T10:00:00.517Z")
+        now = datetime.datetime.now(datetime.timezone.utc)
+        then = datetime.datetime.fromisoformat(told("-", input=path.read_bytes())[:-1] + "+00:00")
+        self.assertLess(abs((then - now).total_seconds()), 20)
+        for words in [path, "--start", "2026-04-01T12:00:00"], [path, path, "--start", "2026-04-01T12:00:00Z"]:
+            self.assertEqual(decode(*words, "--mode", "packet", status=2)[0], [])
 
     def test_a_codeword_mends_its_frame(self):
         for wrong in (0, 6):

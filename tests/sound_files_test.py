@@ -5,6 +5,7 @@ What comes is compared with what libsndfile itself reads, so the tables here are
 and of which containers a shortfall is told."""
 import ctypes
 import ctypes.util
+import datetime
 import json
 import math
 import os
@@ -333,7 +334,7 @@ class SoundFiles(unittest.TestCase):
             described(datatype=name, sample_rate=24000)
             both = [spectrum(path + ending) for ending in (".sigmf-meta", ".sigmf-data")]
             seen[name] = both[0].pop("levels")
-            self.assertEqual((seen[name], both[0]["datetime"]), (both[1]["levels"], "2026-04-01T12:30:15.25Z"))
+            self.assertEqual((seen[name], both[0]["time"]), (both[1]["levels"], "2026-04-01T12:30:15.250Z"))
             self.assertEqual((both[0]["rate"], both[0].get("center"), both[0]["first"]),
                              (24000, 100600000, 100588000) if name[0] == "c" else (24000, None, 0))
             if line:
@@ -350,6 +351,34 @@ class SoundFiles(unittest.TestCase):
         self.assertIn("isn't a JSON object", spectrum(path + ".sigmf-data", status=1))
         pathlib.Path(path + ".sigmf-meta").unlink()
         self.assertIn("No such file", spectrum(path + ".sigmf-data", status=1))
+
+    def test_time_of_day(self):
+        """Of the first sample: as the chunks of a WAV tell it, from a pipe as well; by the clock where none does."""
+        auxi = struct.pack("<16HI28x", *(2026, 4, 5, 3, 12, 30, 15, 250) * 2, 7000000)
+
+        def bext(text, since_midnight):
+            return bytes(320) + text + struct.pack("<Q256x", since_midnight)
+
+        def told(*chunks, rate=8000):
+            format_, data = (b"fmt ", struct.pack("<HHIIHH", 1, 1, rate, 2 * rate, 2, 16)), (b"data", bytes(range(200)) * 40)
+            body = b"".join(name + struct.pack("<I", len(text)) + text for name, text in (*chunks[:1], format_, *chunks[1:2], data, *chunks[2:]))
+            path = pathlib.Path(self.folder.name, "timed.wav")
+            path.write_bytes(b"RIFF" + struct.pack("<I", 4 + len(body)) + b"WAVE" + body)
+            runs = [subprocess.run([CLIENT, "spectrum", name, "--json"], input=path.read_bytes(), check=True, capture_output=True) for name in (path, "-")]
+            file, pipe = (json.loads(run.stdout).get("time") for run in runs)
+            return file if file == pipe else (file, pipe)
+
+        pad, noon = (b"LIST", b"INFO"), 43200 * 8000
+        for text, count, wanted in ((b"2026-04-0112:00:00", 0, "12:00:00.000Z"), (b"2026_04_0112-00-00", noon + 4000, "12:00:00.500Z"),
+                                    (b"2026-04-0112:00:00", 80000, "12:00:00.000Z"), (b"2026-04-0112:00:00", 1 << 60, "12:00:00.000Z")):
+            for chunks in ([(b"bext", bext(text, count))], [pad, pad, (b"bext", bext(text, count))]):
+                self.assertEqual(told(*chunks), "2026-04-01T" + wanted)
+            for chunks in ([(b"bext", bext(text, count)), (b"auxi", auxi)], [(b"auxi", auxi), (b"bext", bext(text, count))]):
+                self.assertEqual(told(*chunks), "2026-04-03T12:30:15.250Z")
+        for text in bytes(18), b"2026-02-3012:00:00":
+            file, pipe = told((b"bext", bext(text, noon)))
+            self.assertIsNone(file)
+            self.assertLess(abs((datetime.datetime.now(datetime.timezone.utc) - datetime.datetime.fromisoformat(pipe[:-1] + "+00:00")).total_seconds()), 30)
 
     def test_station_as_sigmf(self):
         """A tone beside the carrier, from 0.2 s on: where it is, as strong and when, in every mode; read again it stands there too."""

@@ -164,9 +164,13 @@ private:
             JsonObject object;
             if (options_.paths.size() > 1) object.add("file", input.name);
             const double time = std::max(message.time, 0.0);
-            object.add("sample", int64_t(std::llround(time * input.rate / input.per_frame)))
-                .add("time", time)
-                .add("mode", mode);
+            object.add("sample", int64_t(std::llround(time * input.rate / input.per_frame)));
+            object.add("seconds", time);
+            if (input.timeline)
+                add_time(object, input, time);
+            else
+                object.add("time", time);
+            object.add("mode", mode);
             if (message.level) object.add("level", std::round(*message.level * 10) / 10);
             if (message.snr) object.add("snr", std::round(*message.snr * 10) / 10);
             line = object.add("text", line).append(message.fields).text();
@@ -234,6 +238,7 @@ Run add_decode(CommandLine& line)
     line.texts("INPUT", options.paths, "recordings: WAV, RF64, FLAC, AU or raw; - is standard input (-)")
         .unit("");
     add_format_options(line, options.input);
+    add_time_option(line, options.input);
     add_iq_options(line, options.iq);
     const Option mode = line.texts("--mode", options.modes, "what to decode; several as a,b: see below");
     const Option frequency =
@@ -266,6 +271,8 @@ Run add_decode(CommandLine& line)
     return [shared, modes, frequency] {
         shared->demodulate = frequency.given();
         if (shared->iq.centre && !shared->demodulate) throw WrongUsage("--center is for a station: --if");
+        if (shared->input.start && shared->paths.size() > 1)
+            throw WrongUsage("--start is that of one recording");
         const std::vector<DataMode> rows = chosen(modes, shared->modes);
         for (const DataMode& row : rows)
             if (const auto cutoff = row.audio_cutoff ? row.audio_cutoff() : std::nullopt)

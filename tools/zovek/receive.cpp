@@ -39,6 +39,7 @@ Run add_receive(CommandLine& line)
     const auto options = std::make_shared<ReceiveOptions>();
     Wishes& wishes = options->wishes;
     add_input_options(line, options->input);
+    add_time_option(line, options->input);
     add_iq_options(line, options->iq);
     add_output_options(line, options->output);
     line.text(

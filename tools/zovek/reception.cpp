@@ -84,6 +84,7 @@ void Reception::add_overs(JsonObject& summary) const
         const Over& over = squelch_->overs()[k];
         rows.emplace_back().add("begin", over.begin).add("end", over.end).add("level", over.level);
         rows.back().add("file", gate_->begins()[k]);
+        add_time(rows.back(), *input_, over.begin);
     }
     summary.add("overs", rows);
 }
@@ -101,7 +102,7 @@ SigMFOutput::Description Reception::about_pairs() const
     const int64_t centre = plan_.mixer - plan_.centre + plan_.origin;
     return {.rate = plan_.detector_rate(),
             .centre = double(centre),
-            .started = input_->started,
+            .started = input_->timeline ? input_->timeline->at(0) : std::nullopt,
             .description = "a station of " + input_->name + " at " + exact(double(plan_.frequency())) +
                            " Hz, " + mode_names[int(options_.wishes.mode)] + ", as the detector gets it"};
 }
@@ -113,7 +114,7 @@ JsonObject Reception::summary(const Pace& pace) const
     summary.add("file", output_->name()).add("mode", mode_names[int(options_.wishes.mode)]);
     summary.add("frequency", plan_.frequency());
     if (input_->tuned) summary.add("center", input_->tuned->centre);
-    if (!input_->started.empty()) summary.add("datetime", input_->started);
+    add_time(summary, *input_);
     summary.add("samples", samples()).append(pace.json()).add("overloads", station_.overloads());
     if (synchronous())
         summary.add("locked", readings.carrier_locked).add("carrier_offset", readings.carrier_offset);

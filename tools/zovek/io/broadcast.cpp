@@ -22,7 +22,7 @@ public:
         centre = source.centre;
         tuned = source.tuned;
         origin = source.origin;
-        started = source.started;
+        timeline = source.timeline;
         announced = source.announced;
     }
 

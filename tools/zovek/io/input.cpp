@@ -35,6 +35,20 @@ void add_format_options(CommandLine& line, InputOptions& options)
     line.quantity("--channel", options.channel, 1, 1024, "N", "the channel to take, 1 is the first (1)");
 }
 
+void add_time_option(CommandLine& line, InputOptions& options)
+{
+    line.text(
+            "--start",
+            [&start = options.start](const std::string& text) {
+                start = parse_time(text);
+                if (!start)
+                    throw WrongValue("'" + text + "' is not a time with its zone: 2026-04-01T12:00:00Z");
+            },
+            "when the recording began, with the zone: 2026-04-01T12:00:00Z (as it tells; a live one by the "
+            "clock)")
+        .unit("TIME");
+}
+
 std::unique_ptr<Input> Input::open(const InputOptions& options)
 {
     if (options.path == "-" && system::is_terminal(system::standard_input()))
@@ -54,7 +68,7 @@ std::unique_ptr<Input> Input::open(const InputOptions& options)
         input->rate = sigmf->rate;
         input->channels = sigmf->channels;
         input->tuned = sigmf->tuned;
-        input->started = sigmf->started;
+        if (sigmf->started) input->timeline = std::make_shared<Timeline>(*sigmf->started);
     } else if (raw) {
         input = open_raw(options.path, *raw);
         input->rate = options.rate;
@@ -62,6 +76,7 @@ std::unique_ptr<Input> Input::open(const InputOptions& options)
     } else
         input = open_sound_file(options.path, name);
     input->name = name;
+    if (options.start) input->timeline = std::make_shared<Timeline>(*options.start);
     if (!input->tuned) input->tuned = tuned_by_name(options.path, input->rate);
     if (options.channel > input->channels)
         throw Failure(name, "has " + std::to_string(input->channels) + " channel(s), not " +
@@ -72,6 +87,20 @@ std::unique_ptr<Input> Input::open(const InputOptions& options)
             "--channel)");
     input->channel = std::max(options.channel - 1, 0);
     return input;
+}
+
+void Input::count(size_t frames)
+{
+    taken += int64_t(frames);
+    if (timeline)
+        timeline->came(double(taken) / rate, std::chrono::time_point_cast<std::chrono::microseconds>(
+                                                 std::chrono::system_clock::now()));
+}
+
+void add_time(JsonObject& to, const Input& input, double seconds)
+{
+    if (const auto time = input.timeline ? input.timeline->at(seconds) : std::nullopt)
+        to.add("time", iso_time(*time));
 }
 
 JsonObject Input::Faults::json() const

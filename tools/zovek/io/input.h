@@ -4,6 +4,7 @@
 // (raw_input.h). Other sample formats become one of the two at this door, as the reader likes: wider integers
 // are rounded to nearest, reals are scaled to full scale, and both saturate.
 #pragma once
+#include "io/timeline.h"
 #include "io/tuned.h"
 #include "words/words.h"
 #include <cstdint>
@@ -24,12 +25,15 @@ struct InputOptions {
     bool all_channels = false;            // none is chosen: --channel isn't offered
     bool maybe_iq = false;                // --iq is offered and not given: two channels may be meant for it
     std::string rate_names = "-r,--rate"; // the options that tell the rate of raw input
+    std::optional<words::Time> start;     // when the recording began; nothing: it, or the clock tells
 };
 
 // INPUT, -t, -r, --channels and --channel.
 void add_input_options(CommandLine& line, InputOptions& options);
 // The same without INPUT.
 void add_format_options(CommandLine& line, InputOptions& options);
+// --start, a time of day.
+void add_time_option(CommandLine& line, InputOptions& options);
 
 // What a command makes of a recording, in the sentences about its end.
 struct Product {
@@ -59,9 +63,9 @@ public:
     int32_t centre = 0;         // Hz here that the recording's frequencies count from
     std::optional<Tuned> tuned; // where the recording's middle stands; unknown: frequencies are its own
     int64_t origin = 0;         // Hz of what counts as 0 then
-    std::string started;        // when, as the recording tells it in ISO 8601; empty: not known
     int64_t announced = -1;     // frames that are to come; -1: nobody knows
     int64_t taken = 0;          // frames read so far
+    std::shared_ptr<Timeline> timeline; // the time of day of its samples; null: not known
 
     // What was wrong with the recording; known when its end has been read.
     struct Faults {
@@ -72,5 +76,12 @@ public:
     } faults;
     // After the end: says the same to people.
     void tell_end(const std::string& command, const Product& product) const;
+
+protected:
+    // So many more frames have come from outside.
+    void count(size_t frames);
 };
+
+// Adds a member with the time of day at so many seconds from the start, if it is known.
+void add_time(words::JsonObject& to, const Input& input, double seconds = 0);
 } // namespace client

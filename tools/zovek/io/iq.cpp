@@ -55,7 +55,7 @@ public:
         name = source_->name;
         tuned = source_->tuned;
         origin = source_->origin;
-        started = source_->started;
+        timeline = source_->timeline;
         rate = 2 * source_->rate;
         centre = source_->rate / 2;
         per_frame = 2;

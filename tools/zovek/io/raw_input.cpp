@@ -42,7 +42,10 @@ constexpr RawType raw_types[] = {
 
 class RawInput : public Input {
 public:
-    RawInput(const std::string& path, const RawType& type) : source_(path), type_(type) {}
+    RawInput(const std::string& path, const RawType& type) : source_(path), type_(type)
+    {
+        if (!source_.is_file()) timeline = std::make_shared<Timeline>();
+    }
 
     size_t read(int16_t* samples, size_t frames) override { return give(samples, frames, type_.unpack); }
     size_t read(int32_t* samples, size_t frames) override { return give(samples, frames, type_.unpack_wide); }
@@ -56,10 +59,10 @@ private:
         const auto bytes = size_t(source_.read(bytes_.data(), int64_t(bytes_.size())));
         if (!source_.trouble().empty()) throw Failure(name, source_.trouble());
         faults.truncated = faults.truncated || (bytes % frame != 0 && !stop_signal());
-        const size_t count = bytes / frame;
-        unpack(bytes_.data(), samples, count * size_t(channels));
-        taken += int64_t(count);
-        return count;
+        const size_t got = bytes / frame;
+        unpack(bytes_.data(), samples, got * size_t(channels));
+        count(got);
+        return got;
     }
 
     Source source_;

@@ -87,7 +87,7 @@ std::optional<SigMF> read_sigmf(const std::string& path)
         if (quantity(capture, "core:header_bytes").value_or(0) != 0)
             throw Failure(described, "samples behind a header (core:header_bytes) aren't read");
         const bool first = &capture == &captures.front();
-        if (first) result.started = word(capture, "core:datetime");
+        if (first) result.started = parse_time(word(capture, "core:datetime"));
         const auto centre = quantity(capture, "core:frequency");
         const bool known = centre && std::fabs(*centre) <= highest_tuned;
         if (known && first)

@@ -2,6 +2,7 @@
 // are as JSON in NAME.sigmf-meta beside it. Either name stands for both.
 #pragma once
 #include "io/tuned.h"
+#include "words/time_of_day.h"
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -13,7 +14,7 @@ struct SigMF {
     int32_t rate;     // Hz
     int32_t channels; // of a complex type two: I and Q
     std::optional<Tuned> tuned;
-    std::string started; // when its first sample was taken, ISO 8601, as it stands there; empty: not known
+    std::optional<words::Time> started; // when its first sample was taken
 };
 
 // Nothing: the name is of another kind. Fails with the reason.

@@ -41,7 +41,7 @@ void SigMFOutput::finish(const Description& about)
         .add_exact("core:sample_rate", about.rate);
     global.add("core:recorder", "zovek " + version).add("core:description", about.description);
     capture.add("core:sample_start", int64_t(0)).add_exact("core:frequency", about.centre);
-    if (!about.started.empty()) capture.add("core:datetime", about.started);
+    if (about.started) capture.add("core:datetime", exact_time(*about.started));
     const std::string text = JsonObject()
                                  .add("global", global)
                                  .add("captures", std::vector{capture})

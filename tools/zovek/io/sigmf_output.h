@@ -2,7 +2,9 @@
 // NAME.sigmf-meta. Both are written as .part and take their names when they are complete.
 #pragma once
 #include "io/destination.h"
+#include "words/time_of_day.h"
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -16,10 +18,10 @@ public:
     void write(std::span<const float> pairs);
 
     struct Description {
-        double rate;             // Hz
-        double centre;           // Hz
-        std::string started;     // ISO 8601; empty: not known
-        std::string description; // for people
+        double rate;                        // Hz
+        double centre;                      // Hz
+        std::optional<words::Time> started; // nothing: not known
+        std::string description;            // for people
     };
     void finish(const Description& about);
 

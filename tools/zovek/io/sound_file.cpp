@@ -71,12 +71,12 @@ private:
         size_t got = 0;
         while (got < frames && !ended_ && !stop_signal()) {
             if (given_ == filled_) fill(frames - got);
-            const size_t count = std::min(frames - got, filled_ - given_), frame = size_t(channels);
-            for (size_t k = given_ * frame; k < (given_ + count) * frame; ++k)
+            const size_t some = std::min(frames - got, filled_ - given_), frame = size_t(channels);
+            for (size_t k = given_ * frame; k < (given_ + some) * frame; ++k)
                 *samples++ = to_bits<To>(block_[k]);
-            given_ += count;
-            got += count;
-            taken += int64_t(count);
+            given_ += some;
+            got += some;
+            count(some);
         }
         return got;
     }
@@ -229,7 +229,13 @@ std::unique_ptr<Input> open_sound_file(const std::string& path, const std::strin
     if (header.rate > 0 && header.rate != info.samplerate && std::fabs(header.rate - info.samplerate) <= 1)
         say(name + ": its rate of " + number(header.rate) + " Hz is taken for " + number(info.samplerate) +
             " Hz");
+    std::shared_ptr<Timeline> timeline;
+    if (const auto start = began(header, info.samplerate))
+        timeline = std::make_shared<Timeline>(*start);
+    else if (!stream->is_file())
+        timeline = std::make_shared<Timeline>();
     auto input = input_for(std::move(stream), header, std::move(file), info);
+    input->timeline = std::move(timeline);
     input->tuned = header.tuned;
     input->rate = info.samplerate;
     input->channels = info.channels;

@@ -3,6 +3,7 @@
 #include <bit>
 #include <climits>
 #include <cmath>
+#include <cstdio>
 #include <string_view>
 
 namespace client {
@@ -93,12 +94,12 @@ void tell(SoundHeader& header, const Bytes& bytes, const ChunkForm& form, int64_
 }
 
 // What receivers write in a WAV: begin and end of the recording as eight 16-bit numbers each (year, month,
-// day of the week, day, hour, minute, second, ms), and then 32-bit ones, of which the first is where they
-// were tuned to, in Hz. Other content, as some write under that name, has no such times.
-void tell_tuned(SoundHeader& header, const Bytes& bytes, const Chunk& chunk)
+// day of the week, day, hour, minute, second, ms; UTC), and then 32-bit ones, of which the first is where
+// they were tuned to, in Hz. Other content, as some write under that name, has no such times.
+void read_auxi(SoundHeader& header, const Bytes& bytes, const Chunk& chunk)
 {
     constexpr int64_t times = 32;
-    if (chunk.name != "auxi" || chunk.size < uint64_t(times) + 4) return;
+    if (chunk.size < uint64_t(times) + 4) return;
     const std::string content = bytes(chunk.begin, times + 4);
     if (content.size() < size_t(times) + 4) return;
     constexpr uint64_t most[] = {9999, 12, 6, 31, 23, 59, 59, 999};
@@ -106,16 +107,45 @@ void tell_tuned(SoundHeader& header, const Bytes& bytes, const Chunk& chunk)
         if (number(content.substr(2 * k, 2), Order::little) > most[k % 8]) return;
     const auto centre = int64_t(number(content.substr(times), Order::little));
     if (centre > 0) header.tuned = {centre, "its auxi chunk"};
+    const auto word = [&](size_t place) { return int(number(content.substr(2 * place, 2), Order::little)); };
+    char text[80];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", word(0), word(1), word(3),
+                  word(4), word(5), word(6), word(7));
+    if (const auto began = words::parse_time(text)) { // rather than a broadcast's, which tells no zone
+        header.began = began;
+        header.since_midnight = 0;
+    }
+}
+
+// What broadcasters write (EBU Tech 3285): behind 320 bytes of texts the date and the time, ten and eight
+// characters, and in 64 bits how many samples since midnight the first one is. They tell no zone.
+void read_bext(SoundHeader& header, const Bytes& bytes, const Chunk& chunk)
+{
+    constexpr int64_t texts = 320, date = 10, time = 8;
+    const std::string content = bytes(chunk.begin + texts, date + time + 8);
+    if (chunk.size < uint64_t(texts + date + time) + 8 || content.size() < size_t(date + time) + 8) return;
+    std::string text = content.substr(0, date) + "T" + content.substr(date, time) + "Z";
+    for (const size_t k : {4, 7}) text[k] = '-'; // some put other characters there
+    for (const size_t k : {13, 16}) text[k] = ':';
+    if (header.began) return;
+    header.began = words::parse_time(text);
+    header.since_midnight = number(content.substr(date + time), Order::little);
+}
+
+// The chunks that tell of the recording.
+void read_notes(SoundHeader& header, const Bytes& bytes, const Chunk& chunk)
+{
+    if (chunk.name == "auxi") read_auxi(header, bytes, chunk);
+    if (chunk.name == "bext") read_bext(header, bytes, chunk);
 }
 
 // The chunks behind the samples, should the header tell of any up to the end of the file.
-void tell_tuned_behind(SoundHeader& header, const Bytes& bytes, const ChunkForm& form, uint64_t end)
+void read_notes_behind(SoundHeader& header, const Bytes& bytes, const ChunkForm& form, uint64_t end)
 {
     const int64_t behind = header.begin + header.bytes + header.bytes % 2;
     if (header.bytes <= 0 || uint64_t(behind) >= end) return;
     Chunk chunk;
-    for (Chunks chunks(bytes, form, behind); !header.tuned && chunks.next(chunk);)
-        tell_tuned(header, bytes, chunk);
+    for (Chunks chunks(bytes, form, behind); chunks.next(chunk);) read_notes(header, bytes, chunk);
 }
 
 // A length of 64 bits, of so many bytes more than the samples have.
@@ -130,14 +160,14 @@ void wav(const Bytes& bytes, const ChunkForm& form, SoundHeader& header)
     for (Chunks chunks(bytes, form, 12); chunks.next(chunk);) {
         // PCM, reals, A-law, mu-law, and what says it elsewhere
         constexpr uint64_t plain[] = {1, 3, 6, 7, 0xfffe};
-        tell_tuned(header, bytes, chunk);
+        read_notes(header, bytes, chunk);
         if (chunk.name == "fmt ")
             header.in_blocks = !std::ranges::count(plain, number(bytes(chunk.begin, 2), form.order));
         if (chunk.name != "data") continue;
         // A pipe's writer tells of a length near 2^31 or 2^32.
         const uint64_t end = 8 + number(bytes(4, 4), form.order);
         tell(header, bytes, form, chunk.begin, chunk.size, (chunk.size & 0x7fffffff) >= 0x7ffff000, end);
-        tell_tuned_behind(header, bytes, form, end);
+        read_notes_behind(header, bytes, form, end);
         header.patches = [order = form.order, at = chunk.size_at](int64_t all) {
             std::vector<Patch> patches{{at, spelled(uint64_t(all), 4, order)}};
             // What has no room is told in a way that libsndfile knows.
@@ -153,13 +183,13 @@ void rf64(const Bytes& bytes, SoundHeader& header)
     int64_t lengths = 0; // of the file and of the samples
     Chunk chunk;
     for (Chunks chunks(bytes, riff, 12); chunks.next(chunk);) {
-        tell_tuned(header, bytes, chunk);
+        read_notes(header, bytes, chunk);
         if (chunk.name == "ds64") lengths = chunk.begin;
         if (chunk.name != "data" || lengths == 0) continue;
         const uint64_t size = number(bytes(lengths + 8, 8), Order::little);
         const uint64_t end = 8 + number(bytes(lengths, 8), Order::little);
         tell(header, bytes, riff, chunk.begin, size, size >= huge, end);
-        tell_tuned_behind(header, bytes, riff, end);
+        read_notes_behind(header, bytes, riff, end);
         header.patches = length_at(lengths + 8, Order::little);
         return;
     }
@@ -300,6 +330,18 @@ SoundHeader read_sound_header(const Bytes& bytes)
     header.by_pipe = row->by_pipe;
     if (row->read) row->read(bytes, header);
     return header;
+}
+
+std::optional<words::Time> began(const SoundHeader& header, int rate)
+{
+    using namespace std::chrono;
+    if (!header.began || header.since_midnight == 0) return header.began;
+    const auto day = floor<days>(*header.began);
+    const double seconds = double(header.since_midnight) / rate;
+    // Within the day, and not before the time that was written: else it counts from elsewhere, as the
+    // beginning of a session.
+    const bool true_time = seconds < 86400 && seconds > duration<double>(*header.began - day).count() - 1;
+    return true_time ? day + microseconds(std::llround(seconds * 1e6)) : *header.began;
 }
 
 bool has_last_page(const std::string& tail)

@@ -211,7 +211,7 @@ void Analysis::add_to(JsonObject& summary) const
 {
     summary.add("input", input_->name).add("rate", int64_t(input_->rate)).add("iq", iq());
     if (tuned()) summary.add("center", input_->tuned->centre);
-    if (!input_->started.empty()) summary.add("datetime", input_->started);
+    add_time(summary, *input_);
     summary.add("seconds", seconds()).add("size", int64_t(size_)).add("window", window_names[window_]);
     summary.add("hop", int64_t(hop_)).add("blocks", blocks_).add("bin_width", bin_width());
     summary.add("noise_width", noise_width());
