@@ -42,6 +42,10 @@ TEST(TimeOfDay, ReadsAndWrites)
         EXPECT_EQ(iso_time(*parse_time(text)), iso);
     }
     EXPECT_EQ(compact_time(*parse_time(good[0].first)), "20261123T180507Z");
+    EXPECT_EQ(*parse_duration("90s"), std::chrono::minutes(1) + std::chrono::seconds(30));
+    EXPECT_EQ(*parse_duration("2D"), std::chrono::hours(48));
+    for (const char* text : {"", "1", "0h", "-1h", "1.5h", "1001d", "1w", "h"})
+        EXPECT_FALSE(parse_duration(text)) << text;
     for (const char* text : {"", "2026-11-23", "2026-11-23T18:05:07", "2026-02-29T00:00Z",
                              "2026-11-23T24:00Z", "2026-11-23T18:05:07.Z", "2026-11-23T18:05:07+1"})
         EXPECT_FALSE(parse_time(text)) << text;

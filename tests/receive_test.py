@@ -2,7 +2,9 @@
 """zovek receive on I/Q recordings, over gaps and at any audio rate, measured: what comes out, where, and what
 shouldn't."""
 import json
+import math
 import os
+import pathlib
 import resource
 import signal as signals
 import subprocess
@@ -468,6 +470,71 @@ class Stations(InFolder):
             told = self.run_with(self.pairs, "-t", "cs16", "--station", *line.split(), status=status)
             self.assertEqual((told.count("\n"), says in told), (1, True), told)
             self.assertEqual(os.listdir(self.folder), [], line)
+class Rotation(InFolder):
+    """Pieces of a file, by the clock or by its seconds: nothing is lost or there twice."""
+
+    def setUp(self):
+        super().setUp()
+        place = np.arange(int(3.4 * 48000)) / 48000
+        over = (place < 0.7) | ((place > 1.3) & (place < 2.9))
+        band = 0.4 * over * (1 + 0.5 * np.cos(2 * np.pi * 600 * place)) * np.cos(2 * np.pi * 12000 * place)
+        self.band = self.written(band + np.random.default_rng(2).normal(0, 1e-3, len(band)), 48000, "band.wav")
+
+    def hear(self, name, *options, status=0, **more):
+        """What is in the files that were made, by their names, and the summary."""
+        there = set(self.folder.iterdir())
+        run = subprocess.run([CLIENT, "receive", *(() if "input" in more else (self.band,)), "-M", "am", "-f", "12k", "-o", self.folder / name, "--json",
+                              *options], capture_output=True, **more)
+        self.assertEqual(run.returncode, status, run.stderr)
+        self.assertEqual(run.stderr.count(b"\n"), 1, run.stderr)
+        made = sorted(path for path in self.folder.iterdir() if path not in there)
+        got = {path.name: soundfile.read(path, dtype="int32")[0] if path.suffix != ".raw" else np.fromfile(path, "<i2") for path in made}
+        for path in made: path.unlink()
+        return got, json.loads(run.stderr) if status == 0 else run.stderr
+
+    def test_pieces_are_the_whole(self):
+        begin = "--start", "2026-11-23T18:59:59.25+01:00"
+        times = "175959", "180000", "180001", "180002"
+        for name, options in (("x.wav", ()), ("x.y.flac", ("--mono",)), ("x", ("--output-type", "wav24")), ("x.raw", ()),
+                              ("x.wav", ("--squelch", "-40")), ("x.wav", ("--squelch", "-40", "--overs-only")), ("x.wav", ("--audio-rate", "11025"))):
+            with self.subTest(f"{name} {options}"):
+                (whole,), _ = [list(item.values()) if isinstance(item, dict) and name in item else item for item in self.hear(name, *options)]
+                got, summary = self.hear(name, "--rotate", "1s", *begin, *options)
+                stem, dot, ending = name.rpartition(".") if "." in name else (name, "", "")
+                self.assertEqual(list(got), [f"{stem}_20261123T{time}Z{dot}{ending}" for time in times])
+                self.assertEqual([pathlib.Path(file).name for file in summary["files"]], list(got))
+                self.assertTrue(np.array_equal(np.concatenate(list(got.values())), whole))
+                counted, summary = self.hear(name, "--rotate", "1s", *options)
+                self.assertEqual(list(counted), [f"{stem}_{number:03d}{dot}{ending}" for number in range(1, len(counted) + 1)])
+                self.assertTrue(np.array_equal(np.concatenate(list(counted.values())), whole))
+                if "--overs-only" not in options:
+                    rate, channels = summary["output_rate"], 2 if name == "x.raw" else 1
+                    wanted = [[math.ceil(rate * cut) for cut in cuts] for cuts in ((0.75, 1.75, 2.75), (1, 2, 3))]
+                    self.assertEqual([list(np.cumsum([len(piece) for piece in pieces.values()])[:3] // channels) for pieces in (got, counted)], wanted)
+
+    def test_what_is_there_stays(self):
+        for name in "x_001.wav", "x_003.wav.part", "x_20260401T120000Z.wav":
+            (self.folder / name).write_text("mine")
+        self.assertEqual(list(self.hear("x.wav", "--rotate", "2s")[0]), ["x_002.wav", "x_004.wav"])
+        self.assertEqual(list(self.hear("x.wav", "--rotate", "2s", "--start", "2026-04-01T12:00Z")[0]), ["x_20260401T120000Z_2.wav", "x_20260401T120002Z.wav"])
+        self.assertEqual((self.folder / "x_001.wav").read_text(), "mine")
+
+    def test_a_live_pipe_goes_by_the_clock(self):
+        got, summary = self.hear("x.wav", "--rotate", "1d", input=self.band.read_bytes())
+        self.assertIn(list(got), ([f"x_{summary['time'][:19].translate({45: None, 58: None})}Z.wav"], [pathlib.Path(file).name for file in summary["files"]]))
+
+    def test_a_limit_keeps_what_is_done(self):
+        limit = resource.RLIMIT_FSIZE, (60000, 60000)
+        got, talk = self.hear("x.raw", "--rotate", "1s", preexec_fn=lambda: resource.setrlimit(*limit))
+        self.assertEqual([len(piece) for piece in got.values()], [24000, 24000, 24000, 9600])
+        got, talk = self.hear("x.raw", "--rotate", "2s", preexec_fn=lambda: resource.setrlimit(*limit), status=153)
+        self.assertEqual(list(got), ["x_001.raw"])
+        self.assertAlmostEqual(len(got["x_001.raw"]), 28000, delta=2000)
+
+    def test_what_cannot_be(self):
+        for name, options, status in (("-", (), 2), ("/dev/null", (), 2), ("none/x.wav", (), 1), ("x.mp3", (), 2), ("x.wav", ("--rotate", "1"), 2)):
+            run = subprocess.run([CLIENT, "receive", self.band, "-M", "am", "--rotate", "1h", *options, "-o", name], cwd=self.folder, capture_output=True)
+            self.assertEqual((run.returncode, run.stdout, run.stderr.count(b"\n"), sorted(os.listdir(self.folder))), (status, b"", 1, ["band.wav"]), run.stderr)
 
 
 class AudioRates(unittest.TestCase):

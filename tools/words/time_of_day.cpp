@@ -44,6 +44,18 @@ std::optional<Time> parse_time(const std::string& text)
            microseconds(std::stoi(decimals)) + (part[9] == "-" ? zone : -zone);
 }
 
+std::optional<seconds> parse_duration(const std::string& text)
+{
+    static const std::regex form(R"((\d{1,8}) ?([smhd]))", std::regex::icase);
+    std::smatch part;
+    if (!std::regex_match(text, part, form)) return {};
+    const std::string units = "smhdSMHD";
+    constexpr seconds lengths[] = {seconds(1), minutes(1), hours(1), days(1)};
+    const seconds whole = std::stoi(part[1]) * lengths[units.find(part[2].str()) % 4];
+    if (whole <= seconds(0) || whole > days(1000)) return {};
+    return whole;
+}
+
 std::string exact_time(Time time)
 {
     const Fields f = fields_of(time);

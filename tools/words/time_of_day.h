@@ -16,4 +16,7 @@ std::string iso_time(Time time);
 std::string exact_time(Time time);
 // For names of files, to the second: 20261123T180507Z.
 std::string compact_time(Time time);
+
+// Whole seconds, minutes, hours or days, above 0 and up to 1000 days: 30s, 15m, 1h, 1d. Else nothing.
+std::optional<std::chrono::seconds> parse_duration(const std::string& text);
 } // namespace words

@@ -42,6 +42,7 @@ Run add_receive(CommandLine& line)
     add_time_option(line, options->input);
     add_iq_options(line, options->iq);
     add_output_options(line, options->output);
+    add_rotation_option(line, options->period);
     line.text(
             "--record-iq", options->iq_path,
             "the station's I/Q as well: SigMF of reals at the detector's rate, a pair of files by this name")

@@ -32,7 +32,8 @@ void Reception::tell_plan() const
 
 void Reception::open()
 {
-    output_.emplace(options_.output, int32_t(std::lround(plan_.output_rate())), options_.mono ? 1 : 2);
+    output_.emplace(options_.output, options_.period, int32_t(std::lround(plan_.output_rate())),
+                    options_.mono ? 1 : 2, input_->timeline);
     if (!options_.iq_path.empty()) pairs_.emplace(options_.iq_path);
     if (options_.squelched) {
         const Mode mode = options_.wishes.mode;
@@ -53,13 +54,31 @@ bool Reception::hear()
     const auto& audio = options_.mono ? station_.next_left() : station_.next();
     if (audio.empty()) return false;
     if (std::exchange(first_, false)) tell_neighbour();
-    write(gate_ ? gate_->pass(audio) : audio);
+    write(audio);
     return true;
+}
+
+void Reception::write(const std::vector<int32_t>& audio)
+{
+    if (gate_) return write_gated(gate_->pass(audio));
+    const auto frames = int64_t(audio.size() / (options_.mono ? 1 : 2));
+    output_->write(audio.data(), audio.size(), double(station_.frames() - frames) / plan_.output_rate());
+}
+
+void Reception::write_gated(const std::vector<int32_t>& audio)
+{
+    const auto& stretches = gate_->stretches();
+    for (size_t k = 0; k < stretches.size(); ++k) {
+        const size_t first = stretches[k].first,
+                     end = k + 1 < stretches.size() ? stretches[k + 1].first : audio.size();
+        output_->write(&audio[first], end - first, stretches[k].seconds);
+    }
+    output_->passed(gate_->decided());
 }
 
 void Reception::finish()
 {
-    if (gate_) write(gate_->finish());
+    if (gate_) write_gated(gate_->finish());
     output_->finish();
     if (pairs_) pairs_->finish(about_pairs());
 }
@@ -111,7 +130,9 @@ JsonObject Reception::summary(const Pace& pace) const
 {
     const Receiver::Readings& readings = station_.readings();
     JsonObject summary;
-    summary.add("file", output_->name()).add("mode", mode_names[int(options_.wishes.mode)]);
+    summary.add("file", output_->name());
+    if (output_->several()) summary.add("files", output_->files());
+    summary.add("mode", mode_names[int(options_.wishes.mode)]);
     summary.add("frequency", plan_.frequency());
     if (input_->tuned) summary.add("center", input_->tuned->centre);
     add_time(summary, *input_);
@@ -131,7 +152,7 @@ std::string Reception::described(const Pace& pace) const
 {
     const Receiver::Readings& readings = station_.readings();
     std::string line = std::to_string(samples()) + " samples, " + pace.text() + ", audio at " +
-                       number(plan_.output_rate()) + " Hz to " + output_->name();
+                       number(plan_.output_rate()) + " Hz to " + output_->described();
     if (station_.overloads()) line += ", " + std::to_string(station_.overloads()) + " overloaded blocks";
     if (synchronous())
         line += readings.carrier_locked ? ", carrier " + decimals(readings.carrier_offset) + " Hz off"

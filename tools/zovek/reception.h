@@ -1,7 +1,7 @@
 // One station's way from a band to its files: received, behind a squelch if wished, written, and told of.
 #pragma once
 #include "io/iq.h"
-#include "io/output.h"
+#include "io/pieces.h"
 #include "io/progress.h"
 #include "io/sigmf_output.h"
 #include "radio/gate.h"
@@ -22,6 +22,7 @@ struct ReceiveOptions {
     InputOptions input;
     IQOptions iq;
     OutputOptions output;
+    Period period; // of a piece
     Wishes wishes;
     Level level;
     std::string iq_path; // of a SigMF recording; empty: none
@@ -54,7 +55,8 @@ public:
     void tell_overs() const;
 
 private:
-    void write(const std::vector<int32_t>& audio) { output_->write(audio.data(), audio.size()); }
+    void write(const std::vector<int32_t>& audio); // the station's next
+    void write_gated(const std::vector<int32_t>& audio);
     int64_t frames() const { return gate_ ? gate_->frames() : station_.frames(); } // written
     void add_overs(words::JsonObject& summary) const;
     bool synchronous() const { return plan_.mode == ZVDemodMode_SyncAM; }
@@ -67,7 +69,7 @@ private:
     const std::unique_ptr<Input> input_;
     Station station_;
     const Plan& plan_;
-    std::optional<Output> output_;
+    std::optional<Pieces> output_;
     std::optional<SigMFOutput> pairs_;
     std::optional<Squelch> squelch_;
     std::optional<Gate> gate_;

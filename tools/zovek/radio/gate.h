@@ -17,6 +17,13 @@ public:
     const std::vector<int32_t>& finish();
 
     int64_t frames() const { return given_; } // so far
+    // Audio that came out in one piece: its first sample in it, and where in the recording that stands, s.
+    struct Stretch {
+        size_t first;
+        double seconds;
+    };
+    const std::vector<Stretch>& stretches() const { return stretches_; } // of what was given last
+    double decided() const { return double(taken_) / rate_; }            // s of the recording
     // Where in the audio that came out each over begins, s.
     const std::vector<double>& begins() const { return begins_; }
 
@@ -31,6 +38,7 @@ private:
     std::vector<int32_t> held_, out_; // from frame `taken_` of the recording on
     int64_t taken_ = 0, given_ = 0;   // frames
     float gain_ = 0;
+    std::vector<Stretch> stretches_;
     std::vector<double> begins_;
 };
 } // namespace client
