@@ -164,7 +164,7 @@ class Client(InFolder):
                  "receive -M am -f 6k --output-type RAW -- -", f"receive -M am -f 6k {raw} -- -x.wav", f"receive -M am -f 6k {raw} ./-x.wav"),
                 (pairs, f"receive -M usb -f -2900 -t cs16 -r 24000 {raw}", f"receive -M USB -f=-2.9k -t CS16 -r=24kHz {raw}",
                  f"receive -M usb --frequency=-2.9kHz -t cs16 -r24k {raw}"),
-                (PLAIN, "spectrum --json --start 0.5 --from 5000 --size 1024", "spectrum --json --start 0.5s --from 5kHz --window HANN --size 1024 -"),
+                (PLAIN, "spectrum --csv --start 0.5 --from 5000 --size 1024", "spectrum --csv --start 0.5s --from 5kHz --window HANN --size 1024 -"),
                 (PLAIN, f"clean --notch 1000:80 --shift -300 {raw}", f"clean --notch 1kHz:80Hz --shift=-300Hz {raw}"),
                 (PLAIN, f"resample -r 8000 {raw}", f"resample -r8kHz {raw} --", f"resample {raw} -r 8KHZ -- -x.wav"),
                 (PLAIN, "decode --mode tones --freq 1000,5000 --every 0.5", "decode --mode TONES --freq 1k,5kHz --every 0.5s -- -"),
