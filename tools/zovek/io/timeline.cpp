@@ -27,7 +27,7 @@ void Timeline::came(double seconds, Time now)
     const double step =
         anchors_.empty() ? late : std::fabs(duration<double>(start - anchors_.back().start).count());
     if (step >= told_apart) anchors_.push_back({came_, start});
-    if (anchors_.size() > most_anchors) anchors_.pop_front();
+    if (anchors_.size() > most_anchors) anchors_.erase(anchors_.begin() + 1); // the start stays known
     came_ = seconds;
 }
 

@@ -32,7 +32,7 @@ private:
     };
     const bool live_ = true;
     mutable std::mutex mutex_;
-    std::deque<Anchor> anchors_; // the last ones
+    std::deque<Anchor> anchors_; // the first, and the last ones
     double came_ = 0;            // s
     double counted_ = 0;         // s of the clock at which the signal began, by the count
 };
