@@ -33,7 +33,8 @@ public:
     {
         if (!period_) return piece_->write(samples, count);
         for (size_t at = 0; at < count && !full();) {
-            const double place = seconds + double(at / channels_) / rate_;
+            const size_t frame = at / channels_;
+            const double place = seconds + double(frame) / rate_;
             passed(place);
             if (!piece_) open(place);
             const auto left = size_t(std::max<int64_t>(frames_left(place), 1));
