@@ -247,7 +247,7 @@ Run add_decode(CommandLine& line)
                   "takes k, M and G")
             .unit("HZ");
     line.choice("-M,--demodulate", options.station.mode, mode_names,
-                "how that station is modulated: am, sam, isb, usb, lsb, fm or cw")
+                "how that station is modulated: am, sam, isb, usb, lsb, fm, wfm or cw")
         .unit("MODE")
         .usually("fm")
         .needs(frequency);

@@ -49,7 +49,8 @@ Run add_receive(CommandLine& line)
         .unit("FILE.sigmf-meta");
     line.flag("--mono", options->mono, "one channel instead of two alike");
     line.choice("-M,--mode", wishes.mode, mode_names,
-                "am, sam (synchronous), isb (lower left, upper right), usb, lsb, fm or cw (Morse)")
+                "am, sam (synchronous), isb (lower left, upper right), usb, lsb, fm, wfm (broadcasts) or cw "
+                "(Morse)")
         .unit("MODE");
     line.quantity(
         "-f,--frequency", wishes.frequency, -highest_tuned, highest_tuned, "HZ",
@@ -64,9 +65,9 @@ Run add_receive(CommandLine& line)
     line.quantity(
         "-b,--bandwidth", wishes.bandwidth, least_bandwidth, most_bandwidth, "HZ",
         "of the whole station, in usb and lsb of the sideband (am 9000, sam 5600, isb 5400, usb and "
-        "lsb 2400, fm 16000, cw 500)");
+        "lsb 2400, fm 16000, wfm 200000, cw 500)");
     line.quantity("--audio-cutoff", wishes.audio_cutoff, least_bandwidth, most_bandwidth, "HZ",
-                  "upper end of the audio (follows the bandwidth, fm 3000)");
+                  "upper end of the audio (follows the bandwidth, fm 3000, wfm 17000)");
     line.quantity("--taps", wishes.taps, 3, 1 << 20, "N",
                   "length of the filters behind the mixer (what the plan needs: -v)");
     line.quantity("--offset", wishes.offset, 50, 1e6, "HZ",
@@ -74,16 +75,18 @@ Run add_receive(CommandLine& line)
     line.quantity("--pitch", wishes.pitch, 100, 3000, "HZ",
                   "cw: the tone at which the carrier is heard (600)");
     line.quantity("--audio-rate", wishes.audio_rate, 2000, 1e7, "HZ",
-                  "rate of the audio, whole Hz; by division where that gives it, else resampled");
+                  "rate of the audio, whole Hz (wfm 48000); by division where that gives it, else resampled");
     line.flag("--agc", options->level.agc, "keep the audio at one loudness (not in isb)");
     line.text(
             "--deemphasis",
-            [&level = options->level](const std::string& text) { level.deemphasis = std::stod(text) * 1e-6; },
-            "fm: take off the treble that the sender put on; time constant in microseconds")
-        .one_of({"50", "75", "750"})
+            [&deemphasis = options->deemphasis](const std::string& text) {
+                deemphasis = same_word(text, "none") ? 0 : std::stod(text) * 1e-6;
+            },
+            "fm, wfm: take off the treble that the sender put on; time constant in microseconds (wfm 50)")
+        .one_of({"50", "75", "750", "none"})
         .unit("US");
     line.quantity("--iq-agc", options->level.iq_agc, -60, 0, "DB",
-                  "follow fading before the detector (not in fm); level in dB of full scale")
+                  "follow fading before the detector (not in fm, wfm); level in dB of full scale")
         .or_bare()
         .usually("-6");
     line.quantity("--gain", options->level.gain, 0, 1e6, "X",
@@ -100,7 +103,8 @@ Run add_receive(CommandLine& line)
                 if (!threshold || *threshold < -150 || *threshold > 10)
                     throw WrongValue(not_a("a level in dB of full scale, -150 to 10, or noise", text));
             },
-            "silence where the station is below a level; noise (fm): where it doesn't stand out of its noise")
+            "silence where the station is below a level; noise (fm, wfm): where it doesn't stand out of its "
+            "noise")
         .unit("DB|noise");
     line.flag("--overs-only", options->overs_only, "leave that silence out, and list the overs");
     line.flag("--json", options->json, "summary as JSON on standard error");
@@ -110,14 +114,10 @@ Run add_receive(CommandLine& line)
             for (const char* single : {"--frequency", "--mode", "--output", "--record-iq"})
                 if (line.given(single))
                     throw WrongUsage(std::string(single) + " is for one station: --station names its own");
-            const auto stations = options_of(*wishes, *options);
-            std::ranges::for_each(stations, check);
-            return receive_stations(stations, *options);
+            return receive_stations(options_of(*wishes, *options), *options);
         }
         if (!line.given("--mode")) throw WrongUsage("--mode is required, or --station");
-        check(*options);
-        options->level.wide = wants_wide(options->output);
-        return receive(*options);
+        return receive(checked(*options));
     };
 }
 } // namespace client

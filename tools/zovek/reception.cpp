@@ -37,7 +37,7 @@ void Reception::open()
     if (!options_.iq_path.empty()) pairs_.emplace(options_.iq_path);
     if (options_.squelched) {
         const Mode mode = options_.wishes.mode;
-        const bool carrier = mode == Mode::am || mode == Mode::sam || mode == Mode::fm;
+        const bool carrier = mode == Mode::am || mode == Mode::sam || fm();
         squelch_.emplace(options_.threshold, carrier ? 0.1 : 1.5); // speech has pauses
         gate_.emplace(*squelch_, plan_.output_rate(), options_.mono ? 1 : 2, options_.overs_only);
     }
@@ -139,7 +139,7 @@ JsonObject Reception::summary(const Pace& pace) const
     summary.add("samples", samples()).append(pace.json()).add("overloads", station_.overloads());
     if (synchronous())
         summary.add("locked", readings.carrier_locked).add("carrier_offset", readings.carrier_offset);
-    if (fm()) summary.add("noise_level", int64_t(readings.noise_level));
+    if (fm() && !plan_.wide) summary.add("noise_level", int64_t(readings.noise_level));
     summary.add("bandwidth", plan_.width)
         .add("input_rate", int64_t(plan_.rate / input_->per_frame))
         .add("detector_rate", plan_.detector_rate());
@@ -157,7 +157,7 @@ std::string Reception::described(const Pace& pace) const
     if (synchronous())
         line += readings.carrier_locked ? ", carrier " + decimals(readings.carrier_offset) + " Hz off"
                                         : ", no carrier";
-    if (fm()) line += ", noise level " + std::to_string(readings.noise_level);
+    if (fm() && !plan_.wide) line += ", noise level " + std::to_string(readings.noise_level);
     return line;
 }
 } // namespace client

@@ -25,6 +25,7 @@ struct ReceiveOptions {
     Period period; // of a piece
     Wishes wishes;
     Level level;
+    std::optional<double> deemphasis; // asked for, s; 0: none, though the mode has one
     std::string iq_path; // of a SigMF recording; empty: none
     bool squelched = false, overs_only = false;
     std::optional<double> threshold; // of the squelch, dB; nothing: by noise

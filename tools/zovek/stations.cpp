@@ -15,7 +15,10 @@ namespace client {
 using namespace words;
 namespace {
 // The station's mode is one that an option is for.
-bool has_deemphasis(const ReceiveOptions& station) { return station.wishes.mode == Mode::fm; }
+bool has_deemphasis(const ReceiveOptions& station)
+{
+    return station.wishes.mode == Mode::fm || station.wishes.mode == Mode::wfm;
+}
 bool has_pitch(const ReceiveOptions& station) { return station.wishes.mode == Mode::cw; }
 bool has_offset(const ReceiveOptions& station)
 {
@@ -202,7 +205,6 @@ std::vector<ReceiveOptions> options_of(const std::vector<StationWish>& wishes, c
         ReceiveOptions& station = stations.emplace_back(common);
         station.speaker += ": " + wish.path;
         station.output.path = wish.path;
-        station.level.wide = wants_wide(station.output);
         station.wishes.mode = wish.mode;
         station.wishes.frequency = wish.frequency;
         if (wish.bandwidth) station.wishes.bandwidth = wish.bandwidth;
@@ -214,28 +216,35 @@ std::vector<ReceiveOptions> options_of(const std::vector<StationWish>& wishes, c
             if (!has(station)) value(station).reset();
     };
     keep(
-        has_deemphasis, [](ReceiveOptions & station) -> auto& { return station.level.deemphasis; });
+        has_deemphasis, [](ReceiveOptions & station) -> auto& { return station.deemphasis; });
     keep(
         has_pitch, [](ReceiveOptions & station) -> auto& { return station.wishes.pitch; });
     keep(
         has_offset, [](ReceiveOptions & station) -> auto& { return station.wishes.offset; });
+    for (ReceiveOptions& station : stations) station = checked(std::move(station));
     return stations;
 }
 
-void check(const ReceiveOptions& options)
+ReceiveOptions checked(ReceiveOptions options)
 {
+    constexpr double wide_deemphasis = 50e-6; // s, of most of the world
     const Mode mode = options.wishes.mode;
+    const bool fm = mode == Mode::fm || mode == Mode::wfm;
     if (options.wishes.offset && !has_offset(options)) throw WrongUsage("--offset is for usb and lsb");
     if (options.overs_only && !options.squelched) throw WrongUsage("--overs-only needs --squelch");
-    if (options.squelched && !options.threshold && mode != Mode::fm)
-        throw WrongUsage("--squelch noise is for fm: a level in dB");
+    if (options.squelched && !options.threshold && !fm)
+        throw WrongUsage("--squelch noise is for fm and wfm: a level in dB");
     if (options.wishes.pitch && !has_pitch(options)) throw WrongUsage("--pitch is for cw");
     if (mode == Mode::isb && (options.level.agc || options.mono))
         throw WrongUsage("isb has two channels: neither --agc nor --mono");
-    if (options.level.deemphasis && !has_deemphasis(options)) throw WrongUsage("--deemphasis is for fm");
-    if (mode == Mode::fm && options.level.iq_agc) throw WrongUsage("fm has no level: no --iq-agc");
+    if (options.deemphasis && !has_deemphasis(options)) throw WrongUsage("--deemphasis is for fm and wfm");
+    if (fm && options.level.iq_agc) throw WrongUsage("fm has no level: no --iq-agc");
     if (options.level.gain && (options.level.agc || options.level.iq_agc))
         throw WrongUsage("--gain is a fixed gain: neither --agc nor --iq-agc");
+    const double deemphasis = options.deemphasis.value_or(mode == Mode::wfm ? wide_deemphasis : 0);
+    if (deemphasis > 0) options.level.deemphasis = deemphasis;
+    options.level.wide = wants_wide(options.output);
+    return options;
 }
 
 int receive_stations(const std::vector<ReceiveOptions>& stations, const ReceiveOptions& common)

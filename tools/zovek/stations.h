@@ -14,12 +14,12 @@ struct StationWish {
 };
 StationWish station_wish(const std::string& text);
 
-// The options of each station: the common ones, where its mode has a use for them. Throws WrongUsage where
-// no mode has, or two stations go to one file.
+// The checked options of each station: the common ones, where its mode has a use for them. Throws WrongUsage
+// where no mode has, or two stations go to one file.
 std::vector<ReceiveOptions> options_of(const std::vector<StationWish>& wishes, const ReceiveOptions& common);
 
-// Throws WrongUsage if a station's options don't go together.
-void check(const ReceiveOptions& options);
+// A station's options with what follows from them. Throws WrongUsage if they don't go together.
+ReceiveOptions checked(ReceiveOptions options);
 
 // Receives them all, out of the input of the common options. A station that fails is told of, and the others
 // go on. Gives the exit status.

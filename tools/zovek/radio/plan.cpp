@@ -22,6 +22,7 @@ struct Row {
     double audio_cutoff;  // Hz; 0: follows the bandwidth
     double audio_gain;    // full scale over the peaks of its audio; 0: by FM's deviation
     int32_t pitch = 0;    // Hz, at which its carrier is heard
+    bool wide = false;    // broadcast FM
 };
 
 // clang-format off
@@ -33,6 +34,7 @@ constexpr Row rows[] = {
     {ZVDemodMode_SSB,       1,      2400,    0.56,      0.250,     4.00,     0, 2},
     {ZVDemodMode_SSB,      -1,      2400,    0.56,      0.250,     4.00,     0, 2},
     {ZVDemodMode_FM,        1,     16000,    0.28,      0.875,     6.00,  3000, 0},
+    {ZVDemodMode_FM,        1,    200000,    0.50,      0.200,     1.20, 17000, 0, 0, true},
     {ZVDemodMode_SSB,       1,       500,    0.50,      0.250,     4.00,     0, 2, 600},
 };
 // clang-format on
@@ -44,6 +46,19 @@ constexpr double lowest_audio = 300;     // Hz: lower edge of a sideband of spee
 constexpr double audio_transition = 700; // Hz
 constexpr double farthest_search = 500;  // Hz: where a carrier that is off tune is looked for
 constexpr double lowest_separated = 120; // Hz: ISB keeps its sidebands apart from here on
+
+// Broadcast FM, Hz. Its audio is whole up to 15 kHz, and the pilot tone at 19 kHz is gone.
+constexpr double wide_deviation = 75000;
+constexpr double wide_transition = 4000;
+constexpr double least_wide = 40000; // of a station
+constexpr int32_t wide_audio_rate = 48000;
+
+// Of the audio filter, Hz: sharp where the output's rate leaves no room.
+double transition_of(const Row& row, int64_t audio_rate)
+{
+    return row.wide && audio_rate >= 2 * row.audio_cutoff + wide_transition ? wide_transition
+                                                                            : audio_transition;
+}
 
 std::string hz(double value) { return number(value) + " Hz"; }
 
@@ -70,11 +85,27 @@ bool search_rates(Plan& plan, double least_detector_rate, double least_audio_rat
                 plan.keep = keep;
             }
         }
-    if (best == 0) return false;
-    // About 10 ms at high rates, and at least 8192 samples, so that a call's overhead counts for little.
-    const uint32_t samples = std::max(8192u, uint32_t(plan.rate) / 100), d = plan.decimation;
-    plan.block = int32_t((samples + d - 1) / d * d);
-    return true;
+    return best > 0;
+}
+
+// The same for broadcast FM, where the detector's rate is what costs: the lowest, but for one up to a third
+// above it that gives the audio's rate by division, or is one in whole Hz.
+void search_wide_rates(Plan& plan, double least_detector_rate, int64_t audio_rate, double least_audio_rate)
+{
+    plan.stuffing = std::clamp(int32_t(std::ceil(least_detector_rate / plan.rate)), 1, 4);
+    const int64_t fs = int64_t(plan.rate) * plan.stuffing;
+    const auto most = std::max(int64_t(1), int64_t(double(fs) / least_detector_rate));
+    const auto largest = [&](int64_t divisor) {
+        for (int64_t d = most; 4 * d >= 3 * most; --d)
+            if (fs % (d * divisor) == 0) return d;
+        return int64_t(0);
+    };
+    const int64_t exact = largest(audio_rate), whole = largest(1);
+    const int64_t d = exact > 0 ? exact : whole > 0 ? whole : most;
+    plan.decimation = uint32_t(d);
+    plan.upsample = 1;
+    plan.keep =
+        std::max(1, int32_t(double(fs) / double(d) / (exact > 0 ? double(audio_rate) : least_audio_rate)));
 }
 
 // over / under brings the audio's rate to that of the output. Where the exact ratio needs too large a table,
@@ -137,8 +168,11 @@ void place_station(Plan& plan, const Row& row, const Wishes& wishes)
     const double room = 2 * std::min<double>(plan.mixer, band - plan.mixer);
     plan.narrowed = width > room;
     plan.width = std::min(width, room);
-    plan.may_narrow = (row.mode == ZVDemodMode_AM || row.mode == ZVDemodMode_FM) && !plan.narrowed &&
-                      !wishes.bandwidth && !wishes.audio_cutoff && !wishes.taps;
+    plan.may_narrow = (row.mode == ZVDemodMode_AM || row.mode == ZVDemodMode_FM) && !row.wide &&
+                      !plan.narrowed && !wishes.bandwidth && !wishes.audio_cutoff && !wishes.taps;
+    if (row.wide && plan.width < least_wide)
+        throw Failure(name, "of the station " + hz(plan.width) + " are left, and wfm takes " +
+                                hz(least_wide) + " at least");
     if (plan.width < 50)
         throw Failure(name, "the station would reach beyond the band, which " + band_of(plan));
 }
@@ -157,7 +191,8 @@ void choose_edges(Plan& plan, const Row& row, const Wishes& wishes)
                                                          : plan.cutoff;
     plan.audio_cutoff = wishes.audio_cutoff.value_or(row.audio_cutoff > 0 ? row.audio_cutoff : follows);
     if (wishes.audio_rate)
-        plan.audio_cutoff = std::min(plan.audio_cutoff, *wishes.audio_rate / 2.0 - audio_transition / 2);
+        plan.audio_cutoff =
+            std::min(plan.audio_cutoff, (*wishes.audio_rate - transition_of(row, *wishes.audio_rate)) / 2);
 }
 
 // 3. The rates behind the mixer, in Hz. Audio at a rate that was asked for comes by division where that gives
@@ -168,7 +203,8 @@ void choose_rates(Plan& plan, const Row& row, const Wishes& wishes)
     const bool fast = taps_for(plan.rate, row.transition * plan.width) > most_exact_taps;
     if (plan.channel_cutoff > 0) // the first filter has room to fall
         least_detector = std::min<double>(
-            std::max({least_detector, (fast ? 4 : 2.1) * plan.width, fast ? 24000.0 : 12000.0}), plan.rate);
+            std::max({least_detector, (fast && !row.wide ? 4 : 2.1) * plan.width, fast ? 24000.0 : 12000.0}),
+            plan.rate);
     // The carrier loop is as fast as its rate, and better slow.
     const uint32_t upsample = plan.mode == ZVDemodMode_SyncAM ? 2 : 1;
     const double least = std::min<double>(std::max(12000.0, 2.2 * plan.audio_cutoff), plan.rate);
@@ -176,16 +212,28 @@ void choose_rates(Plan& plan, const Row& row, const Wishes& wishes)
         search_rates(plan, least_detector, least, upsample);
         return;
     }
+    constexpr double untouched = 0.8; // by the resampler, of half the lower rate
     const int64_t rate = *wishes.audio_rate;
+    const double top = plan.audio_cutoff + transition_of(row, rate) / 2,
+                 least_resampled = std::max(12000.0, 2 * top / untouched);
+    if (row.wide) {
+        search_wide_rates(plan, std::max(least_detector, least_resampled), rate, least_resampled);
+        choose_ratio(plan, rate);
+        return;
+    }
     if (search_rates(plan, least_detector, double(rate), 16) &&
         rate * plan.decimation * plan.keep == int64_t(plan.rate) * plan.stuffing * plan.upsample)
         return;
     // From a rate in whole Hz any other is an exact ratio of small numbers.
-    constexpr double untouched = 0.8; // of half the lower rate
-    const double top = plan.audio_cutoff + audio_transition / 2;
-    search_rates(plan, least_detector, std::min(std::max(12000.0, 2 * top / untouched), 2.0 * plan.rate), 2,
-                 2);
+    search_rates(plan, least_detector, std::min(least_resampled, 2.0 * plan.rate), 2, 2);
     choose_ratio(plan, rate);
+}
+
+// About 10 ms at high rates, and at least 8192 samples, so that a call's overhead counts for little.
+void choose_block(Plan& plan)
+{
+    const uint32_t samples = std::max(8192u, uint32_t(plan.rate) / 100), d = plan.decimation;
+    plan.block = int32_t((samples + d - 1) / d * d);
 }
 
 // 4. The lengths of the filters, in taps at the rates where they run. Of two stages the first keeps the
@@ -202,7 +250,7 @@ void choose_lengths(Plan& plan, const Row& row, const Wishes& wishes)
         const double reach = plan.channel_cutoff + transition / 2 + plan.search;
         plan.taps = taps_for(fs, std::max(detector - 2 * reach, detector / 8));
     }
-    plan.audio_taps = taps_for(plan.filter_rate(), audio_transition);
+    plan.audio_taps = taps_for(plan.filter_rate(), transition_of(row, wishes.audio_rate.value_or(0)));
     plan.hilbert_taps = std::max(101, int32_t(2 * detector / lowest_separated)) | 1;
     plan.noise_taps = taps_for(detector, 4000);
 }
@@ -213,7 +261,8 @@ void choose_lengths(Plan& plan, const Row& row, const Wishes& wishes)
 // its bandwidth leaves beside the audio: (width / 2 - audio) / detector's rate of full scale.
 void choose_gain(Plan& plan, const Row& row)
 {
-    const double deviation = std::max(plan.width / 2 - plan.audio_cutoff, plan.width / 4); // Hz
+    const double deviation = // Hz
+        row.wide ? wide_deviation : std::max(plan.width / 2 - plan.audio_cutoff, plan.width / 4);
     const double target = std::pow(10, target_level_db / 10);
     plan.audio_gain = row.audio_gain > 0 ? row.audio_gain / target : plan.detector_rate() / deviation;
     plan.carrier_lift = plan.mode == ZVDemodMode_SyncAM ? 5 : 1;
@@ -254,25 +303,29 @@ Sides passband(Mode mode)
     return row.sign > 0 ? Sides{lowest_audio, far} : Sides{-far, -lowest_audio};
 }
 
-Plan make_plan(int32_t rate, const Wishes& wishes)
+Plan make_plan(int32_t rate, const Wishes& asked)
 {
     constexpr int32_t most_rate = 50'000'000; // the oscillator's table holds a second, at 8 bytes a sample
-    const double told = wishes.centre ? rate / 2.0 : rate; // I/Q comes at twice its rate
+    const double told = asked.centre ? rate / 2.0 : rate; // I/Q comes at twice its rate
     if (rate < 1000)
         throw Failure("the recording", "a rate of " + hz(told) + " leaves no room for a station");
     if (rate > most_rate)
         throw Failure("the recording", "a rate of " + hz(told) + " is beyond " +
                                            number(most_rate * told / rate / 1e6) + " MHz");
 
+    Wishes wishes = asked;
     const Row& row = rows[int(wishes.mode)];
+    if (row.wide && !wishes.audio_rate) wishes.audio_rate = wide_audio_rate;
     Plan plan = {.rate = rate,
                  .centre = wishes.centre,
                  .origin = wishes.origin,
                  .mode = row.mode,
+                 .wide = row.wide,
                  .sideband_sign = row.sign};
     place_station(plan, row, wishes);
     choose_edges(plan, row, wishes);
     choose_rates(plan, row, wishes);
+    choose_block(plan);
     choose_lengths(plan, row, wishes);
     choose_gain(plan, row);
     return plan;

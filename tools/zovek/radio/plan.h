@@ -6,8 +6,8 @@
 #include <string>
 
 namespace client {
-enum class Mode { am, sam, isb, usb, lsb, fm, cw };
-constexpr const char* mode_names[] = {"am", "sam", "isb", "usb", "lsb", "fm", "cw"};
+enum class Mode { am, sam, isb, usb, lsb, fm, wfm, cw };
+constexpr const char* mode_names[] = {"am", "sam", "isb", "usb", "lsb", "fm", "wfm", "cw"};
 
 // What the user asks for. Frequencies in Hz; what isn't there is chosen by the plan.
 struct Wishes {
@@ -35,6 +35,7 @@ struct Plan {
     int64_t origin;        // and what they are there, Hz
     int32_t block;         // samples of the recording in a Process call; times stuffing a multiple of D
     uint8_t mode;          // ZVDemodMode
+    bool wide;             // broadcast FM: WideAudio makes the audio, not the library's audio filter
     int32_t sideband_sign; // SSB: +1 upper, -1 lower
     int32_t offset;        // SSB: second oscillator, Hz
     int32_t station;       // carrier in the recording, Hz

@@ -49,7 +49,8 @@ Receiver::Receiver(const Plan& plan, const Level& level)
     ZVDemodulator_SamplingRate(radio_, rate, 1);
     ZVDemodulator_BufferSize(radio_, block, 0);
     ZVDemodulator_PostMixerLength(radio_, plan.taps);
-    ZVDemodulator_AudioFilterLength(radio_, plan.audio_taps);
+    const int32_t audio_taps = plan.wide ? 3 : plan.audio_taps;
+    ZVDemodulator_AudioFilterLength(radio_, audio_taps);
     ZVDemodulator_ISBFilterLength(radio_, plan.hilbert_taps);
     ZVFIR_TapsNum(radio_->noise_filter, plan.noise_taps);
     ZVDemodulator_Mode(radio_, plan.mode);
@@ -61,8 +62,8 @@ Receiver::Receiver(const Plan& plan, const Level& level)
     if (radio_->sampling_rate != rate || radio_->buffer_size != block ||
         radio_->post_mixer_filter_i->taps_count != (plan.taps | 1) ||
         radio_->post_mixer_filter_q->taps_count != (plan.taps | 1) ||
-        radio_->audio_filter_1->taps_count != plan.audio_taps ||
-        radio_->audio_filter_2->taps_count != plan.audio_taps ||
+        radio_->audio_filter_1->taps_count != audio_taps ||
+        radio_->audio_filter_2->taps_count != audio_taps ||
         radio_->isb_filter->taps_count != plan.hilbert_taps)
         throw std::bad_alloc();
 
@@ -70,21 +71,26 @@ Receiver::Receiver(const Plan& plan, const Level& level)
         track_.emplace(plan.detector_rate(), plan.search);
         loop_.emplace(plan.detector_rate(), plan.carrier_lift);
     }
-    if (level.deemphasis) deemphasis_.emplace(*level.deemphasis, plan.filter_rate());
-    if (level.agc) loudness_.emplace(plan.filter_rate());
+    if (plan.wide) {
+        wide_.emplace(plan.detector_rate(), plan.audio_cutoff, plan.audio_taps);
+        straight_.emplace();
+    }
+    if (level.deemphasis) deemphasis_.emplace(*level.deemphasis, shaping_rate());
+    if (level.agc) loudness_.emplace(shaping_rate());
     change_width(plan);
     radio_->filtered_callback = [](void* self, ZVDemodulator*, int32_t count, void* i, void* q) {
         static_cast<Receiver*>(self)->prepare(count, static_cast<int32_t*>(i), static_cast<int32_t*>(q));
     };
     radio_->filtered_context = this;
-    radio_->noise_measure_enabled = plan.mode == ZVDemodMode_FM;
+    radio_->noise_measure_enabled = plan.mode == ZVDemodMode_FM && !plan.wide;
     radio_->audio_gain = float(level.gain.value_or(plan.audio_gain));
     radio_->volume = float(level.volume.value_or(0.5));
 }
 
 void Receiver::change_width(const Plan& plan)
 {
-    const int64_t delay = delay_of(plan) + (loudness_ ? int64_t(loudness_->delay()) : 0);
+    const int64_t shaped = plan.wide ? plan.keep : 1;
+    const int64_t delay = delay_of(plan) + (loudness_ ? int64_t(loudness_->delay()) * shaped : 0);
     plan_ = plan;
     gaps_ = gaps_of(plan);
     next_ += delay - std::exchange(delay_, delay);
@@ -197,8 +203,10 @@ void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
 {
     // The discriminator measures arctan(sin v) of a turn by v, and 2^31 is a cycle.
     const double measured = std::clamp(std::tan(2 * M_PI * resting_ / full_scale), -1.0, 1.0);
-    const std::complex<double> step = std::polar(1.0, std::asin(measured));
-    std::complex<double> before(radio_->previous_i, radio_->previous_q);
+    const std::complex<double> step = std::polar(
+        1.0, straight_ ? Straightener::share * 2 * M_PI * resting_ / full_scale : std::asin(measured));
+    std::complex<double> before =
+        straight_ ? straight_->before() : std::complex<double>(radio_->previous_i, radio_->previous_q);
     for (int32_t k = 0; k < count; ++k) {
         std::complex<double> station(i[k], q[k]);
         const double magnitude = std::hypot(i[k], q[k]);
@@ -212,8 +220,9 @@ void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
             bridging_ = false;
             before = station * turn_ * (magnitude > 0 ? full_scale / 2 / magnitude : 0);
         }
-        i[k] = int32_t(before.real());
-        q[k] = int32_t(before.imag());
+        const std::complex<double> seen = straight_ ? full_scale / 2 * straight_->push(before) : before;
+        i[k] = int32_t(seen.real());
+        q[k] = int32_t(seen.imag());
     }
 }
 
@@ -293,6 +302,34 @@ void Receiver::shape_audio(size_t frames)
     }
 }
 
+// Broadcast FM: audio of the frames that are kept alone, at their rate.
+size_t Receiver::shape_wide(size_t frames)
+{
+    wide_->take({radio_->detector_output, frames});
+    const double gain = Straightener::share / full_scale * (loudness_ ? 1 : double(radio_->audio_gain));
+    const double share = share_for(1 / (2 * M_PI * radio_->dc_cutoff), shaping_rate());
+    const float volume = radio_->volume * 32768;
+    size_t kept = 0;
+    for (size_t j = 0; j < frames; ++j) {
+        if (bridged(int32_t(j)))
+            gap_frames_ = plan_.audio_taps;
+        else if (gap_frames_ > 0)
+            --gap_frames_;
+        if (int64_t(j) < next_) continue;
+        next_ += plan_.keep;
+        const double heard = wide_->at(j);
+        wide_rest_ += share * (heard - wide_rest_);
+        auto sample = float((heard - wide_rest_) * gain);
+        if (deemphasis_) sample = deemphasis_->push(sample);
+        if (loudness_) sample = loudness_->push(sample, gap_frames_ > 0);
+        const float bits = sample * volume;
+        audio_[2 * kept] = audio_[2 * kept + 1] =
+            saturated(level_.wide ? std::llrint(double(bits) * 65536) : std::llrint(bits) * 65536);
+        ++kept;
+    }
+    return kept;
+}
+
 void Receiver::settle(std::span<const int32_t> band)
 {
     const size_t block = size_t(plan_.block);
@@ -303,7 +340,7 @@ void Receiver::settle(std::span<const int32_t> band)
         expected_peak_ = 0;
         for (size_t at = 0; at < band.size(); at += block) {
             // A steady sound's level stays as long as it does, so nothing else may be learned.
-            if (loudness_ && (first || at <= band.size() / 2)) loudness_.emplace(plan_.filter_rate());
+            if (loudness_ && (first || at <= band.size() / 2)) loudness_.emplace(shaping_rate());
             receive(band.subspan(at, std::min(block, band.size() - at)));
         }
         if (measuring_ && !level_.gain) hold_level();
@@ -396,12 +433,12 @@ void Receiver::process()
     ZVDemodulator16_Process_StereoOut_16_16(radio_, narrow_.data(), output_.data(), uint32_t(narrow_.size()),
                                             1);
     audio_.resize(2 * frames);
-    if (deemphasis_ || loudness_ || (level_.wide && plan_.mode != ZVDemodMode_ISB)) // of isb one side is seen
-        shape_audio(frames);
-    else
+    if (!wide_ && (deemphasis_ || loudness_ || (level_.wide && plan_.mode != ZVDemodMode_ISB)))
+        shape_audio(frames); // of isb one side is seen
+    else if (!wide_)
         std::ranges::transform(output_, audio_.begin(), [](int16_t sample) { return sample * 65536; });
 
-    size_t kept = 0;
+    size_t kept = wide_ ? shape_wide(frames) : 0;
     for (; next_ < int64_t(frames); next_ += plan_.keep, ++kept)
         std::copy_n(&audio_[2 * size_t(next_)], 2, &audio_[2 * kept]);
     next_ -= int64_t(frames);

@@ -12,6 +12,7 @@
 #include "radio/gaps.h"
 #include "radio/loudness.h"
 #include "radio/plan.h"
+#include "radio/wide.h"
 #include <complex>
 #include <cstdint>
 #include <functional>
@@ -74,6 +75,8 @@ private:
     void bridge_rest(int32_t count, int32_t* i, int32_t* q);
     void silence_edge(int32_t count, int32_t* i, int32_t* q);
     void shape_audio(size_t frames);
+    size_t shape_wide(size_t frames);
+    double shaping_rate() const { return plan_.wide ? plan_.audio_rate() : plan_.filter_rate(); }
     void hold_level();
     void lift();
     void process();
@@ -89,6 +92,9 @@ private:
     std::optional<CarrierTrack> track_; // synchronous AM
     std::optional<CarrierLoop> loop_;
     std::optional<ChannelFilter> channel_i_, channel_q_;
+    std::optional<WideAudio> wide_; // broadcast FM
+    std::optional<Straightener> straight_;
+    double wide_rest_ = 0; // its mean, which a DC blocker takes off
     std::optional<Deemphasis> deemphasis_;
     std::optional<Loudness> loudness_;
     Gaps gaps_;
