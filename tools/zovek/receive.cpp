@@ -14,7 +14,7 @@ namespace {
 // The station of the options out of the band.
 int receive(const ReceiveOptions& options)
 {
-    Reception reception(options, open_band(options.input, options.iq));
+    Reception reception(options, open_band(options.input, options.iq, part_of(options.wishes)));
     tell_centre(reception.input());
     reception.tell_plan();
     watch_for_stop();

@@ -5,6 +5,12 @@
 
 namespace client {
 using namespace words;
+std::optional<Part> part_of(const Wishes& wishes)
+{
+    if (wishes.mode != Mode::wfm) return {};
+    return Part{wishes.frequency, wishes.bandwidth.value_or(2 * passband(Mode::wfm).high)};
+}
+
 Reception::Reception(const ReceiveOptions& options, std::unique_ptr<Input> input)
     : options_(options),
       input_(std::move(input)),
@@ -83,6 +89,17 @@ void Reception::finish()
     if (pairs_) pairs_->finish(about_pairs());
 }
 
+int64_t Reception::recorded_rate() const
+{
+    return input_->recorded_rate ? input_->recorded_rate : input_->rate / input_->per_frame;
+}
+
+int64_t Reception::samples() const
+{
+    if (input_->recorded >= 0) return input_->recorded;
+    return station_.heard() * recorded_rate() / input_->rate;
+}
+
 void Reception::tell_overs() const
 {
     if (gate_->begins().empty()) return say(options_.speaker + ": no overs");
@@ -136,12 +153,12 @@ JsonObject Reception::summary(const Pace& pace) const
     summary.add("frequency", plan_.frequency());
     if (input_->tuned) summary.add("center", input_->tuned->centre);
     add_time(summary, *input_);
-    summary.add("samples", samples()).append(pace.json()).add("overloads", station_.overloads());
+    summary.add("samples", samples()).append(pace.json()).add("overloads", overloads());
     if (synchronous())
         summary.add("locked", readings.carrier_locked).add("carrier_offset", readings.carrier_offset);
     if (fm() && !plan_.wide) summary.add("noise_level", int64_t(readings.noise_level));
     summary.add("bandwidth", plan_.width)
-        .add("input_rate", int64_t(plan_.rate / input_->per_frame))
+        .add("input_rate", recorded_rate())
         .add("detector_rate", plan_.detector_rate());
     summary.add("output_rate", plan_.output_rate()).add("output_frames", frames());
     if (gate_) add_overs(summary);
@@ -153,7 +170,7 @@ std::string Reception::described(const Pace& pace) const
     const Receiver::Readings& readings = station_.readings();
     std::string line = std::to_string(samples()) + " samples, " + pace.text() + ", audio at " +
                        number(plan_.output_rate()) + " Hz to " + output_->described();
-    if (station_.overloads()) line += ", " + std::to_string(station_.overloads()) + " overloaded blocks";
+    if (overloads()) line += ", " + std::to_string(overloads()) + " overloaded blocks";
     if (synchronous())
         line += readings.carrier_locked ? ", carrier " + decimals(readings.carrier_offset) + " Hz off"
                                         : ", no carrier";

@@ -26,11 +26,14 @@ struct ReceiveOptions {
     Wishes wishes;
     Level level;
     std::optional<double> deemphasis; // asked for, s; 0: none, though the mode has one
-    std::string iq_path; // of a SigMF recording; empty: none
+    std::string iq_path;              // of a SigMF recording; empty: none
     bool squelched = false, overs_only = false;
     std::optional<double> threshold; // of the squelch, dB; nothing: by noise
     bool mono = false, json = false, verbose = false;
 };
+
+// What a station needs of a band, if it is so wide that it pays for a rate of its own.
+std::optional<Part> part_of(const Wishes& wishes);
 
 class Reception {
 public:
@@ -63,7 +66,10 @@ private:
     bool synchronous() const { return plan_.mode == ZVDemodMode_SyncAM; }
     void tell_neighbour() const;
     bool fm() const { return plan_.mode == ZVDemodMode_FM; }
-    int64_t samples() const { return station_.heard() / input_->per_frame; } // of the recording
+    int64_t overloads() const { return station_.overloads() + input_->overloads; }
+    // Of the recording: Hz; so far, which at a lower rate than its own is a rounded figure up to its end.
+    int64_t recorded_rate() const;
+    int64_t samples() const;
     SigMFOutput::Description about_pairs() const;
 
     const ReceiveOptions& options_;

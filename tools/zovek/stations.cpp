@@ -63,13 +63,16 @@ struct Way {
     }
 };
 
+bool wants_part(const ReceiveOptions& station) { return bool(part_of(station.wishes)); }
+
 class Crowd {
 public:
     Crowd(const std::vector<ReceiveOptions>& stations, const ReceiveOptions& common)
         : stations_(stations),
           common_(common),
-          input_(open_band(common.input, common.iq)),
-          broadcast_(*input_),
+          pairs_(is_iq(common.input, common.iq) && std::ranges::any_of(stations, wants_part)),
+          input_(pairs_ ? open_pairs(common.input, common.iq) : open_band(common.input, common.iq)),
+          broadcast_(*input_, pairs_ ? std::vector<size_t>{0, 1} : std::vector{size_t(input_->channel)}),
           ways_(stations.size())
     {
         set_up();
@@ -107,7 +110,10 @@ private:
         for (size_t k = 0; k < ways_.size(); ++k)
             threads.push_back(beside([&, k] {
                 ways_[k].attempt([&] {
-                    ways_[k].reception = std::make_unique<Reception>(stations_[k], std::move(listeners[k]));
+                    const ReceiveOptions& station = stations_[k];
+                    auto band = pairs_ ? band_of(std::move(listeners[k]), station.iq, part_of(station.wishes))
+                                       : std::move(listeners[k]);
+                    ways_[k].reception = std::make_unique<Reception>(station, std::move(band));
                 });
             }));
         threads.clear();
@@ -153,6 +159,7 @@ private:
 
     const std::vector<ReceiveOptions>& stations_;
     const ReceiveOptions& common_;
+    const bool pairs_; // I/Q is passed on as it is, for a station that takes a part of it
     const std::unique_ptr<Input> input_;
     Broadcast broadcast_;
     std::vector<Way> ways_;

@@ -16,13 +16,11 @@ public:
     Listener(Broadcast& broadcast, size_t number) : broadcast_(broadcast), number_(number)
     {
         const Input& source = broadcast.source_;
-        name = source.name;
+        take_after(source);
         rate = source.rate;
         per_frame = source.per_frame;
         centre = source.centre;
-        tuned = source.tuned;
-        origin = source.origin;
-        timeline = source.timeline;
+        channels = int32_t(broadcast.width_);
         announced = source.announced;
     }
 
@@ -36,10 +34,10 @@ private:
         size_t got = 0;
         while (got < frames && !ended_) {
             if (rest_.empty()) rest_ = broadcast_.next(number_, blocks_++);
-            const size_t some = std::min(frames - got, rest_.size());
-            std::ranges::transform(rest_.first(some), samples + got,
+            const size_t width = broadcast_.width_, some = std::min(frames - got, rest_.size() / width);
+            std::ranges::transform(rest_.first(some * width), samples + got * width,
                                    [](int32_t sample) { return to_bits<Sample>(sample); });
-            rest_ = rest_.subspan(some);
+            rest_ = rest_.subspan(some * width);
             got += some;
             ended_ = some == 0;
         }
@@ -55,8 +53,12 @@ private:
     bool ended_ = false;
 };
 
-Broadcast::Broadcast(Input& source)
-    : source_(source), channel_(source), size_(block_at(source.rate)), ring_(size_t(depth))
+Broadcast::Broadcast(Input& source, const std::vector<size_t>& channels)
+    : source_(source),
+      width_(channels.size()),
+      channels_(source, channels),
+      size_(block_at(source.rate) * width_),
+      ring_(size_t(depth))
 {
 }
 
@@ -77,7 +79,7 @@ bool Broadcast::pass()
     lock.unlock(); // nobody looks at that block
 
     block.resize(size_);
-    block.resize(channel_.read(block.data(), size_));
+    block.resize(channels_.read(block.data(), size_ / width_) * width_);
 
     lock.lock();
     passed_ += !block.empty();

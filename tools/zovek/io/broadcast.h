@@ -1,5 +1,5 @@
 // One input for several listeners at once, each in a thread of its own: read once, by the thread that passes
-// the blocks on. Each listener is an input like any other; what it gets is the source's chosen channel.
+// the blocks on. Each listener is an input like any other; what it gets is some channels of the source.
 //
 // A few blocks lie between reader and listeners, so memory is bounded, and the slowest listener sets the
 // pace.
@@ -18,7 +18,7 @@ class Broadcast {
 public:
     // Both live no longer than the broadcast and its source. Listeners are numbered in the order of their
     // making, from 0; they are made before the first block is passed on.
-    explicit Broadcast(Input& source);
+    Broadcast(Input& source, const std::vector<size_t>& channels); // offsets in a frame
     std::unique_ptr<Input> listen();
 
     // Reads a block and passes it on, once there is room for it; false at the end, or when nobody listens.
@@ -40,7 +40,8 @@ private:
     int64_t slowest() const;
 
     Input& source_;
-    Selected channel_;
+    const size_t width_; // channels that are passed on
+    Selected channels_;
     const size_t size_; // of a block, samples
     std::vector<std::vector<int32_t>> ring_;
 

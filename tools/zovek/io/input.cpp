@@ -103,6 +103,14 @@ void add_time(JsonObject& to, const Input& input, double seconds)
         to.add("time", iso_time(*time));
 }
 
+void Input::take_after(const Input& source)
+{
+    name = source.name;
+    tuned = source.tuned;
+    origin = source.origin;
+    timeline = source.timeline;
+}
+
 JsonObject Input::Faults::json() const
 {
     return JsonObject()

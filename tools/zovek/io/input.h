@@ -60,12 +60,18 @@ public:
     int32_t channels = 1;
     int32_t channel = 0;        // offset of the chosen channel in a frame
     int32_t per_frame = 1;      // frames here that one of the recording became
+    int32_t recorded_rate = 0;  // Hz of the recording; 0: rate / per_frame
     int32_t centre = 0;         // Hz here that the recording's frequencies count from
     std::optional<Tuned> tuned; // where the recording's middle stands; unknown: frequencies are its own
     int64_t origin = 0;         // Hz of what counts as 0 then
     int64_t announced = -1;     // frames that are to come; -1: nobody knows
     int64_t taken = 0;          // frames read so far
     std::shared_ptr<Timeline> timeline; // the time of day of its samples; null: not known
+    int64_t recorded = -1; // frames of the recording; known at its end, where those here don't tell it
+    int64_t overloads = 0; // pieces with a sample near full scale, where those here don't show it
+
+    // The name, times and frequencies of the input that this one is made of.
+    void take_after(const Input& source);
 
     // What was wrong with the recording; known when its end has been read.
     struct Faults {

@@ -3,6 +3,7 @@
 #include "io/raw_input.h"
 #include "io/sigmf.h"
 #include "io/talk.h"
+#include "io/zoom.h"
 #include "line/failure.h"
 #include "line/options.h"
 #include <algorithm>
@@ -52,13 +53,11 @@ class Band : public Input {
 public:
     Band(std::unique_ptr<Input> source, bool swap) : source_(std::move(source)), first_(swap)
     {
-        name = source_->name;
-        tuned = source_->tuned;
-        origin = source_->origin;
-        timeline = source_->timeline;
+        take_after(*source_);
         rate = 2 * source_->rate;
         centre = source_->rate / 2;
         per_frame = 2;
+        recorded_rate = source_->recorded_rate;
         if (source_->announced >= 0) announced = 2 * source_->announced;
     }
 
@@ -90,8 +89,10 @@ private:
             band_.clear();
             frames_.resize(2 * std::min(wanted, piece));
             size_t count = source_->read(frames_.data(), frames_.size() / 2);
+            overloads = source_->overloads;
             if (count == 0) { // silence behind the end brings out what still is in the filters
                 faults = source_->faults;
+                recorded = source_->recorded;
                 count = size_t(std::min(source_->taken - made_, int64_t(piece)));
                 if (count == 0) return false;
                 frames_.assign(2 * count, 0);
@@ -106,9 +107,9 @@ private:
         int32_t *i = i_.room(), *q = q_.room();
         for (size_t k = 0; k < count; ++k) {
             const int32_t re = frames_[2 * k + first_], im = frames_[2 * k + 1 - first_];
-            const bool zero = stays_zero(re, im);
-            i[k] = zero ? 0 : re;
-            q[k] = zero ? 0 : im;
+            const bool silent = silence_.holds(re, im);
+            i[k] = silent ? 0 : re;
+            q[k] = silent ? 0 : im;
         }
         const int32_t *real = i_.run(count), *imaginary = q_.run(count);
         const size_t late = std::min(size_t(late_), count);
@@ -123,28 +124,13 @@ private:
         made_ += int64_t(count - late);
     }
 
-    // Unsigned bytes have no zero: their digital silence is half a step to either side of it, always the
-    // same.
-    bool stays_zero(int32_t re, int32_t im)
-    {
-        constexpr int32_t half_step = 128 << 16, least = 64; // frames: by chance no recording stays so long
-        const bool same = re == last_re_ && im == last_im_;
-        alike_ = same && std::abs(int64_t(re)) == half_step && std::abs(int64_t(im)) == half_step
-                     ? std::min(alike_ + 1, least)
-                     : 0;
-        last_re_ = re;
-        last_im_ = im;
-        return alike_ == least;
-    }
-
     const std::unique_ptr<Input> source_;
     const size_t first_; // offset of I in a frame
     Half i_{false}, q_{true};
-    int32_t last_re_ = 0, last_im_ = 0, alike_ = 0; // the frame before; so many like it, up to a limit
-    int32_t late_ = filter_taps / 2;                // results before the one on the first sample
-    int64_t made_ = 0;                              // pairs of samples
-    std::vector<int32_t> frames_;
-    std::vector<int32_t> band_;
+    ByteSilence silence_;
+    int32_t late_ = filter_taps / 2; // results before the one on the first sample
+    int64_t made_ = 0;               // pairs of samples
+    std::vector<int32_t> frames_, band_;
     size_t given_ = 0; // of band_
 };
 } // namespace
@@ -198,11 +184,31 @@ std::unique_ptr<Input> open_real(InputOptions options, const IQOptions& iq)
     return source;
 }
 
-std::unique_ptr<Input> open_band(InputOptions options, const IQOptions& iq)
+// The lower rate leaves the part some room, and divides the recording's. Where the band fades, or nothing is
+// gained, the recording stays whole.
+static int32_t zoom_step(const Input& source, int64_t shift, double width)
+{
+    constexpr double room = 2.25;
+    if (double(std::abs(shift)) + width / 2 > usable_band * source.rate) return 1;
+    auto step = std::max(1, int32_t(source.rate / (room * width)));
+    while (source.rate % step) --step;
+    return step;
+}
+
+std::unique_ptr<Input> open_band(InputOptions options, const IQOptions& iq, std::optional<Part> part)
 {
     if (!is_iq(options, iq)) return open_real(std::move(options), iq);
-    auto source = open_pairs(std::move(options), iq);
-    if (source->rate > 50'000'000) throw Failure(source->name, "a rate beyond 50 MHz is too high for I/Q");
-    return std::make_unique<Band>(std::move(source), iq.swap);
+    return band_of(open_pairs(std::move(options), iq), iq, part);
+}
+
+std::unique_ptr<Input> band_of(std::unique_ptr<Input> pairs, const IQOptions& iq, std::optional<Part> part)
+{
+    if (pairs->rate > 50'000'000) throw Failure(pairs->name, "a rate beyond 50 MHz is too high for I/Q");
+    const int64_t shift = part ? part->frequency.value_or(pairs->origin) - pairs->origin : 0;
+    const int32_t step = part ? zoom_step(*pairs, shift, part->width) : 1;
+    if (step == 1) return std::make_unique<Band>(std::move(pairs), iq.swap);
+    constexpr double skirts = 1.2; // of the width, with what the station's filters leave of its neighbours
+    return std::make_unique<Band>(
+        std::make_unique<Zoom>(std::move(pairs), step, shift, skirts * part->width / 2, iq.swap), false);
 }
 } // namespace client

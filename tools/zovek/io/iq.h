@@ -30,8 +30,15 @@ bool is_iq(const InputOptions& options, const IQOptions& iq);
 std::unique_ptr<Input> open_pairs(InputOptions options, const IQOptions& iq);
 // Opens a recording that isn't told to be I/Q, where it might be.
 std::unique_ptr<Input> open_real(InputOptions options, const IQOptions& iq);
-// Opens a recording of a band, real or I/Q.
-std::unique_ptr<Input> open_band(InputOptions options, const IQOptions& iq);
+// What is wanted of a band, Hz: so wide about a frequency as the user counts, or about the middle.
+struct Part {
+    std::optional<int64_t> frequency;
+    double width;
+};
+// Opens a recording of a band, real or I/Q. Of I/Q a part that is wanted alone may come at a lower rate.
+std::unique_ptr<Input> open_band(InputOptions options, const IQOptions& iq, std::optional<Part> part = {});
+// The same of pairs that are open.
+std::unique_ptr<Input> band_of(std::unique_ptr<Input> pairs, const IQOptions& iq, std::optional<Part> part);
 
 // Says where the centre stands if the recording tells it; once all else is found right.
 void tell_centre(const Input& input);

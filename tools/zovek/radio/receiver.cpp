@@ -153,10 +153,10 @@ double Receiver::power_of(int32_t count, const int32_t* i, const int32_t* q) con
 }
 
 // Whether the errors of the library's mixer and filters would be heard beside this station: above -50 dB of
-// its loudest block, some -40 dB of speech. Else theirs is the result.
+// its loudest block, some -40 dB of speech; above -65 dB of a broadcast. Else theirs is the result.
 bool Receiver::exact() const
 {
-    constexpr double inaudible = 1e-5;
+    const double inaudible = plan_.wide ? 3e-7 : 1e-5;
     return front_.library_error() > inaudible * station_power_;
 }
 
@@ -207,6 +207,7 @@ void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
         1.0, straight_ ? Straightener::share * 2 * M_PI * resting_ / full_scale : std::asin(measured));
     std::complex<double> before =
         straight_ ? straight_->before() : std::complex<double>(radio_->previous_i, radio_->previous_q);
+    const double level = straight_ ? 1 : full_scale / 2;
     for (int32_t k = 0; k < count; ++k) {
         std::complex<double> station(i[k], q[k]);
         const double magnitude = std::hypot(i[k], q[k]);
@@ -218,7 +219,7 @@ void Receiver::limit(int32_t count, int32_t* i, int32_t* q)
             if (bridging_ && std::abs(before) > 0)
                 turn_ = std::polar(1.0, std::arg(before * step * std::conj(station)));
             bridging_ = false;
-            before = station * turn_ * (magnitude > 0 ? full_scale / 2 / magnitude : 0);
+            before = station * turn_ * (magnitude > 0 ? level / magnitude : 0);
         }
         const std::complex<double> seen = straight_ ? full_scale / 2 * straight_->push(before) : before;
         i[k] = int32_t(seen.real());

@@ -11,11 +11,10 @@ static constexpr size_t lanes = 8; // sums that run side by side, in registers
 std::complex<double> Straightener::push(std::complex<double> station)
 {
     const double re = station.real() * before_.real() + station.imag() * before_.imag(),
-                 im = station.imag() * before_.real() - station.real() * before_.imag(),
-                 both = std::sqrt(re * re + im * im) + re;
+                 im = station.imag() * before_.real() - station.real() * before_.imag();
     before_ = station;
-    constexpr double steep = 1e9; // next to half a cycle
-    const double half = both * steep > std::abs(im) ? im / both : std::copysign(im == 0 ? 0 : steep, im);
+    constexpr double least = 1e-9; // next to half a cycle
+    const double half = im / std::max(1 + re, least);
     const double sine = half / (1 + std::sqrt(1 + half * half)), cosine = std::sqrt(1 - sine * sine);
     const double i = shown_.real() * cosine - shown_.imag() * sine,
                  q = shown_.real() * sine + shown_.imag() * cosine;
