@@ -139,6 +139,27 @@ TEST(Plan, HoldsTogetherAtEveryRate)
             }
 }
 
+// The lowest rate for the detector, or one a little above it from which the audio comes by division.
+TEST(Plan, BroadcastsCostLittle)
+{
+    for (const auto& [rate, detector] : {std::pair(480'000, 240'000),
+                                         {500'000, 250'000},
+                                         {2'048'000, 256'000},
+                                         {4'800'000, 240'000},
+                                         {6'400'000, 256'000},
+                                         {250'007, 250'007},
+                                         {50'000'000, 500'000}}) {
+        const Plan plan = make_plan(rate, {.mode = Mode::wfm});
+        SCOPED_TRACE(explain(plan));
+        EXPECT_NEAR(plan.detector_rate(), detector, 1);
+        EXPECT_NEAR(plan.output_rate(), 48000, 1e-3);
+        EXPECT_LT(plan.taps, 2000);
+        EXPECT_GE(plan.audio_rate(), 47500);
+        EXPECT_LE(plan.audio_cutoff + 2000, 19000); // the pilot tone
+        EXPECT_FALSE(plan.may_narrow);
+    }
+}
+
 TEST(Plan, PlacesTheSideband)
 {
     const auto plan = [](Mode mode, int32_t frequency, std::optional<double> bandwidth = {}) {

@@ -50,6 +50,10 @@ def db(ratio):
     return 20 * np.log10(max(abs(ratio), 1e-12))
 
 
+def db_of(ratios):
+    return 20 * np.log10(np.maximum(abs(ratios), 1e-12))
+
+
 def carrier(hz, seconds=1.0, level=0.9):
     return level * np.exp(2j * np.pi * hz * np.arange(int(seconds * RATE)) / RATE)
 
@@ -234,6 +238,58 @@ class Gaps(Listening):
                 wanted = np.sqrt((1 + (2e-3 * np.pi * microseconds) ** 2) / (1 + (2e-6 * np.pi * hz * microseconds) ** 2))
                 levels.append(db(amplitude(heard, AUDIO, hz) / amplitude(flat, AUDIO, hz) / wanted))
             self.assertLess(np.max(np.abs(levels)), 0.5, microseconds)
+
+
+class Broadcasts(unittest.TestCase):
+    """FM of 75 kHz deviation: a second that repeats, tones at whole Hz; its lines after two seconds are judged."""
+    TONES = np.array([50, 400, 1000, 6000, 14900])
+
+    def lines(self, rate, *arguments, microseconds=50, hz=0, neighbour=0.0, seconds=4):
+        """Amplitudes by Hz, in parts of what was sent at 1 kHz, and the summary."""
+        time = np.arange(rate) / rate
+        spectrum = np.zeros(rate // 2 + 1, complex)
+        spectrum[self.TONES] = rate / 2 * (1 + 2e-6j * np.pi * self.TONES * microseconds) * np.exp(1j * self.TONES**2)
+        both = np.fft.irfft(spectrum, rate)
+        pilot = 2 * np.pi * 19000 * time
+        sent = 0.8 * both / np.max(abs(both)) + 0.1 * np.sin(pilot) + 0.1 * np.cos(2 * np.pi * 3000 * time) * np.sin(2 * pilot)
+        band = np.exp(1j * (2 * np.pi * hz * time + 2 * np.pi * 75000 * np.cumsum(sent) / rate))
+        band += neighbour * np.exp(1j * (2 * np.pi * (hz + 200000) * time + 20 * np.sin(2 * np.pi * 2000 * time)))
+        data = packed(np.tile(0.9 * band / (1 + neighbour), seconds))
+        audio, summary = receive(data[:-4], "-M", "wfm", "-t", "cs16", "-r", rate, *arguments)
+        self.assertEqual(summary["samples"], seconds * rate - 1)
+        out = summary["output_rate"]
+        self.assertEqual(len(audio), seconds * out)
+        return abs(np.fft.rfft(audio[2 * out:3 * out])) / out * 2 / 16384 / (0.8 / np.max(abs(both))), summary
+
+    def test_audio_alone_and_flat(self):
+        for rate, microseconds, hz, arguments in ((240000, 50, 0, ()), (250000, 75, 0, ("--deemphasis", 75)), (256000, 0, 10000, ("-f", 0)),
+                                                  (1200000, 50, -310000, ("-f=-300k",)), (1024000, 50, 100000, ("-f", "98.1M", "--center", "98M")),
+                                                  (480000, 0, 0, ("--audio-rate", 44100))):
+            with self.subTest(rate=rate, arguments=arguments):
+                none = () if microseconds else ("--deemphasis", "none")
+                level, summary = self.lines(rate, *arguments, *none, microseconds=microseconds, hz=hz)
+                self.assertEqual((summary["input_rate"], summary["bandwidth"]), (rate, 200000))
+                self.assertLess(np.max(abs(db_of(level[self.TONES] / level[1000]))), 0.2)
+                self.assertAlmostEqual(db(level[1000] / np.hypot(1, 2e-3 * np.pi * microseconds)), 0, delta=0.1)
+                level[self.TONES] = 0
+                self.assertLess(db(np.max(level[18000:])), -75)  # pilot and subcarrier
+                self.assertLess(db(np.sqrt(np.sum(level[30:15001]**2))), -55)
+
+    def test_beside_another(self):
+        level, _ = self.lines(1200000, "-f", "-200k", hz=-200000, neighbour=10)
+        wanted = np.sqrt(np.sum(level[self.TONES]**2))
+        level[self.TONES] = 0
+        self.assertLess(db(np.sqrt(np.sum(level[30:15001]**2)) / wanted), -50)
+
+    def test_too_narrow(self):
+        band = packed(np.ones(48000))
+        self.assertEqual(receive(band, "-M", "wfm", "-t", "cs16", "-r", 192000)[1]["bandwidth"], 192000)
+        for arguments, said in ((("-t", "cs16", "-r", 30000), "wfm takes 40000 Hz"), (("-t", "cs16", "-r", 240000, "--iq-agc"), "fm has no level"),
+                                (("-t", "cs16", "-r", 240000, "-b", 20000), "wfm takes 40000 Hz")):
+            run = subprocess.run([CLIENT, "receive", "-M", "wfm", *map(str, arguments), "-o", "/dev/null"], input=band, capture_output=True)
+            self.assertNotEqual(run.returncode, 0)
+            self.assertIn(said, run.stderr.decode())
+            self.assertEqual(run.stderr.count(b"\n"), 1)
 
 
 class WeakStations(unittest.TestCase):

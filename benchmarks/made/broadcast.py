@@ -149,8 +149,8 @@ def gnuradio_chain(carrier, microseconds, rate):
     fast = rate // first
     return [filters.freq_xlating_fir_filter_ccc(first, firdes.low_pass(1.0, rate, 100000, 40000), carrier, rate),
             analog.quadrature_demod_cf(fast / (2 * np.pi * DEVIATION)),
-            filters.fir_filter_fff(second, firdes.low_pass(1.0, fast, 16500, 3000)),
-            analog.fm_deemph(fast // second, microseconds * 1e-6)]
+            analog.fm_deemph(fast, microseconds * 1e-6),  # at 48 kHz it would be 3 dB low at 15 kHz
+            filters.fir_filter_fff(second, firdes.low_pass(1.0, fast, 16500, 3000))]
 
 
 def case(name, rate, carrier=0, microseconds=50, measure=sinad, **rest):

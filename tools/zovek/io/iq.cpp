@@ -207,7 +207,7 @@ std::unique_ptr<Input> band_of(std::unique_ptr<Input> pairs, const IQOptions& iq
     const int64_t shift = part ? part->frequency.value_or(pairs->origin) - pairs->origin : 0;
     const int32_t step = part ? zoom_step(*pairs, shift, part->width) : 1;
     if (step == 1) return std::make_unique<Band>(std::move(pairs), iq.swap);
-    constexpr double skirts = 1.2; // of the width, with what the station's filters leave of its neighbours
+    constexpr double skirts = 1.5; // of the width, with what the filters behind leave of its neighbours
     return std::make_unique<Band>(
         std::make_unique<Zoom>(std::move(pairs), step, shift, skirts * part->width / 2, iq.swap), false);
 }

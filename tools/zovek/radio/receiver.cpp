@@ -75,7 +75,7 @@ Receiver::Receiver(const Plan& plan, const Level& level)
         wide_.emplace(plan.detector_rate(), plan.audio_cutoff, plan.audio_taps);
         straight_.emplace();
     }
-    if (level.deemphasis) deemphasis_.emplace(*level.deemphasis, shaping_rate());
+    if (level.deemphasis) deemphasis_.emplace(*level.deemphasis, plan.filter_rate());
     if (level.agc) loudness_.emplace(shaping_rate());
     change_width(plan);
     radio_->filtered_callback = [](void* self, ZVDemodulator*, int32_t count, void* i, void* q) {
@@ -306,7 +306,7 @@ void Receiver::shape_audio(size_t frames)
 // Broadcast FM: audio of the frames that are kept alone, at their rate.
 size_t Receiver::shape_wide(size_t frames)
 {
-    wide_->take({radio_->detector_output, frames});
+    wide_->take({radio_->detector_output, frames}, deemphasis_);
     const double gain = Straightener::share / full_scale * (loudness_ ? 1 : double(radio_->audio_gain));
     const double share = share_for(1 / (2 * M_PI * radio_->dc_cutoff), shaping_rate());
     const float volume = radio_->volume * 32768;
@@ -321,7 +321,6 @@ size_t Receiver::shape_wide(size_t frames)
         const double heard = wide_->at(j);
         wide_rest_ += share * (heard - wide_rest_);
         auto sample = float((heard - wide_rest_) * gain);
-        if (deemphasis_) sample = deemphasis_->push(sample);
         if (loudness_) sample = loudness_->push(sample, gap_frames_ > 0);
         const float bits = sample * volume;
         audio_[2 * kept] = audio_[2 * kept + 1] =

@@ -31,11 +31,13 @@ WideAudio::WideAudio(double rate, double cutoff, int32_t taps)
     history_.assign(taps_.size(), 0);
 }
 
-void WideAudio::take(std::span<const int32_t> detector)
+void WideAudio::take(std::span<const int32_t> detector, std::optional<Deemphasis>& deemphasis)
 {
     std::copy(history_.end() - ptrdiff_t(taps_.size()), history_.end(), history_.begin());
     history_.resize(taps_.size() + detector.size());
-    std::ranges::copy(detector, history_.begin() + ptrdiff_t(taps_.size()));
+    std::ranges::transform(detector, history_.begin() + ptrdiff_t(taps_.size()), [&](int32_t sample) {
+        return deemphasis ? deemphasis->push(float(sample)) : float(sample);
+    });
 }
 
 double WideAudio::at(size_t place) const

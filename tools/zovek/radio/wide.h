@@ -1,9 +1,11 @@
 // Broadcast FM between the library's parts: its discriminator made straight, and its audio filter replaced by
 // one that keeps what a 32-bit detector gives and computes no more than is kept.
 #pragma once
+#include "radio/deemphasis.h"
 #include <complex>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -30,8 +32,8 @@ public:
     // As windowed_sinc.
     WideAudio(double rate, double cutoff, int32_t taps);
 
-    // The next block of detector samples.
-    void take(std::span<const int32_t> detector);
+    // The next block of detector samples, with its treble taken off where there is a de-emphasis.
+    void take(std::span<const int32_t> detector, std::optional<Deemphasis>& deemphasis);
     // The filtered sample as of that one of the block; it comes taps / 2 samples late.
     double at(size_t place) const;
 
