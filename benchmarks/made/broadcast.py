@@ -157,7 +157,7 @@ def case(name, rate, carrier=0, microseconds=50, measure=sinad, **rest):
     peers = {"numpy": partial(by_model, carrier, microseconds)}
     if find_spec("gnuradio"):
         peers["GNU Radio"] = partial(by_gnuradio, carrier, microseconds)
-    options = f"-M wfm --iq -f {carrier} --deemphasis {microseconds}"
+    options = f"-M wfm --iq -f {carrier} --deemphasis {microseconds} --output-type wavf32"
     return Case(f"wfm, {name}", partial(band, rate=rate, carrier=carrier, microseconds=microseconds, **rest), options, peers, measure)
 
 
