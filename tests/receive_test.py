@@ -462,8 +462,8 @@ class Stations(InFolder):
             band += 0.1 * station({"cw": "usb"}.get(mode, mode), 2, RATE, hz)
         self.pairs, self.real = packed(band), np.rint(32767 * np.real(band)).astype("<i2").tobytes()
 
-    def run_with(self, data, *line, status=0, before=None):
-        done = subprocess.run([CLIENT, "receive", "-r", str(RATE), *map(str, line)], input=data, capture_output=True,
+    def run_with(self, data, *line, status=0, before=None, rate=RATE):
+        done = subprocess.run([CLIENT, "receive", "-r", str(rate), "--start", "2026-04-01T12:00Z", *map(str, line)], input=data, capture_output=True,
                               cwd=self.folder, preexec_fn=before)
         self.assertEqual(done.returncode, status, done.stderr)
         return done.stderr.decode()
@@ -484,6 +484,14 @@ class Stations(InFolder):
                 same, own = [{key: value for key, value in row.items() if key not in ("file", "times_real_time")} for row in (summary, alone)]
                 self.assertEqual((summary["file"], same), (f"{mode}:x.wav", own))
                 self.assertEqual((self.folder / summary["file"]).read_bytes(), (self.folder / "alone.wav").read_bytes(), mode)
+
+    def test_a_broadcast_beside_others(self):
+        pairs = np.random.default_rng(5).integers(-3000, 3000, 2 * 300000).astype("<i2").tobytes()
+        line, wanted = ("-t", "cs16", "--squelch", "-90"), (("150k", "wfm"), ("-70k", "fm"), ("-200k", "wfm"))
+        self.run_with(pairs, *line, *[word for hz, mode in wanted for word in ("--station", f"{hz}:{mode}:{hz}.wav")], rate=600000)
+        for hz, mode in wanted:
+            self.run_with(pairs, *line, "-M", mode, "-f", hz, "-o", "alone.wav", rate=600000)
+            self.assertEqual((self.folder / f"{hz}.wav").read_bytes(), (self.folder / "alone.wav").read_bytes(), hz)
 
     def test_one_fails_and_the_others_go_on(self):
         limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (60000, 60000))
