@@ -99,6 +99,28 @@ TEST(Deframer, MendsTheWeakestLevels)
     }
     EXPECT_TRUE(flipped({60, 100, 200, 300}, 0.1f).empty()) << "four";
     EXPECT_TRUE(flipped({300}, 2).empty()) << "a strong one";
+    // Right ones among the weak.
+    auto weak = good;
+    for (size_t k = 0; k < 8; ++k) weak[210 + 10 * k] *= 0.02f;
+    for (const size_t k : {100, 150, 170}) weak[k] *= k == 170 ? -0.04f : -0.01f;
+    EXPECT_EQ(read(weak, true).size(), 1u);
+    // Stuffed bits that come and go. (A flag in the midst would end the frame.)
+    const std::string stuffed = "~~~?~~o~~|>~~~?~~o~~|>~~";
+    const auto tight = levels(ui + stuffed);
+    size_t places = 0, mended = 0;
+    for (size_t k = 10; k + 60 < tight.size(); ++k) {
+        auto three = tight;
+        for (const size_t at : {k, k + 3, k + 50}) three[at] *= -0.1f;
+        std::string bits;
+        for (size_t at = 1; at < three.size(); ++at)
+            bits += (three[at] > 0) == (three[at - 1] > 0) ? '1' : '0';
+        if (bits.find("01111110", 1) + 8 < bits.size()) continue;
+        ++places;
+        const auto found = read(three, true);
+        mended += found.size() == 1 && found[0].frame == ui + stuffed;
+    }
+    EXPECT_GT(places, 200u);
+    EXPECT_EQ(mended, places);
     // Frames that no person sends as text are not made up.
     auto soft = levels(head + "\x3f");
     soft[60] *= -0.1f;

@@ -1,9 +1,8 @@
 #include "decoders/packet/ax25.h"
 #include "decoders/blocks.h"
+#include "decoders/packet/mend.h"
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <numeric>
 #include <utility>
 
 namespace decoders::packet {
@@ -15,26 +14,15 @@ constexpr int most_bytes = 2125; // ten addresses, two of control, pid, 2048 of 
 constexpr size_t most_levels = most_bytes * 8 * 6 / 5 + 16;
 constexpr uint8_t flag = 0x7e;
 
-// Repair tries the weakest places of a frame, one to three at once: so many of them.
-constexpr std::array<ptrdiff_t, 3> weakest = {40, 20, 10};
-
-// Levels that may be wrong together: sequences of bits are told apart by one, or by two near each other.
-struct Place {
-    size_t first, second; // the same for one
-    float strength;
-};
-
-// CRC-16/X.25: x^16 + x^12 + x^5 + 1, bits reflected. A good frame leaves the residue.
 constexpr auto crc_table = [] {
     std::array<uint16_t, 256> table{};
     for (unsigned byte = 0; byte < 256; ++byte) {
         unsigned crc = byte;
-        for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0x8408 : 0);
+        for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? crc_polynomial : 0);
         table[byte] = uint16_t(crc);
     }
     return table;
 }();
-constexpr uint16_t crc_residue = 0xf0b8;
 
 // The bytes of a frame whose levels stand from the one before its first bit to the last of the closing flag.
 // False if the bits aren't a frame with a good check sequence.
@@ -45,12 +33,12 @@ bool unstuff(const std::vector<bool>& levels, std::string& frame)
     unsigned byte = 0, bits = 0, ones = 0;
     for (size_t k = 1; k + 8 < levels.size(); ++k) { // the flag is the last eight
         const bool bit = levels[k] == levels[k - 1];
-        if (!bit && ones == 5) {
+        if (!bit && ones == stuffed_behind) {
             ones = 0;
             continue;
         }
         ones = bit ? ones + 1 : 0;
-        if (ones > 5) return false;
+        if (ones > stuffed_behind) return false;
         byte = byte >> 1 | (bit ? 0x80u : 0);
         if (++bits % 8 == 0) {
             frame += char(byte);
@@ -186,40 +174,13 @@ std::optional<Deframer::Found> Deframer::read() const
     if (unstuff(levels, found.frame)) return found;
     if (!repair_) return {};
 
-    std::vector<Place> places;
-    const size_t end = levels.size() - 8; // the flag is good
-    for (size_t k = 0; k < end; ++k)
-        for (size_t other = k; other < std::min(k + 3, end); ++other)
-            places.push_back({k, other, std::max(std::fabs(soft_[k]), std::fabs(soft_[other]))});
-    std::ranges::partial_sort(places, places.begin() + weakest[0], {}, &Place::strength);
-    const auto flip_one = [&](size_t place) {
-        levels[place].flip();
-        for (const int echo : echoes_)
-            if (place + size_t(echo) < levels.size()) levels[place + size_t(echo)].flip();
-    };
-    const auto flip = [&](const Place& place) {
-        flip_one(place.first);
-        if (place.second != place.first) flip_one(place.second);
-    };
-    // Flips as many of the places from first on as are left, in every way.
-    const auto mend = [&](const auto& self, ptrdiff_t first, ptrdiff_t last, size_t left) -> bool {
-        if (left == 0) {
-            if (!unstuff(levels, found.frame)) return false;
-            const auto fields = parse_ax25(found.frame);
-            return fields && fields->plausible();
-        }
-        for (ptrdiff_t k = first; k < last; ++k) {
-            flip(places[size_t(k)]);
-            if (self(self, k + 1, last, left - 1)) return true;
-            flip(places[size_t(k)]);
-        }
-        return false;
-    };
-    for (size_t count = 1; count <= weakest.size(); ++count)
-        if (mend(mend, 0, weakest[count - 1], count)) {
-            for (size_t k = 0; k < levels.size(); ++k) found.flipped += levels[k] != (soft_[k] >= 0);
-            return found;
-        }
+    for (Mender mender(soft_, echoes_); const auto mended = mender.next();) {
+        if (!unstuff(*mended, found.frame)) continue;
+        const auto fields = parse_ax25(found.frame);
+        if (!fields || !fields->plausible()) continue;
+        for (size_t k = 0; k < levels.size(); ++k) found.flipped += levels[k] != (*mended)[k];
+        return found;
+    }
     return {};
 }
 } // namespace decoders::packet
