@@ -27,7 +27,8 @@ struct Ax25 {
 // right once in 10^9 frames.
 std::optional<Ax25> parse_ax25(const std::string& frame);
 
-// Of a line that was descrambled: a level that was heard wrong makes those wrong again that come so many later.
+// Of a line that was descrambled: a level that was heard wrong makes those wrong again that come so many
+// later.
 using Echoes = std::span<const int>;
 
 // Finds frames in a stream of levels: NRZI (a change is a 0), HDLC flags and bit stuffing, CRC-16/X.25.
@@ -43,8 +44,8 @@ public:
     // result.
     explicit Deframer(bool repair, Echoes echoes = {}) : repair_(repair), echoes_(echoes) {}
 
-    // Takes the soft value of a bit, whose sign is its level; its magnitude is of the newest level heard where
-    // there are echoes. Gives a frame when its closing flag ends.
+    // Takes the soft value of a bit, whose sign is its level; its magnitude is of the newest level heard
+    // where there are echoes. Gives a frame when its closing flag ends.
     std::optional<Found> push(float soft);
 
 private:

@@ -1,5 +1,5 @@
-// 9600 Bd on the carrier itself: what an FM discriminator gives, scrambled (J. Miller, "9600 Baud Packet Radio
-// Modem Design", 1988: the G3RUH modem). Low-pass, bit clock, levels and descrambler of one branch.
+// 9600 Bd on the carrier itself: what an FM discriminator gives, scrambled (J. Miller, "9600 Baud Packet
+// Radio Modem Design", 1988: the G3RUH modem). Low-pass, bit clock, levels and descrambler of one branch.
 #pragma once
 #include "decoders/blocks.h"
 #include "decoders/packet/level_sequence.h"

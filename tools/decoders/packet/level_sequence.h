@@ -1,6 +1,6 @@
 // Levels of a baseband line by sequences, since filters smear each over its neighbours: Viterbi's algorithm
-// over the last levels, with a channel that is estimated on the way (G. D. Forney, IEEE Trans. Inf. Theory 18,
-// 1972; adaptive: F. R. Magee, J. G. Proakis, IEEE Trans. Inf. Theory 19, 1973).
+// over the last levels, with a channel that is estimated on the way (G. D. Forney, IEEE Trans. Inf. Theory
+// 18, 1972; adaptive: F. R. Magee, J. G. Proakis, IEEE Trans. Inf. Theory 19, 1973).
 #pragma once
 #include <array>
 #include <cstddef>
@@ -12,12 +12,12 @@ public:
     static constexpr int delay = 3; // bits from the sample in a bit's middle to its decision
 
     // offset_share is how much of the way the line's offset goes to what a bit shows: more where a high-pass
-    // lets it wander. With both, the sample behind the middle counts too: filters as wide as the bit rate leave
-    // the noise of the two independent.
+    // lets it wander. With both, the sample behind the middle counts too: filters as wide as the bit rate
+    // leave the noise of the two independent.
     LevelSequence(double offset_share, bool both);
 
-    // Takes the middle of a bit and the sample half a bit later, of a mean magnitude of 1. Gives the soft value
-    // of the bit delay before, positive for a positive level.
+    // Takes the middle of a bit and the sample half a bit later, of a mean magnitude of 1. Gives the soft
+    // value of the bit delay before, positive for a positive level.
     float push(float middle, float behind);
 
 private:

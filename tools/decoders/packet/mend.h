@@ -11,17 +11,19 @@ namespace decoders::packet {
 constexpr uint16_t crc_polynomial = 0x8408, crc_residue = 0xf0b8;
 constexpr unsigned stuffed_behind = 5; // ones, so that no data are taken for a flag
 
-// Goes over the sets of weak places in the order of their summed weakness, the likeliest first, as soft-decision
-// decoders of block codes do (ordered statistics; M. Fossorier, S. Lin, IEEE Trans. Inf. Theory 41, 1995). The check
-// sequence is linear, so what a place changes in it is told once, and a set takes the sum of its places.
+// Goes over the sets of weak places in the order of their summed weakness, the likeliest first, as
+// soft-decision decoders of block codes do (ordered statistics; M. Fossorier, S. Lin, IEEE Trans. Inf. Theory
+// 41, 1995). The check sequence is linear, so what a place changes in it is told once, and a set takes the
+// sum of its places.
 class Mender {
 public:
-    // Soft values, whose signs are the levels, from the one before a frame's first bit to the last of its closing
-    // flag; a level that is turned turns those with it that come as many later as echoes tell, the farthest last.
+    // Soft values, whose signs are the levels, from the one before a frame's first bit to the last of its
+    // closing flag; a level that is turned turns those with it that come as many later as echoes tell, the
+    // farthest last.
     Mender(const std::vector<float>& soft, std::span<const int> echoes);
 
-    // The levels with the next set of places turned that makes whole bytes and a good check sequence; nothing when
-    // no more are to be tried.
+    // The levels with the next set of places turned that makes whole bytes and a good check sequence; nothing
+    // when no more are to be tried.
     std::optional<std::vector<bool>> next();
 
 private:

@@ -1,5 +1,5 @@
-// A part of an I/Q recording as I/Q at a lower rate, its middle at 0 Hz: turned and decimated by a whole number
-// in single precision. What follows costs as much less.
+// A part of an I/Q recording as I/Q at a lower rate, its middle at 0 Hz: turned and decimated by a whole
+// number in single precision. What follows costs as much less.
 #pragma once
 #include "io/input.h"
 #include <complex>

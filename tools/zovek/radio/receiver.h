@@ -50,8 +50,8 @@ public:
     void settle(std::span<const int32_t> band);
 
     // Receives samples of the band, Q31, at most plan.block; what is missing to a multiple of D is taken as
-    // silence. Gives the audio, left, right, left, right, of full scale 2^31, with the delay of the filters taken off the
-    // start.
+    // silence. Gives the audio, left, right, left, right, of full scale 2^31, with the delay of the filters
+    // taken off the start.
     const std::vector<int32_t>& receive(std::span<const int32_t> band);
 
     // A block of silence behind the recording's end, which brings out what still is in the filters.

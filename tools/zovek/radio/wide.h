@@ -17,7 +17,8 @@ class Straightener {
 public:
     static constexpr double share = 4; // turns are larger than what the discriminator says of them
 
-    // The next of a station's samples, of magnitude 1 or 0, as the discriminator is to see it: of magnitude 1.
+    // The next of a station's samples, of magnitude 1 or 0, as the discriminator is to see it: of magnitude
+    // 1.
     std::complex<double> push(std::complex<double> station);
     // The sample pushed last.
     std::complex<double> before() const { return before_; }
