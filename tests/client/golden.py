@@ -141,7 +141,7 @@ class Client(InFolder):
                             ("receive --bandwith 5k", ("no option '--bandwith'", "--bandwidth?")),
                             ("cpu extra", ("'extra'",)), ("receive -M am --agc=5", ("--agc takes no value",)),
                             ("receive -M am -M fm", ("--mode", "more than once")), ("receive -f", ("--frequency needs",)),
-                            ("receive -M am -f 3x", ("--frequency: '3x'",)), ("receive -M ssb", ("'ssb'", "lsb, fm or cw")),
+                            ("receive -M am -f 3x", ("--frequency: '3x'",)), ("receive -M ssb", ("'ssb'", "lsb, fm, wfm or cw")),
                             ("decode --mode rtty --baud x", ("--baud: 'x'", "10 to 9600")),
                             ("decode --mode dtmf --baud 50", ("--baud", "rtty, ascii, not of dtmf")),
                             ("decode --mode navtex,dtmf --hf", ("--hf", "packet, not of navtex, dtmf")),
