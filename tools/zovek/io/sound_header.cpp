@@ -339,7 +339,7 @@ std::optional<words::Time> began(const SoundHeader& header, int rate)
     const auto day = floor<days>(*header.began);
     const double seconds = double(header.since_midnight) / rate;
     // Within the day, and not before the time that was written: else it counts from elsewhere, as the
-    // beginning of a session.
+    // beginning of a longer take.
     const bool true_time = seconds < 86400 && seconds > duration<double>(*header.began - day).count() - 1;
     return true_time ? day + microseconds(std::llround(seconds * 1e6)) : *header.began;
 }
