@@ -44,8 +44,8 @@ int errors(const Air& air, size_t count, size_t from = preamble)
                                                                                  : random() >> 31);
         while (double(samples.size()) < double(k + 1) * air.bit) {
             const double fading = std::cos(radians * air.doppler * double(samples.size()));
-            const Complex sent =
-                std::polar(air.amplitude[bits[k]] * fading, phase) + Complex(noise(random), noise(random));
+            const Complex sent = air.amplitude[bits[k]] * fading * std::polar(1.0, phase) +
+                                 Complex(noise(random), noise(random));
             samples.push_back(k < early && air.early_tone == 2 ? 0 : sent);
             phase += omega[bits[k]] + air.offset(k) * radians;
         }
