@@ -1,16 +1,13 @@
 #include "io/zoom.h"
 #include "io/narrow.h"
-#include "radio/channel.h"
 #include "radio/plan.h"
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 
 namespace client {
 namespace {
-constexpr size_t lanes = 8;         // sums that run side by side, in registers
-constexpr size_t piece = 4096;      // frames
-constexpr float limit = 2147483520; // the largest float below 2^31
+constexpr size_t piece = 4096;       // frames
+constexpr double limit = 2147483520; // the largest float below 2^31
 } // namespace
 
 bool ByteSilence::holds(int32_t re, int32_t im)
@@ -30,6 +27,9 @@ Zoom::Zoom(std::unique_ptr<Input> source, int32_t step, int64_t shift, double re
       step_(size_t(step)),
       first_(swap),
       shift_(shift),
+      // shut from where the lower rate folds onto what is kept
+      filter_(source_->rate, source_->rate / 2.0 / step,
+              taps_for(source_->rate, double(source_->rate) / step - 2 * reach)),
       cosines_(turns),
       sines_(turns)
 {
@@ -40,12 +40,7 @@ Zoom::Zoom(std::unique_ptr<Input> source, int32_t step, int64_t shift, double re
     channels = 2;
     if (source_->announced >= 0) announced = (source_->announced + step - 1) / step;
 
-    // Shut from where the lower rate folds onto what is kept.
-    const int32_t count = taps_for(source_->rate, rate - 2 * reach);
-    const std::vector<double> design = windowed_sinc(source_->rate, rate / 2.0, count);
-    taps_.assign((design.size() + lanes - 1) / lanes * lanes, 0);
-    std::copy(design.begin(), design.end(), taps_.end() - count);
-    real_.assign(taps_.size() - size_t(count / 2) - 1, 0);
+    real_.assign(filter_.size() - filter_.lag() - 1, 0);
     imaginary_ = real_;
     for (size_t k = 0; k < turns; ++k) {
         const double angle = -2 * M_PI * double(int64_t(k) * shift % source_->rate) / source_->rate;
@@ -68,7 +63,7 @@ bool Zoom::fetch()
         faults = source_->faults;
         recorded = source_->taken;
     }
-    real_.resize(before + (ended_ ? taps_.size() : count), 0);
+    real_.resize(before + (ended_ ? filter_.size() : count), 0);
     imaginary_.resize(real_.size(), 0);
     bool near_full_scale = false;
     for (size_t at = 0; at < count; at += turns) {
@@ -100,15 +95,10 @@ bool Zoom::fetch()
 
 size_t Zoom::read(int32_t* samples, size_t frames)
 {
-    const auto sum_of = [this](const float* x) {
-        float sums[lanes] = {};
-        for (size_t t = 0; t < taps_.size(); t += lanes)
-            for (size_t lane = 0; lane < lanes; ++lane) sums[lane] += taps_[t + lane] * x[t + lane];
-        return int32_t(std::clamp(std::accumulate(sums, sums + lanes, 0.0F), -limit, limit));
-    };
+    const auto sum_of = [this](const float* x) { return int32_t(std::clamp(filter_(x), -limit, limit)); };
     size_t got = 0;
     while (got < frames) {
-        if (due_ == 0 || at_ + taps_.size() > real_.size()) {
+        if (due_ == 0 || at_ + filter_.size() > real_.size()) {
             if (ended_ || !fetch()) break;
             continue;
         }

@@ -2,7 +2,7 @@
 // number in single precision. What follows costs as much less.
 #pragma once
 #include "io/input.h"
-#include <complex>
+#include "radio/low_pass.h"
 
 namespace client {
 // Unsigned bytes have no zero: their digital silence is half a step to either side of it, always the same.
@@ -32,7 +32,7 @@ private:
     const std::unique_ptr<Input> source_;
     const size_t step_, first_; // first_: offset of I in a frame
     const int64_t shift_;
-    std::vector<float> taps_;             // behind zeros to fill the lanes
+    const LowPass filter_;
     std::vector<float> cosines_, sines_;  // of the first turns
     std::vector<float> real_, imaginary_; // turned, from the first sample that the next result needs on
     size_t at_ = 0;                       // where those of the next result begin

@@ -1,12 +1,8 @@
 #include "radio/wide.h"
-#include "radio/channel.h"
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 
 namespace client {
-static constexpr size_t lanes = 8; // sums that run side by side, in registers
-
 // By the formulas of half angles: tan(v / 2) = sin v / (1 + cos v), twice.
 std::complex<double> Straightener::push(std::complex<double> station)
 {
@@ -24,28 +20,18 @@ std::complex<double> Straightener::push(std::complex<double> station)
 }
 
 WideAudio::WideAudio(double rate, double cutoff, int32_t taps)
+    : filter_(rate, cutoff, taps), history_(filter_.size())
 {
-    const std::vector<double> design = windowed_sinc(rate, cutoff, taps);
-    taps_.assign((design.size() + lanes - 1) / lanes * lanes, 0);
-    std::copy(design.begin(), design.end(), taps_.end() - ptrdiff_t(design.size()));
-    history_.assign(taps_.size(), 0);
 }
 
 void WideAudio::take(std::span<const int32_t> detector, std::optional<Deemphasis>& deemphasis)
 {
-    std::copy(history_.end() - ptrdiff_t(taps_.size()), history_.end(), history_.begin());
-    history_.resize(taps_.size() + detector.size());
-    std::ranges::transform(detector, history_.begin() + ptrdiff_t(taps_.size()), [&](int32_t sample) {
+    std::copy(history_.end() - ptrdiff_t(filter_.size()), history_.end(), history_.begin());
+    history_.resize(filter_.size() + detector.size());
+    std::ranges::transform(detector, history_.begin() + ptrdiff_t(filter_.size()), [&](int32_t sample) {
         return deemphasis ? deemphasis->push(float(sample)) : float(sample);
     });
 }
 
-double WideAudio::at(size_t place) const
-{
-    const float* x = &history_[place + 1];
-    float sums[lanes] = {};
-    for (size_t t = 0; t < taps_.size(); t += lanes)
-        for (size_t lane = 0; lane < lanes; ++lane) sums[lane] += taps_[t + lane] * x[t + lane];
-    return std::accumulate(sums, sums + lanes, 0.0);
-}
+double WideAudio::at(size_t place) const { return filter_(&history_[place + 1]); }
 } // namespace client

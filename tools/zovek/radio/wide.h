@@ -2,6 +2,7 @@
 // one that keeps what a 32-bit detector gives and computes no more than is kept.
 #pragma once
 #include "radio/deemphasis.h"
+#include "radio/low_pass.h"
 #include <complex>
 #include <cstddef>
 #include <cstdint>
@@ -39,7 +40,7 @@ public:
     double at(size_t place) const;
 
 private:
-    std::vector<float> taps_; // behind zeros to fill the lanes
+    LowPass filter_;
     std::vector<float> history_;
 };
 } // namespace client
