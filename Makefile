@@ -2,11 +2,13 @@
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
 build = cmake --build --preset release -j $(JOBS)
-programs = --target libzovek.so zovek_static zovek_client
+programs = --target libzovek.so zovek_static zovek_client zovek_pages
 # Without the tests and what they need, but where they are built already.
 configure = cmake --preset release $(if $(wildcard build/release/tests),,-DZOVEK_TESTS=OFF)
 
-.PHONY: all demo test bench check check-all install uninstall setup clean
+version = $(shell grep -m1 -oE '[0-9]+[.][0-9]+[.][0-9]+' CMakeLists.txt)
+
+.PHONY: all demo test bench check check-all dist install uninstall setup clean
 all:
 	@scripts/setup build
 	$(configure)
@@ -29,6 +31,11 @@ check:
 	scripts/check
 check-all: check
 	scripts/fresh
+# The tracked files of the last commit, with its time: the same bytes whoever makes it.
+dist:
+	@scripts/setup dist
+	mkdir -p out
+	git archive --prefix=zovek-$(version)/ HEAD | xz -9 --threads=1 > out/zovek-$(version).tar.xz
 install:
 	@scripts/setup build
 	$(configure) -DCMAKE_INSTALL_PREFIX=$(abspath $(PREFIX))

@@ -39,6 +39,10 @@
 #define ZV_VERSION_MAJOR 1
 #define ZV_VERSION_MINOR 0
 #define ZV_VERSION_PATCH 0
+/* The same as text, "1.0.0", to be told without a call. */
+#define ZOVEK_VERSION ZV_TEXT(ZV_VERSION_MAJOR) "." ZV_TEXT(ZV_VERSION_MINOR) "." ZV_TEXT(ZV_VERSION_PATCH)
+#define ZV_TEXT(value) ZV_TEXT_OF(value)
+#define ZV_TEXT_OF(value) #value
 
 #ifdef __cplusplus
 #define ZV_BEGIN extern "C" {

@@ -58,7 +58,9 @@ Option Option::one_of(const std::vector<std::string>& names) const
             list += (list.empty() ? "" : &name == &names.back() ? " or " : ", ") + name;
         return "'" + text + "' is not " + list;
     };
-    return Option(option_->transform(CLI::Validator(check, "")));
+    std::string list; // by which pages and shells tell of them
+    for (const std::string& name : names) list += (list.empty() ? "" : "|") + name;
+    return Option(option_->transform(CLI::Validator(check, "", list)));
 }
 
 std::string Option::name() const { return option_->get_name(); }
