@@ -8,7 +8,7 @@ configure = cmake --preset release $(if $(wildcard build/release/tests),,-DZOVEK
 
 version = $(shell grep -m1 -oE '[0-9]+[.][0-9]+[.][0-9]+' CMakeLists.txt)
 
-.PHONY: all demo test bench check check-all dist install uninstall setup clean
+.PHONY: all demo test bench check check-all dist deb install uninstall setup clean
 all:
 	@scripts/setup build
 	$(configure)
@@ -36,6 +36,14 @@ dist:
 	@scripts/setup dist
 	mkdir -p out
 	git archive --prefix=zovek-$(version)/ HEAD | xz -9 --threads=1 > out/zovek-$(version).tar.xz
+# Debian packages of the last commit in out/deb, and what lintian says of them.
+deb: dist
+	@scripts/setup deb
+	rm -rf out/deb && mkdir -p out/deb
+	cp out/zovek-$(version).tar.xz out/deb/zovek_$(version).orig.tar.xz
+	tar -C out/deb -xf out/zovek-$(version).tar.xz
+	cd out/deb/zovek-$(version) && dpkg-buildpackage -us -uc -j$(JOBS)
+	lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs out/deb/*.changes
 install:
 	@scripts/setup build
 	$(configure) -DCMAKE_INSTALL_PREFIX=$(abspath $(PREFIX))
