@@ -29,7 +29,8 @@ bench:
 check:
 	@scripts/setup check
 	scripts/check
-check-all: check
+check-all: check deb
+	scripts/packages
 	scripts/fresh
 # The tracked files of the last commit, with its time: the same bytes whoever makes it.
 dist:
