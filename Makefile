@@ -41,7 +41,7 @@ dist:
 deb: dist
 	@scripts/setup deb
 	rm -rf out/deb && mkdir -p out/deb
-	cp out/zovek-$(version).tar.xz out/deb/zovek_$(version).orig.tar.xz
+	git archive --prefix=zovek-$(version)/ HEAD . ':(exclude)debian' | xz --threads=1 > out/deb/zovek_$(version).orig.tar.xz
 	tar -C out/deb -xf out/zovek-$(version).tar.xz
 	cd out/deb/zovek-$(version) && dpkg-buildpackage -us -uc -j$(JOBS)
 	lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs out/deb/*.changes
