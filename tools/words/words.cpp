@@ -30,6 +30,30 @@ std::string not_a(const std::string& what, const std::string& text)
     return "'" + text + "' is not " + what + (comma ? " (the decimal mark is a point)" : "");
 }
 
+std::string Range::text() const
+{
+    if (!called.empty()) return called;
+    return std::string("a ") + (whole ? "whole " : "") + "number from " + number(least) + " to " +
+           number(most);
+}
+
+std::string either(const std::vector<std::string>& names)
+{
+    std::string list;
+    for (const std::string& name : names)
+        list += (list.empty() ? "" : &name == &names.back() ? " or " : ", ") + name;
+    return list;
+}
+
+std::string symbol_of(const std::string& unit)
+{
+    constexpr const char* symbols[][2] = {{"HZ", "Hz"},     {"SECONDS", "s"}, {"DB", "dB"},
+                                          {"DBFS", "dBFS"}, {"PERCENT", "%"}, {"BD", "Bd"}};
+    for (const auto& [name, symbol] : symbols)
+        if (unit == name) return symbol;
+    return {};
+}
+
 static char lower(char letter) { return letter >= 'A' && letter <= 'Z' ? char(letter - 'A' + 'a') : letter; }
 
 bool same_word(const std::string& a, const std::string& b)

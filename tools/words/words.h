@@ -1,5 +1,6 @@
 // Numbers as users write them, and JSON as programs read it.
 #pragma once
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -12,6 +13,23 @@ namespace words {
 std::optional<double> parse_quantity(const std::string& text, const std::string& unit = {});
 // Why a text that should be a quantity isn't one: "'4,5k' is not a number (the decimal mark is a point)".
 std::string not_a(const std::string& what, const std::string& text);
+
+// What a quantity may be, both bounds included.
+struct Range {
+    double least, most;
+    bool whole = false;
+    std::string called = {}; // what messages call such a quantity, else made of the bounds
+
+    bool has(double value) const
+    {
+        return value >= least && value <= most && (!whole || value == std::floor(value));
+    }
+    std::string text() const; // "a whole number from 1 to 17"
+};
+// "a, b or c".
+std::string either(const std::vector<std::string>& names);
+// The symbol of a unit by the name that help has for it, as Hz of HZ; nothing if it has none.
+std::string symbol_of(const std::string& unit);
 
 // Words are compared whatever the case of their letters, which are those of ASCII.
 bool same_word(const std::string& a, const std::string& b);

@@ -136,7 +136,7 @@ private:
             try {
                 listeners.push_back(mode.make(audio.rate(), emit));
             } catch (const WrongSettings& error) {
-                throw WrongUsage(error.what());
+                throw WrongUsage(spelled(error.what()));
             } catch (const NotAtThisRate& error) { // the other modes may
                 const std::string why = input->name + ": " + mode.name + ": " + error.what();
                 if (std::ranges::count(options_.modes, mode.name))
@@ -159,7 +159,7 @@ private:
 
     void print(const Input& input, const char* mode, const Message& message) const
     {
-        std::string line = printable(message.text);
+        std::string line;
         if (options_.json) {
             JsonObject object;
             if (options_.paths.size() > 1) object.add("file", input.name);
@@ -170,11 +170,9 @@ private:
                 add_time(object, input, time);
             else
                 object.add("time", time);
-            object.add("mode", mode);
-            if (message.level) object.add("level", std::round(*message.level * 10) / 10);
-            if (message.snr) object.add("snr", std::round(*message.snr * 10) / 10);
-            line = object.add("text", line).append(message.fields).text();
+            line = object.append(told(mode, message)).text();
         } else {
+            line = printable(message.text);
             if (modes_.size() > 1) line = std::string(mode) + ": " + line;
             if (options_.paths.size() > 1) line = input.name + ": " + line;
         }
@@ -263,7 +261,7 @@ Run add_decode(CommandLine& line)
     const std::vector<DataMode> modes = add_modes(line);
     for (const DataMode& row : modes) {
         names.emplace_back(row.name);
-        list += "\n  " + names.back() + std::string(12 - names.back().size(), ' ') + row.help;
+        list += "\n  " + names.back() + std::string(12 - names.back().size(), ' ') + spelled(row.help);
     }
     list += "\n  all         all of these, side by side; tones where --freq is given";
     line.footer(list);

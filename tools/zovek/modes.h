@@ -1,28 +1,20 @@
-// The modes of zovek decode: a row each, which ties the settings of a decoder to options of the command line.
+// The modes of zovek decode: the decoders' table with an option for each setting.
 #pragma once
-#include "decoders/decoder.h"
+#include "decoders/modes.h"
 #include "line/options.h"
-#include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace client {
-struct DataMode {
-    const char* name;
-    const char* help; // one line
-    // The decoder that the options describe, of audio at a rate in Hz. Throws WrongUsage for options that
-    // don't go together, and decoders::NotAtThisRate.
-    std::function<decoders::MadeDecoder(double rate, decoders::Emit emit)> make;
-    std::vector<Option> options = {};  // that it heeds, beside those of all modes
-    std::optional<Option> needed = {}; // of those, what it can't do without
-    bool has_frames = false;           // its messages do
-    // What it wants of a station's audio, Hz; nothing: what the station's modulation usually has.
-    std::function<std::optional<double>()> audio_cutoff = {};
+struct DataMode : decoders::Mode {
+    std::vector<Option> options = {}; // by settings; modes share those of one name
 };
 
 // Adds the options of all modes to the command.
 std::vector<DataMode> add_modes(CommandLine& line);
+
+// A text of the table as this command says it: settings are options.
+std::string spelled(const std::string& text);
 
 // The name that stands for all rows but those that lack an option they need.
 constexpr const char* all_modes = "all";

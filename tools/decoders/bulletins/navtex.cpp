@@ -322,7 +322,7 @@ private:
 MadeDecoder make_navtex(double from, const NavtexSettings& settings, Emit emit)
 {
     if (settings.centre < lowest_centre || settings.centre > highest_centre)
-        throw WrongSettings("a centre between 400 and 3200 Hz");
+        throw WrongSettings("navtex: {centre} between 400 and 3200 Hz");
     require_tone(from, settings.centre + half_shift);
     return std::make_unique<Navtex>(from, settings.centre, std::move(emit));
 }

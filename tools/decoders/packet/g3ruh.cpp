@@ -56,9 +56,9 @@ private:
 
 MadeDecoder make_g3ruh(double rate, const Settings& settings, Emit emit)
 {
-    if (settings.hf) throw WrongSettings("--hf is 300 Bd, --g3ruh 9600 Bd: one of them");
+    if (settings.hf) throw WrongSettings("{hf} is 300 Bd, {g3ruh} 9600 Bd: one of them");
     if (settings.effort > most_g3ruh_effort)
-        throw WrongSettings("--g3ruh has " + words::number(most_g3ruh_effort) + " branches");
+        throw WrongSettings("{g3ruh} has " + words::number(most_g3ruh_effort) + " branches");
     require(rate, g3ruh_highest, "9600 Bd (wants audio of 17100 Hz or more)");
     return std::make_unique<G3ruh>(rate, settings, std::move(emit));
 }

@@ -25,14 +25,14 @@ CommandLine::Read named(const std::string& names, CommandLine::Read read)
     };
 }
 
-// What may stand behind the number of an option whose value help calls by this name.
-std::string symbol_of(const std::string& unit)
+// Gives the numbers of texts in a unit that lie in a range.
+CommandLine::Read number_reader(const Range& range, const std::string& unit, CommandLine::TakeNumber take)
 {
-    constexpr const char* symbols[][2] = {{"HZ", "Hz"},     {"SECONDS", "s"}, {"DB", "dB"},
-                                          {"DBFS", "dBFS"}, {"PERCENT", "%"}, {"BD", "Bd"}};
-    for (const auto& [name, symbol] : symbols)
-        if (unit == name) return symbol;
-    return {};
+    return [range, symbol = symbol_of(unit), take = std::move(take)](const std::string& text) {
+        const auto quantity = parse_quantity(text, symbol);
+        if (!quantity || !range.has(*quantity)) throw WrongValue(not_a(range.text(), text));
+        take(*quantity);
+    };
 }
 } // namespace
 
@@ -53,10 +53,7 @@ Option Option::one_of(const std::vector<std::string>& names) const
             text = *name;
             return {};
         }
-        std::string list;
-        for (const std::string& name : names)
-            list += (list.empty() ? "" : &name == &names.back() ? " or " : ", ") + name;
-        return "'" + text + "' is not " + list;
+        return "'" + text + "' is not " + either(names);
     };
     std::string list; // by which pages and shells tell of them
     for (const std::string& name : names) list += (list.empty() ? "" : "|") + name;
@@ -69,8 +66,14 @@ std::string Option::text() const { return option_->as<std::string>(); }
 
 Option CommandLine::flag(const std::string& names, bool& value, const std::string& help, bool stands_for)
 {
-    return Option(app_->add_flag_callback(
-        names, [&value, stands_for] { value = stands_for; }, help));
+    return flag(
+        names, [&value, stands_for] { value = stands_for; }, help);
+}
+
+Option CommandLine::flag(const std::string& names, const std::function<void()>& raise,
+                         const std::string& help)
+{
+    return Option(app_->add_flag_callback(names, raise, help));
 }
 
 Option CommandLine::text(const std::string& names, std::string& value, const std::string& help)
@@ -112,27 +115,23 @@ Option CommandLine::choice(const std::string& names, const std::vector<std::stri
     return text(names, read, help).one_of(table);
 }
 
-Option CommandLine::between(double least, double most, bool whole, const std::string& names,
-                            const std::function<void(double)>& take, const std::string& unit,
-                            const std::string& help, std::string what)
+Option CommandLine::quantity(const std::string& names, const Range& range, TakeNumber take,
+                             const std::string& unit, const std::string& help)
 {
-    if (what.empty())
-        what = std::string("a ") + (whole ? "whole " : "") + "number from " + number(least) + " to " +
-               number(most);
-    const auto read = [=, symbol = symbol_of(unit)](const std::string& text) {
-        const auto quantity = parse_quantity(text, symbol);
-        if (!quantity || (whole && *quantity != std::floor(*quantity)) || *quantity < least ||
-            *quantity > most)
-            throw WrongValue(not_a(what, text));
-        take(*quantity);
-    };
-    return text(names, read, help).unit(unit);
+    return text(names, number_reader(range, unit, std::move(take)), help).unit(unit);
+}
+
+Option CommandLine::quantities(const std::string& names, const Range& range, TakeNumber take,
+                               const std::string& unit, const std::string& help)
+{
+    return texts(names, number_reader(range, unit, std::move(take)), help).separated_by(',').unit(unit);
 }
 
 Option CommandLine::rate(const std::string& names, int32_t& hz, const std::string& help)
 {
-    const auto take = [&hz](double read) { hz = int32_t(read); };
-    return between(1, INT32_MAX, true, names, take, "HZ", help, "a rate in whole Hz");
+    return quantity(
+        names, Range{1, INT32_MAX, true, "a rate in whole Hz"}, [&hz](double read) { hz = int32_t(read); },
+        "HZ", help);
 }
 
 void CommandLine::footer(const std::string& text) { app_->footer(text); }

@@ -8,6 +8,7 @@
 // WrongValue; an empty value is one.
 #pragma once
 #include "line/failure.h"
+#include "words/words.h"
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -52,11 +53,13 @@ private:
 class CommandLine {
 public:
     using Read = std::function<void(const std::string& text)>;
+    using TakeNumber = std::function<void(double)>;
 
     explicit CommandLine(std::shared_ptr<CLI::App> app) : app_(std::move(app)) {}
 
     // Without a value: the variable becomes what it stands for.
     Option flag(const std::string& names, bool& value, const std::string& help, bool stands_for = true);
+    Option flag(const std::string& names, const std::function<void()>& raise, const std::string& help);
     Option text(const std::string& names, std::string& value, const std::string& help);
     Option text(const std::string& names, Read read, const std::string& help);
     // Any number of times, one value each (or more: separated_by); a reader gets one after the other.
@@ -70,6 +73,9 @@ public:
         return choice(
             names, {table, table + count}, [&value](size_t place) { value = Value(place); }, help);
     }
+    // The same where a function takes the place.
+    Option choice(const std::string& names, const std::vector<std::string>& table,
+                  const std::function<void(size_t)>& take, const std::string& help);
     // A quantity between two bounds, both included, in a unit; whole if the variable is. Takes k and
     // M, and the unit's symbol.
     template <class Value>
@@ -77,10 +83,15 @@ public:
                     const std::string& unit, const std::string& help)
     {
         using Number = typename decltype(std::optional(value))::value_type;
-        return between(
-            least, most, std::is_integral_v<Number>, names, [&value](double read) { value = Number(read); },
-            unit, help);
+        return quantity(
+            names, words::Range{least, most, std::is_integral_v<Number>},
+            [&value](double read) { value = Number(read); }, unit, help);
     }
+    // The same where a function takes the number; and several of them, each given to it.
+    Option quantity(const std::string& names, const words::Range& range, TakeNumber take,
+                    const std::string& unit, const std::string& help);
+    Option quantities(const std::string& names, const words::Range& range, TakeNumber take,
+                      const std::string& unit, const std::string& help);
     // A sampling rate in whole Hz, 1 to 2^31 - 1. Takes k and M.
     Option rate(const std::string& names, int32_t& hz, const std::string& help);
 
@@ -92,12 +103,6 @@ public:
     std::vector<Option> order() const; // the options given, in the order of the line, as often as they were
 
 private:
-    Option choice(const std::string& names, const std::vector<std::string>& table,
-                  const std::function<void(size_t)>& take, const std::string& help);
-    Option between(double least, double most, bool whole, const std::string& names,
-                   const std::function<void(double)>& take, const std::string& unit, const std::string& help,
-                   std::string what = {}); // for messages, else made of the bounds
-
     std::shared_ptr<CLI::App> app_;
 };
 } // namespace client
